@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer harnesses with clang and runs each for a short, fixed time; a crash
+# fails the run. Harnesses live in tests/fuzz (one <name>_fuzzer.cpp each, with a corpus
+# folder of the same name beside it when there are seeds).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=${FUZZ_SECONDS:-20}
+if ! ls tests/fuzz/*_fuzzer.cpp >/dev/null 2>&1; then
+  echo "fuzz: no harnesses yet"
+  exit 0
+fi
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz
+for bin in build/fuzz/bin/*_fuzzer; do
+  name=$(basename "$bin")
+  corpus=build/fuzz/corpus/$name
+  mkdir -p "$corpus"
+  seeds=tests/fuzz/${name%_fuzzer}
+  args=("$corpus")
+  [[ -d $seeds ]] && args+=("$seeds")
+  echo "fuzz: $name for ${seconds}s"
+  "$bin" -max_total_time="$seconds" -print_final_stats=0 "${args[@]}" 2>build/fuzz/$name.log || {
+    tail -n 40 build/fuzz/$name.log
+    echo "fuzz: $name failed" >&2
+    exit 1
+  }
+done
+echo "fuzz: all harnesses ran clean"
