@@ -1,0 +1,43 @@
+/* Notices to the user. */
+#ifndef COREFOUNDATION_CFUSERNOTIFICATION_H
+#define COREFOUNDATION_CFUSERNOTIFICATION_H
+
+#include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFDate.h>
+#include <CoreFoundation/CFString.h>
+#include <CoreFoundation/CFURL.h>
+
+CF_EXTERN_C_BEGIN
+
+enum {
+  kCFUserNotificationStopAlertLevel = 0,
+  kCFUserNotificationNoteAlertLevel = 1,
+  kCFUserNotificationCautionAlertLevel = 2,
+  kCFUserNotificationPlainAlertLevel = 3
+};
+
+enum {
+  kCFUserNotificationDefaultResponse = 0,
+  kCFUserNotificationAlternateResponse = 1,
+  kCFUserNotificationOtherResponse = 2,
+  kCFUserNotificationCancelResponse = 3
+};
+
+enum {
+  kCFUserNotificationNoDefaultButtonFlag = (1UL << 5),
+  kCFUserNotificationUseRadioButtonsFlag = (1UL << 6)
+};
+
+/* Shows a notice that needs no answer and returns at once (0 on success). The notice always
+   goes to stderr as one line; on a desktop session it also appears as a desktop notification.
+   When the environment variable CF_USER_NOTIFICATION_LOG names a file, the notice is appended
+   to it as one JSON line {"title":...,"message":...,"flags":N,"timeout":T}. */
+CF_EXPORT SInt32 CFUserNotificationDisplayNotice(CFTimeInterval timeout, CFOptionFlags flags,
+                                                 CFURLRef iconURL, CFURLRef soundURL,
+                                                 CFURLRef localizationURL, CFStringRef alertHeader,
+                                                 CFStringRef alertMessage,
+                                                 CFStringRef defaultButtonTitle);
+
+CF_EXTERN_C_END
+
+#endif /* COREFOUNDATION_CFUSERNOTIFICATION_H */
