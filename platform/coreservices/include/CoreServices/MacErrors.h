@@ -1,13 +1,12 @@
 #ifndef CORESERVICES_MACERRORS_H
 #define CORESERVICES_MACERRORS_H
 
+#include <MacTypes.h>
+
 /* Result codes of the Apple Event Manager, the Process Manager, the high-level event
-   transport and Launch Services. noErr itself comes from MacTypes.h. */
+   transport and Launch Services. noErr, paramErr and memFullErr come from MacTypes.h. */
 
 enum {
-  paramErr = -50,
-  memFullErr = -108,
-
   procNotFound = -600,
   noOutstandingHLE = -608,
   connectionInvalid = -609,
