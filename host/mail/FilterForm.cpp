@@ -1,0 +1,282 @@
+#include "FilterForm.h"
+
+#include "MailError.h"
+#include "MailStore.h"
+#include "ReadOnlyFile.h"
+
+#include <gmime/gmime.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+namespace mailhost {
+
+namespace {
+
+struct GObjectUnref {
+  void operator()(gpointer object) const {
+    if (object)
+      g_object_unref(object);
+  }
+};
+template <typename T>
+using GRef = std::unique_ptr<T, GObjectUnref>;
+
+struct GFree {
+  void operator()(gpointer p) const { g_free(p); }
+};
+using GString_ = std::unique_ptr<char, GFree>;
+
+GMimeParserOptions* parserOptions() {
+  static GMimeParserOptions* options = [] {
+    g_mime_init();
+    GMimeParserOptions* o = g_mime_parser_options_new();
+    // Raw 8-bit header text: UTF-8 when it is valid, else Latin-1.
+    const char* fallback[] = {"UTF-8", "ISO-8859-1", nullptr};
+    g_mime_parser_options_set_fallback_charsets(o, fallback);
+    return o;
+  }();
+  return options;
+}
+
+// UTF-8 validity, NUL bytes allowed (g_utf8_validate rejects them).
+bool isValidUtf8(const char* data, std::size_t length) {
+  while (length > 0) {
+    const char* nul = static_cast<const char*>(std::memchr(data, '\0', length));
+    std::size_t segment = nul ? static_cast<std::size_t>(nul - data) : length;
+    if (!g_utf8_validate(data, static_cast<gssize>(segment), nullptr))
+      return false;
+    if (!nul)
+      break;
+    data += segment + 1;
+    length -= segment + 1;
+  }
+  return true;
+}
+
+bool isUtf8OrAscii(const char* charset) {
+  return !charset || g_ascii_strcasecmp(charset, "us-ascii") == 0 ||
+         g_ascii_strcasecmp(charset, "ascii") == 0 || g_ascii_strcasecmp(charset, "utf-8") == 0 ||
+         g_ascii_strcasecmp(charset, "utf8") == 0;
+}
+
+// Appends the shown text parts of the body to one byte array.
+class BodyWriter {
+public:
+  explicit BodyWriter(GByteArray* out)
+      : mOut(out), mStream(g_mime_stream_mem_new_with_byte_array(out)) {
+    g_mime_stream_mem_set_owner(GMIME_STREAM_MEM(mStream.get()), FALSE);
+  }
+
+  void appendText(GMimePart* part) {
+    if (mParts++ > 0)
+      g_byte_array_append(mOut, reinterpret_cast<const guint8*>(kPartSeparator.data()),
+                          static_cast<guint>(kPartSeparator.size()));
+    GMimeDataWrapper* content = g_mime_part_get_content(part);
+    if (!content)
+      return;
+    const char* charset = g_mime_object_get_content_type_parameter(GMIME_OBJECT(part), "charset");
+    GRef<GMimeFilter> convert;
+    if (!isUtf8OrAscii(charset))
+      convert.reset(g_mime_filter_charset_new(charset, "UTF-8"));
+
+    std::size_t start = mOut->len;
+    g_mime_stream_seek(mStream.get(), static_cast<gint64>(start), GMIME_STREAM_SEEK_SET);
+    GRef<GMimeStream> filtered(g_mime_stream_filter_new(mStream.get()));
+    if (convert)
+      g_mime_stream_filter_add(GMIME_STREAM_FILTER(filtered.get()), convert.get());
+    if (g_mime_data_wrapper_write_to_stream(content, filtered.get()) < 0 ||
+        g_mime_stream_flush(filtered.get()) < 0)
+      throw MailError(MailErrorKind::Io, "cannot read a part of the message");
+
+    // Undeclared, ASCII, UTF-8 or unknown charset: keep valid UTF-8, read anything else as
+    // Latin-1, so that the body is always UTF-8.
+    if (!convert) {
+      const char* text = reinterpret_cast<const char*>(mOut->data) + start;
+      std::size_t length = mOut->len - start;
+      if (!isValidUtf8(text, length)) {
+        gsize written = 0;
+        GString_ utf8(g_convert(text, static_cast<gssize>(length), "UTF-8", "ISO-8859-1", nullptr,
+                                &written, nullptr));
+        g_byte_array_set_size(mOut, static_cast<guint>(start));
+        if (utf8)
+          g_byte_array_append(mOut, reinterpret_cast<const guint8*>(utf8.get()),
+                              static_cast<guint>(written));
+      }
+    }
+  }
+
+private:
+  GByteArray* mOut;
+  GRef<GMimeStream> mStream;
+  int mParts = 0;
+};
+
+bool isShownText(GMimeObject* object) {
+  GMimeContentType* type = g_mime_object_get_content_type(object);
+  if (!type || !(g_mime_content_type_is_type(type, "text", "plain") ||
+                 g_mime_content_type_is_type(type, "text", "html")))
+    return false;
+  GMimeContentDisposition* disposition = g_mime_object_get_content_disposition(object);
+  return !disposition || !g_mime_content_disposition_is_attachment(disposition);
+}
+
+AttachmentInfo attachmentOf(GMimeObject* object, const std::string& partId) {
+  AttachmentInfo info;
+  GMimeContentType* type = g_mime_object_get_content_type(object);
+  GString_ mimeType(type ? g_mime_content_type_get_mime_type(type) : nullptr);
+  info.contentType = mimeType ? mimeType.get() : "application/octet-stream";
+  info.partId = partId;
+  const char* name = nullptr;
+  if (GMIME_IS_PART(object))
+    name = g_mime_part_get_filename(GMIME_PART(object));
+  else if (!(name = g_mime_object_get_content_disposition_parameter(object, "filename")))
+    name = g_mime_object_get_content_type_parameter(object, "name");
+  info.displayName = name && *name ? name : "Part " + partId;
+  return info;
+}
+
+void walk(GMimeObject* object, const std::string& partId, FilterForm& form, BodyWriter& body) {
+  if (GMIME_IS_MULTIPART(object)) {
+    GMimeMultipart* multipart = GMIME_MULTIPART(object);
+    int count = g_mime_multipart_get_count(multipart);
+    for (int i = 0; i < count; ++i)
+      walk(g_mime_multipart_get_part(multipart, i), partId + "." + std::to_string(i + 1), form,
+           body);
+  } else if (GMIME_IS_PART(object) && isShownText(object)) {
+    body.appendText(GMIME_PART(object));
+  } else {
+    form.attachments.push_back(attachmentOf(object, partId));
+  }
+}
+
+// The message's own header fields and those GMime files under its top-level part (the
+// Content-* fields), merged back into the order in which they stand in the message.
+std::vector<HeaderField> topLevelHeaders(GMimeMessage* message) {
+  struct Located {
+    gint64 offset;
+    HeaderField field;
+  };
+  std::vector<Located> located;
+  auto collect = [&](GMimeObject* object) {
+    if (!object)
+      return;
+    GMimeHeaderList* list = g_mime_object_get_header_list(object);
+    int count = list ? g_mime_header_list_get_count(list) : 0;
+    for (int i = 0; i < count; ++i) {
+      GMimeHeader* header = g_mime_header_list_get_header_at(list, i);
+      gint64 offset = g_mime_header_get_offset(header);
+      if (std::any_of(located.begin(), located.end(),
+                      [&](const Located& l) { return offset >= 0 && l.offset == offset; }))
+        continue;
+      const char* name = g_mime_header_get_name(header);
+      const char* value = g_mime_header_get_value(header);
+      located.push_back({offset, {name ? name : "", value ? value : ""}});
+    }
+  };
+  collect(GMIME_OBJECT(message));
+  collect(g_mime_message_get_mime_part(message));
+  std::stable_sort(located.begin(), located.end(),
+                   [](const Located& a, const Located& b) { return a.offset < b.offset; });
+  std::vector<HeaderField> fields;
+  fields.reserve(located.size());
+  for (Located& l : located)
+    fields.push_back(std::move(l.field));
+  return fields;
+}
+
+FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize) {
+  GMimeParserOptions* options = parserOptions();
+  FilterForm form;
+  if (g_mime_stream_length(stream) == 0)
+    return form;
+
+  GRef<GMimeParser> parser(g_mime_parser_new_with_stream(stream));
+  g_mime_parser_set_format(parser.get(), GMIME_FORMAT_MESSAGE);
+  g_mime_parser_set_persist_stream(parser.get(), TRUE); // parts read from the file when written
+  GRef<GMimeMessage> message(g_mime_parser_construct_message(parser.get(), options));
+  if (!message)
+    throw MailError(MailErrorKind::Unparseable, "not a mail message (no header block)");
+
+  form.headers = topLevelHeaders(message.get());
+  g_byte_array_set_size(form.body.array(), static_cast<guint>(expectedBodySize));
+  g_byte_array_set_size(form.body.array(), 0);
+  BodyWriter body(form.body.array());
+  if (GMimeObject* part = g_mime_message_get_mime_part(message.get()))
+    walk(part, "1", form, body);
+  return form;
+}
+
+constexpr std::string_view kFromLine = "From ";
+
+} // namespace
+
+BodyBuffer::BodyBuffer() : mArray(g_byte_array_new()) {}
+BodyBuffer::~BodyBuffer() {
+  if (mArray)
+    g_byte_array_unref(mArray);
+}
+BodyBuffer::BodyBuffer(BodyBuffer&& other) noexcept
+    : mArray(std::exchange(other.mArray, nullptr)) {}
+BodyBuffer& BodyBuffer::operator=(BodyBuffer&& other) noexcept {
+  std::swap(mArray, other.mArray);
+  return *this;
+}
+std::string_view BodyBuffer::view() const {
+  if (!mArray)
+    return {};
+  return {reinterpret_cast<const char*>(mArray->data), mArray->len};
+}
+
+FilterForm toFilterForm(const MessageExtent& extent) {
+  parserOptions();
+  ReadOnlyFile file(extent.file);
+  std::uint64_t start = extent.offset;
+  std::uint64_t end = std::min(extent.offset + extent.length, file.size());
+  if (start > end)
+    start = end;
+
+  // Skip a leading "From " line: it is the mbox envelope, not a header.
+  char head[5] = {};
+  if (end - start >= sizeof head && file.readAt(start, head, sizeof head) == sizeof head &&
+      std::string_view(head, sizeof head) == kFromLine) {
+    char chunk[4096];
+    std::uint64_t at = start;
+    for (bool found = false; !found && at < end;) {
+      std::size_t got = file.readAt(
+          at, chunk, static_cast<std::size_t>(std::min<std::uint64_t>(sizeof chunk, end - at)));
+      if (got == 0)
+        break;
+      const void* lf = std::memchr(chunk, '\n', got);
+      found = lf != nullptr;
+      at += found ? static_cast<std::size_t>(static_cast<const char*>(lf) - chunk) + 1 : got;
+    }
+    start = at;
+  }
+
+  GRef<GMimeStream> whole(g_mime_stream_fs_new(file.release()));
+  GRef<GMimeStream> message(
+      g_mime_stream_substream(whole.get(), static_cast<gint64>(start), static_cast<gint64>(end)));
+  try {
+    return convert(message.get(), static_cast<std::size_t>(end - start));
+  } catch (const MailError& error) {
+    throw MailError(error.kind(), extent.file.string() + " at " + std::to_string(extent.offset) +
+                                      ": " + error.what());
+  }
+}
+
+FilterForm toFilterForm(std::string_view text) {
+  parserOptions();
+  if (text.starts_with(kFromLine)) {
+    std::size_t lf = text.find('\n');
+    text.remove_prefix(lf == std::string_view::npos ? text.size() : lf + 1);
+  }
+  if (text.empty())
+    return {};
+  GRef<GMimeStream> stream(g_mime_stream_mem_new_with_buffer(text.data(), text.size()));
+  return convert(stream.get(), text.size());
+}
+
+} // namespace mailhost

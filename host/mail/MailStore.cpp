@@ -1,0 +1,144 @@
+#include "MailStore.h"
+
+#include "MailError.h"
+#include "Maildir.h"
+#include "Mbox.h"
+#include "ReadOnlyFile.h"
+#include "UriEscape.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace fs = std::filesystem;
+
+namespace mailhost {
+
+namespace {
+
+bool hasMessageFileExtension(const fs::path& path) {
+  std::string ext = path.extension().string();
+  std::transform(ext.begin(), ext.end(), ext.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return ext == ".eml" || ext == ".msg";
+}
+
+MailError badUri(std::string_view uri, const char* why) {
+  return MailError(MailErrorKind::BadUri,
+                   "not a message URI: \"" + std::string(uri) + "\" (" + why + ")");
+}
+
+// The path of a file: or mailbox: URI, after its "scheme://" and up to its query.
+fs::path pathOfUrl(std::string_view uri, std::size_t schemeEnd) {
+  std::string_view rest = uri.substr(schemeEnd);
+  if (!rest.starts_with("//"))
+    throw badUri(uri, "no \"//\" after the scheme");
+  rest.remove_prefix(2);
+  if (rest.starts_with("localhost/"))
+    rest.remove_prefix(std::string_view("localhost").size());
+  if (!rest.starts_with('/'))
+    throw badUri(uri, "the path is not absolute");
+  std::string path = percentUnescape(rest.substr(0, rest.find_first_of("?#")));
+  if (path.find('\0') != std::string::npos)
+    throw badUri(uri, "a NUL byte in the path");
+  return fs::path(path).lexically_normal();
+}
+
+bool isDecimal(std::string_view text) {
+  return !text.empty() && text.size() <= 19 &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+} // namespace
+
+MailStore::MailStore(MailRoot root) : mRoot(std::move(root)) {}
+
+std::string MailStore::messageUri(const fs::path& folder, std::string_view key) const {
+  return std::string(kMessageUriPrefix) + mRoot.uriPathFor(folder) + "#" +
+         percentEscape(key, false);
+}
+
+std::string MailStore::messageFileUri(const fs::path& file) {
+  return "file://" + percentEscape(canonicalMailPath(file).string(), true) + "?" +
+         std::string(kMessageDisplayType);
+}
+
+std::vector<MessageRef> MailStore::messagesIn(const fs::path& given) const {
+  fs::path path = canonicalMailPath(given);
+  std::error_code ec;
+  fs::file_status status = fs::status(path, ec);
+  if (status.type() == fs::file_type::not_found)
+    throw MailError(MailErrorKind::NotFound, given.string() + ": no such file or directory");
+
+  std::vector<MessageRef> refs;
+  if (status.type() == fs::file_type::directory) {
+    if (!isMaildir(path))
+      throw MailError(MailErrorKind::NotAFolder,
+                      given.string() + ": a directory that is not a Maildir (no cur/ or new/)");
+    for (const MaildirEntry& entry : listMaildir(path))
+      refs.push_back(
+          {messageUri(path, entry.key), MessageRef::Kind::FolderMessage, path, entry.key});
+    return refs;
+  }
+
+  ReadOnlyFile file(path);
+  if (hasMessageFileExtension(path) || (file.size() > 0 && !looksLikeMbox(file))) {
+    refs.push_back({messageFileUri(path), MessageRef::Kind::MessageFile, path, {}});
+    return refs;
+  }
+  for (const MboxEntry& entry : scanMbox(file)) {
+    std::string key = std::to_string(entry.key);
+    refs.push_back({messageUri(path, key), MessageRef::Kind::FolderMessage, path, key});
+  }
+  return refs;
+}
+
+MessageRef MailStore::parseUri(std::string_view uri) const {
+  if (uri.starts_with(kMessageUriPrefix)) {
+    std::string_view rest = uri.substr(kMessageUriPrefix.size());
+    std::size_t hash = rest.find('#');
+    if (hash == std::string_view::npos)
+      throw badUri(uri, "no '#' before the message key");
+    std::string_view keyText = rest.substr(hash + 1);
+    keyText = keyText.substr(0, keyText.find_first_of("?&"));
+    std::string key = percentUnescape(keyText);
+    if (key.empty())
+      throw badUri(uri, "an empty message key");
+    return {std::string(uri), MessageRef::Kind::FolderMessage,
+            mRoot.folderPathFor(rest.substr(0, hash)), key};
+  }
+  std::size_t colon = uri.find(':');
+  std::string_view scheme = uri.substr(0, colon == std::string_view::npos ? 0 : colon);
+  if ((scheme == "file" || scheme == "mailbox") &&
+      uri.find(kMessageDisplayType) != std::string_view::npos)
+    return {std::string(uri), MessageRef::Kind::MessageFile, pathOfUrl(uri, colon + 1), {}};
+  if (scheme == "mailbox-message")
+    throw badUri(uri, "not in the Local Folders account");
+  throw badUri(uri, "not a local message URI");
+}
+
+MessageExtent MailStore::locate(const MessageRef& message) const {
+  if (message.kind == MessageRef::Kind::MessageFile) {
+    ReadOnlyFile file(message.path);
+    return {message.path, 0, file.size()};
+  }
+  std::error_code ec;
+  if (fs::is_directory(message.path, ec)) {
+    fs::path file = findMaildirMessage(message.path, message.key);
+    return {file, 0, ReadOnlyFile(file).size()};
+  }
+  ReadOnlyFile file(message.path);
+  if (!isDecimal(message.key))
+    throw MailError(MailErrorKind::NoSuchMessage,
+                    message.path.string() + ": no message with key " + message.key);
+  MboxEntry entry = findMboxEntry(file, std::stoull(message.key));
+  return {message.path, entry.start, entry.end - entry.start};
+}
+
+std::string MailStore::mailUrlFor(const MessageRef& message) const {
+  std::string url = "mailbox://" + percentEscape(message.path.string(), true);
+  if (message.kind == MessageRef::Kind::MessageFile)
+    return url + "?" + std::string(kMessageDisplayType) + "&number=0";
+  return url + "?number=" + percentEscape(message.key, false);
+}
+
+} // namespace mailhost

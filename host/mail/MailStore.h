@@ -1,0 +1,67 @@
+#pragma once
+
+#include "MailRoot.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace mailhost {
+
+// Message URIs as the local mail service writes them:
+//   a message in a folder  mailbox-message://nobody@Local%20Folders/<folder path>#<key>
+//   a single message file  file:///<absolute path>?type=application/x-message-display
+// The folder path is given by the MailRoot; the key is the byte offset of the message's
+// "From " line in an mbox, or the unique name of its file in a Maildir.
+inline constexpr std::string_view kMessageUriPrefix = "mailbox-message://nobody@Local%20Folders/";
+inline constexpr std::string_view kFolderUriPrefix = "mailbox://nobody@Local%20Folders/";
+inline constexpr std::string_view kMessageDisplayType = "type=application/x-message-display";
+
+// A message named by URI, resolved as far as the URI's text allows (nothing is opened).
+struct MessageRef {
+  enum class Kind { FolderMessage, MessageFile };
+  std::string uri;
+  Kind kind = Kind::MessageFile;
+  std::filesystem::path path; // the mbox file or Maildir folder, or the message file
+  std::string key;            // FolderMessage only
+};
+
+// Where the bytes of one message lie.
+struct MessageExtent {
+  std::filesystem::path file;
+  std::uint64_t offset = 0;
+  std::uint64_t length = 0;
+};
+
+// The local mail folders as seen through their URIs. Opens mail files read-only, always.
+class MailStore {
+public:
+  explicit MailStore(MailRoot root = MailRoot());
+
+  const MailRoot& root() const { return mRoot; }
+
+  // Every message of a folder (mbox file, Maildir folder) or the one message of a message
+  // file, in folder order. A regular file is a message file when it is named *.eml or *.msg,
+  // or when it is neither empty nor has a "From " separator line. Throws MailError.
+  std::vector<MessageRef> messagesIn(const std::filesystem::path& path) const;
+
+  // Reads a URI's text. Throws MailError(BadUri) for anything that is not a message URI of
+  // the forms above (also accepted: a mailbox: URL carrying type=application/x-message-display).
+  MessageRef parseUri(std::string_view uri) const;
+
+  // Finds the message's bytes. Throws MailError (NotFound, AccessDenied, NoSuchMessage, ...).
+  MessageExtent locate(const MessageRef& message) const;
+
+  // The mail URL of a message as the mailbox service names it: mailbox:///<path>?number=<key>
+  std::string mailUrlFor(const MessageRef& message) const;
+
+  std::string messageUri(const std::filesystem::path& folder, std::string_view key) const;
+  static std::string messageFileUri(const std::filesystem::path& file);
+
+private:
+  MailRoot mRoot;
+};
+
+} // namespace mailhost

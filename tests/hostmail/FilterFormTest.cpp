@@ -1,0 +1,242 @@
+// The filter form of a message: decoded header fields in message order, attachments reported
+// apart, the body as UTF-8 text with parts separated; and the mail files are never changed.
+#include "FilterForm.h"
+#include "MailError.h"
+#include "MailStore.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+using namespace mailhost;
+
+namespace {
+
+std::string valueOf(const FilterForm& form, const std::string& name) {
+  for (const HeaderField& field : form.headers)
+    if (field.name == name)
+      return field.value;
+  return "<missing>";
+}
+
+const std::string kSep(kPartSeparator);
+
+} // namespace
+
+TEST(FilterFormHeaders, ValuesAreUnfoldedTrimmedAndDecoded) {
+  struct Case {
+    const char* what;
+    std::string field; // one raw header field, with its line end
+    std::string name;
+    std::string value;
+  } cases[] = {
+      {"encoded word, UTF-8 Q", "From: =?utf-8?q?J=C3=B6rg?= <j@x.org>\n", "From",
+       "J\xC3\xB6rg <j@x.org>"},
+      {"encoded word, Latin-1 B", "Subject: =?iso-8859-1?b?Q2Fm6Q==?=\n", "Subject", "Caf\xC3\xA9"},
+      {"adjacent encoded words join", "Subject: =?utf-8?q?a?= =?utf-8?q?b?=\n", "Subject", "ab"},
+      {"folded and padded", "Subject:   Hello\n   World  \n", "Subject", "Hello   World"},
+      {"folded with CRLF", "Subject: one\r\n two\r\n", "Subject", "one two"},
+      {"raw UTF-8 stays", "X-Raw: gr\xC3\xBC\xC3\x9F\n", "X-Raw", "gr\xC3\xBC\xC3\x9F"},
+      {"raw Latin-1 becomes UTF-8", "X-Raw: gr\xFC\xDF\n", "X-Raw", "gr\xC3\xBC\xC3\x9F"},
+      {"a NUL byte ends the value", std::string("X-Nul: ab\0cd\n", 13), "X-Nul", "ab"},
+      {"the date keeps its own text", "Date: Mon, 1 Jan 2001 00:00:00 +0000 (UTC)\n", "Date",
+       "Mon, 1 Jan 2001 00:00:00 +0000 (UTC)"},
+      {"names keep their case", "x-MiXeD-cAsE: v\n", "x-MiXeD-cAsE", "v"},
+      {"empty value", "X-Empty:\n", "X-Empty", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    FilterForm form = toFilterForm("Message-ID: <1@x>\n" + c.field + "\nbody\n");
+    EXPECT_EQ(valueOf(form, c.name), c.value);
+    EXPECT_EQ(form.headers.size(), 2u);
+  }
+}
+
+TEST(FilterFormHeaders, EveryFieldOnceInMessageOrder) {
+  std::string message = "From nobody Mon Jan  1 00:00:00 2001\n"
+                        "Received: first\n"
+                        "Content-Type: text/plain; charset=utf-8\n"
+                        "Subject: s\n"
+                        "Received: second\n"
+                        "MIME-Version: 1.0\n"
+                        "Content-Transfer-Encoding: 8bit\n"
+                        "X-Last: z\n"
+                        "\n"
+                        "body\n";
+  FilterForm form = toFilterForm(message);
+  std::vector<HeaderField> expected = {
+      {"Received", "first"},   {"Content-Type", "text/plain; charset=utf-8"},
+      {"Subject", "s"},        {"Received", "second"},
+      {"MIME-Version", "1.0"}, {"Content-Transfer-Encoding", "8bit"},
+      {"X-Last", "z"},
+  };
+  EXPECT_EQ(form.headers, expected);
+  EXPECT_EQ(form.body.view(), "body\n");
+}
+
+TEST(FilterFormBody, TextIsDecodedToUtf8AndPartsAreSeparated) {
+  struct Case {
+    const char* what;
+    std::string message;
+    std::string body;
+  } cases[] = {
+      {"plain text as written", "Subject: p\n\nline one\r\nline <two>\n",
+       "line one\r\nline <two>\n"},
+      {"HTML passes through", "Content-Type: text/html; charset=utf-8\n\n<p>Hi &amp; bye</p>\n",
+       "<p>Hi &amp; bye</p>\n"},
+      {"quoted-printable Latin-1",
+       "Content-Type: text/plain; charset=iso-8859-1\nContent-Transfer-Encoding: "
+       "quoted-printable\n\n"
+       "caf=E9 =\nnext\n",
+       "caf\xC3\xA9 next\n"},
+      {"base64 UTF-8",
+       "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: base64\n\nw6nDqA==\n",
+       "\xC3\xA9\xC3\xA8"},
+      {"windows-1252", "Content-Type: text/plain; charset=windows-1252\n\n\x80 \x93q\x94\n",
+       "\xE2\x82\xAC \xE2\x80\x9Cq\xE2\x80\x9D\n"},
+      {"undeclared 8-bit that is valid UTF-8", "Subject: u\n\n\xC3\xA9t\xC3\xA9\n",
+       "\xC3\xA9t\xC3\xA9\n"},
+      {"undeclared 8-bit that is not UTF-8 is Latin-1", "Subject: l\n\n\xE9t\xE9\n",
+       "\xC3\xA9t\xC3\xA9\n"},
+      {"unknown charset is read like undeclared text",
+       "Content-Type: text/plain; charset=x-no-such-charset\n\n\xE9\n", "\xC3\xA9\n"},
+      {"every alternative, separated",
+       "Content-Type: multipart/alternative; boundary=b\n\n--b\nContent-Type: text/plain\n\nplain\n"
+       "--b\nContent-Type: text/html\n\n<b>html</b>\n--b--\n",
+       "plain" + kSep + "<b>html</b>"},
+      {"nested multiparts keep document order",
+       "Content-Type: multipart/mixed; boundary=o\n\n--o\n"
+       "Content-Type: multipart/alternative; boundary=i\n\n--i\n\nA\n--i\n"
+       "Content-Type: text/html\n\nB\n--i--\n--o\nContent-Type: text/plain\n\nC\n--o--\n",
+       "A" + kSep + "B" + kSep + "C"},
+      {"headers only", "Subject: nothing else\n", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    FilterForm form = toFilterForm(c.message);
+    EXPECT_EQ(form.body.view(), c.body);
+    EXPECT_TRUE(form.attachments.empty());
+  }
+}
+
+TEST(FilterFormBody, AttachmentsAreReportedAndNotInlined) {
+  struct Case {
+    const char* what;
+    std::string message;
+    std::string body;
+    std::vector<AttachmentInfo> attachments;
+  } cases[] = {
+      {"named file, RFC 2231 name",
+       "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/plain\n\ntext\n--b\n"
+       "Content-Type: application/pdf\nContent-Disposition: attachment; "
+       "filename*=utf-8''r%C3%A9sum%C3%A9.pdf\nContent-Transfer-Encoding: "
+       "base64\n\nJVBERg==\n--b--\n",
+       "text",
+       {{"application/pdf", "1.2", "r\xC3\xA9sum\xC3\xA9.pdf"}}},
+      {"encoded-word name, unnamed image",
+       "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nt\n--b\n"
+       "Content-Type: image/png; name=\"=?utf-8?q?B=C3=BCd.png?=\"\n\nPNG\n--b\n"
+       "Content-Type: image/gif\n\nGIF\n--b--\n",
+       "t",
+       {{"image/png", "1.2",
+         "B\xC3\xBC"
+         "d.png"},
+        {"image/gif", "1.3", "Part 1.3"}}},
+      {"text marked as attachment",
+       "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nshown\n--b\nContent-Type: text/plain\n"
+       "Content-Disposition: attachment; filename=notes.txt\n\nhidden\n--b--\n",
+       "shown",
+       {{"text/plain", "1.2", "notes.txt"}}},
+      {"attached message",
+       "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nouter\n--b\n"
+       "Content-Type: message/rfc822\n\nSubject: inner\n\ninner body\n--b--\n",
+       "outer",
+       {{"message/rfc822", "1.2", "Part 1.2"}}},
+      {"a single non-text part",
+       "Content-Type: application/zip; name=a.zip\nContent-Transfer-Encoding: base64\n\nUEsDBA==\n",
+       "",
+       {{"application/zip", "1", "a.zip"}}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    FilterForm form = toFilterForm(c.message);
+    EXPECT_EQ(form.body.view(), c.body);
+    EXPECT_EQ(form.attachments, c.attachments);
+  }
+}
+
+TEST(FilterForm, EmptyAndUnreadableMessages) {
+  FilterForm empty = toFilterForm(std::string_view());
+  EXPECT_TRUE(empty.headers.empty());
+  EXPECT_TRUE(empty.attachments.empty());
+  EXPECT_EQ(empty.body.size(), 0u);
+  EXPECT_TRUE(toFilterForm("From x@y Mon Jan  1 00:00:00 2001\n").headers.empty());
+
+  try {
+    toFilterForm("this is not a header line\nnor this\n");
+    ADD_FAILURE() << "accepted a message without headers";
+  } catch (const MailError& error) {
+    EXPECT_EQ(error.kind(), MailErrorKind::Unparseable);
+  }
+
+  TempDir dir;
+  MessageExtent gone{dir / "gone", 0, 10};
+  try {
+    toFilterForm(gone);
+    ADD_FAILURE() << "read a missing file";
+  } catch (const MailError& error) {
+    EXPECT_EQ(error.kind(), MailErrorKind::NotFound);
+  }
+}
+
+TEST(FilterForm, MessagesOfAFolderConvertAsTheirOwnBytesDo) {
+  std::string first = "Subject: one\nContent-Type: text/plain; charset=iso-8859-1\n\n\xE9t\xE9\n";
+  std::string second = "Subject: two\r\n\r\nCRLF body\r\n";
+  std::string mbox = "From a\n" + first + "\nFrom b\r\n" + second;
+  TempDir dir;
+  dir.write("Inbox", mbox);
+  MailStore store;
+  std::vector<MessageRef> refs = store.messagesIn(dir / "Inbox");
+  ASSERT_EQ(refs.size(), 2u);
+  std::string texts[] = {first, second};
+  for (std::size_t i = 0; i < 2; ++i) {
+    FilterForm fromFile = toFilterForm(store.locate(refs[i]));
+    FilterForm fromMemory = toFilterForm(texts[i]);
+    EXPECT_EQ(fromFile.headers, fromMemory.headers);
+    EXPECT_EQ(fromFile.body.view(), fromMemory.body.view());
+  }
+  EXPECT_EQ(valueOf(toFilterForm(store.locate(refs[1])), "Subject"), "two");
+}
+
+TEST(FilterForm, ReadingNeverChangesAMailFile) {
+  TempDir dir;
+  std::vector<fs::path> files = {
+      dir.write("Inbox", "From a\nSubject: 1\n\none\n\nFrom b\nSubject: 2\n\ntwo\n"),
+      dir.write("Box/cur/1.a:2,S", "Subject: m\n\nmaildir\n"),
+      dir.write("Box/new/2.b", "Subject: n\n\nnew\n"),
+      dir.write("single.eml", "From x\nSubject: e\n\neml\n"),
+  };
+  std::vector<std::pair<std::string, struct stat>> before;
+  for (const fs::path& file : files) {
+    struct stat info {};
+    ::stat(file.c_str(), &info);
+    before.emplace_back(readFile(file), info);
+  }
+  MailStore store;
+  for (const fs::path& folder : {dir / "Inbox", dir / "Box", dir / "single.eml"})
+    for (const MessageRef& ref : store.messagesIn(folder))
+      toFilterForm(store.locate(store.parseUri(ref.uri)));
+
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    SCOPED_TRACE(files[i].string());
+    struct stat info {};
+    ::stat(files[i].c_str(), &info);
+    EXPECT_EQ(readFile(files[i]), before[i].first);
+    EXPECT_EQ(info.st_mtim.tv_sec, before[i].second.st_mtim.tv_sec);
+    EXPECT_EQ(info.st_mtim.tv_nsec, before[i].second.st_mtim.tv_nsec);
+    EXPECT_EQ(info.st_mode, before[i].second.st_mode);
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir / "Box/new"), fs::directory_iterator()), 1);
+}

@@ -1,0 +1,297 @@
+// Mail folders and message URIs: mbox separators and their quirks, Maildir keys, the mapping
+// between folder paths and URIs, and the errors for folders that cannot be used.
+#include "MailStore.h"
+#include "MailError.h"
+#include "MailRoot.h"
+#include "Maildir.h"
+#include "Mbox.h"
+#include "ReadOnlyFile.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using namespace mailhost;
+
+namespace {
+
+std::string bytesOf(const std::string& content, const MboxEntry& entry) {
+  return content.substr(entry.start, entry.end - entry.start);
+}
+
+MailErrorKind errorKindOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const MailError& error) {
+    return error.kind();
+  }
+  ADD_FAILURE() << "no MailError thrown";
+  return MailErrorKind::Io;
+}
+
+struct MboxCase {
+  const char* name;
+  std::string content;
+  std::vector<std::pair<std::uint64_t, std::string>> messages; // key, message bytes
+};
+
+const std::vector<MboxCase>& mboxCases() {
+  static const std::vector<MboxCase> cases = {
+      {"two messages",
+       "From a@b Mon Jan  1 00:00:00 2001\nSubject: 1\n\nbody1\n\n"
+       "From c@d Mon Jan  1 00:00:00 2001\nSubject: 2\n\nbody2\n",
+       {{0, "Subject: 1\n\nbody1\n"}, {53, "Subject: 2\n\nbody2\n"}}},
+      {"no From line before the first message",
+       "Subject: 0\n\nbody0\n\nFrom c@d\nSubject: 2\n\nbody2\n",
+       {{0, "Subject: 0\n\nbody0\n"}, {19, "Subject: 2\n\nbody2\n"}}},
+      {"truncated last message",
+       "From a\nSubject: 1\n\nbody1\n\nFrom b\nSubject: tru",
+       {{0, "Subject: 1\n\nbody1\n"}, {26, "Subject: tru"}}},
+      {"CRLF line ends",
+       "From a\r\nSubject: 1\r\n\r\nbody\r\n\r\nFrom b\r\nSubject: 2\r\n\r\nb2\r\n",
+       {{0, "Subject: 1\r\n\r\nbody\r\n"}, {30, "Subject: 2\r\n\r\nb2\r\n"}}},
+      {"a From line inside a paragraph separates nothing",
+       "From a\nSubject: 1\n\nline\nFrom me to you\n",
+       {{0, "Subject: 1\n\nline\nFrom me to you\n"}}},
+      {">From lines are kept as written",
+       "From a\nSubject: 1\n\n>From x\n\n>From y\n",
+       {{0, "Subject: 1\n\n>From x\n\n>From y\n"}}},
+      {"blank lines before the first From line are no message",
+       "\n\r\nFrom a\nSubject: 1\n\nb\n",
+       {{3, "Subject: 1\n\nb\n"}}},
+      {"a From line that ends the file starts an empty message",
+       "From a\nSubject: 1\n\nb\n\nFrom b",
+       {{0, "Subject: 1\n\nb\n"}, {22, ""}}},
+      {"an empty file holds no message", "", {}},
+  };
+  return cases;
+}
+
+} // namespace
+
+TEST(Mbox, ScansSeparatorsAndFindsEachMessageByItsKey) {
+  TempDir dir;
+  for (const MboxCase& c : mboxCases()) {
+    SCOPED_TRACE(c.name);
+    ReadOnlyFile file(dir.write("mbox", c.content));
+    std::vector<MboxEntry> entries = scanMbox(file);
+    ASSERT_EQ(entries.size(), c.messages.size());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      EXPECT_EQ(entries[i].key, c.messages[i].first);
+      EXPECT_EQ(bytesOf(c.content, entries[i]), c.messages[i].second);
+      // Looking a message up by its key gives what the full scan gave.
+      EXPECT_EQ(findMboxEntry(file, entries[i].key), entries[i]);
+    }
+  }
+}
+
+TEST(Mbox, SeparatorDetectionCrossesReadChunks) {
+  // Put a separator across the scanner's 64 KiB chunk boundary.
+  std::string first = "From a\nSubject: 1\n\n" + std::string(65536 - 22, 'x') + "\n\n";
+  std::string content = first + "From b\nSubject: 2\n\nb\n";
+  TempDir dir;
+  ReadOnlyFile file(dir.write("mbox", content));
+  std::vector<MboxEntry> entries = scanMbox(file);
+  ASSERT_EQ(entries.size(), 2u);
+  EXPECT_EQ(entries[1].key, first.size());
+  EXPECT_EQ(bytesOf(content, entries[1]), "Subject: 2\n\nb\n");
+}
+
+TEST(Mbox, KeysThatAreNoSeparatorAreRefused) {
+  std::string content = "From a\nSubject: 1\n\nline\nFrom me\n\nFrom b\nS: 2\n\nx\n";
+  TempDir dir;
+  ReadOnlyFile file(dir.write("mbox", content));
+  for (std::uint64_t key :
+       {std::uint64_t{1}, std::uint64_t{7}, static_cast<std::uint64_t>(content.find("From me")),
+        std::uint64_t{content.size()}, std::uint64_t{1} << 40}) {
+    SCOPED_TRACE(key);
+    EXPECT_EQ(errorKindOf([&] { findMboxEntry(file, key); }), MailErrorKind::NoSuchMessage);
+  }
+  EXPECT_NO_THROW(findMboxEntry(file, content.find("From b")));
+}
+
+TEST(Maildir, KeysAreUniqueNamesThatSurviveFlagChanges) {
+  TempDir dir;
+  dir.write("box/cur/1000.aa.host:2,S", "Subject: a\n\nA\n");
+  dir.write("box/new/999.bb.host", "Subject: b\n\nB\n");
+  dir.write("box/new/.hidden", "not mail");
+  fs::create_directories(dir / "box/tmp");
+  MailStore store(MailRoot(dir.path()));
+
+  std::vector<MessageRef> before = store.messagesIn(dir / "box");
+  ASSERT_EQ(before.size(), 2u);
+  EXPECT_EQ(before[0].key, "1000.aa.host");
+  EXPECT_EQ(before[1].key, "999.bb.host");
+  EXPECT_EQ(before[0].uri, "mailbox-message://nobody@Local%20Folders/box#1000.aa.host");
+
+  // Reading the message moves it to cur/ with flags: same key, same URI, still found.
+  fs::rename(dir / "box/new/999.bb.host", dir / "box/cur/999.bb.host:2,RS");
+  std::vector<MessageRef> after = store.messagesIn(dir / "box");
+  ASSERT_EQ(after.size(), 2u);
+  EXPECT_EQ(after[1].uri, before[1].uri);
+  MessageExtent extent = store.locate(store.parseUri(before[1].uri));
+  EXPECT_EQ(extent.file, dir / "box/cur/999.bb.host:2,RS");
+  EXPECT_EQ(extent.length, 14u);
+}
+
+TEST(MailRoot, FolderPathsAndUriPathsMapBothWays) {
+  TempDir dir;
+  dir.write("Inbox", "");
+  dir.write("Inbox.sbd/Lists", "");
+  dir.write("Inbox.sbd/Lists.sbd/Deep One", "");
+  dir.write("Odd #?&%=+;name", "");
+  MailRoot root(dir.path());
+  struct Case {
+    const char* path;
+    const char* uriPath;
+  } cases[] = {
+      {"Inbox", "Inbox"},
+      {"Inbox.sbd/Lists", "Inbox/Lists"},
+      {"Inbox.sbd/Lists.sbd/Deep One", "Inbox/Lists/Deep%20One"},
+      {"Odd #?&%=+;name", "Odd%20%23%3F%26%25%3D%2B%3Bname"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.path);
+    EXPECT_EQ(root.uriPathFor(dir / c.path), c.uriPath);
+    EXPECT_EQ(root.folderPathFor(c.uriPath), root.path() / c.path);
+  }
+}
+
+TEST(MailRoot, EveryWayOfNamingAFolderGivesOneUri) {
+  TempDir dir;
+  fs::path mbox = dir.write("mail/Inbox", "From a\nS: 1\n\nb\n");
+  fs::create_directory_symlink(dir / "mail", dir / "link");
+  MailStore store; // the default root: the absolute path is the folder's name
+  std::string expected =
+      std::string(kMessageUriPrefix) + canonicalMailPath(mbox).string().substr(1) + "#0";
+  std::string cwd = fs::current_path().string();
+  fs::current_path(dir.path());
+  std::vector<std::string> uris;
+  for (const fs::path& name : {fs::path(mbox), dir / "link/Inbox", fs::path("mail/./Inbox"),
+                               fs::path("mail/../mail/Inbox")})
+    uris.push_back(store.messagesIn(name).at(0).uri);
+  fs::current_path(cwd);
+  for (const std::string& uri : uris)
+    EXPECT_EQ(uri, expected);
+}
+
+TEST(MailRoot, NothingOutsideTheRootIsNamedOrReached) {
+  TempDir dir;
+  dir.write("root/Inbox", "");
+  dir.write("elsewhere", "");
+  MailRoot root(dir / "root");
+  EXPECT_EQ(errorKindOf([&] { root.uriPathFor(dir / "elsewhere"); }), MailErrorKind::OutsideRoot);
+  EXPECT_EQ(errorKindOf([&] { root.uriPathFor(dir / "root"); }), MailErrorKind::OutsideRoot);
+  for (const char* uriPath : {"..", "Inbox/../../elsewhere", "", "a//b", "%2E%2E", "a%2Fb"}) {
+    SCOPED_TRACE(uriPath);
+    EXPECT_EQ(errorKindOf([&] { root.folderPathFor(uriPath); }), MailErrorKind::BadUri);
+  }
+}
+
+TEST(MailStore, UriSyntaxErrorsAreFoundWithoutTouchingFiles) {
+  MailStore store;
+  const char* bad[] = {
+      "imap-message://u@h/INBOX#1",
+      "mailbox-message://someone@Elsewhere/Inbox#1",
+      "mailbox-message://nobody@Local%20Folders/Inbox",
+      "mailbox-message://nobody@Local%20Folders/Inbox#",
+      "mailbox-message://nobody@Local%20Folders/In%G1box#1",
+      "file:///tmp/message.eml",
+      "file:relative.eml?type=application/x-message-display",
+      "no scheme at all",
+      "",
+  };
+  for (const char* uri : bad) {
+    SCOPED_TRACE(uri);
+    EXPECT_EQ(errorKindOf([&] { store.parseUri(uri); }), MailErrorKind::BadUri);
+  }
+}
+
+TEST(MailStore, UrisNameTheirFolderAndKey) {
+  MailStore store;
+  struct Case {
+    const char* uri;
+    MessageRef::Kind kind;
+    const char* path;
+    const char* key;
+  } cases[] = {
+      {"mailbox-message://nobody@Local%20Folders/var/mail/In%20box#42",
+       MessageRef::Kind::FolderMessage, "/var/mail/In box", "42"},
+      {"mailbox-message://nobody@Local%20Folders/var/mail/Inbox#42?header=filter",
+       MessageRef::Kind::FolderMessage, "/var/mail/Inbox", "42"},
+      {"mailbox-message://nobody@Local%20Folders/m/box#17.a%2Cb.host&part=1",
+       MessageRef::Kind::FolderMessage, "/m/box", "17.a,b.host"},
+      {"file:///tmp/a%20b.eml?type=application/x-message-display", MessageRef::Kind::MessageFile,
+       "/tmp/a b.eml", ""},
+      {"mailbox:///tmp/x.eml?number=0&type=application/x-message-display",
+       MessageRef::Kind::MessageFile, "/tmp/x.eml", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.uri);
+    MessageRef ref = store.parseUri(c.uri);
+    EXPECT_EQ(ref.kind, c.kind);
+    EXPECT_EQ(ref.path, c.path);
+    EXPECT_EQ(ref.key, c.key);
+  }
+}
+
+TEST(MailStore, ListedUrisLeadBackToTheirMessages) {
+  TempDir dir;
+  std::string mbox = "From a\nSubject: 1\n\none\n\nFrom b\nSubject: 2\n\ntwo\n";
+  dir.write("Local Folders/Inbox", mbox);
+  dir.write("Local Folders/msg one.eml", "Subject: file\n\nthree\n");
+  dir.write("Local Folders/plain-message", "Subject: plain\n\nfour\n");
+  MailStore store;
+  std::vector<std::string> found;
+  for (const char* name : {"Inbox", "msg one.eml", "plain-message"}) {
+    for (const MessageRef& ref : store.messagesIn(dir / "Local Folders" / name)) {
+      MessageExtent extent = store.locate(store.parseUri(ref.uri));
+      found.push_back(readFile(extent.file).substr(extent.offset, extent.length));
+    }
+  }
+  EXPECT_EQ(found,
+            (std::vector<std::string>{"Subject: 1\n\none\n", "Subject: 2\n\ntwo\n",
+                                      "Subject: file\n\nthree\n", "Subject: plain\n\nfour\n"}));
+  MessageRef file = store.messagesIn(dir / "Local Folders/msg one.eml").at(0);
+  std::string folder = canonicalMailPath(dir.path()).string() + "/Local%20Folders";
+  EXPECT_EQ(file.uri, "file://" + folder + "/msg%20one.eml?type=application/x-message-display");
+  EXPECT_EQ(store.mailUrlFor(file),
+            "mailbox://" + folder + "/msg%20one.eml?type=application/x-message-display&number=0");
+}
+
+TEST(MailStore, UnusableFoldersGiveClearErrors) {
+  TempDir dir;
+  dir.write("Inbox", "From a\nS: 1\n\nb\n");
+  fs::create_directories(dir / "plain-dir");
+  fs::create_symlink(dir / "gone", dir / "dangling");
+  MailStore store;
+  EXPECT_EQ(errorKindOf([&] { store.messagesIn(dir / "missing"); }), MailErrorKind::NotFound);
+  EXPECT_EQ(errorKindOf([&] { store.messagesIn(dir / "dangling"); }), MailErrorKind::NotFound);
+  EXPECT_EQ(errorKindOf([&] { store.messagesIn(dir / "plain-dir"); }), MailErrorKind::NotAFolder);
+  std::string inbox =
+      std::string(kMessageUriPrefix) + canonicalMailPath(dir / "Inbox").string().substr(1);
+  EXPECT_EQ(errorKindOf([&] { store.locate(store.parseUri(inbox + "#999")); }),
+            MailErrorKind::NoSuchMessage);
+  EXPECT_EQ(errorKindOf([&] { store.locate(store.parseUri(inbox + "#abc")); }),
+            MailErrorKind::NoSuchMessage);
+  EXPECT_EQ(errorKindOf([&] { store.locate(store.parseUri(inbox + "x#0")); }),
+            MailErrorKind::NotFound);
+  try {
+    store.messagesIn(dir / "missing");
+  } catch (const MailError& error) {
+    EXPECT_NE(std::string(error.what()).find((dir / "missing").string()), std::string::npos);
+  }
+}
+
+TEST(MailStore, UnreadableFolderIsRefused) {
+  if (::geteuid() == 0)
+    GTEST_SKIP() << "root reads every file";
+  TempDir dir;
+  fs::path mbox = dir.write("Inbox", "From a\nS: 1\n\nb\n");
+  fs::permissions(mbox, fs::perms::none);
+  MailStore store;
+  EXPECT_EQ(errorKindOf([&] { store.messagesIn(mbox); }), MailErrorKind::AccessDenied);
+}
