@@ -1,0 +1,196 @@
+#include "generic_module.h"
+
+#include <new>
+
+#include "nsIComponentManager.h"
+#include "nsIComponentRegistrar.h"
+
+namespace xpcom {
+
+XPCOM_IMPL_ADDREF_RELEASE(GenericFactory)
+
+NS_IMETHODIMP GenericFactory::QueryInterface(REFNSIID aIID, void** aResult) {
+  if (aIID.Equals(NS_GET_IID(nsIGenericFactory)) || aIID.Equals(NS_GET_IID(nsIFactory)) ||
+      aIID.Equals(NS_GET_IID(nsISupports))) {
+    *aResult = static_cast<nsIGenericFactory*>(this);
+    AddRef();
+    return NS_OK;
+  }
+  *aResult = nullptr;
+  return NS_ERROR_NO_INTERFACE;
+}
+
+GenericFactory::~GenericFactory() {
+  if (mInfo && mInfo->mFactoryDestructor)
+    mInfo->mFactoryDestructor();
+}
+
+NS_IMETHODIMP GenericFactory::CreateInstance(nsISupports* aOuter, const nsIID& iid, void** result) {
+  if (!result)
+    return NS_ERROR_NULL_POINTER;
+  if (!mInfo || !mInfo->mConstructor) {
+    *result = nullptr;
+    return NS_ERROR_FACTORY_NOT_LOADED;
+  }
+  return mInfo->mConstructor(aOuter, iid, result);
+}
+
+NS_IMETHODIMP GenericFactory::LockFactory(PRBool) {
+  return NS_OK;
+}
+
+NS_IMETHODIMP GenericFactory::SetComponentInfo(const nsModuleComponentInfo* info) {
+  mInfo = info;
+  return NS_OK;
+}
+
+NS_IMETHODIMP GenericFactory::GetComponentInfo(const nsModuleComponentInfo** infop) {
+  if (!infop)
+    return NS_ERROR_NULL_POINTER;
+  *infop = mInfo;
+  return NS_OK;
+}
+
+XPCOM_IMPL_ADDREF_RELEASE(GenericModule)
+
+NS_IMETHODIMP GenericModule::QueryInterface(REFNSIID aIID, void** aResult) {
+  if (aIID.Equals(NS_GET_IID(nsIModule)) || aIID.Equals(NS_GET_IID(nsISupports)) ||
+      aIID.Equals(NS_GET_IID(GenericModule))) {
+    *aResult = static_cast<nsIModule*>(this);
+    AddRef();
+    return NS_OK;
+  }
+  *aResult = nullptr;
+  return NS_ERROR_NO_INTERFACE;
+}
+
+GenericModule::~GenericModule() {
+  // Factories go first: their destructor hooks belong to a module that is still alive.
+  mFactories.clear();
+  if (mInitialized && mInfo->mDtor)
+    mInfo->mDtor(this);
+}
+
+// The module's constructor runs once, before the first request that needs the records.
+nsresult GenericModule::Initialize() {
+  if (mInitialized)
+    return NS_OK;
+  if (mInfo->mCtor) {
+    nsresult rv = mInfo->mCtor(this);
+    if (NS_FAILED(rv))
+      return rv;
+  }
+  mFactories.resize(mInfo->mCount);
+  mInitialized = true;
+  return NS_OK;
+}
+
+NS_IMETHODIMP GenericModule::GetClassObject(nsIComponentManager*, const nsCID& aClass,
+                                            const nsIID& aIID, void** aResult) {
+  if (!aResult)
+    return NS_ERROR_NULL_POINTER;
+  *aResult = nullptr;
+  nsresult rv = Initialize();
+  if (NS_FAILED(rv))
+    return rv;
+  for (PRUint32 i = 0; i < mInfo->mCount; ++i) {
+    const nsModuleComponentInfo& info = mInfo->mComponents[i];
+    if (!info.mCID.Equals(aClass))
+      continue;
+    if (!mFactories[i]) {
+      nsIGenericFactory* factory = nullptr;
+      rv = NS_NewGenericFactory(&factory, &info);
+      if (NS_FAILED(rv))
+        return rv;
+      mFactories[i] = already_AddRefed<nsIGenericFactory>(factory);
+    }
+    return mFactories[i]->QueryInterface(aIID, aResult);
+  }
+  return NS_ERROR_FACTORY_NOT_REGISTERED;
+}
+
+NS_IMETHODIMP GenericModule::RegisterSelf(nsIComponentManager* aCompMgr, nsIFile* aLocation,
+                                          const char* aLoaderStr, const char* aType) {
+  nsresult rv = Initialize();
+  if (NS_FAILED(rv))
+    return rv;
+  nsCOMPtr<nsIComponentRegistrar> registrar = do_QueryInterface(aCompMgr, &rv);
+  if (!registrar)
+    return NS_FAILED(rv) ? rv : NS_ERROR_NO_INTERFACE;
+  for (PRUint32 i = 0; i < mInfo->mCount; ++i) {
+    const nsModuleComponentInfo& info = mInfo->mComponents[i];
+    if (info.mConstructor) {
+      rv = registrar->RegisterFactoryLocation(info.mCID, info.mDescription, info.mContractID,
+                                              aLocation, aLoaderStr, aType);
+      if (NS_FAILED(rv))
+        return rv;
+    }
+    if (info.mRegisterSelfProc) {
+      rv = info.mRegisterSelfProc(aCompMgr, aLocation, aLoaderStr, aType, &info);
+      if (NS_FAILED(rv))
+        return rv;
+    }
+  }
+  return NS_OK;
+}
+
+NS_IMETHODIMP GenericModule::UnregisterSelf(nsIComponentManager* aCompMgr, nsIFile* aLocation,
+                                            const char* aLoaderStr) {
+  nsresult rv = Initialize();
+  if (NS_FAILED(rv))
+    return rv;
+  nsCOMPtr<nsIComponentRegistrar> registrar = do_QueryInterface(aCompMgr, &rv);
+  if (!registrar)
+    return NS_FAILED(rv) ? rv : NS_ERROR_NO_INTERFACE;
+  for (PRUint32 i = 0; i < mInfo->mCount; ++i) {
+    const nsModuleComponentInfo& info = mInfo->mComponents[i];
+    if (info.mUnregisterSelfProc)
+      info.mUnregisterSelfProc(aCompMgr, aLocation, aLoaderStr, &info);
+    if (info.mConstructor)
+      registrar->UnregisterFactoryLocation(info.mCID, aLocation);
+  }
+  return NS_OK;
+}
+
+// Bundles stay loaded until the runtime shuts down.
+NS_IMETHODIMP GenericModule::CanUnload(nsIComponentManager*, PRBool* _retval) {
+  if (!_retval)
+    return NS_ERROR_NULL_POINTER;
+  *_retval = PR_FALSE;
+  return NS_OK;
+}
+
+} // namespace xpcom
+
+extern "C" {
+
+nsresult NS_NewGenericFactory(nsIGenericFactory** result, const nsModuleComponentInfo* info) {
+  if (!result)
+    return NS_ERROR_NULL_POINTER;
+  auto* factory = new (std::nothrow) xpcom::GenericFactory();
+  if (!factory) {
+    *result = nullptr;
+    return NS_ERROR_OUT_OF_MEMORY;
+  }
+  factory->SetComponentInfo(info);
+  factory->AddRef();
+  *result = factory;
+  return NS_OK;
+}
+
+nsresult NS_NewGenericModule2(nsModuleInfo const* info, nsIModule** result) {
+  if (!result)
+    return NS_ERROR_NULL_POINTER;
+  *result = nullptr;
+  if (!info)
+    return NS_ERROR_NULL_POINTER;
+  if (info->mVersion != NS_MODULEINFO_VERSION || (info->mCount && !info->mComponents))
+    return NS_ERROR_INVALID_ARG;
+  auto* module = new (std::nothrow) xpcom::GenericModule(info);
+  if (!module)
+    return NS_ERROR_OUT_OF_MEMORY;
+  module->AddRef();
+  *result = module;
+  return NS_OK;
+}
+}

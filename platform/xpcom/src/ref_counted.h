@@ -1,0 +1,34 @@
+// Reference counting shared by the runtime's own objects.
+#ifndef xpcom_ref_counted_h
+#define xpcom_ref_counted_h
+
+#include <atomic>
+
+#include "nscore.h"
+
+namespace xpcom {
+
+// Counts references for one object; the owner deletes itself when Release returns 0.
+class RefCount {
+public:
+  nsrefcnt Increment() { return ++mCount; }
+  nsrefcnt Decrement() { return --mCount; }
+
+private:
+  std::atomic<nsrefcnt> mCount{0};
+};
+
+} // namespace xpcom
+
+#define XPCOM_IMPL_ADDREF_RELEASE(_class)                                                          \
+  NS_IMETHODIMP_(nsrefcnt) _class::AddRef() {                                                      \
+    return mRefCount.Increment();                                                                  \
+  }                                                                                                \
+  NS_IMETHODIMP_(nsrefcnt) _class::Release() {                                                     \
+    nsrefcnt count = mRefCount.Decrement();                                                        \
+    if (count == 0)                                                                                \
+      delete this;                                                                                 \
+    return count;                                                                                  \
+  }
+
+#endif
