@@ -1,0 +1,648 @@
+// AEBuildDesc, AEBuildParameters and AEBuildAppleEvent: descriptors from a small text language.
+#include "Codec.h"
+#include "Coercion.h"
+#include "Event.h"
+#include "Storage.h"
+
+#include <CoreServices/AE/AEHelpers.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdarg>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <utility>
+
+using namespace ae;
+
+namespace {
+
+constexpr int kMaxBuildNesting = 64;
+
+enum class Tok {
+  End,
+  Comma,
+  Colon,
+  At,
+  DoubleAt,
+  LParen,
+  RParen,
+  LBracket,
+  RBracket,
+  LBrace,
+  RBrace,
+  Tilde,
+  Integer,
+  Ident,
+  String,
+  Hex
+};
+
+struct Token {
+  Tok kind = Tok::End;
+  std::size_t pos = 0;
+  std::int64_t number = 0;
+  bool overflow = false; // an integer beyond 64 bits
+  DescType code = 0;
+  Bytes bytes;
+};
+
+struct BuildFailure {
+  OSStatus status;
+  AEBuildErrorCode code;
+  std::size_t pos;
+};
+
+[[noreturn]] void fail(AEBuildErrorCode code, std::size_t pos,
+                       OSStatus status = errAEBuildSyntaxError) {
+  throw BuildFailure{status, code, pos};
+}
+
+// Quote pairs: ASCII, MacRoman and the UTF-8 encodings of the same glyphs.
+struct Quote {
+  const char* open;
+  const char* close;
+};
+constexpr Quote kIdentQuotes[] = {{"'", "'"}, {"\xE2\x80\x98", "\xE2\x80\x99"}, {"\xD4", "\xD5"}};
+constexpr Quote kStringQuotes[] = {
+    {"\"", "\""}, {"\xE2\x80\x9C", "\xE2\x80\x9D"}, {"\xD2", "\xD3"}};
+constexpr Quote kHexQuotes[] = {{"$", "$"}, {"\xC2\xAB", "\xC2\xBB"}, {"\xC7", "\xC8"}};
+// Closing glyphs that may not appear on their own.
+constexpr const char* kStrayClosers[] = {"\xE2\x80\x99", "\xE2\x80\x9D", "\xC2\xBB",
+                                         "\xD5",         "\xD3",         "\xC8"};
+
+bool isBlank(std::uint8_t c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+bool isPunct(std::uint8_t c) {
+  return std::strchr(",:@()[]{}~", c) != nullptr && c != 0;
+}
+
+DescType padCode(const std::uint8_t* p, std::size_t n) {
+  std::uint8_t c[4] = {' ', ' ', ' ', ' '};
+  for (std::size_t i = 0; i < n && i < 4; ++i)
+    c[i] = p[i];
+  return DescType(c[0]) << 24 | DescType(c[1]) << 16 | DescType(c[2]) << 8 | c[3];
+}
+
+class Lexer {
+public:
+  Lexer(const char* src) : s_(reinterpret_cast<const std::uint8_t*>(src)), n_(std::strlen(src)) {}
+
+  std::size_t length() const { return n_; }
+
+  const Token& peek() {
+    if (!ahead_) {
+      ahead_ = lex();
+    }
+    return *ahead_;
+  }
+  Token next() {
+    peek();
+    Token t = std::move(*ahead_);
+    ahead_.reset();
+    return t;
+  }
+
+private:
+  bool at(std::size_t i, const char* seq) const {
+    std::size_t k = std::strlen(seq);
+    return i + k <= n_ && std::memcmp(s_ + i, seq, k) == 0;
+  }
+  template <std::size_t N>
+  const Quote* quoteAt(std::size_t i, const Quote (&quotes)[N]) const {
+    for (const Quote& q : quotes)
+      if (at(i, q.open))
+        return &q;
+    return nullptr;
+  }
+  bool startsSomething(std::size_t i) const {
+    std::uint8_t c = s_[i];
+    if (isBlank(c) || isPunct(c) || c < 0x20 || c == 0x7F)
+      return true;
+    if (quoteAt(i, kIdentQuotes) || quoteAt(i, kStringQuotes) || quoteAt(i, kHexQuotes))
+      return true;
+    for (const char* closer : kStrayClosers)
+      if (at(i, closer))
+        return true;
+    return false;
+  }
+
+  // Bytes up to the closing sequence; returns the position after it, or npos if unclosed.
+  std::size_t until(std::size_t i, const char* close, bool escapes, Bytes& out) const {
+    std::size_t k = std::strlen(close);
+    while (i < n_) {
+      if (at(i, close))
+        return i + k;
+      if (escapes && s_[i] == '\\' && i + 1 < n_)
+        ++i;
+      out.push_back(s_[i++]);
+    }
+    return std::string::npos;
+  }
+
+  Token lex() {
+    while (i_ < n_ && isBlank(s_[i_]))
+      ++i_;
+    Token t;
+    t.pos = i_;
+    if (i_ >= n_)
+      return t;
+    std::uint8_t c = s_[i_];
+    static constexpr std::pair<char, Tok> punct[] = {
+        {',', Tok::Comma},  {':', Tok::Colon},    {'(', Tok::LParen},
+        {')', Tok::RParen}, {'[', Tok::LBracket}, {']', Tok::RBracket},
+        {'{', Tok::LBrace}, {'}', Tok::RBrace},   {'~', Tok::Tilde}};
+    for (auto [ch, kind] : punct)
+      if (c == std::uint8_t(ch)) {
+        ++i_;
+        t.kind = kind;
+        return t;
+      }
+    if (c == '@') {
+      bool twice = i_ + 1 < n_ && s_[i_ + 1] == '@';
+      i_ += twice ? 2 : 1;
+      t.kind = twice ? Tok::DoubleAt : Tok::At;
+      return t;
+    }
+    if (c == '-' || (c >= '0' && c <= '9'))
+      return integer(t);
+    if (const Quote* q = quoteAt(i_, kIdentQuotes)) {
+      Bytes name;
+      std::size_t end = until(i_ + std::strlen(q->open), q->close, true, name);
+      if (end == std::string::npos)
+        fail(aeBuildSyntaxMissingQuote, t.pos);
+      i_ = end;
+      t.kind = Tok::Ident;
+      t.code = padCode(name.data(), name.size());
+      return t;
+    }
+    if (const Quote* q = quoteAt(i_, kStringQuotes)) {
+      std::size_t end = until(i_ + std::strlen(q->open), q->close, false, t.bytes);
+      if (end == std::string::npos)
+        fail(aeBuildSyntaxNoCloseString, t.pos);
+      i_ = end;
+      t.kind = Tok::String;
+      return t;
+    }
+    if (const Quote* q = quoteAt(i_, kHexQuotes))
+      return hex(t, *q);
+    if (startsSomething(i_))
+      fail(aeBuildSyntaxBadToken, t.pos);
+    std::size_t start = i_;
+    while (i_ < n_ && !startsSomething(i_))
+      ++i_;
+    t.kind = Tok::Ident;
+    t.code = padCode(s_ + start, i_ - start);
+    return t;
+  }
+
+  Token integer(Token& t) {
+    std::size_t start = i_;
+    if (s_[i_] == '-') {
+      ++i_;
+      if (i_ >= n_ || s_[i_] < '0' || s_[i_] > '9')
+        fail(aeBuildSyntaxBadNegative, t.pos);
+    }
+    while (i_ < n_ && s_[i_] >= '0' && s_[i_] <= '9')
+      ++i_;
+    const char* b = reinterpret_cast<const char*>(s_ + start);
+    auto r = std::from_chars(b, reinterpret_cast<const char*>(s_ + i_), t.number);
+    t.overflow = r.ec != std::errc();
+    t.kind = Tok::Integer;
+    return std::move(t);
+  }
+
+  Token hex(Token& t, const Quote& q) {
+    std::size_t i = i_ + std::strlen(q.open);
+    int digits = 0;
+    std::uint8_t acc = 0;
+    for (;;) {
+      if (i >= n_)
+        fail(aeBuildSyntaxNoCloseHex, t.pos);
+      if (at(i, q.close))
+        break;
+      std::uint8_t c = s_[i];
+      int v = c >= '0' && c <= '9'   ? c - '0'
+              : c >= 'a' && c <= 'f' ? c - 'a' + 10
+              : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                     : -1;
+      if (v < 0) {
+        if (!isBlank(c))
+          fail(aeBuildSyntaxBadHex, i);
+      } else {
+        acc = std::uint8_t(acc << 4 | v);
+        if (++digits % 2 == 0)
+          t.bytes.push_back(acc);
+      }
+      ++i;
+    }
+    if (digits % 2)
+      fail(aeBuildSyntaxOddHex, t.pos);
+    i_ = i + std::strlen(q.close);
+    t.kind = Tok::Hex;
+    return std::move(t);
+  }
+
+  const std::uint8_t* s_;
+  std::size_t n_;
+  std::size_t i_ = 0;
+  std::optional<Token> ahead_;
+};
+
+class Parser {
+public:
+  Parser(const char* src, va_list* args) : lex_(src), args_(args) {}
+
+  Value descriptor() {
+    Value v = object(0);
+    expectEnd();
+    return v;
+  }
+
+  // Parameters of an event: returns them with the keys marked optional by '~'.
+  void parameters(std::vector<Entry>& params, std::vector<AEKeyword>& optional) {
+    if (lex_.peek().kind == Tok::End)
+      return;
+    for (;;) {
+      bool isOptional = false;
+      if (lex_.peek().kind == Tok::Tilde) {
+        lex_.next();
+        isOptional = true;
+      }
+      AEKeyword key = keyword();
+      putEntry(params, key, object(0));
+      if (isOptional && std::find(optional.begin(), optional.end(), key) == optional.end())
+        optional.push_back(key);
+      Token t = lex_.next();
+      if (t.kind == Tok::End)
+        return;
+      if (t.kind != Tok::Comma)
+        fail(aeBuildSyntaxNoEOF, t.pos);
+    }
+  }
+
+private:
+  void expectEnd() {
+    const Token& t = lex_.peek();
+    if (t.kind != Tok::End)
+      fail(aeBuildSyntaxNoEOF, t.pos);
+  }
+
+  AEKeyword keyword() {
+    Token t = lex_.next();
+    if (t.kind != Tok::Ident)
+      fail(aeBuildSyntaxNoKey, t.pos);
+    Token colon = lex_.next();
+    if (colon.kind != Tok::Colon)
+      fail(aeBuildSyntaxNoColon, colon.pos);
+    return t.code;
+  }
+
+  Value object(int depth) {
+    if (depth > kMaxBuildNesting)
+      fail(aeBuildSyntaxBadDesc, lex_.peek().pos);
+    Token t = lex_.next();
+    switch (t.kind) {
+    case Tok::Integer:
+      return bareInteger(t);
+    case Tok::String:
+      return makeScalar(typeChar, t.bytes.data(), t.bytes.size());
+    case Tok::Hex:
+      fail(aeBuildSyntaxUncoercedHex, t.pos);
+    case Tok::At:
+      return descArgument();
+    case Tok::DoubleAt:
+      fail(aeBuildSyntaxUncoercedDoubleAt, t.pos);
+    case Tok::LParen:
+      return data(std::nullopt, t.pos);
+    case Tok::LBracket:
+      return list(depth);
+    case Tok::LBrace:
+      return record(typeAERecord, depth);
+    case Tok::Ident:
+      switch (lex_.peek().kind) {
+      case Tok::LParen:
+        lex_.next();
+        return data(t.code, t.pos);
+      case Tok::LBracket:
+        if (t.code != typeAEList)
+          fail(aeBuildSyntaxCoercedList, t.pos);
+        lex_.next();
+        return list(depth);
+      case Tok::LBrace:
+        lex_.next();
+        return record(t.code, depth);
+      default:
+        return makeScalar(typeEnumerated, &t.code, 4);
+      }
+    case Tok::End:
+      fail(aeBuildSyntaxBadEOF, t.pos);
+    default:
+      fail(aeBuildSyntaxBadDesc, t.pos);
+    }
+  }
+
+  static Value bareInteger(const Token& t) {
+    if (t.overflow || !std::in_range<std::int32_t>(t.number))
+      fail(aeBuildSyntaxBadToken, t.pos);
+    if (t.number >= -32767 && t.number <= 32767) {
+      auto s = std::int16_t(t.number);
+      return makeScalar(typeSInt16, &s, 2);
+    }
+    auto l = std::int32_t(t.number);
+    return makeScalar(typeSInt32, &l, 4);
+  }
+
+  Value list(int depth) {
+    Value v = makeComposite(typeAEList, Kind::List);
+    if (lex_.peek().kind == Tok::RBracket) {
+      lex_.next();
+      return v;
+    }
+    for (;;) {
+      v.node->items.push_back({typeWildCard, object(depth + 1)});
+      Token t = lex_.next();
+      if (t.kind == Tok::RBracket)
+        return v;
+      if (t.kind != Tok::Comma)
+        fail(aeBuildSyntaxNoCloseBracket, t.pos);
+    }
+  }
+
+  Value record(DescType type, int depth) {
+    Value v = makeComposite(type, Kind::Record);
+    if (lex_.peek().kind == Tok::RBrace) {
+      lex_.next();
+      return v;
+    }
+    for (;;) {
+      AEKeyword key = keyword();
+      putEntry(v.node->items, key, object(depth + 1));
+      Token t = lex_.next();
+      if (t.kind == Tok::RBrace)
+        return v;
+      if (t.kind != Tok::Comma)
+        fail(aeBuildSyntaxNoCloseBrace, t.pos);
+    }
+  }
+
+  // The inside of "(...)" after an optional type; the '(' is already read.
+  Value data(std::optional<DescType> type, std::size_t typePos) {
+    Token t = lex_.next();
+    Value v;
+    switch (t.kind) {
+    case Tok::RParen:
+      return Value(type.value_or(typeNull), nullptr);
+    case Tok::Integer:
+      v = typedInteger(t, type);
+      break;
+    case Tok::Ident:
+      v = makeScalar(type.value_or(typeEnumerated), &t.code, 4);
+      break;
+    case Tok::String:
+      v = typedBytes(type.value_or(typeChar), t.bytes, t.pos);
+      break;
+    case Tok::Hex:
+      if (!type)
+        fail(aeBuildSyntaxUncoercedHex, t.pos);
+      v = typedBytes(*type, t.bytes, t.pos);
+      break;
+    case Tok::At:
+      v = type ? typedArgument(*type, t.pos) : descArgument();
+      break;
+    case Tok::DoubleAt:
+      if (!type)
+        fail(aeBuildSyntaxUncoercedDoubleAt, t.pos);
+      fail(aeBuildSyntaxBadData, t.pos, paramErr); // handles do not exist here
+    case Tok::End:
+      fail(aeBuildSyntaxNoCloseParen, t.pos);
+    default:
+      fail(aeBuildSyntaxBadData, t.pos);
+    }
+    Token close = lex_.next();
+    if (close.kind != Tok::RParen)
+      fail(aeBuildSyntaxNoCloseParen, close.pos);
+    (void)typePos;
+    return v;
+  }
+
+  static Value typedInteger(const Token& t, std::optional<DescType> type) {
+    if (t.overflow)
+      fail(aeBuildSyntaxBadData, t.pos);
+    bool fitsLong = std::in_range<std::int32_t>(t.number);
+    if (!type || *type == typeSInt32) {
+      if (!fitsLong)
+        fail(aeBuildSyntaxBadData, t.pos);
+      auto l = std::int32_t(t.number);
+      return makeScalar(typeSInt32, &l, 4);
+    }
+    Value from;
+    if (fitsLong) {
+      auto l = std::int32_t(t.number);
+      from = makeScalar(typeSInt32, &l, 4);
+    } else {
+      from = makeScalar(typeSInt64, &t.number, 8);
+    }
+    Value out;
+    if (OSErr err = coerce(view(from), *type, CompositeRule::Strict, out))
+      fail(aeBuildSyntaxBadData, t.pos, err);
+    return out;
+  }
+
+  static Value typedBytes(DescType type, const Bytes& bytes, std::size_t pos) {
+    Value v;
+    if (OSErr err = valueFromData(type, bytes.data(), Size(bytes.size()), v))
+      fail(aeBuildSyntaxBadData, pos, err);
+    return v;
+  }
+
+  Value descArgument() {
+    const auto* d = va_arg(*args_, const AEDesc*);
+    return d ? copyOf(d) : Value();
+  }
+
+  Value typedArgument(DescType type, std::size_t pos) {
+    switch (type) {
+    case typeBoolean: {
+      std::uint8_t b = va_arg(*args_, int) != 0;
+      return makeScalar(type, &b, 1);
+    }
+    case typeSInt16: {
+      auto s = std::int16_t(va_arg(*args_, int));
+      return makeScalar(type, &s, 2);
+    }
+    case typeSInt32:
+    case typeEnumerated:
+    case typeType: {
+      std::int32_t l = va_arg(*args_, int);
+      return makeScalar(type, &l, 4);
+    }
+    case typeIEEE32BitFloatingPoint: {
+      double d = va_arg(*args_, double);
+      if (std::isfinite(d) && std::fabs(d) > double(std::numeric_limits<float>::max()))
+        fail(aeBuildSyntaxBadData, pos, errAECoercionFail);
+      auto f = float(d);
+      return makeScalar(type, &f, 4);
+    }
+    case typeIEEE64BitFloatingPoint: {
+      double d = va_arg(*args_, double);
+      return makeScalar(type, &d, 8);
+    }
+    case typeChar: {
+      const char* s = va_arg(*args_, const char*);
+      return makeScalar(type, s, s ? std::strlen(s) : 0);
+    }
+    default: {
+      long size = va_arg(*args_, long);
+      const void* p = va_arg(*args_, const void*);
+      Value v;
+      if (OSErr err = valueFromData(type, p, size, v))
+        fail(aeBuildSyntaxBadData, pos, err);
+      return v;
+    }
+    }
+  }
+
+  Lexer lex_;
+  va_list* args_;
+};
+
+void report(AEBuildError* error, AEBuildErrorCode code, std::size_t pos) {
+  if (error) {
+    error->fError = code;
+    error->fErrorPos = UInt32(pos);
+  }
+}
+
+// Runs a build, reporting syntax errors and turning failures into status codes.
+template <class F>
+OSStatus run(AEBuildError* error, const char* src, F&& body) {
+  report(error, aeBuildSyntaxNoErr, 0);
+  if (!src)
+    return paramErr;
+  try {
+    body();
+    return noErr;
+  } catch (const BuildFailure& f) {
+    report(error, f.code, f.pos);
+    return f.status;
+  } catch (const std::bad_alloc&) {
+    return memFullErr;
+  } catch (const std::length_error&) {
+    return memFullErr;
+  }
+}
+
+// Adds built parameters to an event; '~' keywords join the event's 'optk' list.
+void applyParameters(Node& event, std::vector<Entry>& params,
+                     const std::vector<AEKeyword>& optional) {
+  for (Entry& e : params)
+    putEntry(event.items, e.key, std::move(e.value));
+  if (optional.empty())
+    return;
+  Entry* optk = findEntry(event.attrs, keyOptionalKeywordAttr);
+  if (!optk || optk->value.kind() != Kind::List) {
+    putEntry(event.attrs, keyOptionalKeywordAttr, makeComposite(typeAEList, Kind::List));
+    optk = findEntry(event.attrs, keyOptionalKeywordAttr);
+  }
+  auto& keys = optk->value.node->items;
+  for (AEKeyword key : optional) {
+    bool present = false;
+    for (const Entry& e : keys)
+      present =
+          present || (view(e.value).size() == 4 && std::memcmp(view(e.value).data(), &key, 4) == 0);
+    if (!present)
+      keys.push_back({typeWildCard, makeScalar(typeKeyword, &key, 4)});
+  }
+}
+
+} // namespace
+
+extern "C" {
+
+OSStatus vAEBuildDesc(AEDesc* dst, AEBuildError* error, const char* src, va_list args) {
+  if (!dst)
+    return paramErr;
+  *dst = nullDesc();
+  va_list ap;
+  va_copy(ap, args);
+  OSStatus status = run(error, src, [&] {
+    Parser parser(src, &ap);
+    *dst = parser.descriptor().release();
+  });
+  va_end(ap);
+  return status;
+}
+
+OSStatus AEBuildDesc(AEDesc* dst, AEBuildError* error, const char* src, ...) {
+  va_list ap;
+  va_start(ap, src);
+  OSStatus status = vAEBuildDesc(dst, error, src, ap);
+  va_end(ap);
+  return status;
+}
+
+OSStatus vAEBuildParameters(AppleEvent* event, AEBuildError* error, const char* format,
+                            va_list args) {
+  if (!event || kindOf(event) != Kind::Event)
+    return errAENotAppleEvent;
+  va_list ap;
+  va_copy(ap, args);
+  OSStatus status = run(error, format, [&] {
+    Parser parser(format, &ap);
+    std::vector<Entry> params;
+    std::vector<AEKeyword> optional;
+    parser.parameters(params, optional);
+    applyParameters(*nodeOf(event), params, optional);
+  });
+  va_end(ap);
+  return status;
+}
+
+OSStatus AEBuildParameters(AppleEvent* event, AEBuildError* error, const char* format, ...) {
+  va_list ap;
+  va_start(ap, format);
+  OSStatus status = vAEBuildParameters(event, error, format, ap);
+  va_end(ap);
+  return status;
+}
+
+OSStatus vAEBuildAppleEvent(AEEventClass theClass, AEEventID theID, DescType addressType,
+                            const void* addressData, Size addressLength, SInt16 returnID,
+                            SInt32 transactionID, AppleEvent* result, AEBuildError* error,
+                            const char* paramsFmt, va_list args) {
+  if (!result)
+    return paramErr;
+  *result = nullDesc();
+  report(error, aeBuildSyntaxNoErr, 0);
+  OSStatus status = guarded([&] {
+    Value address;
+    if (OSErr err = valueFromData(addressType, addressData, addressLength, address))
+      return err;
+    *result = newEvent(theClass, theID, std::move(address), returnID, transactionID).release();
+    return OSErr(noErr);
+  });
+  if (status != noErr)
+    return status;
+  status = vAEBuildParameters(result, error, paramsFmt, args);
+  if (status != noErr)
+    disposeDesc(result);
+  return status;
+}
+
+OSStatus AEBuildAppleEvent(AEEventClass theClass, AEEventID theID, DescType addressType,
+                           const void* addressData, Size addressLength, SInt16 returnID,
+                           SInt32 transactionID, AppleEvent* result, AEBuildError* error,
+                           const char* paramsFmt, ...) {
+  va_list ap;
+  va_start(ap, paramsFmt);
+  OSStatus status = vAEBuildAppleEvent(theClass, theID, addressType, addressData, addressLength,
+                                       returnID, transactionID, result, error, paramsFmt, ap);
+  va_end(ap);
+  return status;
+}
+
+} // extern "C"

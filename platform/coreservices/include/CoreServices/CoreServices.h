@@ -1,0 +1,13 @@
+#ifndef CORESERVICES_CORESERVICES_H
+#define CORESERVICES_CORESERVICES_H
+
+#if __has_include(<CoreFoundation/CoreFoundation.h>)
+#include <CoreFoundation/CoreFoundation.h>
+#endif
+#include <CoreServices/AE/AEDataModel.h>
+#include <CoreServices/AE/AEHelpers.h>
+#include <CoreServices/AE/AppleEvents.h>
+#include <CoreServices/MacErrors.h>
+#include <MacTypes.h>
+
+#endif
