@@ -1,0 +1,424 @@
+#include "prefs/PreferencesService.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <nsCOMPtr.h>
+#include <nsIComponentRegistrar.h>
+#include <nsIFactory.h>
+#include <nsIFile.h>
+#include <nsStringAPI.h>
+#include <nsXPCOM.h>
+#include <unistd.h>
+
+namespace mailhost {
+namespace {
+
+char* copyForCaller(const std::string& text) {
+  auto* copy = static_cast<char*>(NS_Alloc(text.size() + 1));
+  if (copy)
+    std::memcpy(copy, text.c_str(), text.size() + 1);
+  return copy;
+}
+
+nsresult nativePath(nsIFile* aFile, std::string& aPath) {
+  nsCString path;
+  nsresult rv = aFile->GetNativePath(path);
+  if (NS_SUCCEEDED(rv))
+    aPath.assign(path.get(), path.Length());
+  return rv;
+}
+
+// Written beside the target and renamed over it, so a crash never leaves half a file; the
+// profile's preferences are the user's alone.
+nsresult writeFileAtomically(const std::string& aPath, const std::string& aText) {
+  std::string temporary = aPath + ".tmp";
+  int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (fd < 0)
+    return NS_ERROR_FAILURE;
+  std::size_t written = 0;
+  while (written < aText.size()) {
+    ssize_t n = write(fd, aText.data() + written, aText.size() - written);
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n <= 0) {
+      close(fd);
+      unlink(temporary.c_str());
+      return NS_ERROR_FAILURE;
+    }
+    written += static_cast<std::size_t>(n);
+  }
+  if (fsync(fd) != 0 || close(fd) != 0 || rename(temporary.c_str(), aPath.c_str()) != 0) {
+    unlink(temporary.c_str());
+    return NS_ERROR_FAILURE;
+  }
+  return NS_OK;
+}
+
+int prefType(const PrefValue& aValue) {
+  switch (aValue.index()) {
+  case 0:
+    return nsIPrefBranch::PREF_STRING;
+  case 1:
+    return nsIPrefBranch::PREF_INT;
+  default:
+    return nsIPrefBranch::PREF_BOOL;
+  }
+}
+
+// A branch other than the root: keeps the service, and so the store, alive.
+class PrefBranch final : public PrefBranchBase {
+public:
+  PrefBranch(PreferencesService* aService, PreferenceStore& aStore, std::string aRoot,
+             PreferenceStore::Layer aLayer)
+      : PrefBranchBase(aStore, std::move(aRoot), aLayer), mService(aService) {}
+
+  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override {
+    if (aIID.Equals(NS_GET_IID(nsIPrefBranch)) || aIID.Equals(NS_GET_IID(nsISupports))) {
+      *aResult = static_cast<nsIPrefBranch*>(this);
+      AddRef();
+      return NS_OK;
+    }
+    *aResult = nullptr;
+    return NS_ERROR_NO_INTERFACE;
+  }
+  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mRefCount; }
+  NS_IMETHOD_(nsrefcnt) Release() override {
+    if (--mRefCount != 0)
+      return mRefCount;
+    delete this;
+    return 0;
+  }
+
+private:
+  ~PrefBranch() = default;
+  nsrefcnt mRefCount = 0;
+  nsCOMPtr<nsIPrefService> mService;
+};
+
+// Hands out the one service object for every request, as the host's service manager expects
+// of a service's factory.
+class PreferencesServiceFactory final : public nsIFactory {
+public:
+  explicit PreferencesServiceFactory(PreferencesService* aService) : mService(aService) {}
+
+  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override {
+    if (aIID.Equals(NS_GET_IID(nsIFactory)) || aIID.Equals(NS_GET_IID(nsISupports))) {
+      *aResult = static_cast<nsIFactory*>(this);
+      AddRef();
+      return NS_OK;
+    }
+    *aResult = nullptr;
+    return NS_ERROR_NO_INTERFACE;
+  }
+  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mRefCount; }
+  NS_IMETHOD_(nsrefcnt) Release() override {
+    if (--mRefCount != 0)
+      return mRefCount;
+    delete this;
+    return 0;
+  }
+  NS_IMETHOD CreateInstance(nsISupports* aOuter, const nsIID& aIID, void** aResult) override {
+    *aResult = nullptr;
+    if (aOuter)
+      return NS_ERROR_NO_AGGREGATION;
+    return mService->QueryInterface(aIID, aResult);
+  }
+  NS_IMETHOD LockFactory(PRBool) override { return NS_OK; }
+
+private:
+  ~PreferencesServiceFactory() = default;
+  nsrefcnt mRefCount = 0;
+  nsCOMPtr<nsIPrefService> mService;
+};
+
+// {1cd91b88-1dd2-11b2-92e1-ed22ed298000}
+constexpr nsCID kPreferencesServiceCID = {
+    0x1cd91b88, 0x1dd2, 0x11b2, {0x92, 0xe1, 0xed, 0x22, 0xed, 0x29, 0x80, 0x00}};
+
+} // namespace
+
+// ---- branches ----
+
+std::string PrefBranchBase::fullName(const char* aPrefName) const {
+  return mRoot + aPrefName;
+}
+
+template <class T>
+nsresult PrefBranchBase::read(const char* aPrefName, T* aResult) const {
+  if (!aPrefName || !aResult)
+    return NS_ERROR_NULL_POINTER;
+  auto value = mStore.get(fullName(aPrefName), mLayer);
+  if (!value || !std::holds_alternative<T>(*value))
+    return NS_ERROR_UNEXPECTED;
+  *aResult = std::get<T>(*value);
+  return NS_OK;
+}
+
+nsresult PrefBranchBase::write(const char* aPrefName, const PrefValue& aValue) {
+  if (!aPrefName)
+    return NS_ERROR_NULL_POINTER;
+  return mStore.set(fullName(aPrefName), aValue, mLayer) ? NS_OK : NS_ERROR_UNEXPECTED;
+}
+
+NS_IMETHODIMP PrefBranchBase::GetRoot(char** aRoot) {
+  *aRoot = copyForCaller(mRoot);
+  return *aRoot ? NS_OK : NS_ERROR_OUT_OF_MEMORY;
+}
+
+NS_IMETHODIMP PrefBranchBase::GetPrefType(const char* aPrefName, PRInt32* aResult) {
+  if (!aPrefName)
+    return NS_ERROR_NULL_POINTER;
+  auto value = mStore.get(fullName(aPrefName), mLayer);
+  *aResult = value ? prefType(*value) : PREF_INVALID;
+  return NS_OK;
+}
+
+NS_IMETHODIMP PrefBranchBase::GetBoolPref(const char* aPrefName, PRBool* aResult) {
+  bool value = false;
+  nsresult rv = read(aPrefName, &value);
+  if (NS_SUCCEEDED(rv))
+    *aResult = value ? PR_TRUE : PR_FALSE;
+  return rv;
+}
+
+NS_IMETHODIMP PrefBranchBase::SetBoolPref(const char* aPrefName, PRInt32 aValue) {
+  return write(aPrefName, aValue != 0);
+}
+
+NS_IMETHODIMP PrefBranchBase::GetCharPref(const char* aPrefName, char** aResult) {
+  std::string value;
+  nsresult rv = read(aPrefName, &value);
+  if (NS_FAILED(rv))
+    return rv;
+  *aResult = copyForCaller(value);
+  return *aResult ? NS_OK : NS_ERROR_OUT_OF_MEMORY;
+}
+
+NS_IMETHODIMP PrefBranchBase::SetCharPref(const char* aPrefName, const char* aValue) {
+  if (!aValue)
+    return NS_ERROR_NULL_POINTER;
+  return write(aPrefName, std::string(aValue));
+}
+
+NS_IMETHODIMP PrefBranchBase::GetIntPref(const char* aPrefName, PRInt32* aResult) {
+  return read(aPrefName, aResult);
+}
+
+NS_IMETHODIMP PrefBranchBase::SetIntPref(const char* aPrefName, PRInt32 aValue) {
+  return write(aPrefName, std::int32_t{aValue});
+}
+
+// Complex values (localised strings, files) have no use in this host yet.
+NS_IMETHODIMP PrefBranchBase::GetComplexValue(const char*, const nsIID&, void** aValue) {
+  *aValue = nullptr;
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+
+NS_IMETHODIMP PrefBranchBase::SetComplexValue(const char*, const nsIID&, nsISupports*) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+
+NS_IMETHODIMP PrefBranchBase::ClearUserPref(const char* aPrefName) {
+  if (!aPrefName)
+    return NS_ERROR_NULL_POINTER;
+  mStore.clearUserValue(fullName(aPrefName));
+  return NS_OK;
+}
+
+NS_IMETHODIMP PrefBranchBase::LockPref(const char* aPrefName) {
+  if (!aPrefName)
+    return NS_ERROR_NULL_POINTER;
+  mStore.setLocked(fullName(aPrefName), true);
+  return NS_OK;
+}
+
+NS_IMETHODIMP PrefBranchBase::PrefHasUserValue(const char* aPrefName, PRBool* aResult) {
+  if (!aPrefName)
+    return NS_ERROR_NULL_POINTER;
+  *aResult = mStore.hasUserValue(fullName(aPrefName)) ? PR_TRUE : PR_FALSE;
+  return NS_OK;
+}
+
+NS_IMETHODIMP PrefBranchBase::PrefIsLocked(const char* aPrefName, PRBool* aResult) {
+  if (!aPrefName)
+    return NS_ERROR_NULL_POINTER;
+  *aResult = mStore.isLocked(fullName(aPrefName)) ? PR_TRUE : PR_FALSE;
+  return NS_OK;
+}
+
+NS_IMETHODIMP PrefBranchBase::UnlockPref(const char* aPrefName) {
+  if (!aPrefName)
+    return NS_ERROR_NULL_POINTER;
+  mStore.setLocked(fullName(aPrefName), false);
+  return NS_OK;
+}
+
+NS_IMETHODIMP PrefBranchBase::DeleteBranch(const char* aStartingAt) {
+  if (!aStartingAt)
+    return NS_ERROR_NULL_POINTER;
+  mStore.deleteNamesStartingWith(fullName(aStartingAt));
+  return NS_OK;
+}
+
+// Names come back relative to this branch's root, in an array the caller frees with NS_Free
+// (each name, then the array).
+NS_IMETHODIMP PrefBranchBase::GetChildList(const char* aStartingAt, PRUint32* aCount,
+                                           char*** aChildArray) {
+  if (!aStartingAt || !aCount || !aChildArray)
+    return NS_ERROR_NULL_POINTER;
+  std::vector<std::string> names = mStore.namesStartingWith(fullName(aStartingAt));
+  auto** array = static_cast<char**>(NS_Alloc(sizeof(char*) * (names.empty() ? 1 : names.size())));
+  if (!array)
+    return NS_ERROR_OUT_OF_MEMORY;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    array[i] = copyForCaller(names[i].substr(mRoot.size()));
+    if (!array[i]) {
+      for (std::size_t j = 0; j < i; ++j)
+        NS_Free(array[j]);
+      NS_Free(array);
+      return NS_ERROR_OUT_OF_MEMORY;
+    }
+  }
+  *aCount = static_cast<PRUint32>(names.size());
+  *aChildArray = array;
+  return NS_OK;
+}
+
+// As in the host of this era, resetting a branch is not offered.
+NS_IMETHODIMP PrefBranchBase::ResetBranch(const char*) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+
+// ---- the service ----
+
+PreferencesService::PreferencesService(std::string aPrefsFilePath, PrefsDiagnostics aDiagnostics)
+    : PrefBranchBase(mStore, "", PreferenceStore::Layer::Effective),
+      mPrefsFilePath(std::move(aPrefsFilePath)), mDiagnostics(std::move(aDiagnostics)) {
+  readFile(mPrefsFilePath);
+}
+
+NS_IMETHODIMP PreferencesService::QueryInterface(REFNSIID aIID, void** aResult) {
+  if (aIID.Equals(NS_GET_IID(nsIPrefService)) || aIID.Equals(NS_GET_IID(nsISupports))) {
+    *aResult = static_cast<nsIPrefService*>(this);
+  } else if (aIID.Equals(NS_GET_IID(nsIPrefBranch))) {
+    *aResult = static_cast<nsIPrefBranch*>(this);
+  } else {
+    *aResult = nullptr;
+    return NS_ERROR_NO_INTERFACE;
+  }
+  AddRef();
+  return NS_OK;
+}
+
+NS_IMETHODIMP_(nsrefcnt) PreferencesService::AddRef() {
+  return ++mRefCount;
+}
+
+NS_IMETHODIMP_(nsrefcnt) PreferencesService::Release() {
+  if (--mRefCount != 0)
+    return mRefCount;
+  delete this;
+  return 0;
+}
+
+nsresult PreferencesService::readFile(const std::string& aPath) {
+  int fd = open(aPath.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    if (errno == ENOENT)
+      return NS_OK; // a new profile has no prefs.js yet
+    mDiagnostics(aPath + ": cannot read: " + std::strerror(errno));
+    return NS_ERROR_FAILURE;
+  }
+  std::string text;
+  char buffer[65536];
+  for (;;) {
+    ssize_t n = ::read(fd, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n < 0) {
+      mDiagnostics(aPath + ": cannot read: " + std::strerror(errno));
+      close(fd);
+      return NS_ERROR_FAILURE;
+    }
+    if (n == 0)
+      break;
+    text.append(buffer, static_cast<std::size_t>(n));
+  }
+  close(fd);
+  PrefsFileContents contents = parsePrefsFile(text);
+  for (const PrefSyntaxError& error : contents.errors)
+    mDiagnostics(aPath + ":" + std::to_string(error.line) + ": " + error.message);
+  mStore.apply(contents);
+  return NS_OK;
+}
+
+NS_IMETHODIMP PreferencesService::ReadUserPrefs(nsIFile* aFile) {
+  if (!aFile) {
+    mStore.clearUserValues();
+    return readFile(mPrefsFilePath);
+  }
+  std::string path;
+  nsresult rv = nativePath(aFile, path);
+  return NS_FAILED(rv) ? rv : readFile(path);
+}
+
+NS_IMETHODIMP PreferencesService::ResetPrefs() {
+  mStore.clear();
+  return NS_OK;
+}
+
+NS_IMETHODIMP PreferencesService::ResetUserPrefs() {
+  mStore.clearUserValues();
+  return NS_OK;
+}
+
+NS_IMETHODIMP PreferencesService::SavePrefFile(nsIFile* aFile) {
+  std::string path = mPrefsFilePath;
+  if (aFile) {
+    nsresult rv = nativePath(aFile, path);
+    if (NS_FAILED(rv))
+      return rv;
+  }
+  return writeFileAtomically(path,
+                             "// Preferences of this mail host profile, rewritten on save.\n" +
+                                 mStore.userValuesAsPrefsFile());
+}
+
+nsresult PreferencesService::makeBranch(const char* aPrefRoot, PreferenceStore::Layer aLayer,
+                                        nsIPrefBranch** aResult) {
+  if (!aResult)
+    return NS_ERROR_NULL_POINTER;
+  if ((!aPrefRoot || !*aPrefRoot) && aLayer == PreferenceStore::Layer::Effective) {
+    *aResult = static_cast<nsIPrefBranch*>(this);
+    AddRef();
+    return NS_OK;
+  }
+  auto* branch = new PrefBranch(this, mStore, aPrefRoot ? aPrefRoot : "", aLayer);
+  *aResult = branch;
+  branch->AddRef();
+  return NS_OK;
+}
+
+NS_IMETHODIMP PreferencesService::GetBranch(const char* aPrefRoot, nsIPrefBranch** aResult) {
+  return makeBranch(aPrefRoot, PreferenceStore::Layer::Effective, aResult);
+}
+
+NS_IMETHODIMP PreferencesService::GetDefaultBranch(const char* aPrefRoot, nsIPrefBranch** aResult) {
+  return makeBranch(aPrefRoot, PreferenceStore::Layer::Default, aResult);
+}
+
+nsresult registerPreferencesService(const std::string& aPrefsFilePath,
+                                    PrefsDiagnostics aDiagnostics) {
+  nsCOMPtr<nsIComponentRegistrar> registrar;
+  nsresult rv = NS_GetComponentRegistrar(getter_AddRefs(registrar));
+  if (NS_FAILED(rv))
+    return rv;
+  auto* service = new PreferencesService(aPrefsFilePath, std::move(aDiagnostics));
+  nsCOMPtr<nsIFactory> factory = new PreferencesServiceFactory(service);
+  return registrar->RegisterFactory(kPreferencesServiceCID, "Preferences Service",
+                                    "@mozilla.org/preferences-service;1", factory);
+}
+
+} // namespace mailhost

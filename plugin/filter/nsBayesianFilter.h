@@ -1,0 +1,31 @@
+// The object the host sees as its junk-mail plug-in. It keeps nothing but its reference count:
+// the verdicts come from Quellbark, one message at a time.
+#pragma once
+
+#include <nsIJunkMailPlugin.h>
+
+class nsBayesianFilter final : public nsIJunkMailPlugin {
+public:
+  nsBayesianFilter();
+
+  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override;
+  NS_IMETHOD_(nsrefcnt) AddRef() override;
+  NS_IMETHOD_(nsrefcnt) Release() override;
+
+  NS_IMETHOD Shutdown() override;
+  NS_IMETHOD GetShouldDownloadAllHeaders(PRBool* aResult) override;
+
+  NS_IMETHOD ClassifyMessage(char const* aMsgURI, nsIMsgWindow* aMsgWindow,
+                             nsIJunkMailClassificationListener* aListener) override;
+  NS_IMETHOD ClassifyMessages(PRUint32 aCount, char const** aMsgURIs, nsIMsgWindow* aMsgWindow,
+                              nsIJunkMailClassificationListener* aListener) override;
+  NS_IMETHOD SetMessageClassification(char const* aMsgURI, PRUint32 aOldClassification,
+                                      PRUint32 aNewClassification, nsIMsgWindow* aMsgWindow,
+                                      nsIJunkMailClassificationListener* aListener) override;
+  NS_IMETHOD GetUserHasClassified(PRBool* aResult) override;
+  NS_IMETHOD ResetTrainingData() override;
+
+private:
+  // Plain arithmetic: the host calls the plug-in from one thread only.
+  nsrefcnt mRefCount;
+};

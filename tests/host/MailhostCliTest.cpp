@@ -1,0 +1,123 @@
+// mailhost run as a real process against the real bundle.
+#include "HostTestSupport.h"
+
+#include <algorithm>
+#include <functional>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testsupport::runProcess;
+using testsupport::TempDir;
+
+class MailhostCli : public testing::Test {
+protected:
+  testsupport::ProcessResult run(std::vector<std::string> args) {
+    args.insert(args.begin(), MAILHOST_PATH);
+    return runProcess(args, mScratch);
+  }
+  std::string profile() const { return mScratch / "profile"; }
+
+  TempDir mScratch;
+};
+
+TEST_F(MailhostCli, InfoShowsTheRegistrationAndTheSimpleAnswers) {
+  auto result = run({"--profile", profile(), "--plugin", testsupport::bundlePath(), "info"});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  for (const char* expected : {
+           "contract ID:  @mozilla.org/messenger/filter-plugin;1?name=bayesianfilter\n",
+           "class ID:     {f1070bfa-d539-11d6-90ca-00039310a47a}\n",
+           "class name:   Bayesian Filter\n",
+           "module name:  nsBayesianFilterModule\n",
+           "answers:      nsIJunkMailPlugin, nsIMsgFilterPlugin, nsISupports\n",
+           "should download all headers: false\n",
+           "user has classified:         true\n",
+       })
+    EXPECT_NE(result.out.find(expected), std::string::npos) << expected << "\n" << result.out;
+  EXPECT_EQ(result.err, "");
+
+  struct stat info {};
+  ASSERT_EQ(stat(profile().c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0700u) << "a new profile is the user's alone";
+}
+
+TEST_F(MailhostCli, DefaultBundleIsTheOneBesideTheExecutable) {
+  auto result = run({"--profile", profile(), "info"});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.out.find("/../lib/QuellbarkPlugIn.so\n"), std::string::npos) << result.out;
+}
+
+TEST_F(MailhostCli, PrefsSyntaxErrorIsOneLineAndDoesNotStopTheHost) {
+  mkdir(profile().c_str(), 0700);
+  testsupport::writeFile(profile() + "/prefs.js",
+                         "user_pref(\"mail.adaptivefilters.junk_threshold\", 90);\n"
+                         "user_pref(\"broken\" 1);\n");
+  auto result = run({"--profile", profile(), "--plugin", testsupport::bundlePath(), "info"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err,
+            "mailhost: " + profile() + "/prefs.js:2: expected ',' after preference name\n");
+}
+
+struct BadStart {
+  const char* label;
+  std::function<std::vector<std::string>(const TempDir&)> args;
+  std::string expectedStart; // the whole first part of the one stderr line
+  std::string alsoMentions;
+};
+
+TEST_F(MailhostCli, EachBadStartIsOneClearLineAndExitOne) {
+  const BadStart cases[] = {
+      {"missing bundle",
+       [](const TempDir& d) {
+         return std::vector<std::string>{"--profile", d / "p", "--plugin", d / "nope.so", "info"};
+       },
+       "mailhost: plug-in bundle not found: ", "nope.so"},
+      {"text file",
+       [](const TempDir& d) {
+         testsupport::writeFile(d / "text.so", "this is not a shared library\n");
+         return std::vector<std::string>{"--profile", d / "p", "--plugin", d / "text.so", "info"};
+       },
+       "mailhost: cannot load plug-in bundle ", "text.so"},
+      {"folder",
+       [](const TempDir& d) {
+         return std::vector<std::string>{"--profile", d / "p", "--plugin", d.path(), "info"};
+       },
+       "mailhost: not a loadable bundle: ", "is a folder"},
+      {"no NSGetModule",
+       [](const TempDir& d) {
+         return std::vector<std::string>{"--profile", d / "p", "--plugin", NO_ENTRY_BUNDLE_PATH,
+                                         "info"};
+       },
+       "mailhost: cannot load plug-in bundle ", "NSGetModule"},
+      {"profile under a file",
+       [](const TempDir& d) {
+         testsupport::writeFile(d / "plain", "");
+         return std::vector<std::string>{"--profile", d / "plain/profile", "--plugin",
+                                         testsupport::bundlePath(), "info"};
+       },
+       "mailhost: cannot use profile folder ", "is not a folder"},
+  };
+  for (const BadStart& bad : cases) {
+    SCOPED_TRACE(bad.label);
+    TempDir dir;
+    auto result = run(bad.args(dir));
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err.rfind(bad.expectedStart, 0), 0u) << result.err;
+    EXPECT_NE(result.err.find(bad.alsoMentions), std::string::npos) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_EQ(result.out, "");
+  }
+}
+
+TEST_F(MailhostCli, UsageErrorsExitTwoAndHelpExitsZero) {
+  EXPECT_EQ(run({}).exitCode, 2) << "a subcommand is required";
+  EXPECT_EQ(run({"--no-such-option", "info"}).exitCode, 2);
+  EXPECT_EQ(run({"frobnicate"}).exitCode, 2);
+  auto help = run({"--help"});
+  EXPECT_EQ(help.exitCode, 0);
+  EXPECT_NE(help.out.find("info"), std::string::npos);
+  EXPECT_NE(help.out.find("--profile"), std::string::npos);
+  EXPECT_NE(help.out.find("--plugin"), std::string::npos);
+}
+
+} // namespace

@@ -1,0 +1,206 @@
+#include "prefs/PreferencesService.h"
+#include "HostTestSupport.h"
+
+#include <gtest/gtest.h>
+#include <nsCOMPtr.h>
+#include <nsILocalFile.h>
+#include <nsServiceManagerUtils.h>
+#include <nsStringAPI.h>
+#include <nsXPCOM.h>
+
+namespace {
+
+using testsupport::TempDir;
+
+constexpr const char* kContractID = "@mozilla.org/preferences-service;1";
+
+class PreferencesServiceTest : public testing::Test {
+protected:
+  void start(const std::string& prefsText) {
+    testsupport::writeFile(mProfile / "prefs.js", prefsText);
+    ASSERT_EQ(NS_InitXPCOM2(nullptr, nullptr, nullptr), NS_OK);
+    mStarted = true;
+    ASSERT_EQ(
+        mailhost::registerPreferencesService(
+            mProfile / "prefs.js", [this](const std::string& line) { mLines.push_back(line); }),
+        NS_OK);
+    nsresult rv;
+    mService = do_GetService(kContractID, &rv);
+    mRoot = do_GetService(kContractID, &rv);
+    ASSERT_TRUE(mService && mRoot);
+  }
+  void TearDown() override {
+    mService = nullptr;
+    mRoot = nullptr;
+    if (mStarted)
+      NS_ShutdownXPCOM(nullptr);
+  }
+  nsCOMPtr<nsILocalFile> fileFor(const std::string& path) {
+    nsCOMPtr<nsILocalFile> file;
+    NS_NewNativeLocalFile(nsCString(path.c_str()), PR_TRUE, getter_AddRefs(file));
+    return file;
+  }
+
+  TempDir mProfile;
+  bool mStarted = false;
+  std::vector<std::string> mLines;
+  nsCOMPtr<nsIPrefService> mService;
+  nsCOMPtr<nsIPrefBranch> mRoot;
+};
+
+TEST_F(PreferencesServiceTest, OneObjectAnswersBothFacesAndIsTheRootBranch) {
+  start("");
+  nsCOMPtr<nsISupports> viaService = do_QueryInterface(mService);
+  nsCOMPtr<nsISupports> viaBranch = do_QueryInterface(mRoot);
+  EXPECT_EQ(viaService.get(), viaBranch.get());
+  nsCOMPtr<nsIPrefBranch> root;
+  ASSERT_EQ(mService->GetBranch(nullptr, getter_AddRefs(root)), NS_OK);
+  EXPECT_EQ(root.get(), mRoot.get());
+  ASSERT_EQ(mService->GetBranch("", getter_AddRefs(root)), NS_OK);
+  EXPECT_EQ(root.get(), mRoot.get());
+}
+
+TEST_F(PreferencesServiceTest, TypedReadsFollowTheHostsRules) {
+  start("user_pref(\"i\", -7);\nuser_pref(\"b\", true);\nuser_pref(\"s\", \"text\");\n");
+  PRInt32 i = 99;
+  EXPECT_EQ(mRoot->GetIntPref("i", &i), NS_OK);
+  EXPECT_EQ(i, -7);
+  PRBool b = PR_FALSE;
+  EXPECT_EQ(mRoot->GetBoolPref("b", &b), NS_OK);
+  EXPECT_EQ(b, PR_TRUE);
+  char* s = nullptr;
+  ASSERT_EQ(mRoot->GetCharPref("s", &s), NS_OK);
+  EXPECT_STREQ(s, "text");
+  NS_Free(s);
+
+  i = 99;
+  EXPECT_EQ(mRoot->GetIntPref("missing", &i), NS_ERROR_UNEXPECTED);
+  EXPECT_EQ(i, 99) << "a failed read leaves the out-parameter alone";
+  EXPECT_EQ(mRoot->GetIntPref("s", &i), NS_ERROR_UNEXPECTED);
+  EXPECT_EQ(mRoot->GetBoolPref("i", &b), NS_ERROR_UNEXPECTED);
+  EXPECT_EQ(mRoot->GetCharPref("missing", &s), NS_ERROR_UNEXPECTED);
+
+  PRInt32 type = -1;
+  mRoot->GetPrefType("i", &type);
+  EXPECT_EQ(type, nsIPrefBranch::PREF_INT);
+  mRoot->GetPrefType("s", &type);
+  EXPECT_EQ(type, nsIPrefBranch::PREF_STRING);
+  mRoot->GetPrefType("b", &type);
+  EXPECT_EQ(type, nsIPrefBranch::PREF_BOOL);
+  mRoot->GetPrefType("missing", &type);
+  EXPECT_EQ(type, nsIPrefBranch::PREF_INVALID);
+}
+
+TEST_F(PreferencesServiceTest, SubBranchesSeeNamesUnderTheirRoot) {
+  start("user_pref(\"mail.adaptivefilters.junk_threshold\", 90);\n"
+        "user_pref(\"mail.server.server1.name\", \"a\");\nuser_pref(\"other\", 1);\n");
+  nsCOMPtr<nsIPrefBranch> mail;
+  ASSERT_EQ(mService->GetBranch("mail.", getter_AddRefs(mail)), NS_OK);
+  PRInt32 threshold = 0;
+  EXPECT_EQ(mail->GetIntPref("adaptivefilters.junk_threshold", &threshold), NS_OK);
+  EXPECT_EQ(threshold, 90);
+  EXPECT_EQ(mail->GetIntPref("other", &threshold), NS_ERROR_UNEXPECTED);
+
+  char* root = nullptr;
+  mail->GetRoot(&root);
+  EXPECT_STREQ(root, "mail.");
+  NS_Free(root);
+
+  PRUint32 count = 0;
+  char** children = nullptr;
+  ASSERT_EQ(mail->GetChildList("", &count, &children), NS_OK);
+  ASSERT_EQ(count, 2u);
+  EXPECT_STREQ(children[0], "adaptivefilters.junk_threshold");
+  EXPECT_STREQ(children[1], "server.server1.name");
+  for (PRUint32 n = 0; n < count; ++n)
+    NS_Free(children[n]);
+  NS_Free(children);
+
+  // A branch keeps working after the caller lets go of the service.
+  mService = nullptr;
+  mRoot = nullptr;
+  EXPECT_EQ(mail->SetIntPref("x", 5), NS_OK);
+  EXPECT_EQ(mail->GetIntPref("x", &threshold), NS_OK);
+  EXPECT_EQ(threshold, 5);
+}
+
+TEST_F(PreferencesServiceTest, DefaultsUserValuesAndLocks) {
+  start("pref(\"d\", 1);\nuser_pref(\"d\", 2);\nlockPref(\"l\", 3);\nuser_pref(\"l\", 4);\n");
+  PRInt32 value = 0;
+  mRoot->GetIntPref("d", &value);
+  EXPECT_EQ(value, 2);
+  PRBool flag = PR_FALSE;
+  mRoot->PrefHasUserValue("d", &flag);
+  EXPECT_TRUE(flag);
+  mRoot->ClearUserPref("d");
+  mRoot->GetIntPref("d", &value);
+  EXPECT_EQ(value, 1);
+
+  mRoot->GetIntPref("l", &value);
+  EXPECT_EQ(value, 3) << "a locked preference reads as its default";
+  mRoot->UnlockPref("l");
+  mRoot->GetIntPref("l", &value);
+  EXPECT_EQ(value, 4);
+
+  EXPECT_EQ(mRoot->SetCharPref("d", "text"), NS_ERROR_UNEXPECTED)
+      << "a preference keeps the type of its default";
+
+  nsCOMPtr<nsIPrefBranch> defaults;
+  mService->GetDefaultBranch(nullptr, getter_AddRefs(defaults));
+  defaults->SetIntPref("d", 10);
+  mRoot->SetIntPref("d", 11);
+  defaults->GetIntPref("d", &value);
+  EXPECT_EQ(value, 10);
+  mRoot->GetIntPref("d", &value);
+  EXPECT_EQ(value, 11);
+}
+
+TEST_F(PreferencesServiceTest, SyntaxErrorsAreReportedWithFileAndLineAndTheRestLoads) {
+  start("user_pref(\"a\", 1);\nuser_pref(\"b\" 2);\nuser_pref(\"c\", 3);\n");
+  ASSERT_EQ(mLines.size(), 1u);
+  EXPECT_EQ(mLines[0], mProfile / "prefs.js:2: expected ',' after preference name");
+  PRInt32 value = 0;
+  EXPECT_EQ(mRoot->GetIntPref("c", &value), NS_OK);
+  EXPECT_EQ(value, 3);
+  EXPECT_EQ(mRoot->GetIntPref("b", &value), NS_ERROR_UNEXPECTED);
+}
+
+TEST_F(PreferencesServiceTest, SavedFileReadsBackAndIsPrivate) {
+  start("user_pref(\"keep\", \"x\");\n");
+  mRoot->SetIntPref("n", -3);
+  mRoot->SetCharPref("quote", "say \"hi\"\\now");
+  mRoot->SetBoolPref("flag", 0);
+  ASSERT_EQ(mService->SavePrefFile(nullptr), NS_OK);
+
+  struct stat info {};
+  ASSERT_EQ(stat((mProfile / "prefs.js").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+
+  mService->ResetUserPrefs();
+  PRInt32 value = 0;
+  EXPECT_EQ(mRoot->GetIntPref("n", &value), NS_ERROR_UNEXPECTED);
+  ASSERT_EQ(mService->ReadUserPrefs(nullptr), NS_OK);
+  EXPECT_EQ(mRoot->GetIntPref("n", &value), NS_OK);
+  EXPECT_EQ(value, -3);
+  char* text = nullptr;
+  ASSERT_EQ(mRoot->GetCharPref("quote", &text), NS_OK);
+  EXPECT_STREQ(text, "say \"hi\"\\now");
+  NS_Free(text);
+  EXPECT_TRUE(mLines.empty());
+
+  // Saving to and reading from another file by its file object.
+  std::string other = mProfile / "other.js";
+  ASSERT_EQ(mService->SavePrefFile(fileFor(other)), NS_OK);
+  EXPECT_NE(testsupport::readFile(other).find("user_pref(\"keep\", \"x\");"), std::string::npos);
+}
+
+TEST_F(PreferencesServiceTest, UnreadableFileIsReportedNotFatal) {
+  start("");
+  std::string folder = mProfile / "a-folder.js";
+  mkdir(folder.c_str(), 0700);
+  EXPECT_NE(mService->ReadUserPrefs(fileFor(folder)), NS_OK);
+  ASSERT_EQ(mLines.size(), 1u);
+  EXPECT_NE(mLines[0].find("a-folder.js: cannot read"), std::string::npos) << mLines[0];
+}
+
+} // namespace

@@ -1,0 +1,164 @@
+#include "prefs/PrefsFileParser.h"
+
+#include <gtest/gtest.h>
+
+using mailhost::parsePrefsFile;
+using mailhost::PrefStatementKind;
+using mailhost::PrefValue;
+
+namespace {
+
+struct ValidCase {
+  const char* text;
+  const char* name;
+  PrefValue value;
+};
+
+class PrefsFileValid : public testing::TestWithParam<ValidCase> {};
+
+TEST_P(PrefsFileValid, ReadsOneStatement) {
+  auto contents = parsePrefsFile(GetParam().text);
+  ASSERT_TRUE(contents.errors.empty()) << contents.errors[0].message;
+  ASSERT_EQ(contents.statements.size(), 1u);
+  EXPECT_EQ(contents.statements[0].name, GetParam().name);
+  EXPECT_EQ(contents.statements[0].value, GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, PrefsFileValid,
+    testing::Values(
+        ValidCase{R"(user_pref("a.b", 42);)", "a.b", std::int32_t{42}},
+        ValidCase{R"(user_pref("n", -17);)", "n", std::int32_t{-17}},
+        ValidCase{R"(user_pref("n", +5);)", "n", std::int32_t{5}},
+        ValidCase{R"(user_pref("min", -2147483648);)", "min", std::int32_t{INT32_MIN}},
+        ValidCase{R"(user_pref("max", 2147483647);)", "max", std::int32_t{INT32_MAX}},
+        ValidCase{R"(user_pref("t", true);)", "t", true},
+        ValidCase{R"(user_pref("f", false);)", "f", false},
+        ValidCase{R"(user_pref("s", "plain");)", "s", std::string("plain")},
+        ValidCase{R"(user_pref('single', 'quoted "inside"');)", "single",
+                  std::string("quoted \"inside\"")},
+        ValidCase{R"(user_pref("esc", "a\"b\\c\nd\te\x41\u00e9");)", "esc",
+                  std::string("a\"b\\c\nd\teA\xc3\xa9")},
+        ValidCase{R"(user_pref("pair", "\ud83d\ude00");)", "pair", std::string("\xf0\x9f\x98\x80")},
+        ValidCase{R"(user_pref("empty", "");)", "empty", std::string()},
+        ValidCase{"  user_pref ( \"ws\" ,\n 3 ) ;  ", "ws", std::int32_t{3}},
+        ValidCase{"// comment\n# hash comment\n/* block\n comment */ user_pref(\"c\", 1);", "c",
+                  std::int32_t{1}},
+        ValidCase{"user_pref(\"x\", /* inline */ 9); // trailing", "x", std::int32_t{9}},
+        ValidCase{R"(user_pref("url", "http://example.org/#frag");)", "url",
+                  std::string("http://example.org/#frag")}));
+
+TEST(PrefsFile, StatementKindsAndLines) {
+  auto contents = parsePrefsFile("pref(\"d\", 1);\n\nuser_pref(\"u\", 2);\nlockPref(\"l\", 3);\n"
+                                 "sticky_pref(\"s\", 4);");
+  ASSERT_TRUE(contents.errors.empty());
+  ASSERT_EQ(contents.statements.size(), 4u);
+  EXPECT_EQ(contents.statements[0].kind, PrefStatementKind::Default);
+  EXPECT_EQ(contents.statements[1].kind, PrefStatementKind::User);
+  EXPECT_EQ(contents.statements[1].line, 3);
+  EXPECT_EQ(contents.statements[2].kind, PrefStatementKind::Locked);
+  EXPECT_EQ(contents.statements[3].kind, PrefStatementKind::Default);
+}
+
+TEST(PrefsFile, EmptyAndCommentOnlyFilesHaveNothing) {
+  for (const char* text : {"", "   \n\n", "// only\n# comments\n/* here */"}) {
+    auto contents = parsePrefsFile(text);
+    EXPECT_TRUE(contents.statements.empty()) << text;
+    EXPECT_TRUE(contents.errors.empty()) << text;
+  }
+}
+
+struct ErrorCase {
+  const char* text;
+  int line;
+  const char* message;
+};
+
+class PrefsFileErrors : public testing::TestWithParam<ErrorCase> {};
+
+// Every bad statement sits between two good ones; both good ones must survive it.
+TEST_P(PrefsFileErrors, ReportsLineAndKeepsTheRest) {
+  std::string text =
+      std::string("user_pref(\"before\", 1);\n") + GetParam().text + "\nuser_pref(\"after\", 2);\n";
+  auto contents = parsePrefsFile(text);
+  ASSERT_EQ(contents.errors.size(), 1u);
+  EXPECT_EQ(contents.errors[0].line, GetParam().line);
+  EXPECT_EQ(contents.errors[0].message, GetParam().message);
+  ASSERT_EQ(contents.statements.size(), 2u);
+  EXPECT_EQ(contents.statements[0].name, "before");
+  EXPECT_EQ(contents.statements[1].name, "after");
+  EXPECT_EQ(contents.statements[1].value, PrefValue(std::int32_t{2}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, PrefsFileErrors,
+    testing::Values(ErrorCase{R"(user_pref("a" 1);)", 2, "expected ',' after preference name"},
+                    ErrorCase{R"(user_pref("a", 1;)", 2, "expected ')' after value"},
+                    ErrorCase{R"(user_pref("a", 1))", 2, "expected ';' after ')'"},
+                    ErrorCase{R"(user_pref "a", 1);)", 2, "expected '(' after user_pref"},
+                    ErrorCase{R"(user_pref(a, 1);)", 2, "expected a preference name in quotes"},
+                    ErrorCase{R"(user_pref("a", );)", 2,
+                              "expected a value (a string, an integer, true or false)"},
+                    ErrorCase{R"(user_pref("a", yes);)", 2,
+                              "unknown value 'yes' (expected a string, an integer, true or false)"},
+                    ErrorCase{R"(user_pref("a", 2147483648);)", 2, "integer out of range"},
+                    ErrorCase{R"(user_pref("a", -2147483649);)", 2, "integer out of range"},
+                    ErrorCase{R"(user_pref("a", -);)", 2, "expected digits after the sign"},
+                    ErrorCase{R"(user_pref("a, 1);)", 2, "unterminated string"},
+                    ErrorCase{R"(user_pref("a\q", 1);)", 2, "unknown escape '\\q'"},
+                    ErrorCase{R"(user_pref("a\x4", 1);)", 2, "expected 2 hex digits in escape"},
+                    ErrorCase{R"(user_pref("a\ud800", 1);)", 2, "unpaired surrogate in \\u escape"},
+                    ErrorCase{R"(set_pref("a", 1);)", 2, "unknown statement 'set_pref'"},
+                    ErrorCase{R"(42;)", 2,
+                              "expected a statement such as user_pref(\"name\", value);"}));
+
+TEST(PrefsFile, MissingSemicolonReportedOnItsOwnLineNextStatementKept) {
+  auto contents = parsePrefsFile("user_pref(\"a\", 1)\nuser_pref(\"b\", 2);\n");
+  ASSERT_EQ(contents.errors.size(), 1u);
+  EXPECT_EQ(contents.errors[0].line, 1);
+  EXPECT_EQ(contents.errors[0].message, "expected ';' after ')'");
+  ASSERT_EQ(contents.statements.size(), 1u);
+  EXPECT_EQ(contents.statements[0].name, "b");
+}
+
+TEST(PrefsFile, UnterminatedCommentReportsWhereItStarts) {
+  auto contents = parsePrefsFile("user_pref(\"a\", 1);\n\n/* never closed\nuser_pref(\"b\", 2);");
+  ASSERT_EQ(contents.errors.size(), 1u);
+  EXPECT_EQ(contents.errors[0].line, 3);
+  EXPECT_EQ(contents.errors[0].message, "unterminated comment");
+  EXPECT_EQ(contents.statements.size(), 1u);
+}
+
+TEST(PrefsFile, SeveralErrorsEachReportedOnce) {
+  auto contents = parsePrefsFile("user_pref(\"a\" 1);\nuser_pref(\"ok\", 1);\n"
+                                 "garbage here\nuser_pref(\"b\", \"x);\n");
+  ASSERT_EQ(contents.errors.size(), 3u);
+  EXPECT_EQ(contents.errors[0].line, 1);
+  EXPECT_EQ(contents.errors[1].line, 3);
+  EXPECT_EQ(contents.errors[2].line, 4);
+  ASSERT_EQ(contents.statements.size(), 1u);
+  EXPECT_EQ(contents.statements[0].name, "ok");
+}
+
+TEST(PrefsFile, BinaryGarbageNeverCrashes) {
+  std::string garbage;
+  for (int i = 0; i < 4096; ++i)
+    garbage += static_cast<char>((i * 131 + 7) % 256);
+  auto contents = parsePrefsFile(garbage);
+  EXPECT_FALSE(contents.errors.empty());
+}
+
+TEST(PrefsFile, WrittenStatementsReadBack) {
+  const PrefValue values[] = {std::string("q\"uo\\te\nnew\x01"), std::int32_t{-5}, true, false,
+                              std::string("caf\xc3\xa9")};
+  std::string text;
+  for (const auto& v : values)
+    text += mailhost::formatUserPref("k", v) + "\n";
+  auto contents = parsePrefsFile(text);
+  ASSERT_TRUE(contents.errors.empty());
+  ASSERT_EQ(contents.statements.size(), std::size(values));
+  for (std::size_t i = 0; i < std::size(values); ++i)
+    EXPECT_EQ(contents.statements[i].value, values[i]) << i;
+}
+
+} // namespace

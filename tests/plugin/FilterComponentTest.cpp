@@ -1,0 +1,279 @@
+// The junk-mail component as the host meets it: the bundle loaded by the host's own loader, the
+// component made by the runtime's factory, with the host's preferences service in place.
+#include "AllocationCounter.h"
+#include "HostTestSupport.h"
+#include "LogLevelFile.h"
+#include "plugin/PluginBundle.h"
+#include "prefs/PreferencesService.h"
+
+#include <gtest/gtest.h>
+#include <nsCOMPtr.h>
+#include <nsIComponentManager.h>
+#include <nsIComponentRegistrar.h>
+#include <nsIFactory.h>
+#include <nsIJunkMailPlugin.h>
+#include <nsServiceManagerUtils.h>
+#include <nsXPCOM.h>
+#include <optional>
+
+namespace {
+
+using testsupport::TempDir;
+
+constexpr const char* kContractID = "@mozilla.org/messenger/filter-plugin;1?name=bayesianfilter";
+constexpr nsCID kFilterCID = {
+    0xf1070bfa, 0xd539, 0x11d6, {0x90, 0xca, 0x00, 0x03, 0x93, 0x10, 0xa4, 0x7a}};
+
+// Counts what an aggregating outer object would be asked for; the component must not touch it.
+class Outer final : public nsISupports {
+public:
+  NS_IMETHOD QueryInterface(REFNSIID, void** aResult) override {
+    ++calls;
+    *aResult = nullptr;
+    return NS_ERROR_NO_INTERFACE;
+  }
+  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++calls; }
+  NS_IMETHOD_(nsrefcnt) Release() override { return ++calls; }
+  int calls = 0;
+};
+
+class FilterComponent : public testing::Test {
+protected:
+  void start(const std::string& prefsText = "") {
+    setenv("CFFIXED_USER_HOME", mHome.path().c_str(), 1);
+    testsupport::writeFile(mProfile / "prefs.js", prefsText);
+    ASSERT_EQ(NS_InitXPCOM2(nullptr, nullptr, nullptr), NS_OK);
+    mStarted = true;
+    ASSERT_EQ(mailhost::registerPreferencesService(mProfile / "prefs.js", [](auto&) {}), NS_OK);
+    mRegistered = mailhost::loadPluginBundle(testsupport::bundlePath());
+    ASSERT_EQ(NS_GetComponentManager(getter_AddRefs(mManager)), NS_OK);
+  }
+  void stop() {
+    mManager = nullptr;
+    if (mStarted)
+      NS_ShutdownXPCOM(nullptr);
+    mStarted = false;
+  }
+  void TearDown() override {
+    stop();
+    unsetenv("CFFIXED_USER_HOME");
+  }
+  nsIJunkMailPlugin* create(nsresult* aResult = nullptr) {
+    void* object = nullptr;
+    nsresult rv =
+        mManager->CreateInstance(kFilterCID, nullptr, NS_GET_IID(nsIJunkMailPlugin), &object);
+    if (aResult)
+      *aResult = rv;
+    return static_cast<nsIJunkMailPlugin*>(object);
+  }
+
+  TempDir mHome;
+  TempDir mProfile;
+  TempDir mScratch;
+  bool mStarted = false;
+  std::vector<mailhost::RegisteredComponent> mRegistered;
+  nsCOMPtr<nsIComponentManager> mManager;
+};
+
+TEST_F(FilterComponent, RegistersOneComponentUnderTheHostsOwnIdentity) {
+  start();
+  ASSERT_EQ(mRegistered.size(), 1u);
+  const auto& component = mRegistered[0];
+  EXPECT_EQ(component.contractID, kContractID);
+  EXPECT_EQ(component.className, "Bayesian Filter");
+  EXPECT_EQ(component.moduleName, "nsBayesianFilterModule");
+  char cid[NSID_LENGTH];
+  component.classID.ToProvidedString(cid);
+  EXPECT_STREQ(cid, "{f1070bfa-d539-11d6-90ca-00039310a47a}");
+
+  nsCOMPtr<nsIComponentRegistrar> registrar;
+  NS_GetComponentRegistrar(getter_AddRefs(registrar));
+  nsCID* mapped = nullptr;
+  ASSERT_EQ(registrar->ContractIDToCID(kContractID, &mapped), NS_OK);
+  EXPECT_TRUE(mapped->Equals(kFilterCID));
+  NS_Free(mapped);
+}
+
+TEST_F(FilterComponent, FactoryRefusesAggregationAndLeavesTheOuterAlone) {
+  start();
+  Outer outer;
+  void* result = reinterpret_cast<void*>(0x1);
+  EXPECT_EQ(mManager->CreateInstance(kFilterCID, &outer, NS_GET_IID(nsIJunkMailPlugin), &result),
+            NS_ERROR_NO_AGGREGATION);
+  EXPECT_EQ(result, nullptr);
+  EXPECT_EQ(outer.calls, 0);
+}
+
+TEST_F(FilterComponent, UnknownInterfaceGivesNothingAndLeavesNoObjectAlive) {
+  start();
+  nsCOMPtr<nsIFactory> factory;
+  ASSERT_EQ(mManager->GetClassObject(kFilterCID, NS_GET_IID(nsIFactory), getter_AddRefs(factory)),
+            NS_OK);
+  void* result = nullptr;
+  // Warm-up: whatever the runtime creates once per service is created now.
+  ASSERT_EQ(factory->CreateInstance(nullptr, NS_GET_IID(nsISupports), &result), NS_OK);
+  static_cast<nsISupports*>(result)->Release();
+
+  long before = testsupport::liveAllocations();
+  result = reinterpret_cast<void*>(0x1);
+  EXPECT_EQ(factory->CreateInstance(nullptr, NS_GET_IID(nsIFactory), &result),
+            NS_ERROR_NO_INTERFACE);
+  EXPECT_EQ(result, nullptr);
+  EXPECT_EQ(testsupport::liveAllocations(), before) << "the refused object was not destroyed";
+
+  ASSERT_EQ(factory->CreateInstance(nullptr, NS_GET_IID(nsISupports), &result), NS_OK);
+  EXPECT_GT(testsupport::liveAllocations(), before) << "the counter does see the filter";
+  static_cast<nsISupports*>(result)->Release();
+  EXPECT_EQ(testsupport::liveAllocations(), before);
+}
+
+TEST_F(FilterComponent, ThreeInterfacesOneObjectPlainCounts) {
+  start();
+  const nsIID iids[] = {NS_GET_IID(nsIJunkMailPlugin), NS_GET_IID(nsIMsgFilterPlugin),
+                        NS_GET_IID(nsISupports)};
+  for (const nsIID& iid : iids) {
+    void* fresh = nullptr;
+    ASSERT_EQ(mManager->CreateInstance(kFilterCID, nullptr, iid, &fresh), NS_OK);
+    auto* object = static_cast<nsISupports*>(fresh);
+    EXPECT_EQ(object->AddRef(), 2u) << "the caller holds the only reference";
+    EXPECT_EQ(object->Release(), 1u);
+
+    for (const nsIID& other : iids) {
+      void* same = nullptr;
+      ASSERT_EQ(object->QueryInterface(other, &same), NS_OK);
+      EXPECT_EQ(same, fresh);
+      EXPECT_EQ(object->Release(), 1u);
+    }
+    void* none = reinterpret_cast<void*>(0x1);
+    EXPECT_EQ(object->QueryInterface(NS_GET_IID(nsIFactory), &none), NS_ERROR_NO_INTERFACE);
+    EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(object->AddRef(), 2u) << "a refused query does not count";
+    object->Release();
+    EXPECT_EQ(object->Release(), 0u);
+  }
+}
+
+TEST_F(FilterComponent, EveryCreationIsANewObjectTheServiceIsOne) {
+  start();
+  nsIJunkMailPlugin* a = create();
+  nsIJunkMailPlugin* b = create();
+  EXPECT_NE(a, b);
+  a->Release();
+  b->Release();
+  nsresult rv;
+  nsCOMPtr<nsIJunkMailPlugin> first = do_GetService(kContractID, &rv);
+  nsCOMPtr<nsIJunkMailPlugin> second = do_GetService(kContractID, &rv);
+  ASSERT_TRUE(first);
+  EXPECT_EQ(first.get(), second.get());
+}
+
+// The ten slots, each called once, with what they answer and what they log at threshold 10.
+struct Answers {
+  std::vector<nsresult> results;
+  PRBool downloadAllHeaders = -1;
+  PRBool userHasClassified = -1;
+  std::string log;
+};
+
+Answers askEverything(nsIJunkMailPlugin* plugin, const TempDir& scratch) {
+  Answers answers;
+  testsupport::StderrCapture capture(scratch);
+  const char* uris[] = {"mailbox:///tmp/Inbox?number=1"};
+  answers.results = {
+      plugin->Shutdown(),
+      plugin->GetShouldDownloadAllHeaders(&answers.downloadAllHeaders),
+      plugin->ClassifyMessage(uris[0], nullptr, nullptr),
+      plugin->ClassifyMessages(1, uris, nullptr, nullptr),
+      plugin->SetMessageClassification(uris[0], nsIJunkMailPlugin::GOOD, nsIJunkMailPlugin::JUNK,
+                                       nullptr, nullptr),
+      plugin->GetUserHasClassified(&answers.userHasClassified),
+      plugin->ResetTrainingData(),
+  };
+  answers.log = capture.text();
+  return answers;
+}
+
+TEST_F(FilterComponent, SimpleAnswersAndTheirLogLines) {
+  start();
+  testsupport::writeLogLevel(mHome.path(), 10);
+  nsIJunkMailPlugin* plugin = create();
+  Answers answers = askEverything(plugin, mScratch);
+  plugin->Release();
+
+  EXPECT_EQ(answers.downloadAllHeaders, PR_FALSE);
+  EXPECT_EQ(answers.userHasClassified, PR_TRUE);
+  EXPECT_EQ(answers.results,
+            (std::vector<nsresult>{NS_OK, NS_OK, NS_ERROR_NOT_IMPLEMENTED, NS_ERROR_NOT_IMPLEMENTED,
+                                   NS_ERROR_NOT_IMPLEMENTED, NS_OK, NS_OK}));
+  EXPECT_EQ(answers.log,
+            "Quellbark Thunderbird Plug-In: nsBayesianFilter::GetShouldDownloadAllHeaders()\n"
+            "Quellbark Thunderbird Plug-In: nsBayesianFilter::ClassifyMessage()\n"
+            "Quellbark Thunderbird Plug-In: nsBayesianFilter::ClassifyMessages()\n"
+            "Quellbark Thunderbird Plug-In: nsBayesianFilter::SetMessageClassification()\n"
+            "Quellbark Thunderbird Plug-In: nsBayesianFilter::GetUserHasClassified()\n"
+            "Quellbark Thunderbird Plug-In: nsBayesianFilter::ResetTrainingData()\n");
+}
+
+TEST_F(FilterComponent, CreationQueriesAndCountingLogNothing) {
+  start();
+  testsupport::writeLogLevel(mHome.path(), -100);
+  testsupport::StderrCapture capture(mScratch);
+  nsIJunkMailPlugin* plugin = create();
+  void* other = nullptr;
+  plugin->QueryInterface(NS_GET_IID(nsISupports), &other);
+  plugin->QueryInterface(NS_GET_IID(nsIFactory), &other);
+  plugin->AddRef();
+  plugin->Release();
+  plugin->Release();
+  plugin->Release();
+  EXPECT_EQ(capture.text(), "");
+}
+
+TEST_F(FilterComponent, LogFollowsQuellbarksPreferenceAsItChanges) {
+  start();
+  nsIJunkMailPlugin* plugin = create();
+  PRBool answer;
+  const std::string line =
+      "Quellbark Thunderbird Plug-In: nsBayesianFilter::GetUserHasClassified()\n";
+  testsupport::StderrCapture capture(mScratch);
+  plugin->GetUserHasClassified(&answer); // no file: threshold 40
+  testsupport::writeLogLevel(mHome.path(), 10);
+  plugin->GetUserHasClassified(&answer);
+  testsupport::writeLogLevel(mHome.path(), 11);
+  plugin->GetUserHasClassified(&answer);
+  testsupport::writeFile(testsupport::quellbarkPrefsPath(mHome.path()), "garbage");
+  plugin->GetUserHasClassified(&answer);
+  testsupport::writeLogLevel(mHome.path(), 0);
+  plugin->GetUserHasClassified(&answer);
+  plugin->Release();
+  EXPECT_EQ(capture.text(), line + line);
+}
+
+// The host's junk threshold is read and dropped: any value, or none, changes nothing.
+TEST_F(FilterComponent, JunkThresholdHasNoEffect) {
+  const char* profiles[] = {"", "user_pref(\"mail.adaptivefilters.junk_threshold\", 90);\n",
+                            "user_pref(\"mail.adaptivefilters.junk_threshold\", 0);\n",
+                            "user_pref(\"mail.adaptivefilters.junk_threshold\", -1);\n",
+                            "user_pref(\"mail.adaptivefilters.junk_threshold\", \"text\");\n"};
+  std::optional<Answers> reference;
+  for (const char* prefs : profiles) {
+    SCOPED_TRACE(prefs);
+    start(prefs);
+    testsupport::writeLogLevel(mHome.path(), 10);
+    nsIJunkMailPlugin* plugin = create();
+    ASSERT_NE(plugin, nullptr);
+    Answers answers = askEverything(plugin, mScratch);
+    EXPECT_EQ(plugin->Release(), 0u);
+    stop();
+    if (!reference) {
+      reference = answers;
+      continue;
+    }
+    EXPECT_EQ(answers.results, reference->results);
+    EXPECT_EQ(answers.downloadAllHeaders, reference->downloadAllHeaders);
+    EXPECT_EQ(answers.userHasClassified, reference->userHasClassified);
+    EXPECT_EQ(answers.log, reference->log);
+  }
+}
+
+} // namespace

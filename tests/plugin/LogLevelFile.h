@@ -1,0 +1,47 @@
+// Writes Quellbark's preferences file, as the companion application would, into a home folder
+// that the test names with CFFIXED_USER_HOME.
+#pragma once
+
+#include <cstdio>
+#include <plist/plist.h>
+#include <stdexcept>
+#include <string>
+#include <sys/stat.h>
+
+namespace testsupport {
+
+inline std::string quellbarkPrefsPath(const std::string& home) {
+  return home + "/Library/Preferences/com.quellbark.Quellbark.plist";
+}
+
+// value becomes the "ThunderbirdLogLevel" entry (null: a file without it). The file is replaced
+// by rename, so every write is a new file to the preferences system.
+inline void writeQuellbarkPrefs(const std::string& home, plist_t value, bool binary = false) {
+  mkdir((home + "/Library").c_str(), 0700);
+  mkdir((home + "/Library/Preferences").c_str(), 0700);
+  plist_t dict = plist_new_dict();
+  plist_dict_set_item(dict, "OtherSetting", plist_new_string("unrelated"));
+  if (value)
+    plist_dict_set_item(dict, "ThunderbirdLogLevel", value);
+  char* data = nullptr;
+  uint32_t length = 0;
+  if (binary)
+    plist_to_bin(dict, &data, &length);
+  else
+    plist_to_xml(dict, &data, &length);
+  std::string temporary = quellbarkPrefsPath(home) + ".new";
+  FILE* file = std::fopen(temporary.c_str(), "wb");
+  if (!file)
+    throw std::runtime_error("cannot write " + temporary);
+  std::fwrite(data, 1, length, file);
+  std::fclose(file);
+  std::free(data);
+  plist_free(dict);
+  std::rename(temporary.c_str(), quellbarkPrefsPath(home).c_str());
+}
+
+inline void writeLogLevel(const std::string& home, long long level) {
+  writeQuellbarkPrefs(home, plist_new_uint(static_cast<uint64_t>(level)));
+}
+
+} // namespace testsupport
