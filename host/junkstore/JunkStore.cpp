@@ -1,0 +1,158 @@
+#include "JunkStore.h"
+
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace mailhost {
+
+namespace {
+
+constexpr const char* kSchema = "CREATE TABLE IF NOT EXISTS junk_status ("
+                                " uri TEXT PRIMARY KEY,"
+                                " score INTEGER NOT NULL CHECK (score IN (0, 100)),"
+                                " origin TEXT NOT NULL CHECK (origin IN ('plugin', 'user')),"
+                                " time INTEGER NOT NULL)";
+
+struct StatementFinalizer {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
+
+JunkOrigin originFromName(const unsigned char* name) {
+  return name && std::strcmp(reinterpret_cast<const char*>(name), "user") == 0 ? JunkOrigin::User
+                                                                               : JunkOrigin::Plugin;
+}
+
+JunkStatus rowToStatus(sqlite3_stmt* row) {
+  const unsigned char* uri = sqlite3_column_text(row, 0);
+  return {uri ? reinterpret_cast<const char*>(uri) : "", sqlite3_column_int(row, 1),
+          originFromName(sqlite3_column_text(row, 2)), sqlite3_column_int64(row, 3)};
+}
+
+// Creates the file for its owner alone before SQLite opens it (SQLite gives its journal the
+// same mode), and takes away any wider permission an existing file has.
+void createPrivately(const std::filesystem::path& file) {
+  int fd = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (fd < 0)
+    throw JunkStoreError(file.string() + ": " + std::strerror(errno));
+  int result = ::fchmod(fd, 0600);
+  int error = errno;
+  ::close(fd);
+  if (result != 0)
+    throw JunkStoreError(file.string() + ": " + std::strerror(error));
+}
+
+} // namespace
+
+const char* originName(JunkOrigin origin) {
+  return origin == JunkOrigin::User ? "user" : "plugin";
+}
+
+std::uint32_t previousUserClassification(const std::optional<JunkStatus>& status) {
+  if (!status || status->origin != JunkOrigin::User)
+    return kUnclassified;
+  return status->score > 50 ? kJunk : kGood;
+}
+
+JunkStore::JunkStore(const std::filesystem::path& file) : mFile(file) {
+  createPrivately(file);
+  if (sqlite3_open_v2(file.c_str(), &mDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, nullptr) !=
+      SQLITE_OK) {
+    std::string message = mDb ? sqlite3_errmsg(mDb) : "cannot open";
+    sqlite3_close(mDb);
+    throw JunkStoreError(file.string() + ": " + message);
+  }
+  sqlite3_busy_timeout(mDb, 5000);
+  try {
+    execute(kSchema);
+  } catch (...) {
+    sqlite3_close(mDb);
+    throw;
+  }
+}
+
+JunkStore::~JunkStore() {
+  sqlite3_close(mDb);
+}
+
+void JunkStore::execute(const char* sql) {
+  char* error = nullptr;
+  if (sqlite3_exec(mDb, sql, nullptr, nullptr, &error) != SQLITE_OK) {
+    std::string message = error ? error : sqlite3_errmsg(mDb);
+    sqlite3_free(error);
+    throw JunkStoreError(mFile.string() + ": " + message);
+  }
+}
+
+void JunkStore::record(const std::vector<JunkStatus>& statuses) {
+  execute("BEGIN IMMEDIATE");
+  try {
+    sqlite3_stmt* raw = nullptr;
+    if (sqlite3_prepare_v2(mDb,
+                           "INSERT INTO junk_status (uri, score, origin, time) VALUES (?, ?, ?, ?)"
+                           " ON CONFLICT (uri) DO UPDATE SET score = excluded.score,"
+                           " origin = excluded.origin, time = excluded.time",
+                           -1, &raw, nullptr) != SQLITE_OK)
+      throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
+    Statement insert(raw);
+    std::int64_t now = static_cast<std::int64_t>(std::time(nullptr));
+    for (const JunkStatus& status : statuses) {
+      sqlite3_reset(insert.get());
+      sqlite3_bind_text(insert.get(), 1, status.uri.c_str(), static_cast<int>(status.uri.size()),
+                        SQLITE_TRANSIENT);
+      sqlite3_bind_int(insert.get(), 2, status.score);
+      sqlite3_bind_text(insert.get(), 3, originName(status.origin), -1, SQLITE_STATIC);
+      sqlite3_bind_int64(insert.get(), 4, status.time ? status.time : now);
+      if (sqlite3_step(insert.get()) != SQLITE_DONE)
+        throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
+    }
+    insert.reset();
+    execute("COMMIT");
+  } catch (...) {
+    sqlite3_exec(mDb, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw;
+  }
+}
+
+void JunkStore::record(const std::string& uri, int score, JunkOrigin origin) {
+  record(std::vector<JunkStatus>{{uri, score, origin, 0}});
+}
+
+std::optional<JunkStatus> JunkStore::find(const std::string& uri) const {
+  sqlite3_stmt* raw = nullptr;
+  if (sqlite3_prepare_v2(mDb, "SELECT uri, score, origin, time FROM junk_status WHERE uri = ?", -1,
+                         &raw, nullptr) != SQLITE_OK)
+    throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
+  Statement query(raw);
+  sqlite3_bind_text(query.get(), 1, uri.c_str(), static_cast<int>(uri.size()), SQLITE_TRANSIENT);
+  int step = sqlite3_step(query.get());
+  if (step == SQLITE_ROW)
+    return rowToStatus(query.get());
+  if (step != SQLITE_DONE)
+    throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
+  return std::nullopt;
+}
+
+std::vector<JunkStatus> JunkStore::all() const {
+  sqlite3_stmt* raw = nullptr;
+  if (sqlite3_prepare_v2(mDb, "SELECT uri, score, origin, time FROM junk_status ORDER BY uri", -1,
+                         &raw, nullptr) != SQLITE_OK)
+    throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
+  Statement query(raw);
+  std::vector<JunkStatus> statuses;
+  int step;
+  while ((step = sqlite3_step(query.get())) == SQLITE_ROW)
+    statuses.push_back(rowToStatus(query.get()));
+  if (step != SQLITE_DONE)
+    throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
+  return statuses;
+}
+
+} // namespace mailhost

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+struct sqlite3;
+
+namespace mailhost {
+
+// Who decided a message's junk status: the junk-mail plug-in or the user.
+enum class JunkOrigin { Plugin, User };
+
+// The stored junk status of one message, as the local folders keep it: a score of 100 (junk)
+// or 0 (good), its origin and when it was recorded (seconds since the epoch).
+struct JunkStatus {
+  std::string uri;
+  int score = 0;
+  JunkOrigin origin = JunkOrigin::Plugin;
+  std::int64_t time = 0;
+  bool operator==(const JunkStatus&) const = default;
+};
+
+const char* originName(JunkOrigin origin);
+
+// The junk-mail plug-in's classification values.
+inline constexpr std::uint32_t kUnclassified = 0;
+inline constexpr std::uint32_t kGood = 1;
+inline constexpr std::uint32_t kJunk = 2;
+
+// The classification the user last gave a message, which the host passes as the "old"
+// classification when the user marks it again: none unless the user decided it; junk when the
+// user's score is above 50, good otherwise.
+std::uint32_t previousUserClassification(const std::optional<JunkStatus>& status);
+
+class JunkStoreError : public std::runtime_error {
+public:
+  using std::runtime_error::runtime_error;
+};
+
+// The junk statuses of a profile, in an SQLite database readable by its owner only (0600).
+// Every record call is its own transaction, so a run that is cut short keeps every status it
+// has already recorded.
+class JunkStore {
+public:
+  static constexpr const char* kFileName = "junkstatus.sqlite";
+
+  // Opens or creates the database. Throws JunkStoreError (with the file's name) when the file
+  // cannot be created or is not a junk-status database.
+  explicit JunkStore(const std::filesystem::path& file);
+  ~JunkStore();
+  JunkStore(const JunkStore&) = delete;
+  JunkStore& operator=(const JunkStore&) = delete;
+
+  // Stores (or replaces) statuses in one transaction; `time` 0 means now.
+  void record(const std::vector<JunkStatus>& statuses);
+  void record(const std::string& uri, int score, JunkOrigin origin);
+
+  std::optional<JunkStatus> find(const std::string& uri) const;
+  std::vector<JunkStatus> all() const; // ordered by URI
+
+private:
+  void execute(const char* sql);
+
+  std::filesystem::path mFile;
+  sqlite3* mDb = nullptr;
+};
+
+} // namespace mailhost

@@ -1,0 +1,114 @@
+// The junk-status store: the user's previous classification, replacement of statuses,
+// durability of every recorded status when a run dies, privacy of the file.
+#include "JunkStore.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace mailhost;
+
+TEST(JunkStore, PreviousUserClassificationFollowsOnlyTheUsersVerdict) {
+  struct Case {
+    std::optional<JunkStatus> status;
+    std::uint32_t expected;
+  } cases[] = {
+      {std::nullopt, kUnclassified},
+      {JunkStatus{"u", 100, JunkOrigin::Plugin, 1}, kUnclassified},
+      {JunkStatus{"u", 0, JunkOrigin::Plugin, 1}, kUnclassified},
+      {JunkStatus{"u", 100, JunkOrigin::User, 1}, kJunk},
+      {JunkStatus{"u", 51, JunkOrigin::User, 1}, kJunk},
+      {JunkStatus{"u", 50, JunkOrigin::User, 1}, kGood},
+      {JunkStatus{"u", 0, JunkOrigin::User, 1}, kGood},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.status ? std::to_string(c.status->score) + originName(c.status->origin)
+                          : "none");
+    EXPECT_EQ(previousUserClassification(c.status), c.expected);
+  }
+}
+
+TEST(JunkStore, LaterStatusesReplaceEarlierOnesAndSurviveReopening) {
+  TempDir dir;
+  {
+    JunkStore store(dir / JunkStore::kFileName);
+    store.record("mailbox-message://a#1", 100, JunkOrigin::Plugin);
+    store.record("mailbox-message://a#2", 0, JunkOrigin::Plugin);
+    store.record("mailbox-message://a#1", 0, JunkOrigin::User);
+    EXPECT_EQ(previousUserClassification(store.find("mailbox-message://a#1")), kGood);
+    EXPECT_EQ(previousUserClassification(store.find("mailbox-message://a#2")), kUnclassified);
+    EXPECT_FALSE(store.find("mailbox-message://a#3"));
+  }
+  JunkStore reopened(dir / JunkStore::kFileName);
+  std::vector<JunkStatus> all = reopened.all();
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_EQ(all[0].uri, "mailbox-message://a#1");
+  EXPECT_EQ(all[0].score, 0);
+  EXPECT_EQ(all[0].origin, JunkOrigin::User);
+  EXPECT_GT(all[0].time, 0);
+  EXPECT_EQ(all[1].origin, JunkOrigin::Plugin);
+}
+
+TEST(JunkStore, ARunThatDiesKeepsWhatItRecorded) {
+  TempDir dir;
+  std::filesystem::path file = dir / JunkStore::kFileName;
+  pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    JunkStore store(file);
+    store.record("m#1", 100, JunkOrigin::Plugin);
+    store.record({{"m#2", 0, JunkOrigin::Plugin, 0}, {"m#3", 100, JunkOrigin::Plugin, 0}});
+    ::kill(::getpid(), SIGKILL); // no destructor, no close
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  JunkStore store(file);
+  EXPECT_EQ(store.all().size(), 3u);
+}
+
+TEST(JunkStore, ABatchWithABadStatusRecordsNothing) {
+  TempDir dir;
+  JunkStore store(dir / JunkStore::kFileName);
+  EXPECT_THROW(
+      store.record({{"m#1", 100, JunkOrigin::Plugin, 0}, {"m#2", 42, JunkOrigin::User, 0}}),
+      JunkStoreError);
+  EXPECT_TRUE(store.all().empty());
+  store.record("m#1", 100, JunkOrigin::Plugin); // the store is usable afterwards
+  EXPECT_EQ(store.all().size(), 1u);
+}
+
+TEST(JunkStore, TheFileIsTheOwnersAlone) {
+  TempDir dir;
+  mode_t old = ::umask(0);
+  std::filesystem::path fresh = dir / "fresh.sqlite";
+  std::filesystem::path wide = dir.write("wide.sqlite", "");
+  ::chmod(wide.c_str(), 0666);
+  {
+    JunkStore a(fresh);
+    a.record("m#1", 0, JunkOrigin::User);
+  }
+  { JunkStore b(wide); }
+  ::umask(old);
+  for (const auto& file : {fresh, wide}) {
+    struct stat info {};
+    ASSERT_EQ(::stat(file.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u) << file;
+  }
+}
+
+TEST(JunkStore, AFileThatIsNoDatabaseIsAClearError) {
+  TempDir dir;
+  std::filesystem::path junk = dir.write("notes.sqlite", std::string(4096, 'x'));
+  try {
+    JunkStore store(junk);
+    ADD_FAILURE() << "opened a file that is not a database";
+  } catch (const JunkStoreError& error) {
+    EXPECT_NE(std::string(error.what()).find(junk.string()), std::string::npos);
+  }
+  EXPECT_THROW(JunkStore(dir / "no-such-dir" / "x.sqlite"), JunkStoreError);
+}
