@@ -1,0 +1,516 @@
+#include "CFStringInternal.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <unordered_map>
+
+bool __CFString::equals(const cf::Object& other) const {
+  const auto& that = static_cast<const __CFString&>(other).storage;
+  if (storage.length() != that.length()) {
+    return false;
+  }
+  if (!storage.wide && !that.wide) {
+    return storage.narrow == that.narrow;
+  }
+  for (size_t i = 0; i < storage.length(); ++i) {
+    if (storage.at(i) != that.at(i)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+CFHashCode __CFString::hash() const {
+  // FNV-1a over the UTF-16 units, so both storage forms of one text hash alike.
+  CFHashCode h = 14695981039346656037UL;
+  storage.forEachUnit(0, storage.length(), [&h](UniChar unit) {
+    h = (h ^ (unit & 0xFF)) * 1099511628211UL;
+    h = (h ^ (unit >> 8)) * 1099511628211UL;
+  });
+  return h;
+}
+
+CFStringRef __CFString::copyDescription() const {
+  cf::StringStorage text;
+  std::string prefix = cf::descriptionPrefix("CFString", this) + "{contents = \"";
+  text.appendLatin1(prefix.data(), prefix.size());
+  text.append(storage);
+  text.appendLatin1("\"}", 2);
+  return cf::newString(nullptr, std::move(text));
+}
+
+CFStringRef __CFString::copyFormattingDescription() const {
+  return CFStringCreateCopy(nullptr, this);
+}
+
+namespace cf {
+
+CFStringRef newString(CFAllocatorRef allocator, StringStorage&& storage) {
+  auto* string = new __CFString(allocator, false, 0);
+  string->storage = std::move(storage);
+  return string;
+}
+
+CFStringRef makeString(std::string_view utf8) {
+  StringStorage storage;
+  if (!decodeBytes(reinterpret_cast<const UInt8*>(utf8.data()), utf8.size(), kCFStringEncodingUTF8,
+                   false, storage)) {
+    storage = StringStorage();
+    storage.appendLatin1(utf8.data(), utf8.size());
+  }
+  return newString(nullptr, std::move(storage));
+}
+
+std::string toUTF8(CFStringRef string) {
+  std::string out;
+  if (string != nullptr) {
+    encodeUnits(string->storage, 0, string->storage.length(), kCFStringEncodingUTF8, '?', false,
+                &out);
+  }
+  return out;
+}
+
+} // namespace cf
+
+namespace {
+
+__CFString* mutableString(CFMutableStringRef string) {
+  return string;
+}
+
+// Appends as much of addition as maxLength allows.
+void appendBounded(__CFString* string, const cf::StringStorage& addition) {
+  size_t count = addition.length();
+  if (string->maxLength > 0) {
+    size_t room = static_cast<size_t>(string->maxLength) -
+                  std::min(string->storage.length(), static_cast<size_t>(string->maxLength));
+    count = std::min(count, room);
+  }
+  string->storage.append(addition, 0, count);
+}
+
+UniChar foldCase(UniChar c) {
+  return (c >= 'A' && c <= 'Z') ? static_cast<UniChar>(c + 32) : c;
+}
+
+bool isDigit(UniChar c) {
+  return c >= '0' && c <= '9';
+}
+
+CFComparisonResult compareStorage(const cf::StringStorage& a, size_t aFrom, size_t aCount,
+                                  const cf::StringStorage& b, size_t bFrom, size_t bCount,
+                                  CFStringCompareFlags flags) {
+  bool fold = (flags & kCFCompareCaseInsensitive) != 0;
+  bool numeric = (flags & kCFCompareNumerically) != 0;
+  size_t i = aFrom;
+  size_t j = bFrom;
+  size_t aEnd = aFrom + aCount;
+  size_t bEnd = bFrom + bCount;
+  while (i < aEnd && j < bEnd) {
+    UniChar ca = a.at(i);
+    UniChar cb = b.at(j);
+    if (numeric && isDigit(ca) && isDigit(cb)) {
+      // Compare the digit runs as numbers: skip leading zeros, then longer is larger.
+      size_t i0 = i;
+      size_t j0 = j;
+      while (i0 < aEnd && a.at(i0) == '0') {
+        ++i0;
+      }
+      while (j0 < bEnd && b.at(j0) == '0') {
+        ++j0;
+      }
+      size_t i1 = i0;
+      size_t j1 = j0;
+      while (i1 < aEnd && isDigit(a.at(i1))) {
+        ++i1;
+      }
+      while (j1 < bEnd && isDigit(b.at(j1))) {
+        ++j1;
+      }
+      if (i1 - i0 != j1 - j0) {
+        return (i1 - i0) < (j1 - j0) ? kCFCompareLessThan : kCFCompareGreaterThan;
+      }
+      for (size_t k = 0; k < i1 - i0; ++k) {
+        if (a.at(i0 + k) != b.at(j0 + k)) {
+          return a.at(i0 + k) < b.at(j0 + k) ? kCFCompareLessThan : kCFCompareGreaterThan;
+        }
+      }
+      i = i1;
+      j = j1;
+      continue;
+    }
+    if (fold) {
+      ca = foldCase(ca);
+      cb = foldCase(cb);
+    }
+    if (ca != cb) {
+      return ca < cb ? kCFCompareLessThan : kCFCompareGreaterThan;
+    }
+    ++i;
+    ++j;
+  }
+  if (i < aEnd) {
+    return kCFCompareGreaterThan;
+  }
+  if (j < bEnd) {
+    return kCFCompareLessThan;
+  }
+  return kCFCompareEqualTo;
+}
+
+std::unordered_map<std::string, const __CFString*>& constantStrings() {
+  // Never destroyed: constant strings live as long as the process.
+  static auto* table = new std::unordered_map<std::string, const __CFString*>();
+  return *table;
+}
+
+} // namespace
+
+CFStringRef __CFStringMakeConstantString(const char* cStr) {
+  static std::mutex lock;
+  std::lock_guard<std::mutex> guard(lock);
+  auto& table = constantStrings();
+  auto found = table.find(cStr);
+  if (found != table.end()) {
+    return found->second;
+  }
+  auto* string = new __CFString(cf::Object::Immortal{});
+  size_t length = std::strlen(cStr);
+  if (!cf::decodeBytes(reinterpret_cast<const UInt8*>(cStr), length, kCFStringEncodingUTF8, false,
+                       string->storage)) {
+    string->storage = cf::StringStorage();
+    string->storage.appendLatin1(cStr, length);
+  }
+  table.emplace(cStr, string);
+  return string;
+}
+
+CFTypeID CFStringGetTypeID(void) {
+  return cf::kStringTypeID;
+}
+
+CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
+                                    CFStringEncoding encoding, Boolean isExternalRepresentation) {
+  if (numBytes < 0 || (bytes == nullptr && numBytes > 0)) {
+    return nullptr;
+  }
+  cf::StringStorage storage;
+  if (!cf::decodeBytes(bytes, static_cast<size_t>(numBytes), encoding, isExternalRepresentation,
+                       storage)) {
+    return nullptr;
+  }
+  return cf::newString(alloc, std::move(storage));
+}
+
+CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr,
+                                      CFStringEncoding encoding) {
+  if (cStr == nullptr) {
+    return nullptr;
+  }
+  return CFStringCreateWithBytes(alloc, reinterpret_cast<const UInt8*>(cStr),
+                                 static_cast<CFIndex>(std::strlen(cStr)), encoding, false);
+}
+
+CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars,
+                                         CFIndex numChars) {
+  cf::StringStorage storage;
+  if (chars != nullptr && numChars > 0) {
+    storage.appendUnits(reinterpret_cast<const char16_t*>(chars), static_cast<size_t>(numChars));
+  }
+  return cf::newString(alloc, std::move(storage));
+}
+
+CFStringRef CFStringCreateCopy(CFAllocatorRef alloc, CFStringRef theString) {
+  if (theString == nullptr) {
+    return nullptr;
+  }
+  if (!theString->isMutable) {
+    return static_cast<CFStringRef>(CFRetain(theString));
+  }
+  cf::StringStorage copy = theString->storage;
+  return cf::newString(alloc, std::move(copy));
+}
+
+CFStringRef CFStringCreateWithSubstring(CFAllocatorRef alloc, CFStringRef str, CFRange range) {
+  cf::StringStorage part;
+  part.append(str->storage, static_cast<size_t>(range.location), static_cast<size_t>(range.length));
+  return cf::newString(alloc, std::move(part));
+}
+
+CFDataRef CFStringCreateExternalRepresentation(CFAllocatorRef alloc, CFStringRef theString,
+                                               CFStringEncoding encoding, UInt8 lossByte) {
+  std::string bytes;
+  size_t length = theString->storage.length();
+  if (cf::encodeUnits(theString->storage, 0, length, encoding, lossByte, true, &bytes) != length) {
+    return nullptr;
+  }
+  return CFDataCreate(alloc, reinterpret_cast<const UInt8*>(bytes.data()),
+                      static_cast<CFIndex>(bytes.size()));
+}
+
+CFStringRef CFStringCreateWithFormat(CFAllocatorRef alloc, CFDictionaryRef formatOptions,
+                                     CFStringRef format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  CFStringRef result =
+      CFStringCreateWithFormatAndArguments(alloc, formatOptions, format, arguments);
+  va_end(arguments);
+  return result;
+}
+
+CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef alloc, CFDictionaryRef,
+                                                 CFStringRef format, va_list arguments) {
+  if (format == nullptr) {
+    return nullptr;
+  }
+  cf::StringStorage text;
+  cf::appendFormatted(text, format->storage, arguments);
+  return cf::newString(alloc, std::move(text));
+}
+
+CFMutableStringRef CFStringCreateMutable(CFAllocatorRef alloc, CFIndex maxLength) {
+  return new __CFString(alloc, true, maxLength < 0 ? 0 : maxLength);
+}
+
+CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef alloc, CFIndex maxLength,
+                                             CFStringRef theString) {
+  auto* string = new __CFString(alloc, true, maxLength < 0 ? 0 : maxLength);
+  if (theString != nullptr) {
+    appendBounded(string, theString->storage);
+  }
+  return string;
+}
+
+CFIndex CFStringGetLength(CFStringRef theString) {
+  return static_cast<CFIndex>(theString->storage.length());
+}
+
+UniChar CFStringGetCharacterAtIndex(CFStringRef theString, CFIndex idx) {
+  if (idx < 0 || static_cast<size_t>(idx) >= theString->storage.length()) {
+    return 0;
+  }
+  return theString->storage.at(static_cast<size_t>(idx));
+}
+
+void CFStringGetCharacters(CFStringRef theString, CFRange range, UniChar* buffer) {
+  theString->storage.forEachUnit(static_cast<size_t>(range.location),
+                                 static_cast<size_t>(range.length),
+                                 [&buffer](UniChar unit) { *buffer++ = unit; });
+}
+
+Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize,
+                           CFStringEncoding encoding) {
+  if (buffer == nullptr || bufferSize <= 0) {
+    return false;
+  }
+  std::string bytes;
+  size_t length = theString->storage.length();
+  if (cf::encodeUnits(theString->storage, 0, length, encoding, 0, false, &bytes) != length ||
+      bytes.size() + 1 > static_cast<size_t>(bufferSize)) {
+    buffer[0] = '\0';
+    return false;
+  }
+  std::memcpy(buffer, bytes.data(), bytes.size());
+  buffer[bytes.size()] = '\0';
+  return true;
+}
+
+const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding encoding) {
+  const cf::StringStorage& storage = theString->storage;
+  if (storage.wide) {
+    return nullptr;
+  }
+  if (encoding == kCFStringEncodingISOLatin1) {
+    return storage.narrow.c_str();
+  }
+  bool asciiSuperset = encoding == kCFStringEncodingASCII || encoding == kCFStringEncodingUTF8 ||
+                       encoding == kCFStringEncodingMacRoman ||
+                       encoding == kCFStringEncodingWindowsLatin1;
+  return asciiSuperset && storage.isASCII() ? storage.narrow.c_str() : nullptr;
+}
+
+const UniChar* CFStringGetCharactersPtr(CFStringRef theString) {
+  return theString->storage.wide ? reinterpret_cast<const UniChar*>(theString->storage.units.data())
+                                 : nullptr;
+}
+
+CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding encoding,
+                         UInt8 lossByte, Boolean isExternalRepresentation, UInt8* buffer,
+                         CFIndex maxBufLen, CFIndex* usedBufLen) {
+  std::string bytes;
+  size_t converted = cf::encodeUnits(theString->storage, static_cast<size_t>(range.location),
+                                     static_cast<size_t>(range.length), encoding, lossByte,
+                                     isExternalRepresentation, &bytes);
+  if (buffer != nullptr && bytes.size() > static_cast<size_t>(maxBufLen)) {
+    // Keep only the units whose bytes fit.
+    converted = 0;
+    std::string fitting;
+    for (CFIndex i = 0; i < range.length; ++i) {
+      std::string one;
+      if (cf::encodeUnits(theString->storage, static_cast<size_t>(range.location + i), 1, encoding,
+                          lossByte, isExternalRepresentation && i == 0, &one) != 1 ||
+          fitting.size() + one.size() > static_cast<size_t>(maxBufLen)) {
+        break;
+      }
+      fitting += one;
+      ++converted;
+    }
+    bytes.swap(fitting);
+  }
+  if (buffer != nullptr && !bytes.empty()) {
+    std::memcpy(buffer, bytes.data(), bytes.size());
+  }
+  if (usedBufLen != nullptr) {
+    *usedBufLen = static_cast<CFIndex>(bytes.size());
+  }
+  return static_cast<CFIndex>(converted);
+}
+
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
+  switch (encoding) {
+  case kCFStringEncodingUTF8:
+    return length * 3;
+  case kCFStringEncodingUTF16:
+  case kCFStringEncodingUTF16BE:
+  case kCFStringEncodingUTF16LE:
+    return length * 2;
+  case kCFStringEncodingUTF32:
+  case kCFStringEncodingUTF32BE:
+  case kCFStringEncodingUTF32LE:
+    return length * 4;
+  default:
+    return length;
+  }
+}
+
+// Bytes of "%s" and literal 8-bit text are read as Latin-1, as on CF's non-Mac builds.
+CFStringEncoding CFStringGetSystemEncoding(void) {
+  return kCFStringEncodingISOLatin1;
+}
+
+SInt32 CFStringGetIntValue(CFStringRef str) {
+  std::string text = cf::toUTF8(str);
+  long long value = std::strtoll(text.c_str(), nullptr, 10);
+  return static_cast<SInt32>(std::clamp<long long>(value, INT_MIN, INT_MAX));
+}
+
+double CFStringGetDoubleValue(CFStringRef str) {
+  std::string text = cf::toUTF8(str);
+  return std::strtod(text.c_str(), nullptr);
+}
+
+CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,
+                                   CFStringCompareFlags compareOptions) {
+  return compareStorage(theString1->storage, 0, theString1->storage.length(), theString2->storage,
+                        0, theString2->storage.length(), compareOptions);
+}
+
+CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind,
+                     CFStringCompareFlags compareOptions) {
+  const cf::StringStorage& hay = theString->storage;
+  const cf::StringStorage& needle = stringToFind->storage;
+  size_t n = needle.length();
+  if (n == 0 || n > hay.length()) {
+    return CFRangeMake(kCFNotFound, 0);
+  }
+  size_t last = hay.length() - n;
+  bool backwards = (compareOptions & kCFCompareBackwards) != 0;
+  bool anchored = (compareOptions & kCFCompareAnchored) != 0;
+  CFStringCompareFlags flags = compareOptions & kCFCompareCaseInsensitive;
+  for (size_t k = 0; k <= last; ++k) {
+    size_t at = backwards ? last - k : k;
+    if (compareStorage(hay, at, n, needle, 0, n, flags) == kCFCompareEqualTo) {
+      return CFRangeMake(static_cast<CFIndex>(at), static_cast<CFIndex>(n));
+    }
+    if (anchored) {
+      break;
+    }
+  }
+  return CFRangeMake(kCFNotFound, 0);
+}
+
+Boolean CFStringHasPrefix(CFStringRef theString, CFStringRef prefix) {
+  return CFStringFind(theString, prefix, kCFCompareAnchored).location == 0 ||
+         prefix->storage.length() == 0;
+}
+
+Boolean CFStringHasSuffix(CFStringRef theString, CFStringRef suffix) {
+  return CFStringFind(theString, suffix, kCFCompareAnchored | kCFCompareBackwards).location !=
+             kCFNotFound ||
+         suffix->storage.length() == 0;
+}
+
+void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString) {
+  if (appendedString != nullptr) {
+    if (appendedString == theString) {
+      cf::StringStorage copy = appendedString->storage;
+      appendBounded(mutableString(theString), copy);
+    } else {
+      appendBounded(mutableString(theString), appendedString->storage);
+    }
+  }
+}
+
+void CFStringAppendCharacters(CFMutableStringRef theString, const UniChar* chars,
+                              CFIndex numChars) {
+  cf::StringStorage addition;
+  addition.appendUnits(reinterpret_cast<const char16_t*>(chars), static_cast<size_t>(numChars));
+  appendBounded(mutableString(theString), addition);
+}
+
+void CFStringAppendCString(CFMutableStringRef theString, const char* cStr,
+                           CFStringEncoding encoding) {
+  cf::StringStorage addition;
+  if (cStr != nullptr && cf::decodeBytes(reinterpret_cast<const UInt8*>(cStr), std::strlen(cStr),
+                                         encoding, false, addition)) {
+    appendBounded(mutableString(theString), addition);
+  }
+}
+
+void CFStringAppendFormat(CFMutableStringRef theString, CFDictionaryRef formatOptions,
+                          CFStringRef format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  CFStringAppendFormatAndArguments(theString, formatOptions, format, arguments);
+  va_end(arguments);
+}
+
+void CFStringAppendFormatAndArguments(CFMutableStringRef theString, CFDictionaryRef,
+                                      CFStringRef format, va_list arguments) {
+  if (format == nullptr) {
+    return;
+  }
+  __CFString* string = mutableString(theString);
+  if (string->maxLength == 0) {
+    cf::appendFormatted(string->storage, format->storage, arguments);
+    return;
+  }
+  cf::StringStorage text;
+  cf::appendFormatted(text, format->storage, arguments);
+  appendBounded(string, text);
+}
+
+void CFStringInsert(CFMutableStringRef str, CFIndex idx, CFStringRef insertedStr) {
+  cf::StringStorage copy = insertedStr->storage;
+  mutableString(str)->storage.insert(static_cast<size_t>(idx), copy);
+}
+
+void CFStringDelete(CFMutableStringRef theString, CFRange range) {
+  mutableString(theString)->storage.erase(static_cast<size_t>(range.location),
+                                          static_cast<size_t>(range.length));
+}
+
+void CFStringReplace(CFMutableStringRef theString, CFRange range, CFStringRef replacement) {
+  cf::StringStorage copy = replacement->storage;
+  __CFString* string = mutableString(theString);
+  string->storage.erase(static_cast<size_t>(range.location), static_cast<size_t>(range.length));
+  string->storage.insert(static_cast<size_t>(range.location), copy);
+}
+
+void CFStringReplaceAll(CFMutableStringRef theString, CFStringRef replacement) {
+  cf::StringStorage copy = replacement->storage;
+  mutableString(theString)->storage = std::move(copy);
+}

@@ -1,0 +1,99 @@
+// Notices: one line on stderr always, a desktop notification when there is a session bus, and
+// a JSON line in $CF_USER_NOTIFICATION_LOG for programs (and tests) that watch for notices.
+#include "CFRuntime.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <libnotify/notify.h>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+namespace {
+
+std::string oneLine(std::string text) {
+  for (char& c : text) {
+    if (c == '\n' || c == '\r') {
+      c = ' ';
+    }
+  }
+  return text;
+}
+
+void appendToLog(const char* path, const std::string& line) {
+  int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) {
+    return;
+  }
+  // One write: concurrent writers' lines never interleave.
+  ssize_t n;
+  do {
+    n = write(fd, line.data(), line.size());
+  } while (n < 0 && errno == EINTR);
+  close(fd);
+}
+
+void showOnDesktop(const std::string& title, const std::string& message, CFOptionFlags flags,
+                   CFTimeInterval timeout) {
+  static std::mutex lock;
+  std::lock_guard<std::mutex> guard(lock);
+  if (!notify_is_initted() && !notify_init(program_invocation_short_name)) {
+    return;
+  }
+  CFOptionFlags level = flags & 3;
+  const char* icon = level == kCFUserNotificationStopAlertLevel      ? "dialog-error"
+                     : level == kCFUserNotificationCautionAlertLevel ? "dialog-warning"
+                                                                     : "dialog-information";
+  NotifyNotification* notice =
+      notify_notification_new(title.empty() ? " " : title.c_str(), message.c_str(), icon);
+  if (notice == nullptr) {
+    return;
+  }
+  notify_notification_set_timeout(notice, timeout > 0 ? static_cast<int>(timeout * 1000)
+                                                      : NOTIFY_EXPIRES_NEVER);
+  notify_notification_set_urgency(notice, level == kCFUserNotificationStopAlertLevel
+                                              ? NOTIFY_URGENCY_CRITICAL
+                                              : NOTIFY_URGENCY_NORMAL);
+  GError* error = nullptr;
+  if (!notify_notification_show(notice, &error) && error != nullptr) {
+    g_error_free(error);
+  }
+  g_object_unref(notice);
+}
+
+} // namespace
+
+SInt32 CFUserNotificationDisplayNotice(CFTimeInterval timeout, CFOptionFlags flags, CFURLRef,
+                                       CFURLRef, CFURLRef, CFStringRef alertHeader,
+                                       CFStringRef alertMessage, CFStringRef) {
+  std::string title = cf::toUTF8(alertHeader);
+  std::string message = cf::toUTF8(alertMessage);
+
+  std::string line = "Notice: ";
+  if (alertHeader != nullptr) {
+    line += oneLine(title) + ": ";
+  }
+  line += oneLine(message) + "\n";
+  std::fwrite(line.data(), 1, line.size(), stderr);
+  std::fflush(stderr);
+
+  if (const char* logPath = std::getenv("CF_USER_NOTIFICATION_LOG"); logPath && *logPath) {
+    nlohmann::ordered_json entry = {
+        {"title",
+         alertHeader != nullptr ? nlohmann::ordered_json(title) : nlohmann::ordered_json(nullptr)},
+        {"message", alertMessage != nullptr ? nlohmann::ordered_json(message)
+                                            : nlohmann::ordered_json(nullptr)},
+        {"flags", flags},
+        {"timeout", timeout}};
+    appendToLog(logPath,
+                entry.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
+                    "\n");
+  }
+
+  if (const char* bus = std::getenv("DBUS_SESSION_BUS_ADDRESS"); bus && *bus) {
+    showOnDesktop(title, message, flags, timeout);
+  }
+  return 0;
+}
