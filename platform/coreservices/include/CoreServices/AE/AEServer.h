@@ -1,0 +1,43 @@
+/* Serving Apple Events from a custom event loop. RunApplicationEventLoop (Carbon/Carbon.h) is
+   built from these calls; a program with a loop of its own uses them directly:
+
+     AEServerOpen();                       // register and listen
+     while (!done) AEServerProcessEvents(-1);
+     AEServerClose();                      // stop listening, unregister
+
+   Registration puts an entry (pid, process start time, creator signature, name, bundle path,
+   socket) into the runtime folder, $XDG_RUNTIME_DIR/AppleEvents or /tmp/AppleEvents-<uid>. The
+   signature is the application bundle's (the executable at X.app/Contents/MacOS/<name>:
+   CFBundleSignature of X.app/Contents/Info.plist, else Contents/PkgInfo); outside a bundle it is
+   '????'. Events are handled one at a time on the calling thread, in order of arrival, every
+   connection getting its turn. */
+#ifndef CORESERVICES_AE_AESERVER_H
+#define CORESERVICES_AE_AESERVER_H
+
+#include <MacTypes.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Registers this process and starts listening. noErr, also when already open; paramErr when the
+   runtime folder cannot be made private to this user, or the socket cannot be bound. */
+OSStatus AEServerOpen(void);
+
+/* Waits up to timeoutMilliseconds (-1: no limit) for work, accepts connections, reads events and
+   handles at most one of them. Returns noErr, or errAEWaitCanceled (-1711) once a quit has been
+   requested (the server stays open until AEServerClose). paramErr when not open. */
+OSStatus AEServerProcessEvents(long timeoutMilliseconds);
+
+/* Asks the loop to end; async-signal-safe, callable from a handler or another thread. */
+void AEServerRequestQuit(void);
+Boolean AEServerQuitRequested(void);
+
+/* Stops listening, closes every connection and removes the registry entry. Also done at exit. */
+void AEServerClose(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,131 @@
+#include <CoreServices/LaunchServices/LSOpen.h>
+
+#include "launchservices/ApplicationFolders.h"
+#include "launchservices/BundleInfo.h"
+#include "launchservices/CFStrings.h"
+#include "launchservices/Launcher.h"
+#include "processes/ProcessStat.h"
+#include "transport/Registry.h"
+
+#include <CoreFoundation/CFArray.h>
+
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace coreservices;
+
+namespace {
+
+constexpr OSType kApplicationType = 0x4150504C; // 'APPL'
+constexpr long kDefaultLaunchWaitSeconds = 10;
+
+std::chrono::milliseconds launchWait() {
+  if (const char* text = std::getenv("LS_LAUNCH_TIMEOUT_SECONDS")) {
+    char* end = nullptr;
+    double seconds = std::strtod(text, &end);
+    if (end != text && *end == '\0' && seconds > 0)
+      return std::chrono::milliseconds(static_cast<long>(seconds * 1000));
+  }
+  return std::chrono::seconds(kDefaultLaunchWaitSeconds);
+}
+
+std::string resolvedPath(const std::string& path) {
+  char buffer[PATH_MAX];
+  return realpath(path.c_str(), buffer) ? std::string(buffer) : path;
+}
+
+bool isRunning(const std::string& bundle) {
+  std::string resolved = resolvedPath(bundle);
+  for (auto& entry : liveEntries())
+    if (entry.bundlePath == resolved)
+      return true;
+  return false;
+}
+
+OSStatus checkBundle(const std::string& path, BundleInfo& info) {
+  auto read = readBundleInfo(path);
+  if (!read)
+    return kLSApplicationNotFoundErr;
+  if (isInTrash(path))
+    return kLSAppInTrashErr;
+  if ((!read->hasInfoPlist && !read->hasPkgInfo) || read->packageType != kApplicationType)
+    return kLSNotAnApplicationErr;
+  struct stat executable {};
+  std::string program = read->executablePath();
+  if (stat(program.c_str(), &executable) != 0 || !S_ISREG(executable.st_mode) ||
+      access(program.c_str(), X_OK) != 0)
+    return kLSNoExecutableErr;
+  info = *read;
+  return noErr;
+}
+
+OSStatus waitForRegistration(pid_t pid, const std::string& program) {
+  auto deadline = std::chrono::steady_clock::now() + launchWait();
+  for (;;) {
+    if (findLiveEntry(pid))
+      return noErr;
+    if (!processStartTime(pid)) {
+      if (!findLiveEntry(pid)) {
+        std::fprintf(stderr, "LaunchServices: %s exited before it registered for Apple Events\n",
+                     program.c_str());
+        return kLSUnknownErr;
+      }
+      return noErr;
+    }
+    if (std::chrono::steady_clock::now() >= deadline) {
+      std::fprintf(stderr, "LaunchServices: %s did not register for Apple Events in time\n",
+                   program.c_str());
+      return kLSLaunchInProgressErr;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
+std::vector<std::string> itemPaths(CFArrayRef items) {
+  std::vector<std::string> paths;
+  if (!items)
+    return paths;
+  for (CFIndex i = 0; i < CFArrayGetCount(items); ++i)
+    if (auto path = filePath(static_cast<CFURLRef>(CFArrayGetValueAtIndex(items, i))))
+      paths.push_back(*path);
+  return paths;
+}
+
+} // namespace
+
+extern "C" OSStatus LSOpenFromURLSpec(const LSLaunchURLSpec* inLaunchSpec,
+                                      CFURLRef* outLaunchedURL) {
+  if (outLaunchedURL)
+    *outLaunchedURL = nullptr;
+  if (!inLaunchSpec || !inLaunchSpec->appURL)
+    return paramErr;
+  auto given = filePath(inLaunchSpec->appURL);
+  if (!given)
+    return kLSApplicationNotFoundErr;
+  std::string path = localDomainPath(*given);
+  while (path.size() > 1 && path.back() == '/')
+    path.pop_back();
+
+  BundleInfo info;
+  if (OSStatus checked = checkBundle(path, info); checked != noErr)
+    return checked;
+
+  LSLaunchFlags flags = inLaunchSpec->launchFlags;
+  if ((flags & kLSLaunchNewInstance) || !isRunning(path)) {
+    std::string program = info.executablePath();
+    LaunchOutcome launched = launchDetached(program, itemPaths(inLaunchSpec->itemURLs));
+    if (launched.status != noErr)
+      return launched.status;
+    if (!(flags & kLSLaunchAsync))
+      if (OSStatus registered = waitForRegistration(launched.pid, program); registered != noErr)
+        return registered;
+  }
+  if (outLaunchedURL)
+    *outLaunchedURL = fileURL(path, true);
+  return noErr;
+}

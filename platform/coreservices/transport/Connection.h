@@ -1,0 +1,31 @@
+// Blocking-with-deadline I/O on a non-blocking Unix-domain stream socket, for the sending side
+// of an exchange.
+#pragma once
+
+#include "transport/Frame.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace coreservices {
+
+using Clock = std::chrono::steady_clock;
+using Deadline = std::optional<Clock::time_point>; // nothing: no limit
+
+enum class IOStatus { ok, timedOut, closed, refused, protocolError };
+
+// Connects to the socket at path and checks that the peer runs as this user.
+IOStatus connectTo(const std::string& path, Deadline deadline, int& socket);
+
+IOStatus writeAll(int socket, const std::uint8_t* bytes, std::size_t length, Deadline deadline);
+
+// Reads one frame; a header that is not well formed is a protocolError.
+IOStatus readFrame(int socket, Deadline deadline, FrameHeader& header,
+                   std::vector<std::uint8_t>& payload);
+
+// True when the socket is connected and has nothing pending (a reused channel must be quiet).
+bool connectionIsQuiet(int socket);
+
+} // namespace coreservices

@@ -1,0 +1,385 @@
+// The serving side of the transport: a listening socket in the runtime folder, a registry entry,
+// and a poll() loop that reads event frames from every connection and hands them, one at a time
+// and in order of arrival, to the installed handlers.
+#include <CoreServices/AE/AEServer.h>
+
+#include <CoreServices/AE/AEDataModel.h>
+
+#include "ae/AEPrivate.h"
+#include "transport/Frame.h"
+#include "transport/PeerCredentials.h"
+#include "transport/Registry.h"
+#include "transport/RuntimeFolder.h"
+#include "transport/SelfIdentity.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <list>
+#include <mutex>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <vector>
+
+namespace coreservices {
+
+namespace {
+
+constexpr std::size_t kMaxConnections = 256;
+constexpr std::size_t kReadPerTurn = 1 << 20; // bytes read from one connection per loop turn
+
+struct PendingEvent {
+  AppleEvent event;
+  std::uint32_t exchangeID;
+  bool wantsReply;
+  std::uint64_t arrival;
+};
+
+struct ClientConnection {
+  int socket = -1;
+  std::uint8_t header[kFrameHeaderSize];
+  std::size_t headerBytes = 0;
+  bool haveHeader = false;
+  FrameHeader frame;
+  std::vector<std::uint8_t> payload;
+  std::optional<PendingEvent> pending;
+  std::vector<std::uint8_t> output;
+  std::size_t outputSent = 0;
+  bool peerGone = false; // nothing more will be read
+  bool closeWhenFlushed = false;
+
+  ~ClientConnection() {
+    if (pending)
+      AEDisposeDesc(&pending->event);
+    if (socket >= 0)
+      close(socket);
+  }
+};
+
+struct Server {
+  std::mutex lifecycle;
+  bool open = false;
+  pid_t owner = 0;
+  std::string folder;
+  int listener = -1;
+  int wakeRead = -1;
+  std::list<ClientConnection> clients;
+  std::uint64_t arrivals = 0;
+};
+
+Server& server() {
+  static auto* instance = new Server;
+  return *instance;
+}
+
+std::atomic<bool> gQuitRequested{false};
+std::atomic<int> gWakeWrite{-1};
+
+void queue(ClientConnection& client, const std::vector<std::uint8_t>& frame) {
+  client.output.insert(client.output.end(), frame.begin(), frame.end());
+}
+
+void flush(ClientConnection& client) {
+  while (client.outputSent < client.output.size()) {
+    ssize_t sent = send(client.socket, client.output.data() + client.outputSent,
+                        client.output.size() - client.outputSent, MSG_NOSIGNAL);
+    if (sent > 0) {
+      client.outputSent += static_cast<std::size_t>(sent);
+    } else if (sent < 0 && errno == EINTR) {
+      continue;
+    } else if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+      return;
+    } else {
+      client.peerGone = true;
+      client.output.clear();
+      client.outputSent = 0;
+      return;
+    }
+  }
+  client.output.clear();
+  client.outputSent = 0;
+}
+
+// A frame that cannot be understood ends the connection: the peer is told why, then closed.
+void refuse(ClientConnection& client, std::uint32_t exchangeID, OSStatus why) {
+  queue(client, encodeErrorFrame(exchangeID, why));
+  client.closeWhenFlushed = true;
+}
+
+void completeFrame(ClientConnection& client) {
+  AppleEvent event;
+  AEInitializeDesc(&event);
+  if (AEUnflattenDescFromBuffer(client.payload.data(), static_cast<Size>(client.payload.size()),
+                                &event) != noErr ||
+      event.descriptorType != typeAppleEvent) {
+    AEDisposeDesc(&event);
+    // The framing is intact, so the connection can go on with its next frame.
+    queue(client, encodeErrorFrame(client.frame.exchangeID, errAECorruptData));
+  } else {
+    bool wantsReply = client.frame.flags & kFrameWantsReply;
+    client.pending = PendingEvent{event, client.frame.exchangeID, wantsReply, ++server().arrivals};
+    if (!wantsReply)
+      queue(client, encodeFrame({FrameKind::accepted, 0, 0, client.frame.exchangeID}, nullptr));
+  }
+  client.haveHeader = false;
+  client.headerBytes = 0;
+  client.payload.clear();
+  client.payload.shrink_to_fit();
+}
+
+// Reads at most up to the end of the current frame, so a connection has one event in hand at a
+// time and a busy client cannot crowd out the others.
+void readFrom(ClientConnection& client) {
+  std::size_t budget = kReadPerTurn;
+  while (!client.pending && !client.closeWhenFlushed && !client.peerGone && budget > 0) {
+    std::uint8_t* into;
+    std::size_t wanted;
+    if (!client.haveHeader) {
+      into = client.header + client.headerBytes;
+      wanted = kFrameHeaderSize - client.headerBytes;
+    } else {
+      std::size_t have = client.payload.size();
+      wanted = std::min<std::size_t>(client.frame.length - have, budget);
+      client.payload.resize(have + wanted);
+      into = client.payload.data() + have;
+    }
+    ssize_t got = wanted ? recv(client.socket, into, wanted, 0) : 0;
+    if (wanted && got <= 0) {
+      if (client.haveHeader)
+        client.payload.resize(client.payload.size() - wanted);
+      if (got < 0 && errno == EINTR)
+        continue;
+      if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        return;
+      client.peerGone = true;
+      return;
+    }
+    if (client.haveHeader) {
+      client.payload.resize(client.payload.size() - (wanted - static_cast<std::size_t>(got)));
+    } else {
+      client.headerBytes += static_cast<std::size_t>(got);
+    }
+    budget -= static_cast<std::size_t>(got);
+
+    if (!client.haveHeader && client.headerBytes == kFrameHeaderSize) {
+      switch (decodeHeader(client.header, client.frame)) {
+      case HeaderCheck::ok:
+        break;
+      case HeaderCheck::tooLarge:
+        refuse(client, readBigEndian32(client.header + 12), memFullErr);
+        return;
+      default:
+        refuse(client, 0, errAECorruptData);
+        return;
+      }
+      if (client.frame.kind != FrameKind::event) {
+        refuse(client, client.frame.exchangeID, errAECorruptData);
+        return;
+      }
+      client.haveHeader = true;
+    }
+    if (client.haveHeader && client.payload.size() == client.frame.length)
+      completeFrame(client);
+  }
+}
+
+void acceptClients(Server& state) {
+  for (;;) {
+    int socket = accept4(state.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (socket < 0)
+      return;
+    if (!peerIsSameUser(socket) || state.clients.size() >= kMaxConnections) {
+      close(socket);
+      continue;
+    }
+    state.clients.emplace_back().socket = socket;
+  }
+}
+
+void handle(ClientConnection& client) {
+  PendingEvent work = *client.pending;
+  client.pending.reset();
+  AppleEvent reply;
+  AEInitializeDesc(&reply);
+  if (work.wantsReply && AECreateReplyEvent(&work.event, &reply) != noErr) {
+    queue(client, encodeErrorFrame(work.exchangeID, memFullErr));
+    AEDisposeDesc(&work.event);
+    return;
+  }
+  AEDispatchAppleEvent(&work.event, &reply);
+  AEDisposeDesc(&work.event);
+  if (work.wantsReply && !client.peerGone) {
+    Size size = AESizeOfFlattenedDesc(&reply);
+    std::vector<std::uint8_t> frame(kFrameHeaderSize + static_cast<std::size_t>(size));
+    Size written = 0;
+    if (size > 0 && static_cast<std::uint64_t>(size) <= kMaxFramePayload &&
+        AEFlattenDesc(&reply, reinterpret_cast<Ptr>(frame.data() + kFrameHeaderSize), size,
+                      &written) == noErr) {
+      encodeHeader({FrameKind::reply, 0, static_cast<std::uint32_t>(written), work.exchangeID},
+                   frame.data());
+      frame.resize(kFrameHeaderSize + static_cast<std::size_t>(written));
+      queue(client, frame);
+    } else {
+      queue(client, encodeErrorFrame(work.exchangeID, memFullErr));
+    }
+  }
+  AEDisposeDesc(&reply);
+}
+
+void closeServer(Server& state) {
+  if (!state.open)
+    return;
+  if (state.owner == getpid())
+    removeEntry(state.folder, state.owner);
+  state.clients.clear();
+  close(state.listener);
+  int wakeWrite = gWakeWrite.exchange(-1);
+  close(wakeWrite);
+  close(state.wakeRead);
+  state.listener = state.wakeRead = -1;
+  state.open = false;
+}
+
+void closeAtExit() {
+  auto& state = server();
+  std::lock_guard guard(state.lifecycle);
+  closeServer(state);
+}
+
+} // namespace
+
+} // namespace coreservices
+
+using namespace coreservices;
+
+extern "C" OSStatus AEServerOpen(void) {
+  auto& state = server();
+  std::lock_guard guard(state.lifecycle);
+  if (state.open)
+    return noErr;
+  auto folder = runtimeFolder(true);
+  if (!folder)
+    return paramErr;
+  RegistryEntry self = identifyThisProcess();
+  self.socketPath = socketPathFor(*folder, self.pid);
+
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (self.socketPath.size() >= sizeof address.sun_path)
+    return paramErr;
+  std::memcpy(address.sun_path, self.socketPath.c_str(), self.socketPath.size() + 1);
+  unlink(self.socketPath.c_str());
+  int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  int wake[2] = {-1, -1};
+  if (listener < 0 || bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+      chmod(self.socketPath.c_str(), 0600) != 0 || listen(listener, SOMAXCONN) != 0 ||
+      pipe2(wake, O_CLOEXEC | O_NONBLOCK) != 0 || !writeEntry(*folder, self)) {
+    if (listener >= 0)
+      close(listener);
+    if (wake[0] >= 0) {
+      close(wake[0]);
+      close(wake[1]);
+    }
+    unlink(self.socketPath.c_str());
+    return paramErr;
+  }
+  state.folder = *folder;
+  state.owner = self.pid;
+  state.listener = listener;
+  state.wakeRead = wake[0];
+  gWakeWrite = wake[1];
+  gQuitRequested = false;
+  state.open = true;
+  static std::once_flag atExit;
+  std::call_once(atExit, [] { std::atexit(closeAtExit); });
+  return noErr;
+}
+
+extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
+  auto& state = server();
+  if (!state.open)
+    return paramErr;
+  if (gQuitRequested)
+    return errAEWaitCanceled;
+
+  bool workWaiting = false;
+  std::vector<pollfd> watched{{state.wakeRead, POLLIN, 0}, {state.listener, POLLIN, 0}};
+  for (auto& client : state.clients) {
+    workWaiting = workWaiting || client.pending.has_value();
+    short events = 0;
+    if (!client.pending && !client.peerGone && !client.closeWhenFlushed)
+      events |= POLLIN;
+    if (!client.output.empty())
+      events |= POLLOUT;
+    watched.push_back({client.socket, events, 0});
+  }
+  int wait = workWaiting ? 0
+             : timeoutMilliseconds < 0 || timeoutMilliseconds > INT32_MAX
+                 ? -1
+                 : static_cast<int>(timeoutMilliseconds);
+  int ready = poll(watched.data(), watched.size(), wait);
+  if (ready < 0 && errno != EINTR)
+    return paramErr;
+
+  if (watched[0].revents & POLLIN) {
+    char drain[64];
+    while (read(state.wakeRead, drain, sizeof drain) > 0) {
+    }
+  }
+  if (watched[1].revents & POLLIN)
+    acceptClients(state);
+  std::size_t index = 2;
+  for (auto& client : state.clients) {
+    if (index >= watched.size())
+      break; // accepted during this turn; served from the next one
+    short events = watched[index++].revents;
+    if (events & POLLOUT)
+      flush(client);
+    if (events & (POLLIN | POLLHUP | POLLERR))
+      readFrom(client);
+  }
+  if (gQuitRequested)
+    return errAEWaitCanceled;
+
+  // The event that arrived first is handled first; each connection holds at most one.
+  ClientConnection* next = nullptr;
+  for (auto& client : state.clients)
+    if (client.pending && (!next || client.pending->arrival < next->pending->arrival))
+      next = &client;
+  if (next) {
+    handle(*next);
+    flush(*next);
+  }
+  for (auto& client : state.clients)
+    if (!client.output.empty())
+      flush(client);
+  state.clients.remove_if([](const ClientConnection& client) {
+    bool drained = client.output.empty();
+    return !client.pending && ((client.peerGone) || (client.closeWhenFlushed && drained));
+  });
+  return gQuitRequested ? OSStatus{errAEWaitCanceled} : OSStatus{noErr};
+}
+
+extern "C" void AEServerRequestQuit(void) {
+  gQuitRequested = true;
+  int wake = gWakeWrite.load();
+  if (wake >= 0) {
+    char byte = 'q';
+    ssize_t ignored = write(wake, &byte, 1);
+    (void)ignored;
+  }
+}
+
+extern "C" Boolean AEServerQuitRequested(void) {
+  return gQuitRequested ? 1 : 0;
+}
+
+extern "C" void AEServerClose(void) {
+  closeAtExit();
+}

@@ -1,0 +1,41 @@
+// Frames on an Apple Event connection: a 16-byte big-endian header, then the payload (a
+// flattened Apple Event, or for an error frame a 4-byte result code). docs/wire-format.md
+// describes the bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace coreservices {
+
+constexpr std::uint32_t kFrameMagic = 0x41457766; // "AEwf"
+constexpr std::uint16_t kFrameVersion = 1;
+constexpr std::size_t kFrameHeaderSize = 16;
+constexpr std::uint32_t kMaxFramePayload = 256u * 1024 * 1024;
+
+enum class FrameKind : std::uint8_t { event = 1, reply = 2, error = 3, accepted = 4 };
+
+// Flags of an event frame.
+constexpr std::uint8_t kFrameWantsReply = 0x01;
+
+struct FrameHeader {
+  FrameKind kind = FrameKind::event;
+  std::uint8_t flags = 0;
+  std::uint32_t length = 0;
+  std::uint32_t exchangeID = 0;
+};
+
+enum class HeaderCheck { ok, badMagic, badVersion, badKind, tooLarge };
+
+void encodeHeader(const FrameHeader& header, std::uint8_t out[kFrameHeaderSize]);
+HeaderCheck decodeHeader(const std::uint8_t in[kFrameHeaderSize], FrameHeader& header);
+
+std::vector<std::uint8_t> encodeFrame(const FrameHeader& header, const void* payload);
+// An error frame's payload: the result code as a big-endian 32-bit integer.
+std::vector<std::uint8_t> encodeErrorFrame(std::uint32_t exchangeID, std::int32_t status);
+
+std::uint32_t readBigEndian32(const std::uint8_t* bytes);
+void writeBigEndian32(std::uint8_t* bytes, std::uint32_t value);
+
+} // namespace coreservices

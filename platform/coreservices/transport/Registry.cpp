@@ -1,0 +1,143 @@
+#include "transport/Registry.h"
+
+#include "launchservices/PropertyList.h"
+#include "processes/ProcessStat.h"
+#include "transport/RuntimeFolder.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace coreservices {
+
+namespace {
+
+constexpr const char* kEntrySuffix = ".plist";
+
+std::optional<RegistryEntry> readEntry(const std::string& path) {
+  auto plist = PropertyList::readDictionary(path);
+  if (!plist)
+    return std::nullopt;
+  auto pid = plist->unsignedInteger("ProcessID");
+  auto start = plist->unsignedInteger("StartTime");
+  auto signature = plist->unsignedInteger("Signature");
+  auto socket = plist->string("Socket");
+  if (!pid || !start || !signature || !socket || *pid == 0 || *pid > 0x7FFFFFFF)
+    return std::nullopt;
+  RegistryEntry entry;
+  entry.pid = static_cast<pid_t>(*pid);
+  entry.startTime = *start;
+  entry.signature = static_cast<OSType>(*signature);
+  entry.socketPath = *socket;
+  entry.name = plist->string("Name").value_or("");
+  entry.bundlePath = plist->string("BundlePath").value_or("");
+  return entry;
+}
+
+bool writeFileAtomically(const std::string& folder, const std::string& target,
+                         const std::string& bytes) {
+  std::string temporary = folder + "/.entry-XXXXXX";
+  int fd = mkstemp(temporary.data());
+  if (fd < 0)
+    return false;
+  bool written = fchmod(fd, 0600) == 0 &&
+                 write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+  written = close(fd) == 0 && written;
+  if (!written || rename(temporary.c_str(), target.c_str()) != 0) {
+    unlink(temporary.c_str());
+    return false;
+  }
+  return true;
+}
+
+} // namespace
+
+ProcessSerialNumber serialNumberFor(pid_t pid, std::uint64_t startTime) {
+  auto high = static_cast<UInt32>(startTime);
+  return ProcessSerialNumber{high == 0 ? 1u : high, static_cast<UInt32>(pid)};
+}
+
+ProcessSerialNumber RegistryEntry::serialNumber() const {
+  return serialNumberFor(pid, startTime);
+}
+
+std::string entryPath(const std::string& folder, pid_t pid) {
+  return folder + "/" + std::to_string(pid) + kEntrySuffix;
+}
+
+std::string socketPathFor(const std::string& folder, pid_t pid) {
+  return folder + "/" + std::to_string(pid) + ".socket";
+}
+
+bool writeEntry(const std::string& folder, const RegistryEntry& entry) {
+  auto plist = PropertyList::newDictionary();
+  plist.set("ProcessID", static_cast<std::uint64_t>(entry.pid));
+  plist.set("StartTime", entry.startTime);
+  plist.set("Signature", static_cast<std::uint64_t>(entry.signature));
+  plist.set("Name", entry.name);
+  plist.set("BundlePath", entry.bundlePath);
+  plist.set("Socket", entry.socketPath);
+  return writeFileAtomically(folder, entryPath(folder, entry.pid), plist.toXML());
+}
+
+void removeEntry(const std::string& folder, pid_t pid) {
+  unlink(entryPath(folder, pid).c_str());
+  unlink(socketPathFor(folder, pid).c_str());
+}
+
+std::vector<RegistryEntry> liveEntries() {
+  std::vector<RegistryEntry> live;
+  auto folder = runtimeFolder(false);
+  if (!folder)
+    return live;
+  DIR* dir = opendir(folder->c_str());
+  if (!dir)
+    return live;
+  std::vector<std::string> names;
+  while (dirent* item = readdir(dir)) {
+    std::string name = item->d_name;
+    if (name.size() > 6 && name.ends_with(kEntrySuffix) && name[0] != '.')
+      names.push_back(name);
+  }
+  closedir(dir);
+
+  for (const auto& name : names) {
+    std::string path = *folder + "/" + name;
+    auto entry = readEntry(path);
+    if (entry && processIsAlive(entry->pid, entry->startTime)) {
+      live.push_back(*entry);
+      continue;
+    }
+    // Read again before removing: the pid may have just registered anew under the same name.
+    auto again = readEntry(path);
+    if (!again || !processIsAlive(again->pid, again->startTime)) {
+      unlink(path.c_str());
+      if (again)
+        unlink(socketPathFor(*folder, again->pid).c_str());
+    }
+  }
+  std::sort(live.begin(), live.end(), [](const RegistryEntry& a, const RegistryEntry& b) {
+    return a.startTime != b.startTime ? a.startTime < b.startTime : a.pid < b.pid;
+  });
+  return live;
+}
+
+std::optional<RegistryEntry> findLiveEntry(pid_t pid) {
+  for (auto& entry : liveEntries())
+    if (entry.pid == pid)
+      return entry;
+  return std::nullopt;
+}
+
+std::optional<RegistryEntry> findLiveEntryBySignature(OSType signature) {
+  for (auto& entry : liveEntries())
+    if (entry.signature == signature)
+      return entry;
+  return std::nullopt;
+}
+
+} // namespace coreservices

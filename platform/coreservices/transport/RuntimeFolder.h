@@ -1,0 +1,15 @@
+// The per-user folder where applications that take Apple Events register and listen:
+// $XDG_RUNTIME_DIR/AppleEvents, or /tmp/AppleEvents-<uid> without XDG_RUNTIME_DIR.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace coreservices {
+
+// The folder's path when it exists (or, with create, has been made) as a directory of this
+// user's alone (mode 0700, not a symbolic link). A folder owned by someone else or open to
+// group or others is refused: nothing.
+std::optional<std::string> runtimeFolder(bool create);
+
+} // namespace coreservices

@@ -1,0 +1,192 @@
+// AESendMessage: find the target, then either dispatch in this process or run one exchange over
+// a connection to the target's socket (event frame out; accepted, reply or error frame back).
+#include <CoreServices/AE/AEMach.h>
+
+#include "ae/AEPrivate.h"
+#include "mach/ReplyChannel.h"
+#include "transport/Connection.h"
+#include "transport/Registry.h"
+#include "transport/Target.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace coreservices {
+
+namespace {
+
+constexpr long kDefaultTimeoutTicks = 3600;
+constexpr AESendMode kKnownSendModeBits = 0x3 | 0x30 | kAECanSwitchLayer | kAEDontReconnect |
+                                          kAEWantReceipt | kAEDontRecord | kAEDontExecute |
+                                          kAEProcessNonReplyEvents;
+
+long defaultTimeoutTicks() {
+  if (const char* text = std::getenv("AE_DEFAULT_TIMEOUT_TICKS")) {
+    char* end = nullptr;
+    long ticks = std::strtol(text, &end, 10);
+    if (end != text && *end == '\0' && ticks > 0)
+      return ticks;
+  }
+  return kDefaultTimeoutTicks;
+}
+
+Deadline deadlineFor(long ticks) {
+  if (ticks == kNoTimeOut || ticks == 0)
+    return std::nullopt;
+  if (ticks < 0)
+    ticks = defaultTimeoutTicks();
+  return Clock::now() + std::chrono::milliseconds(ticks * 1000 / 60);
+}
+
+std::uint32_t nextExchangeID() {
+  static std::atomic<std::uint32_t> counter{0};
+  return ++counter;
+}
+
+OSStatus statusFor(IOStatus io) {
+  switch (io) {
+  case IOStatus::ok:
+    return noErr;
+  case IOStatus::timedOut:
+    return errAETimeout;
+  case IOStatus::closed:
+    return connectionInvalid;
+  case IOStatus::refused:
+    return procNotFound;
+  case IOStatus::protocolError:
+    return errAECorruptData;
+  }
+  return connectionInvalid;
+}
+
+OSStatus dispatchInThisProcess(const AppleEvent* event, AppleEvent* reply, bool wantsReply) {
+  AppleEvent answer;
+  AEInitializeDesc(&answer);
+  if (wantsReply) {
+    if (OSStatus made = AECreateReplyEvent(event, &answer); made != noErr)
+      return made;
+  }
+  AEDispatchAppleEvent(event, &answer);
+  if (reply)
+    *reply = answer;
+  else
+    AEDisposeDesc(&answer);
+  return noErr;
+}
+
+// One exchange on a channel that the caller holds exclusively.
+OSStatus exchange(ReplyChannel& channel, const RegistryEntry& target,
+                  const std::vector<std::uint8_t>& frame, std::uint32_t exchangeID, bool wantsReply,
+                  Deadline deadline, AppleEvent* reply) {
+  if (channel.socket() >= 0 &&
+      (channel.endpoint() != target.socketPath || !connectionIsQuiet(channel.socket())))
+    channel.disconnect();
+  if (channel.socket() < 0) {
+    int socket = -1;
+    if (IOStatus connected = connectTo(target.socketPath, deadline, socket);
+        connected != IOStatus::ok)
+      return statusFor(connected);
+    channel.adopt(socket, target.socketPath);
+  }
+  if (IOStatus written = writeAll(channel.socket(), frame.data(), frame.size(), deadline);
+      written != IOStatus::ok)
+    return statusFor(written);
+
+  for (;;) {
+    FrameHeader header;
+    std::vector<std::uint8_t> payload;
+    if (IOStatus read = readFrame(channel.socket(), deadline, header, payload);
+        read != IOStatus::ok)
+      return statusFor(read);
+    if (header.exchangeID != exchangeID)
+      continue; // left over from an earlier exchange on this channel
+    switch (header.kind) {
+    case FrameKind::error:
+      return payload.size() == 4 ? static_cast<OSStatus>(readBigEndian32(payload.data()))
+                                 : errAECorruptData;
+    case FrameKind::accepted:
+      if (!wantsReply)
+        return noErr;
+      break;
+    case FrameKind::reply: {
+      if (!wantsReply)
+        break;
+      AppleEvent answer;
+      AEInitializeDesc(&answer);
+      if (AEUnflattenDescFromBuffer(payload.data(), static_cast<Size>(payload.size()), &answer) !=
+          noErr)
+        return errAECorruptData;
+      if (reply)
+        *reply = answer;
+      else
+        AEDisposeDesc(&answer);
+      return noErr;
+    }
+    case FrameKind::event:
+      break;
+    }
+    return errAECorruptData;
+  }
+}
+
+} // namespace
+
+} // namespace coreservices
+
+using namespace coreservices;
+
+extern "C" OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode sendMode,
+                                  long timeOutInTicks) {
+  if (!event)
+    return paramErr;
+  if (reply)
+    AEInitializeDesc(reply);
+  AESendMode replyMode = sendMode & 0x3;
+  if ((replyMode != kAENoReply && replyMode != kAEWaitReply) || (sendMode & ~kKnownSendModeBits))
+    return errAEUnknownSendMode;
+  bool wantsReply = replyMode == kAEWaitReply;
+  Deadline deadline = deadlineFor(timeOutInTicks);
+
+  Target target;
+  if (OSStatus resolved = resolveTarget(event, target); resolved != noErr)
+    return resolved;
+  if (target.inThisProcess)
+    return dispatchInThisProcess(event, reply, wantsReply);
+
+  std::shared_ptr<ReplyChannel> channel;
+  mach_port_t port = MACH_PORT_NULL;
+  DescType portType = 0;
+  Size portSize = 0;
+  if (AEGetAttributePtr(event, keyReplyPortAttr, typeMachPort, &portType, &port, sizeof port,
+                        &portSize) == noErr &&
+      portSize == sizeof port && port != MACH_PORT_NULL) {
+    channel = replyChannelForPort(port);
+    if (!channel)
+      return noPortErr;
+  } else {
+    channel = std::make_shared<ReplyChannel>(); // closed when this call ends
+  }
+
+  Size flatSize = AESizeOfFlattenedDesc(event);
+  if (flatSize <= 0 || static_cast<std::uint64_t>(flatSize) > kMaxFramePayload)
+    return paramErr;
+  std::uint32_t exchangeID = nextExchangeID();
+  std::vector<std::uint8_t> frame(kFrameHeaderSize + static_cast<std::size_t>(flatSize));
+  Size written = 0;
+  if (OSStatus flattened = AEFlattenDesc(
+          event, reinterpret_cast<Ptr>(frame.data()) + kFrameHeaderSize, flatSize, &written);
+      flattened != noErr)
+    return flattened;
+  encodeHeader({FrameKind::event, static_cast<std::uint8_t>(wantsReply ? kFrameWantsReply : 0),
+                static_cast<std::uint32_t>(written), exchangeID},
+               frame.data());
+  frame.resize(kFrameHeaderSize + static_cast<std::size_t>(written));
+
+  std::lock_guard busy(channel->inUse());
+  OSStatus status =
+      exchange(*channel, target.entry, frame, exchangeID, wantsReply, deadline, reply);
+  if (status != noErr)
+    channel->disconnect(); // a late reply must never reach a later exchange
+  return status;
+}

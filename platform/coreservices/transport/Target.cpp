@@ -1,0 +1,93 @@
+#include "transport/Target.h"
+
+#include "processes/ProcessStat.h"
+
+#include <cstring>
+#include <unistd.h>
+#include <vector>
+
+namespace coreservices {
+
+namespace {
+
+OSStatus targetEntry(std::optional<RegistryEntry> found, Target& target) {
+  if (!found)
+    return procNotFound;
+  if (found->pid == getpid()) {
+    target.inThisProcess = true;
+    return noErr;
+  }
+  target.entry = std::move(*found);
+  return noErr;
+}
+
+OSType signatureFromBytes(const std::uint8_t* bytes, bool reversed) {
+  OSType code = 0;
+  for (int i = 0; i < 4; ++i)
+    code = (code << 8) | bytes[reversed ? 3 - i : i];
+  return code;
+}
+
+} // namespace
+
+OSStatus resolveTarget(const AppleEvent* event, Target& target) {
+  AEDesc address;
+  AEInitializeDesc(&address);
+  if (AEGetAttributeDesc(event, keyAddressAttr, typeWildCard, &address) != noErr)
+    return errAEUnknownAddressType;
+  Size size = AEGetDescDataSize(&address);
+  std::vector<std::uint8_t> data(static_cast<std::size_t>(size > 0 ? size : 0));
+  if (size > 0)
+    AEGetDescData(&address, data.data(), size);
+  DescType type = address.descriptorType;
+  AEDisposeDesc(&address);
+
+  switch (type) {
+  case typeApplSignature: {
+    if (data.size() != 4)
+      return errAEUnknownAddressType;
+    if (auto found = findLiveEntryBySignature(signatureFromBytes(data.data(), false)))
+      return targetEntry(found, target);
+    return targetEntry(findLiveEntryBySignature(signatureFromBytes(data.data(), true)), target);
+  }
+  case typeKernelProcessID: {
+    pid_t pid = 0;
+    if (data.size() != sizeof pid)
+      return errAEUnknownAddressType;
+    std::memcpy(&pid, data.data(), sizeof pid);
+    if (pid == getpid()) {
+      target.inThisProcess = true;
+      return noErr;
+    }
+    return targetEntry(findLiveEntry(pid), target);
+  }
+  case typeProcessSerialNumber: {
+    ProcessSerialNumber psn{};
+    if (data.size() != sizeof psn)
+      return errAEUnknownAddressType;
+    std::memcpy(&psn, data.data(), sizeof psn);
+    if (psn.highLongOfPSN == 0 && psn.lowLongOfPSN == 2 /* kCurrentProcess */) {
+      target.inThisProcess = true;
+      return noErr;
+    }
+    for (auto& entry : liveEntries()) {
+      ProcessSerialNumber candidate = entry.serialNumber();
+      if (candidate.highLongOfPSN == psn.highLongOfPSN &&
+          candidate.lowLongOfPSN == psn.lowLongOfPSN)
+        return targetEntry(entry, target);
+    }
+    if (auto own = processStartTime(getpid())) {
+      ProcessSerialNumber self = serialNumberFor(getpid(), *own);
+      if (self.highLongOfPSN == psn.highLongOfPSN && self.lowLongOfPSN == psn.lowLongOfPSN) {
+        target.inThisProcess = true;
+        return noErr;
+      }
+    }
+    return procNotFound;
+  }
+  default:
+    return errAEUnknownAddressType;
+  }
+}
+
+} // namespace coreservices

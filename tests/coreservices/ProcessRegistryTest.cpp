@@ -1,0 +1,200 @@
+// The application registry as the Process Manager shows it, stale entries, the runtime folder's
+// privacy, and the Mach port names that carry replies.
+#include "Sandbox.h"
+
+#include <CoreServices/AE/AEServer.h>
+
+#include "transport/Registry.h"
+#include "transport/RuntimeFolder.h"
+
+#include <filesystem>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace cstest;
+namespace fs = std::filesystem;
+
+namespace {
+
+class ProcessRegistryTest : public SandboxTest {};
+
+TEST_F(ProcessRegistryTest, EnumeratesRegisteredApplicationsInLaunchOrderThenEnds) {
+  pid_t first = launchServedApp("One1");
+  pid_t second = launchServedApp("Two2");
+
+  std::vector<std::pair<pid_t, OSType>> seen;
+  ProcessSerialNumber psn{0, kNoProcess};
+  OSErr err;
+  while ((err = GetNextProcess(&psn)) == noErr) {
+    unsigned char name[32] = {};
+    ProcessInfoRec info{};
+    info.processInfoLength = 60; // the classic record length callers still pass
+    info.processName = name;
+    ASSERT_EQ(GetProcessInformation(&psn, &info), noErr);
+    EXPECT_EQ(info.processType, code("APPL"));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(name + 1), name[0]), "tester");
+    EXPECT_EQ(info.processNumber.lowLongOfPSN, psn.lowLongOfPSN);
+    EXPECT_TRUE(info.processMode & modeHighLevelEventAware);
+    EXPECT_EQ(info.processAppRef, nullptr) << "fields beyond the given length stay untouched";
+    pid_t pid = 0;
+    ASSERT_EQ(GetProcessPID(&psn, &pid), noErr);
+    seen.emplace_back(pid, info.processSignature);
+  }
+  EXPECT_EQ(err, procNotFound);
+  EXPECT_EQ(psn.highLongOfPSN, 0u);
+  EXPECT_EQ(psn.lowLongOfPSN, static_cast<UInt32>(kNoProcess));
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_EQ(seen[0], std::make_pair(first, code("One1")));
+  EXPECT_EQ(seen[1], std::make_pair(second, code("Two2")));
+}
+
+TEST_F(ProcessRegistryTest, SerialNumbersAreStableAndNameOneProcess) {
+  pid_t pid = launchServedApp("Stbl");
+  ProcessSerialNumber a, b, current, self;
+  ASSERT_EQ(GetProcessForPID(pid, &a), noErr);
+  ASSERT_EQ(GetProcessForPID(pid, &b), noErr);
+  Boolean same = false;
+  EXPECT_EQ(SameProcess(&a, &b, &same), noErr);
+  EXPECT_TRUE(same);
+
+  ASSERT_EQ(GetCurrentProcess(&self), noErr);
+  current = {0, kCurrentProcess};
+  EXPECT_EQ(SameProcess(&self, &current, &same), noErr);
+  EXPECT_TRUE(same);
+  EXPECT_EQ(SameProcess(&a, &current, &same), noErr);
+  EXPECT_FALSE(same);
+
+  // The same pid with another start time is another process: not found.
+  ProcessSerialNumber reused{a.highLongOfPSN + 1, a.lowLongOfPSN};
+  pid_t found = 0;
+  EXPECT_EQ(GetProcessPID(&reused, &found), procNotFound);
+  ProcessInfoRec info{};
+  info.processInfoLength = sizeof info;
+  EXPECT_EQ(GetProcessInformation(&reused, &info), procNotFound);
+  ProcessSerialNumber system{0, kSystemProcess};
+  EXPECT_EQ(GetProcessInformation(&system, &info), procNotFound);
+  info.processInfoLength = 40;
+  EXPECT_EQ(GetProcessInformation(&a, &info), paramErr);
+
+  // The full-length record also gives the bundle back as a file reference.
+  FSRef ref;
+  info = {};
+  info.processInfoLength = sizeof info;
+  info.processAppRef = &ref;
+  ASSERT_EQ(GetProcessInformation(&a, &info), noErr);
+  UInt8 path[1024];
+  ASSERT_EQ(FSRefMakePath(&ref, path, sizeof path), noErr);
+  EXPECT_TRUE(std::string(reinterpret_cast<char*>(path)).ends_with("/Applications/Stbl.app"));
+  EXPECT_EQ(FSRefMakePath(&ref, path, 4), paramErr);
+}
+
+TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
+  pid_t live = launchServedApp("Live");
+  // A process that has exited, and a live pid (our own) recorded with a wrong start time.
+  pid_t dead = fork();
+  if (dead == 0)
+    _exit(0);
+  waitpid(dead, nullptr, 0);
+  std::string folder = mRuntime + "/AppleEvents";
+  coreservices::RegistryEntry ghost;
+  ghost.pid = dead;
+  ghost.startTime = 12345;
+  ghost.signature = code("Live");
+  ghost.socketPath = coreservices::socketPathFor(folder, dead);
+  ASSERT_TRUE(coreservices::writeEntry(folder, ghost));
+  writeFile(ghost.socketPath, "");
+  coreservices::RegistryEntry reused = ghost;
+  reused.pid = getpid();
+  reused.socketPath = coreservices::socketPathFor(folder, getpid());
+  ASSERT_TRUE(coreservices::writeEntry(folder, reused));
+  writeFile(folder + "/999999.plist", "not a property list");
+
+  auto entries = coreservices::liveEntries();
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].pid, live);
+  EXPECT_FALSE(fs::exists(coreservices::entryPath(folder, dead)));
+  EXPECT_FALSE(fs::exists(ghost.socketPath));
+  EXPECT_FALSE(fs::exists(coreservices::entryPath(folder, getpid())));
+  EXPECT_FALSE(fs::exists(folder + "/999999.plist"));
+  // The signature still finds the live application, not the ghost.
+  EXPECT_EQ(coreservices::findLiveEntryBySignature(code("Live"))->pid, live);
+}
+
+TEST_F(ProcessRegistryTest, AnApplicationThatQuitsUnregisters) {
+  pid_t pid = launchServedApp("Quit");
+  AppleEvent event = testEvent("quit", "Quit");
+  ASSERT_EQ(AESendMessage(&event, nullptr, kAEWaitReply, kAEDefaultTimeout), noErr);
+  AEDisposeDesc(&event);
+  for (int i = 0; i < 200 && !runningApps().empty(); ++i)
+    usleep(10'000);
+  EXPECT_TRUE(runningApps().empty());
+  EXPECT_FALSE(fs::exists(coreservices::entryPath(mRuntime + "/AppleEvents", pid)));
+  EXPECT_FALSE(fs::exists(coreservices::socketPathFor(mRuntime + "/AppleEvents", pid)));
+}
+
+TEST_F(ProcessRegistryTest, RuntimeFolderMustBePrivate) {
+  auto folder = coreservices::runtimeFolder(true);
+  ASSERT_TRUE(folder.has_value());
+  struct stat info {};
+  ASSERT_EQ(stat(folder->c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0700u);
+
+  chmod(folder->c_str(), 0755);
+  EXPECT_FALSE(coreservices::runtimeFolder(true).has_value());
+  EXPECT_EQ(AEServerOpen(), paramErr);
+  chmod(folder->c_str(), 0700);
+
+  // A symbolic link in its place is refused too.
+  fs::remove_all(*folder);
+  fs::create_directory(mRoot + "/elsewhere");
+  chmod((mRoot + "/elsewhere").c_str(), 0700);
+  fs::create_directory_symlink(mRoot + "/elsewhere", *folder);
+  EXPECT_FALSE(coreservices::runtimeFolder(true).has_value());
+
+  unsetenv("XDG_RUNTIME_DIR");
+  auto fallback = coreservices::runtimeFolder(false);
+  if (fallback) {
+    EXPECT_EQ(*fallback, "/tmp/AppleEvents-" + std::to_string(geteuid()));
+  }
+}
+
+TEST(MachPorts, NamesAreAllocatedAndFreedWithTheRightErrors) {
+  mach_port_t receive = MACH_PORT_NULL, dead = MACH_PORT_NULL, other = MACH_PORT_NULL;
+  ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &receive), KERN_SUCCESS);
+  ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_DEAD_NAME, &dead), KERN_SUCCESS);
+  ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &other), KERN_SUCCESS);
+  EXPECT_TRUE(MACH_PORT_VALID(receive));
+  EXPECT_NE(receive, other);
+
+  struct Case {
+    const char* what;
+    kern_return_t result;
+    kern_return_t expected;
+  };
+  mach_port_t unused;
+  const Case cases[] = {
+      {"send right cannot be allocated",
+       mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_SEND, &unused), KERN_INVALID_VALUE},
+      {"foreign task", mach_port_allocate(mach_task_self() + 1, MACH_PORT_RIGHT_RECEIVE, &unused),
+       KERN_INVALID_TASK},
+      {"receive right is not deallocated", mach_port_deallocate(mach_task_self(), receive),
+       KERN_INVALID_RIGHT},
+      {"dead name is deallocated", mach_port_deallocate(mach_task_self(), dead), KERN_SUCCESS},
+      {"dead name is gone", mach_port_deallocate(mach_task_self(), dead), KERN_INVALID_NAME},
+      {"receive right is destroyed", mach_port_destroy(mach_task_self(), receive), KERN_SUCCESS},
+      {"destroyed twice", mach_port_destroy(mach_task_self(), receive), KERN_INVALID_NAME},
+      {"null name", mach_port_destroy(mach_task_self(), MACH_PORT_NULL), KERN_INVALID_NAME},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(c.result, c.expected) << c.what;
+
+  // A freed name is not handed out again.
+  mach_port_t next = MACH_PORT_NULL;
+  ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &next), KERN_SUCCESS);
+  EXPECT_NE(next, receive);
+  mach_port_destroy(mach_task_self(), next);
+  mach_port_destroy(mach_task_self(), other);
+}
+
+} // namespace

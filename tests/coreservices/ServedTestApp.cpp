@@ -1,0 +1,81 @@
+// A small application for the transport tests: it serves Apple Events of class 'TEST' until
+// asked to quit. The tests place it (by symbolic link) into bundles they make, so its signature
+// comes from whichever Info.plist or PkgInfo the test wrote.
+#include <Carbon/Carbon.h>
+
+#include <dirent.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr AEEventClass kTestClass = 0x54455354; // 'TEST'
+
+OSErr echo(const AppleEvent* event, AppleEvent* reply, SRefCon) {
+  AEDesc direct;
+  AEInitializeDesc(&direct);
+  OSErr err = AEGetParamDesc(event, keyDirectObject, typeWildCard, &direct);
+  if (err == noErr && reply->descriptorType != typeNull)
+    err = AEPutParamDesc(reply, keyDirectObject, &direct);
+  AEDisposeDesc(&direct);
+  return err;
+}
+
+OSErr slow(const AppleEvent* event, AppleEvent* reply, SRefCon refcon) {
+  SInt32 milliseconds = 0;
+  AEGetParamPtr(event, keyDirectObject, typeSInt32, nullptr, &milliseconds, sizeof milliseconds,
+                nullptr);
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+  return echo(event, reply, refcon);
+}
+
+OSErr vanish(const AppleEvent*, AppleEvent*, SRefCon) {
+  _exit(0);
+}
+
+OSErr quit(const AppleEvent*, AppleEvent*, SRefCon) {
+  QuitApplicationEventLoop();
+  return noErr;
+}
+
+OSErr fail(const AppleEvent*, AppleEvent*, SRefCon) {
+  return paramErr;
+}
+
+OSErr countDescriptors(const AppleEvent*, AppleEvent* reply, SRefCon) {
+  SInt32 count = 0;
+  if (DIR* dir = opendir("/proc/self/fd")) {
+    while (readdir(dir))
+      ++count;
+    closedir(dir);
+  }
+  return AEPutParamPtr(reply, keyDirectObject, typeSInt32, &count, sizeof count);
+}
+
+SInt32 gEventsSeen = 0;
+
+OSErr note(const AppleEvent*, AppleEvent*, SRefCon) {
+  ++gEventsSeen;
+  return noErr;
+}
+
+OSErr seen(const AppleEvent*, AppleEvent* reply, SRefCon) {
+  return AEPutParamPtr(reply, keyDirectObject, typeSInt32, &gEventsSeen, sizeof gEventsSeen);
+}
+
+} // namespace
+
+int main() {
+  struct {
+    AEEventID id;
+    AEEventHandlerProcPtr handler;
+  } handlers[] = {{0x6563686F /* echo */, echo},   {0x736C6F77 /* slow */, slow},
+                  {0x65786974 /* exit */, vanish}, {0x71756974 /* quit */, quit},
+                  {0x6661696C /* fail */, fail},   {0x66646374 /* fdct */, countDescriptors},
+                  {0x6E6F7465 /* note */, note},   {0x7365656E /* seen */, seen}};
+  for (auto& entry : handlers)
+    AEInstallEventHandler(kTestClass, entry.id, NewAEEventHandlerUPP(entry.handler), nullptr,
+                          false);
+  RunApplicationEventLoop();
+  return 0;
+}

@@ -1,0 +1,411 @@
+// Sending Apple Events to served applications in other processes, over real sockets.
+#include "Sandbox.h"
+
+#include "transport/Frame.h"
+#include "transport/PeerCredentials.h"
+#include "transport/Registry.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace cstest;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+class TransportTest : public SandboxTest {
+protected:
+  // Sends a 'TEST' event carrying value as its direct object and returns the send's status;
+  // *echoed receives the reply's direct object when there is one.
+  OSStatus sendValue(const char* id, const std::string& signature, SInt32 value,
+                     SInt32* echoed = nullptr, AESendMode mode = kAEWaitReply,
+                     long timeout = kAEDefaultTimeout) {
+    AppleEvent event = testEvent(id, signature);
+    AEPutParamPtr(&event, keyDirectObject, typeSInt32, &value, sizeof value);
+    AppleEvent reply;
+    AEInitializeDesc(&reply);
+    OSStatus status = AESendMessage(&event, &reply, mode, timeout);
+    if (echoed && status == noErr)
+      AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, echoed, sizeof *echoed, nullptr);
+    AEDisposeDesc(&reply);
+    AEDisposeDesc(&event);
+    return status;
+  }
+
+  SInt32 remoteDescriptorCount(const std::string& signature) {
+    SInt32 count = -1;
+    EXPECT_EQ(sendValue("fdct", signature, 0, &count), noErr);
+    return count;
+  }
+
+  // A raw connection to the application's socket, as a foreign client would make it.
+  int rawConnection(pid_t pid) {
+    auto entry = coreservices::findLiveEntry(pid);
+    EXPECT_TRUE(entry.has_value());
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, entry->socketPath.c_str(), sizeof address.sun_path - 1);
+    EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    timeval limit{5, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    return fd;
+  }
+
+  // Reads one frame from a raw connection; false at end of file.
+  static bool readRawFrame(int fd, coreservices::FrameHeader& header,
+                           std::vector<std::uint8_t>& payload) {
+    std::uint8_t raw[coreservices::kFrameHeaderSize];
+    if (recv(fd, raw, sizeof raw, MSG_WAITALL) != static_cast<ssize_t>(sizeof raw))
+      return false;
+    if (coreservices::decodeHeader(raw, header) != coreservices::HeaderCheck::ok)
+      return false;
+    payload.resize(header.length);
+    return header.length == 0 || recv(fd, payload.data(), header.length, MSG_WAITALL) ==
+                                     static_cast<ssize_t>(header.length);
+  }
+
+  static std::vector<std::uint8_t> flattenedEvent(const char* id, const std::string& signature) {
+    AppleEvent event = testEvent(id, signature);
+    SInt32 value = 7;
+    AEPutParamPtr(&event, keyDirectObject, typeSInt32, &value, sizeof value);
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(AESizeOfFlattenedDesc(&event)));
+    Size written = 0;
+    AEFlattenDesc(&event, reinterpret_cast<Ptr>(bytes.data()), static_cast<Size>(bytes.size()),
+                  &written);
+    AEDisposeDesc(&event);
+    return bytes;
+  }
+};
+
+TEST_F(TransportTest, SendsBySignatureAndReturnsTheReply) {
+  launchServedApp("Echo");
+  SInt32 echoed = 0;
+  EXPECT_EQ(sendValue("echo", "Echo", 4242, &echoed), noErr);
+  EXPECT_EQ(echoed, 4242);
+
+  // A handler's error arrives in the reply's 'errn'.
+  AppleEvent event = testEvent("fail", "Echo");
+  AppleEvent reply;
+  AEInitializeDesc(&reply);
+  ASSERT_EQ(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
+  SInt16 error = 0;
+  EXPECT_EQ(
+      AEGetParamPtr(&reply, keyErrorNumber, typeSInt16, nullptr, &error, sizeof error, nullptr),
+      noErr);
+  EXPECT_EQ(error, paramErr);
+  AEDisposeDesc(&reply);
+  AEDisposeDesc(&event);
+
+  // An event nobody handles: -1708 in 'errn'.
+  event = testEvent("none", "Echo");
+  ASSERT_EQ(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
+  EXPECT_EQ(
+      AEGetParamPtr(&reply, keyErrorNumber, typeSInt16, nullptr, &error, sizeof error, nullptr),
+      noErr);
+  EXPECT_EQ(error, errAEEventNotHandled);
+  AEDisposeDesc(&reply);
+  AEDisposeDesc(&event);
+}
+
+TEST_F(TransportTest, AddressesByPidAndSerialNumberAndLittleEndianSignature) {
+  pid_t pid = launchServedApp("Addr");
+  SInt32 value = 11, echoed = 0;
+
+  AppleEvent byPid = testEventToPid("echo", pid);
+  AEPutParamPtr(&byPid, keyDirectObject, typeSInt32, &value, sizeof value);
+  AppleEvent reply;
+  AEInitializeDesc(&reply);
+  ASSERT_EQ(AESendMessage(&byPid, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
+  AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &echoed, sizeof echoed, nullptr);
+  EXPECT_EQ(echoed, 11);
+  AEDisposeDesc(&reply);
+  AEDisposeDesc(&byPid);
+
+  ProcessSerialNumber psn;
+  ASSERT_EQ(GetProcessForPID(pid, &psn), noErr);
+  AEAddressDesc target;
+  AECreateDesc(typeProcessSerialNumber, &psn, sizeof psn, &target);
+  AppleEvent byPSN;
+  AECreateAppleEvent(code("TEST"), code("echo"), &target, kAutoGenerateReturnID, kAnyTransactionID,
+                     &byPSN);
+  AEDisposeDesc(&target);
+  EXPECT_EQ(AESendMessage(&byPSN, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
+  AEDisposeDesc(&reply);
+  AEDisposeDesc(&byPSN);
+
+  // An OSType stored in host order on this little-endian machine: "rddA".
+  EXPECT_EQ(sendValue("echo", "rddA", 5, &echoed), noErr);
+  EXPECT_EQ(echoed, 5);
+}
+
+TEST_F(TransportTest, ReportsMissingTargetsAndBadRequests) {
+  launchServedApp("Here");
+  EXPECT_EQ(sendValue("echo", "Gone", 1), procNotFound);
+  EXPECT_EQ(sendValue("echo", "Here", 1, nullptr, 0), errAEUnknownSendMode);
+  EXPECT_EQ(sendValue("echo", "Here", 1, nullptr, kAEQueueReply), errAEUnknownSendMode);
+  EXPECT_EQ(sendValue("echo", "Here", 1, nullptr, kAEWaitReply | 0x40000000), errAEUnknownSendMode);
+
+  AppleEvent noAddress;
+  AEAddressDesc none;
+  AEInitializeDesc(&none);
+  AECreateAppleEvent(code("TEST"), code("echo"), &none, kAutoGenerateReturnID, kAnyTransactionID,
+                     &noAddress);
+  EXPECT_EQ(AESendMessage(&noAddress, nullptr, kAEWaitReply, kAEDefaultTimeout),
+            errAEUnknownAddressType);
+  AEDisposeDesc(&noAddress);
+
+  AppleEvent badPort = testEvent("echo", "Here");
+  mach_port_t bogus = 0x7777;
+  AEPutAttributePtr(&badPort, keyReplyPortAttr, typeMachPort, &bogus, sizeof bogus);
+  EXPECT_EQ(AESendMessage(&badPort, nullptr, kAEWaitReply, kAEDefaultTimeout), noPortErr);
+  AEDisposeDesc(&badPort);
+}
+
+TEST_F(TransportTest, TimesOutAndTheDefaultTimeoutFollowsTheEnvironment) {
+  launchServedApp("Slow");
+  auto start = Clock::now();
+  EXPECT_EQ(sendValue("slow", "Slow", 3000, nullptr, kAEWaitReply, 12), errAETimeout);
+  EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(1500));
+
+  setenv("AE_DEFAULT_TIMEOUT_TICKS", "15", 1); // a quarter of a second
+  start = Clock::now();
+  EXPECT_EQ(sendValue("slow", "Slow", 3000), errAETimeout);
+  auto waited = Clock::now() - start;
+  EXPECT_GE(waited, std::chrono::milliseconds(200));
+  EXPECT_LT(waited, std::chrono::milliseconds(1500));
+}
+
+TEST_F(TransportTest, APeerThatDiesMidExchangeFailsAtOnce) {
+  pid_t pid = launchServedApp("Dies");
+  setenv("AE_DEFAULT_TIMEOUT_TICKS", "3600", 1);
+  auto start = Clock::now();
+  EXPECT_EQ(sendValue("exit", "Dies", 0), connectionInvalid);
+  EXPECT_LT(Clock::now() - start, std::chrono::seconds(3));
+  // Once it is gone, its registry entry is stale and is not used again.
+  for (int i = 0; i < 200 && kill(pid, 0) == 0 && !runningApps().empty(); ++i)
+    usleep(10'000);
+  EXPECT_EQ(sendValue("echo", "Dies", 0), procNotFound);
+}
+
+TEST_F(TransportTest, NoReplyReturnsOnceAccepted) {
+  launchServedApp("Note");
+  AppleEvent reply;
+  AEInitializeDesc(&reply);
+  for (int i = 0; i < 5; ++i) {
+    AppleEvent event = testEvent("note", "Note");
+    EXPECT_EQ(AESendMessage(&event, &reply, kAENoReply, kAEDefaultTimeout), noErr);
+    EXPECT_EQ(reply.descriptorType, typeNull);
+    AEDisposeDesc(&event);
+  }
+  SInt32 seen = 0;
+  EXPECT_EQ(sendValue("seen", "Note", 0, &seen), noErr);
+  EXPECT_EQ(seen, 5);
+}
+
+OSErr answerLocally(const AppleEvent*, AppleEvent* reply, SRefCon refcon) {
+  ++*static_cast<int*>(refcon);
+  SInt32 answer = 99;
+  if (reply->descriptorType == typeNull)
+    return noErr;
+  return AEPutParamPtr(reply, keyDirectObject, typeSInt32, &answer, sizeof answer);
+}
+
+TEST_F(TransportTest, CurrentProcessIsServedInProcess) {
+  int calls = 0;
+  ASSERT_EQ(AEInstallEventHandler(code("LOCL"), code("here"), answerLocally, &calls, false), noErr);
+  ProcessSerialNumber self{0, kCurrentProcess};
+  AEAddressDesc target;
+  AECreateDesc(typeProcessSerialNumber, &self, sizeof self, &target);
+  AppleEvent event, reply;
+  AECreateAppleEvent(code("LOCL"), code("here"), &target, kAutoGenerateReturnID, kAnyTransactionID,
+                     &event);
+  AEInitializeDesc(&reply);
+  ASSERT_EQ(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
+  SInt32 answer = 0;
+  AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &answer, sizeof answer, nullptr);
+  EXPECT_EQ(answer, 99);
+  AEDisposeDesc(&reply);
+  EXPECT_EQ(AESendMessage(&event, &reply, kAENoReply, kAEDefaultTimeout), noErr);
+  EXPECT_EQ(calls, 2);
+  AEDisposeDesc(&event);
+  AEDisposeDesc(&target);
+  AERemoveEventHandler(code("LOCL"), code("here"), answerLocally, false);
+}
+
+TEST_F(TransportTest, ReplyPortCarriesTheExchangeAndDestroyingItClosesTheChannel) {
+  launchServedApp("Port");
+  mach_port_t port = MACH_PORT_NULL;
+  ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &port), KERN_SUCCESS);
+  auto before = openDescriptors().size();
+  for (SInt32 i = 0; i < 3; ++i) {
+    AppleEvent event = testEvent("echo", "Port");
+    AEPutParamPtr(&event, keyDirectObject, typeSInt32, &i, sizeof i);
+    AEPutAttributePtr(&event, keyReplyPortAttr, typeMachPort, &port, sizeof port);
+    AppleEvent reply;
+    AEInitializeDesc(&reply);
+    ASSERT_EQ(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
+    SInt32 echoed = -1;
+    AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &echoed, sizeof echoed, nullptr);
+    EXPECT_EQ(echoed, i);
+    AEDisposeDesc(&reply);
+    AEDisposeDesc(&event);
+  }
+  // The port owns one connection, reused by every send through it, until it is destroyed.
+  EXPECT_EQ(openDescriptors().size(), before + 1);
+  EXPECT_EQ(mach_port_destroy(mach_task_self(), port), KERN_SUCCESS);
+  EXPECT_EQ(openDescriptors().size(), before);
+}
+
+TEST_F(TransportTest, ThousandExchangesLeaveNoDescriptorOpen) {
+  launchServedApp("Many");
+  SInt32 echoed = 0;
+  ASSERT_EQ(sendValue("echo", "Many", 0, &echoed), noErr); // warm up lazily made resources
+  auto local = openDescriptors();
+  SInt32 remote = remoteDescriptorCount("Many");
+  for (SInt32 i = 0; i < 1000; ++i) {
+    AppleEvent event = testEvent("echo", "Many");
+    AEPutParamPtr(&event, keyDirectObject, typeSInt32, &i, sizeof i);
+    mach_port_t port = MACH_PORT_NULL;
+    bool withPort = i % 2 == 0; // half as the plug-in sends, half on transient channels
+    if (withPort) {
+      mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &port);
+      AEPutAttributePtr(&event, keyReplyPortAttr, typeMachPort, &port, sizeof port);
+    }
+    AppleEvent reply;
+    AEInitializeDesc(&reply);
+    ASSERT_EQ(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout), noErr) << i;
+    AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &echoed, sizeof echoed, nullptr);
+    ASSERT_EQ(echoed, i);
+    AEDisposeDesc(&reply);
+    AEDisposeDesc(&event);
+    if (withPort)
+      mach_port_destroy(mach_task_self(), port);
+  }
+  EXPECT_EQ(openDescriptors(), local);
+  // The server notices closed connections on its next turn; give it a few.
+  SInt32 remoteAfter = 0;
+  for (int attempt = 0; attempt < 20 && (remoteAfter = remoteDescriptorCount("Many")) != remote;
+       ++attempt)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_EQ(remoteAfter, remote);
+}
+
+TEST_F(TransportTest, TwoClientsAtOnceAreBothAnswered) {
+  launchServedApp("Both");
+  std::atomic<int> answered{0};
+  auto client = [&](SInt32 base) {
+    for (SInt32 i = 0; i < 50; ++i) {
+      SInt32 echoed = -1;
+      if (sendValue("echo", "Both", base + i, &echoed) == noErr && echoed == base + i)
+        ++answered;
+    }
+  };
+  // One client holds the server in a slow handler while the others queue up behind it.
+  std::thread slowClient([&] {
+    SInt32 echoed = 0;
+    if (sendValue("slow", "Both", 300, &echoed) == noErr && echoed == 300)
+      ++answered;
+  });
+  std::thread first(client, 1000), second(client, 2000);
+  first.join();
+  second.join();
+  slowClient.join();
+  EXPECT_EQ(answered, 101);
+}
+
+struct RawFrameCase {
+  const char* name;
+  std::vector<std::uint8_t> bytes;
+  OSStatus expected;
+  bool connectionStaysOpen;
+};
+
+TEST_F(TransportTest, MalformedAndOversizedFramesAreRefusedWhileOthersAreServed) {
+  pid_t pid = launchServedApp("Tuff");
+  using namespace coreservices;
+  auto header = [](std::uint32_t magic, std::uint16_t version, std::uint8_t kind,
+                   std::uint32_t length) {
+    std::vector<std::uint8_t> bytes(kFrameHeaderSize);
+    writeBigEndian32(bytes.data(), magic);
+    bytes[4] = static_cast<std::uint8_t>(version >> 8);
+    bytes[5] = static_cast<std::uint8_t>(version);
+    bytes[6] = kind;
+    writeBigEndian32(bytes.data() + 8, length);
+    writeBigEndian32(bytes.data() + 12, 77);
+    return bytes;
+  };
+  auto garbage = header(kFrameMagic, kFrameVersion, 1, 12);
+  garbage.insert(garbage.end(), {'d', 'l', 'e', '2', 0, 0, 0, 0, 'x', 'x', 'x', 'x'});
+  auto truncatedEvent = flattenedEvent("echo", "Tuff");
+  truncatedEvent.resize(truncatedEvent.size() / 2);
+  auto truncated =
+      header(kFrameMagic, kFrameVersion, 1, static_cast<std::uint32_t>(truncatedEvent.size()));
+  truncated.insert(truncated.end(), truncatedEvent.begin(), truncatedEvent.end());
+
+  const RawFrameCase cases[] = {
+      {"oversized", header(kFrameMagic, kFrameVersion, 1, kMaxFramePayload + 1), memFullErr, false},
+      {"bad magic", header(0x12345678, kFrameVersion, 1, 0), errAECorruptData, false},
+      {"bad version", header(kFrameMagic, 9, 1, 0), errAECorruptData, false},
+      {"reply sent to a server", header(kFrameMagic, kFrameVersion, 2, 0), errAECorruptData, false},
+      {"not a flattened event", garbage, errAECorruptData, true},
+      {"event cut short", truncated, errAECorruptData, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    int fd = rawConnection(pid);
+    // A client stuck half-way through a frame must not hold up the others either.
+    int stalled = rawConnection(pid);
+    ASSERT_EQ(send(stalled, c.bytes.data(), 5, MSG_NOSIGNAL), 5);
+    ASSERT_EQ(send(fd, c.bytes.data(), c.bytes.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(c.bytes.size()));
+    FrameHeader answer;
+    std::vector<std::uint8_t> payload;
+    ASSERT_TRUE(readRawFrame(fd, answer, payload));
+    EXPECT_EQ(answer.kind, FrameKind::error);
+    ASSERT_EQ(payload.size(), 4u);
+    EXPECT_EQ(static_cast<OSStatus>(readBigEndian32(payload.data())), c.expected);
+
+    SInt32 echoed = 0;
+    EXPECT_EQ(sendValue("echo", "Tuff", 3, &echoed), noErr);
+    EXPECT_EQ(echoed, 3);
+
+    if (c.connectionStaysOpen) {
+      auto event = flattenedEvent("echo", "Tuff");
+      auto frame = header(kFrameMagic, kFrameVersion, 1, static_cast<std::uint32_t>(event.size()));
+      frame[7] = kFrameWantsReply;
+      frame.insert(frame.end(), event.begin(), event.end());
+      ASSERT_EQ(send(fd, frame.data(), frame.size(), MSG_NOSIGNAL),
+                static_cast<ssize_t>(frame.size()));
+      ASSERT_TRUE(readRawFrame(fd, answer, payload));
+      EXPECT_EQ(answer.kind, FrameKind::reply);
+      EXPECT_EQ(answer.exchangeID, 77u);
+    } else {
+      EXPECT_FALSE(readRawFrame(fd, answer, payload)) << "connection should be closed";
+    }
+    close(fd);
+    close(stalled);
+  }
+}
+
+TEST(PeerCredentials, OnlyTheSameUserIsAccepted) {
+  EXPECT_TRUE(coreservices::credentialsAcceptable(1000, 1000));
+  EXPECT_FALSE(coreservices::credentialsAcceptable(0, 1000));
+  EXPECT_FALSE(coreservices::credentialsAcceptable(1001, 1000));
+  int pair[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+  EXPECT_TRUE(coreservices::peerIsSameUser(pair[0]));
+  close(pair[0]);
+  close(pair[1]);
+  // A socket that is not connected has no peer to vouch for.
+  int lone = socket(AF_UNIX, SOCK_STREAM, 0);
+  EXPECT_FALSE(coreservices::peerIsSameUser(lone));
+  close(lone);
+}
+
+} // namespace
