@@ -1,0 +1,59 @@
+#pragma once
+
+#include "BodyInputStream.h"
+#include "FilterForm.h"
+#include "MailStore.h"
+#include "MessageChannel.h"
+
+#include <nsIStreamListener.h>
+#include <nsIUrlListener.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace mailhost {
+
+// Told about every message that could not be delivered: its URI and why.
+using DeliveryFailureReporter = std::function<void(const std::string& uri, const std::string& why)>;
+
+// The delivery of one message in filter form to a stream listener, in steps that the message
+// service runs from the event loop, one step per turn:
+//   1. OnStartRequest(channel, null)
+//   2. the message is read and converted; if the mail URL has a header sink: ProcessHeaders
+//      once, HandleAttachment per attachment, OnEndAllAttachments, OnEndMsgHeaders(url)
+//   3. OnDataAvailable per block of the body, until the listener has read all of it
+//   4. OnStopRequest(channel, null, status): NS_OK, the reason the message could not be read,
+//      or the listener's own failure or cancel.
+class MessageDelivery {
+public:
+  static constexpr std::size_t kBlockSize = 16 * 1024;
+
+  MessageDelivery(const MailStore& store, MessageRef message, nsIStreamListener* listener,
+                  MessageChannel* channel, nsIUrlListener* urlListener,
+                  DeliveryFailureReporter reportFailure);
+  ~MessageDelivery();
+
+  // Runs the next step; false once OnStopRequest has been delivered.
+  bool step();
+
+private:
+  enum class Stage { Start, Convert, Body, Stop, Done };
+
+  void start();
+  void convert();
+  void sendHeaders(const FilterForm& form, nsIMsgHeaderSink* sink);
+  void sendBlock();
+  void stop();
+
+  const MailStore& mStore;
+  MessageRef mMessage;
+  nsCOMPtr<nsIStreamListener> mListener;
+  nsCOMPtr<MessageChannel> mChannel;
+  nsCOMPtr<nsIUrlListener> mUrlListener;
+  DeliveryFailureReporter mReportFailure;
+  nsCOMPtr<BodyInputStream> mBody;
+  Stage mStage = Stage::Start;
+};
+
+} // namespace mailhost

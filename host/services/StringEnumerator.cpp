@@ -1,0 +1,31 @@
+#include "StringEnumerator.h"
+
+#include "RefCounting.h"
+
+namespace mailhost {
+
+StringEnumerator::StringEnumerator(std::vector<std::string> strings)
+    : mStrings(std::move(strings)) {}
+
+MAILHOST_IMPL_REFCOUNTING(StringEnumerator)
+
+NS_IMETHODIMP StringEnumerator::QueryInterface(REFNSIID aIID, void** aResult) {
+  return queryChain<StringEnumerator, nsISupports, nsIUTF8StringEnumerator>(this, aIID, aResult);
+}
+
+NS_IMETHODIMP StringEnumerator::HasMore(PRBool* _retval) {
+  if (!_retval)
+    return NS_ERROR_NULL_POINTER;
+  *_retval = mNext < mStrings.size() ? PR_TRUE : PR_FALSE;
+  return NS_OK;
+}
+
+NS_IMETHODIMP StringEnumerator::GetNext(nsACString& _retval) {
+  if (mNext >= mStrings.size())
+    return NS_ERROR_FAILURE;
+  const std::string& next = mStrings[mNext++];
+  _retval.Assign(next.data(), static_cast<PRUint32>(next.size()));
+  return NS_OK;
+}
+
+} // namespace mailhost

@@ -1,0 +1,388 @@
+// The mailbox service as a junk-mail filter meets it: registration, the order of the stream
+// and header-sink calls, deliveries only from the event loop and one after the other, short
+// reads, failures found before and during a delivery, and a large message.
+#include "MailboxService.h"
+#include "EventLoop.h"
+#include "RecordingListener.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <nsIComponentRegistrar.h>
+#include <nsServiceManagerUtils.h>
+#include <nsXPCOM.h>
+
+#include <fstream>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace mailhost;
+
+namespace {
+
+class XpcomEnvironment : public ::testing::Environment {
+public:
+  void SetUp() override { ASSERT_EQ(NS_InitXPCOM2(nullptr, nullptr, nullptr), NS_OK); }
+  void TearDown() override { NS_ShutdownXPCOM(nullptr); }
+};
+const auto* const kEnvironment = ::testing::AddGlobalTestEnvironment(new XpcomEnvironment);
+
+std::string hex(nsresult rv) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%08x", rv);
+  return text;
+}
+
+class MailboxServiceTest : public ::testing::Test {
+protected:
+  MailboxServiceTest()
+      : service(new MailboxService(loop, MailStore(),
+                                   [this](const std::string& uri, const std::string& why) {
+                                     failures.push_back(uri + ": " + why);
+                                   })),
+        listener(new RecordingListener) {
+    RecordingListener::sViolations.clear();
+  }
+  ~MailboxServiceTest() override {
+    loop.runUntilIdle();
+    EXPECT_EQ(RecordingListener::sViolations, std::vector<std::string>{});
+  }
+
+  nsresult stream(const std::string& uri, const char* conversion = "filter",
+                  nsISupports* consumer = nullptr) {
+    RecordingListener::sInsideStreamMessage = true;
+    nsresult rv = service->StreamMessage(
+        uri.c_str(), consumer ? consumer : static_cast<nsIStreamListener*>(listener.get()), nullptr,
+        nullptr, PR_TRUE, conversion, nullptr);
+    RecordingListener::sInsideStreamMessage = false;
+    return rv;
+  }
+
+  std::string uriOf(const std::filesystem::path& folder, std::size_t index = 0) {
+    return service->store().messagesIn(folder).at(index).uri;
+  }
+  std::string urlOf(const std::string& uri) {
+    return service->store().mailUrlFor(service->store().parseUri(uri));
+  }
+
+  TempDir dir;
+  EventLoop loop;
+  std::vector<std::string> failures;
+  nsCOMPtr<MailboxService> service;
+  nsCOMPtr<RecordingListener> listener;
+};
+
+} // namespace
+
+TEST_F(MailboxServiceTest, OneServiceAnswersBothContractIds) {
+  ASSERT_EQ(registerMailboxService(service), NS_OK);
+  nsresult rv = NS_ERROR_FAILURE;
+  nsCOMPtr<nsIMsgMessageService> mailbox = do_GetService(kMailboxServiceContractId, &rv);
+  ASSERT_EQ(rv, NS_OK);
+  nsCOMPtr<nsIMsgMessageService> message = do_GetService(kMailboxMessageServiceContractId, &rv);
+  ASSERT_EQ(rv, NS_OK);
+  EXPECT_EQ(mailbox.get(), static_cast<nsIMsgMessageService*>(service.get()));
+  EXPECT_EQ(message.get(), mailbox.get());
+
+  nsCOMPtr<nsIURI> url;
+  EXPECT_EQ(mailbox->CopyMessage("u", nullptr, PR_FALSE, nullptr, nullptr, nullptr),
+            NS_ERROR_NOT_IMPLEMENTED);
+  EXPECT_EQ(mailbox->DisplayMessage("u", nullptr, nullptr, nullptr, nullptr, nullptr),
+            NS_ERROR_NOT_IMPLEMENTED);
+  EXPECT_EQ(mailbox->GetUrlForUri("u", getter_AddRefs(url), nullptr), NS_ERROR_NOT_IMPLEMENTED);
+  EXPECT_EQ(mailbox->MessageURIToMsgHdr("u", nullptr), NS_ERROR_NOT_IMPLEMENTED);
+}
+
+TEST_F(MailboxServiceTest, DeliversTheFilterFormInTheHostsOrder) {
+  dir.write("Inbox", "From a\nSubject: =?utf-8?q?Gr=C3=BC=C3=9Fe?=\nNewsgroups: x.y\n"
+                     "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nHello\n--b\n"
+                     "Content-Type: application/pdf; name=\"r=C3=A9.pdf\"\n\n%PDF\n--b--\n");
+  std::string uri = uriOf(dir / "Inbox");
+  std::string url = urlOf(uri);
+  ASSERT_EQ(stream(uri), NS_OK);
+  EXPECT_TRUE(listener->events.empty()) << "a callback came before the loop ran";
+  loop.runUntilIdle();
+  std::vector<std::string> expected = {
+      "start " + url + "&header=filter",
+      "headers [Subject=Gr\xC3\xBC\xC3\x9F"
+      "e] [Newsgroups=x.y] "
+      "[Content-Type=multipart/mixed; boundary=b] dontCollect",
+      "attachment application/pdf " + url + "&part=1.2 r=C3=A9.pdf " + uri,
+      "endAttachments",
+      "endHeaders " + url + "&header=filter",
+      "data",
+      "stop 00000000",
+  };
+  EXPECT_EQ(listener->events, expected);
+  EXPECT_EQ(listener->capture, "Subject: Gr\xC3\xBC\xC3\x9F"
+                               "e\nNewsgroups: x.y\n"
+                               "Content-Type: multipart/mixed; boundary=b\n\nHello");
+  EXPECT_TRUE(failures.empty());
+}
+
+TEST_F(MailboxServiceTest, WithoutAHeaderSinkOnlyTheBodyArrives) {
+  dir.write("note.eml", "Subject: s\n\nbody text\n");
+  listener->installSink = false;
+  ASSERT_EQ(stream(uriOf(dir / "note.eml")), NS_OK);
+  loop.runUntilIdle();
+  ASSERT_EQ(listener->events.size(), 3u);
+  EXPECT_EQ(listener->events[1], "data");
+  EXPECT_EQ(listener->capture, "body text\n");
+}
+
+TEST_F(MailboxServiceTest, ABatchStreamedFromOnStopRequestRunsOneMessageAfterTheOther) {
+  dir.write("Inbox", "From a\nSubject: 1\n\none\n\nFrom b\nSubject: 2\n\ntwo\n\n"
+                     "From c\nSubject: 3\n\nthree\n");
+  std::vector<MessageRef> messages = service->store().messagesIn(dir / "Inbox");
+  std::size_t next = 1;
+  // As a filter classifies a batch: the next message is asked for while the last one stops.
+  listener->onStop = [&] {
+    if (next < messages.size()) {
+      EXPECT_EQ(stream(messages[next++].uri), NS_OK);
+    }
+    EXPECT_TRUE(listener->events.back().starts_with("stop")) << "a callback inside OnStopRequest";
+  };
+  ASSERT_EQ(stream(messages[0].uri), NS_OK);
+  loop.runUntilIdle();
+  EXPECT_EQ(listener->bodies, (std::vector<std::string>{"one\n", "two\n", "three\n"}));
+  std::vector<std::string> kinds;
+  for (const std::string& event : listener->events)
+    kinds.push_back(event.substr(0, event.find(' ')));
+  std::vector<std::string> one = {"start",      "headers", "endAttachments",
+                                  "endHeaders", "data",    "stop"};
+  std::vector<std::string> expected;
+  for (int i = 0; i < 3; ++i)
+    expected.insert(expected.end(), one.begin(), one.end());
+  EXPECT_EQ(kinds, expected);
+}
+
+TEST_F(MailboxServiceTest, TwoListenersAreServedInTurn) {
+  dir.write("a.eml", "Subject: a\n\n" + std::string(40000, 'a'));
+  dir.write("b.eml", "Subject: b\n\nb");
+  nsCOMPtr<RecordingListener> other = new RecordingListener;
+  ASSERT_EQ(stream(uriOf(dir / "a.eml")), NS_OK);
+  ASSERT_EQ(stream(uriOf(dir / "b.eml"), "filter", static_cast<nsIStreamListener*>(other.get())),
+            NS_OK);
+  // Run until the first listener has stopped: the second may not have started yet.
+  loop.runUntil([&] { return !listener->stopStatuses.empty(); });
+  EXPECT_TRUE(other->events.empty());
+  loop.runUntilIdle();
+  EXPECT_EQ(other->bodies, std::vector<std::string>{"b"});
+}
+
+TEST_F(MailboxServiceTest, ShortReadsGetTheRestInLaterBlocks) {
+  std::string body;
+  for (int i = 0; i < 5000; ++i)
+    body += std::to_string(i) + "\n";
+  dir.write("big.eml", "Subject: big\n\n" + body);
+  listener->readLimit = 1000;
+  ASSERT_EQ(stream(uriOf(dir / "big.eml")), NS_OK);
+  loop.runUntilIdle();
+  ASSERT_EQ(listener->bodies.size(), 1u);
+  EXPECT_EQ(listener->bodies[0], body);
+  EXPECT_EQ(listener->stopStatuses, std::vector<nsresult>{NS_OK});
+}
+
+TEST_F(MailboxServiceTest, AListenerThatReadsNothingEndsTheDelivery) {
+  dir.write("m.eml", "Subject: m\n\nsome body\n");
+  class Idle final : public nsIStreamListener {
+  public:
+    std::vector<nsresult> stops;
+    nsrefcnt count = 1;
+    NS_IMETHOD QueryInterface(REFNSIID iid, void** result) override {
+      *result = nullptr;
+      if (!iid.Equals(NS_GET_IID(nsIStreamListener)) && !iid.Equals(NS_GET_IID(nsISupports)))
+        return NS_ERROR_NO_INTERFACE;
+      *result = this;
+      AddRef();
+      return NS_OK;
+    }
+    NS_IMETHOD_(nsrefcnt) AddRef() override { return ++count; }
+    NS_IMETHOD_(nsrefcnt) Release() override { return --count; }
+    NS_IMETHOD OnStartRequest(nsIRequest*, nsISupports*) override { return NS_OK; }
+    NS_IMETHOD OnStopRequest(nsIRequest*, nsISupports*, nsresult status) override {
+      stops.push_back(status);
+      return NS_OK;
+    }
+    NS_IMETHOD OnDataAvailable(nsIRequest*, nsISupports*, nsIInputStream*, PRUint32,
+                               PRUint32) override {
+      return NS_OK; // reads nothing
+    }
+  } idle;
+  ASSERT_EQ(stream(uriOf(dir / "m.eml"), "filter", static_cast<nsIStreamListener*>(&idle)), NS_OK);
+  EXPECT_LT(loop.runUntilIdle(), 10u);
+  EXPECT_EQ(idle.stops, std::vector<nsresult>{NS_ERROR_UNEXPECTED});
+  EXPECT_EQ(idle.count, 1u) << "the delivery kept a reference";
+}
+
+TEST_F(MailboxServiceTest, CancelAndFailedStartEndTheDeliveryWithTheirStatus) {
+  dir.write("m.eml", "Subject: m\n\n" + std::string(100000, 'x'));
+  listener->cancelInDataWith = NS_ERROR_ABORT;
+  ASSERT_EQ(stream(uriOf(dir / "m.eml")), NS_OK);
+  loop.runUntilIdle();
+  EXPECT_EQ(listener->stopStatuses, std::vector<nsresult>{NS_ERROR_ABORT});
+  EXPECT_EQ(listener->bodies.at(0).size(), MessageDelivery::kBlockSize);
+
+  nsCOMPtr<RecordingListener> refusing = new RecordingListener;
+  refusing->failStartWith = NS_ERROR_FAILURE;
+  ASSERT_EQ(stream(uriOf(dir / "m.eml"), "filter", static_cast<nsIStreamListener*>(refusing.get())),
+            NS_OK);
+  loop.runUntilIdle();
+  ASSERT_EQ(refusing->events.size(), 2u);
+  EXPECT_EQ(refusing->events[1], "stop " + hex(NS_ERROR_FAILURE));
+}
+
+TEST_F(MailboxServiceTest, UrisThatNameNoLocalMessageFailAtOnce) {
+  struct Case {
+    std::string uri;
+    const char* conversion;
+    nsresult expected;
+  } cases[] = {
+      {"imap-message://u@h/INBOX#1", "filter", NS_ERROR_FAILURE},
+      {"mailbox-message://nobody@Local%20Folders/Inbox", "filter", NS_ERROR_FAILURE},
+      {"file:///tmp/x.eml", "filter", NS_ERROR_FAILURE},
+      {"mailbox-message://nobody@Local%20Folders/a/../b#0", "filter", NS_ERROR_FAILURE},
+      {"mailbox-message://nobody@Local%20Folders/Inbox#0", "attach", NS_ERROR_NOT_IMPLEMENTED},
+      {"mailbox-message://nobody@Local%20Folders/Inbox#0", nullptr, NS_ERROR_NOT_IMPLEMENTED},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.uri);
+    EXPECT_EQ(stream(c.uri, c.conversion), c.expected);
+  }
+  EXPECT_EQ(service->StreamMessage(nullptr, static_cast<nsIStreamListener*>(listener.get()),
+                                   nullptr, nullptr, PR_TRUE, "filter", nullptr),
+            NS_ERROR_NULL_POINTER);
+  // A consumer that is no stream listener.
+  EXPECT_EQ(stream("mailbox-message://nobody@Local%20Folders/Inbox#0", "filter", service.get()),
+            NS_ERROR_NO_INTERFACE);
+  EXPECT_EQ(loop.runUntilIdle(), 0u);
+  EXPECT_TRUE(listener->events.empty());
+  EXPECT_EQ(failures.size(), 4u);
+}
+
+TEST_F(MailboxServiceTest, MessagesThatCannotBeReadStopWithAFailure) {
+  dir.write("Inbox", "From a\nSubject: 1\n\none\n");
+  dir.write("garbage.eml", "not a header\nat all\n");
+  std::string inbox = uriOf(dir / "Inbox");
+  struct Case {
+    std::string uri;
+    nsresult status;
+  } cases[] = {
+      {inbox.substr(0, inbox.find('#')) + "#999", NS_ERROR_FAILURE},
+      {inbox.substr(0, inbox.find('#')) + "-gone#0", NS_ERROR_FILE_NOT_FOUND},
+      {uriOf(dir / "garbage.eml"), NS_ERROR_FAILURE},
+      {"file://" + (dir / "missing.eml").string() + "?type=application/x-message-display",
+       NS_ERROR_FILE_NOT_FOUND},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.uri);
+    nsCOMPtr<RecordingListener> one = new RecordingListener;
+    failures.clear();
+    ASSERT_EQ(stream(c.uri, "filter", static_cast<nsIStreamListener*>(one.get())), NS_OK);
+    loop.runUntilIdle();
+    ASSERT_EQ(one->events.size(), 2u);
+    EXPECT_TRUE(one->events[0].starts_with("start "));
+    EXPECT_EQ(one->events[1], "stop " + hex(c.status));
+    ASSERT_EQ(failures.size(), 1u);
+    EXPECT_TRUE(failures[0].starts_with(c.uri + ": "));
+  }
+}
+
+TEST_F(MailboxServiceTest, TheChannelAndUrlDescribeTheFetch) {
+  dir.write("My Box/msg.eml", "Subject: s\n\nb");
+  std::string uri = uriOf(dir / "My Box/msg.eml");
+  nsCOMPtr<nsIURI> url;
+  ASSERT_EQ(service->StreamMessage(uri.c_str(), static_cast<nsIStreamListener*>(listener.get()),
+                                   nullptr, nullptr, PR_TRUE, "filter", getter_AddRefs(url)),
+            NS_OK);
+  nsCOMPtr<nsIMsgMailNewsUrl> mailUrl = do_QueryInterface(url);
+  ASSERT_TRUE(mailUrl);
+  nsCString text;
+  PRBool is = PR_FALSE;
+  mailUrl->GetScheme(text);
+  EXPECT_TRUE(text.Equals("mailbox"));
+  mailUrl->GetFileName(text);
+  EXPECT_TRUE(text.Equals("msg.eml"));
+  mailUrl->GetQuery(text);
+  EXPECT_TRUE(text.Equals("type=application/x-message-display&number=0&header=filter"));
+  mailUrl->SchemeIs("mailbox", &is);
+  EXPECT_TRUE(is);
+  EXPECT_EQ(mailUrl->GetServer(nullptr), NS_ERROR_NOT_IMPLEMENTED);
+  loop.runUntilIdle();
+  // The listener installed itself as the sink, and the URL kept it.
+  nsCOMPtr<nsIMsgHeaderSink> sink;
+  mailUrl->GetMsgHeaderSink(getter_AddRefs(sink));
+  EXPECT_EQ(sink.get(), static_cast<nsIMsgHeaderSink*>(listener.get()));
+  EXPECT_EQ(listener->stopStatuses, std::vector<nsresult>{NS_OK});
+}
+
+// A 50 MB message streams with about one copy of it in memory (checked in a child process so
+// that the peak belongs to this delivery alone).
+TEST_F(MailboxServiceTest, AFiftyMegabyteMessageStreamsInBlocks) {
+  constexpr std::size_t kSize = 50u << 20;
+  std::filesystem::path file = dir / "large.eml";
+  {
+    std::ofstream out(file, std::ios::binary);
+    out << "Subject: large\n\n";
+    std::string line(99, 'x');
+    line += '\n';
+    for (std::size_t written = 0; written < kSize; written += line.size())
+      out << line;
+  }
+  std::string uri = uriOf(file);
+  pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    long pageKb = ::sysconf(_SC_PAGESIZE) / 1024;
+    long resident = 0;
+    std::ifstream("/proc/self/statm") >> resident >> resident;
+    long baselineKb = resident * pageKb;
+    EventLoop childLoop;
+    nsCOMPtr<MailboxService> childService = new MailboxService(childLoop, MailStore());
+    class Counter final : public nsIStreamListener {
+    public:
+      std::size_t bytes = 0, blocks = 0;
+      nsresult status = NS_ERROR_FAILURE;
+      NS_IMETHOD QueryInterface(REFNSIID, void** r) override {
+        *r = this;
+        return NS_OK;
+      }
+      NS_IMETHOD_(nsrefcnt) AddRef() override { return 2; }
+      NS_IMETHOD_(nsrefcnt) Release() override { return 1; }
+      NS_IMETHOD OnStartRequest(nsIRequest*, nsISupports*) override { return NS_OK; }
+      NS_IMETHOD OnStopRequest(nsIRequest*, nsISupports*, nsresult s) override {
+        status = s;
+        return NS_OK;
+      }
+      NS_IMETHOD OnDataAvailable(nsIRequest*, nsISupports*, nsIInputStream* in, PRUint32,
+                                 PRUint32 count) override {
+        char buffer[MessageDelivery::kBlockSize];
+        PRUint32 got = 0;
+        in->Read(buffer, std::min<PRUint32>(count, sizeof buffer), &got);
+        bytes += got;
+        ++blocks;
+        return NS_OK;
+      }
+    } counter;
+    childService->StreamMessage(uri.c_str(), &counter, nullptr, nullptr, PR_TRUE, "filter",
+                                nullptr);
+    childLoop.runUntilIdle();
+    struct rusage usage {};
+    ::getrusage(RUSAGE_SELF, &usage);
+    long growthKb = usage.ru_maxrss - baselineKb;
+    bool ok = counter.status == NS_OK && counter.bytes >= kSize &&
+              counter.blocks ==
+                  (counter.bytes + MessageDelivery::kBlockSize - 1) / MessageDelivery::kBlockSize;
+#if !defined(__SANITIZE_ADDRESS__)
+    ok = ok && growthKb < static_cast<long>(kSize / 1024 * 3 / 2); // one copy, not two
+#endif
+    if (!ok)
+      std::fprintf(stderr, "status %08x bytes %zu blocks %zu growth %ld KiB\n", counter.status,
+                   counter.bytes, counter.blocks, growthKb);
+    ::_exit(ok ? 0 : 1);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}

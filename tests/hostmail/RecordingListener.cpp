@@ -1,0 +1,171 @@
+#include "RecordingListener.h"
+
+#include <nsIChannel.h>
+#include <nsIInputStream.h>
+#include <nsIMsgMailNewsUrl.h>
+#include <nsIStringEnumerator.h>
+
+#include <glib.h>
+
+bool RecordingListener::sInsideStreamMessage = false;
+std::vector<std::string> RecordingListener::sViolations;
+int RecordingListener::sStopsRunning = 0;
+
+namespace {
+
+std::string toStd(const nsACString& value) {
+  const char* data = nullptr;
+  PRUint32 length = NS_CStringGetData(value, &data, nullptr);
+  return std::string(data, length);
+}
+
+std::string utf8(const PRUnichar* text) {
+  if (!text)
+    return "<null>";
+  char* converted =
+      g_utf16_to_utf8(reinterpret_cast<const gunichar2*>(text), -1, nullptr, nullptr, nullptr);
+  std::string result = converted ? converted : "<invalid>";
+  g_free(converted);
+  return result;
+}
+
+} // namespace
+
+std::string specOf(nsIURI* uri) {
+  if (!uri)
+    return "<null>";
+  nsCString spec;
+  uri->GetSpec(spec);
+  return toStd(spec);
+}
+
+NS_IMETHODIMP RecordingListener::QueryInterface(REFNSIID aIID, void** aResult) {
+  nsISupports* face = nullptr;
+  if (aIID.Equals(NS_GET_IID(nsISupports)) || aIID.Equals(NS_GET_IID(nsIRequestObserver)) ||
+      aIID.Equals(NS_GET_IID(nsIStreamListener)))
+    face = static_cast<nsIStreamListener*>(this);
+  else if (aIID.Equals(NS_GET_IID(nsIMsgHeaderSink)))
+    face = static_cast<nsIMsgHeaderSink*>(this);
+  *aResult = face;
+  if (!face)
+    return NS_ERROR_NO_INTERFACE;
+  face->AddRef();
+  return NS_OK;
+}
+
+NS_IMETHODIMP_(nsrefcnt) RecordingListener::Release() {
+  nsrefcnt count = --mRefCount;
+  if (count == 0) {
+    mRefCount = 1;
+    delete this;
+  }
+  return count;
+}
+
+void RecordingListener::check(const char* callback) {
+  if (sInsideStreamMessage)
+    sViolations.push_back(std::string(callback) + " inside StreamMessage");
+}
+
+NS_IMETHODIMP RecordingListener::OnStartRequest(nsIRequest* aRequest, nsISupports* aContext) {
+  check("OnStartRequest");
+  if (sStopsRunning > 0)
+    sViolations.push_back("OnStartRequest while an OnStopRequest runs");
+  mExpectedOffset = 0;
+  bodies.emplace_back();
+  nsCOMPtr<nsIChannel> channel = do_QueryInterface(aRequest);
+  nsCOMPtr<nsIURI> uri;
+  if (channel)
+    channel->GetURI(getter_AddRefs(uri));
+  events.push_back("start " + specOf(uri) + (aContext ? " with context" : ""));
+  nsCOMPtr<nsIMsgMailNewsUrl> url = do_QueryInterface(uri);
+  if (url && installSink)
+    url->SetMsgHeaderSink(this);
+  return failStartWith;
+}
+
+NS_IMETHODIMP RecordingListener::OnDataAvailable(nsIRequest* aRequest, nsISupports*,
+                                                 nsIInputStream* aStream, PRUint32 aOffset,
+                                                 PRUint32 aCount) {
+  check("OnDataAvailable");
+  if (aOffset != mExpectedOffset)
+    sViolations.push_back("offset " + std::to_string(aOffset) + " after " +
+                          std::to_string(mExpectedOffset) + " bytes");
+  PRUint32 available = 0;
+  aStream->Available(&available);
+  if (available < aCount)
+    sViolations.push_back("Available below the block's count");
+  PRUint32 want = readLimit ? std::min(readLimit, aCount) : aCount;
+  std::string block(want, '\0');
+  PRUint32 got = 0;
+  aStream->Read(block.data(), want, &got);
+  block.resize(got);
+  mExpectedOffset += got;
+  bodies.back() += block;
+  capture += block;
+  events.push_back("data");
+  if (NS_FAILED(cancelInDataWith))
+    aRequest->Cancel(cancelInDataWith);
+  return NS_OK;
+}
+
+NS_IMETHODIMP RecordingListener::OnStopRequest(nsIRequest*, nsISupports*, nsresult aStatusCode) {
+  check("OnStopRequest");
+  // Collapse the data lines: how the body was cut into blocks is checked apart.
+  while (events.size() >= 2 && events.back() == "data" && events[events.size() - 2] == "data")
+    events.pop_back();
+  char status[16];
+  std::snprintf(status, sizeof status, "%08x", aStatusCode);
+  events.push_back(std::string("stop ") + status);
+  stopStatuses.push_back(aStatusCode);
+  ++sStopsRunning;
+  if (onStop)
+    onStop();
+  --sStopsRunning;
+  return NS_OK;
+}
+
+NS_IMETHODIMP RecordingListener::ProcessHeaders(nsIUTF8StringEnumerator* aNames,
+                                                nsIUTF8StringEnumerator* aValues,
+                                                PRBool dontCollectAddress) {
+  check("ProcessHeaders");
+  std::string line = "headers";
+  PRBool more = PR_FALSE;
+  while (NS_SUCCEEDED(aNames->HasMore(&more)) && more) {
+    nsCString name, value;
+    aNames->GetNext(name);
+    if (NS_FAILED(aValues->GetNext(value)))
+      sViolations.push_back("fewer values than names");
+    line += " [" + toStd(name) + "=" + toStd(value) + "]";
+    capture += toStd(name) + ": " + toStd(value) + "\n";
+  }
+  aValues->HasMore(&more);
+  if (more)
+    sViolations.push_back("more values than names");
+  if (dontCollectAddress)
+    line += " dontCollect";
+  events.push_back(line);
+  return NS_OK;
+}
+
+NS_IMETHODIMP RecordingListener::HandleAttachment(const char* contentType, const char* url,
+                                                  const PRUnichar* displayName, const char* uri,
+                                                  PRBool aNotDownloaded) {
+  check("HandleAttachment");
+  events.push_back(std::string("attachment ") + contentType + " " + url + " " + utf8(displayName) +
+                   " " + uri + (aNotDownloaded ? " notDownloaded" : ""));
+  return NS_OK;
+}
+
+NS_IMETHODIMP RecordingListener::OnEndAllAttachments() {
+  check("OnEndAllAttachments");
+  events.push_back("endAttachments");
+  return NS_OK;
+}
+
+NS_IMETHODIMP RecordingListener::OnEndMsgHeaders(nsIMsgMailNewsUrl* url) {
+  check("OnEndMsgHeaders");
+  events.push_back("endHeaders " + specOf(url));
+  capture += "\n";
+  return NS_OK;
+}
