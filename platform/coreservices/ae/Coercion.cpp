@@ -105,9 +105,12 @@ std::optional<Number> parseNumeral(std::string_view s) {
     s.remove_prefix(1);
   while (!s.empty() && blank(s.back()))
     s.remove_suffix(1);
-  if (!s.empty() && s.front() == '+')
+  if (!s.empty() && s.front() == '+') {
     s.remove_prefix(1);
-  if (s.empty() || s.front() == '+')
+    if (!s.empty() && (s.front() == '+' || s.front() == '-'))
+      return std::nullopt;
+  }
+  if (s.empty())
     return std::nullopt;
   const char* b = s.data();
   const char* e = b + s.size();

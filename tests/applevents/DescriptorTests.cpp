@@ -1,0 +1,230 @@
+// Descriptors, lists, records, parameters and attributes: ownership, indexing and the
+// buffer contract of the reading calls.
+#include "AETestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace aetest;
+
+namespace {
+
+TEST(Desc, DisposeLeavesNullAndAcceptsNull) {
+  Desc d;
+  EXPECT_EQ(AEDisposeDesc(&d), noErr);
+  EXPECT_TRUE(d.isNull());
+  ASSERT_EQ(AECreateDesc(typeChar, "abc", 3, &d), noErr);
+  EXPECT_EQ(AEGetDescDataSize(&d), 3);
+  EXPECT_EQ(AEDisposeDesc(&d), noErr);
+  EXPECT_TRUE(d.isNull());
+}
+
+TEST(Desc, DuplicateIsIndependent) {
+  Desc a, b;
+  ASSERT_EQ(AECreateDesc(typeChar, "abc", 3, &a), noErr);
+  ASSERT_EQ(AEDuplicateDesc(&a, &b), noErr);
+  ASSERT_EQ(AEReplaceDescData(typeChar, "xy", 2, &a), noErr);
+  EXPECT_EQ(data(a), text("xy"));
+  EXPECT_EQ(data(b), text("abc"));
+}
+
+TEST(Desc, GetDescDataNeverWritesPastMaximum) {
+  Desc d;
+  ASSERT_EQ(AECreateDesc(typeChar, "abcdef", 6, &d), noErr);
+  char buf[8] = {'#', '#', '#', '#', '#', '#', '#', '#'};
+  ASSERT_EQ(AEGetDescData(&d, buf, 3), noErr);
+  EXPECT_EQ(std::string(buf, 8), "abc#####");
+}
+
+TEST(Desc, BadArgumentsLeaveNullResult) {
+  Desc d;
+  EXPECT_EQ(AECreateDesc(typeChar, nullptr, 4, &d), paramErr);
+  EXPECT_EQ(AECreateDesc(typeChar, "x", -1, &d), paramErr);
+  EXPECT_EQ(AECreateDesc(typeAEList, "garbage!", 8, &d), errAECorruptData);
+  EXPECT_TRUE(d.isNull());
+}
+
+// List and record data round-trips through AEGetDescData and AECreateDesc.
+TEST(Desc, CompositeDataRecreatesTheComposite) {
+  Desc rec, copy;
+  ASSERT_EQ(AEBuildDesc(&rec, nullptr, "{a:1, b:[\"x\", 2], c:{d:()}}"), noErr);
+  Bytes body = data(rec);
+  ASSERT_EQ(AECreateDesc(typeAERecord, body.data(), Size(body.size()), &copy), noErr);
+  EXPECT_TRUE(AECheckIsRecord(&copy));
+  EXPECT_EQ(flatten(copy), flatten(rec));
+}
+
+struct PutIndex {
+  long index;
+  OSErr err;
+  const char* after; // the list's texts afterwards
+};
+
+class ListPut : public testing::TestWithParam<PutIndex> {};
+
+TEST_P(ListPut, IndexRules) {
+  Desc list;
+  ASSERT_EQ(AEBuildDesc(&list, nullptr, "[\"a\", \"b\"]"), noErr);
+  EXPECT_EQ(AEPutPtr(&list, GetParam().index, typeChar, "z", 1), GetParam().err);
+  long count = 0;
+  ASSERT_EQ(AECountItems(&list, &count), noErr);
+  std::string joined;
+  for (long i = 1; i <= count; ++i) {
+    char c = 0;
+    ASSERT_EQ(AEGetNthPtr(&list, i, typeChar, nullptr, nullptr, &c, 1, nullptr), noErr);
+    joined += c;
+  }
+  EXPECT_EQ(joined, GetParam().after);
+}
+
+INSTANTIATE_TEST_SUITE_P(Indexes, ListPut,
+                         testing::Values(PutIndex{0, noErr, "abz"}, PutIndex{3, noErr, "abz"},
+                                         PutIndex{1, noErr, "zb"}, PutIndex{2, noErr, "az"},
+                                         PutIndex{4, errAEIllegalIndex, "ab"},
+                                         PutIndex{-1, errAEIllegalIndex, "ab"}));
+
+TEST(List, ReadingOutsideAndOnWrongKinds) {
+  Desc list, scalar, rec;
+  ASSERT_EQ(AECreateList(nullptr, 0, false, &list), noErr);
+  ASSERT_EQ(AECreateDesc(typeChar, "x", 1, &scalar), noErr);
+  ASSERT_EQ(AECreateList(nullptr, 0, true, &rec), noErr);
+  char c;
+  EXPECT_EQ(AEGetNthPtr(&list, 1, typeChar, nullptr, nullptr, &c, 1, nullptr), errAEIllegalIndex);
+  EXPECT_EQ(AEGetNthPtr(&list, 0, typeChar, nullptr, nullptr, &c, 1, nullptr), errAEIllegalIndex);
+  long count = -1;
+  EXPECT_EQ(AECountItems(&scalar, &count), errAEWrongDataType);
+  EXPECT_EQ(AEPutPtr(&rec, 0, typeChar, "x", 1), errAEWrongDataType);
+  EXPECT_EQ(AEPutParamPtr(&list, fcc("abcd"), typeChar, "x", 1), errAEWrongDataType);
+  Desc null;
+  EXPECT_EQ(AEPutParamPtr(&null, fcc("abcd"), typeChar, "x", 1), errAENotAEDesc);
+  EXPECT_EQ(AEPutAttributePtr(&rec, fcc("abcd"), typeChar, "x", 1), errAENotAppleEvent);
+}
+
+TEST(List, NthOfARecordReportsItsKeyword) {
+  Desc rec;
+  ASSERT_EQ(AEBuildDesc(&rec, nullptr, "{one:1, two:\"2\"}"), noErr);
+  AEKeyword key = 0;
+  DescType type = 0;
+  char c = 0;
+  ASSERT_EQ(AEGetNthPtr(&rec, 2, typeWildCard, &key, &type, &c, 1, nullptr), noErr);
+  EXPECT_EQ(key, fcc("two "));
+  EXPECT_EQ(type, typeChar);
+  EXPECT_EQ(c, '2');
+  ASSERT_EQ(AEDeleteItem(&rec, 1), noErr);
+  long count = 0;
+  ASSERT_EQ(AECountItems(&rec, &count), noErr);
+  EXPECT_EQ(count, 1);
+}
+
+class Event : public testing::Test {
+protected:
+  void SetUp() override {
+    OSType sig = fcc("Qbrk");
+    Desc target;
+    ASSERT_EQ(AECreateDesc(typeApplSignature, &sig, 4, &target), noErr);
+    ASSERT_EQ(AECreateAppleEvent(fcc("Qbrk"), fcc("addS"), &target, kAutoGenerateReturnID,
+                                 kAnyTransactionID, &ev),
+              noErr);
+  }
+  Desc ev;
+};
+
+TEST_F(Event, RequiredAttributesAndTheirTypes) {
+  struct Attr {
+    AEKeyword key;
+    DescType type;
+    Size size;
+  } attrs[] = {{keyEventClassAttr, typeType, 4},
+               {keyEventIDAttr, typeType, 4},
+               {keyAddressAttr, typeApplSignature, 4},
+               {keyReturnIDAttr, typeSInt16, 2},
+               {keyTransactionIDAttr, typeSInt32, 4}};
+  for (const Attr& a : attrs) {
+    DescType type = 0;
+    Size size = 0;
+    ASSERT_EQ(AESizeOfAttribute(&ev, a.key, &type, &size), noErr);
+    EXPECT_EQ(type, a.type);
+    EXPECT_EQ(size, a.size);
+  }
+  AEEventID id = 0;
+  ASSERT_EQ(AEGetAttributePtr(&ev, keyEventIDAttr, typeType, nullptr, &id, 4, nullptr), noErr);
+  EXPECT_EQ(id, fcc("addS"));
+  EXPECT_EQ(AESizeOfAttribute(&ev, fcc("repp"), nullptr, nullptr), errAEDescNotFound);
+}
+
+TEST_F(Event, ReturnIDsAreGeneratedAndDistinct) {
+  Desc other;
+  ASSERT_EQ(AECreateAppleEvent(fcc("Qbrk"), fcc("addS"), nullptr, -1, 0, &other), noErr);
+  AEReturnID a = 0, b = 0;
+  ASSERT_EQ(AEGetAttributePtr(&ev, keyReturnIDAttr, typeSInt16, nullptr, &a, 2, nullptr), noErr);
+  ASSERT_EQ(AEGetAttributePtr(&other, keyReturnIDAttr, typeSInt16, nullptr, &b, 2, nullptr), noErr);
+  EXPECT_GT(a, 0);
+  EXPECT_GT(b, 0);
+  EXPECT_NE(a, b);
+}
+
+TEST_F(Event, AttributesKeepTheirTypeWhenReplaced) {
+  FourCharCode cls = fcc("misc");
+  ASSERT_EQ(AEPutAttributePtr(&ev, keyEventClassAttr, typeEnumerated, &cls, 4), noErr);
+  SInt32 rtid = 77;
+  ASSERT_EQ(AEPutAttributePtr(&ev, keyReturnIDAttr, typeSInt32, &rtid, 4), noErr);
+  DescType type = 0;
+  ASSERT_EQ(AESizeOfAttribute(&ev, keyEventClassAttr, &type, nullptr), noErr);
+  EXPECT_EQ(type, typeType);
+  SInt16 got = 0;
+  ASSERT_EQ(AEGetAttributePtr(&ev, keyReturnIDAttr, typeWildCard, &type, &got, 2, nullptr), noErr);
+  EXPECT_EQ(type, typeSInt16);
+  EXPECT_EQ(got, 77);
+  EXPECT_EQ(AEPutAttributePtr(&ev, keyReturnIDAttr, typeChar, "x", 1), errAECoercionFail);
+  UInt32 port = 1234;
+  ASSERT_EQ(AEPutAttributePtr(&ev, fcc("repp"), typeMachPort, &port, 4), noErr);
+  UInt32 back = 0;
+  ASSERT_EQ(AEGetAttributePtr(&ev, fcc("repp"), typeMachPort, nullptr, &back, 4, nullptr), noErr);
+  EXPECT_EQ(back, port);
+}
+
+TEST_F(Event, PutParamReplacesAndDeleteRemoves) {
+  ASSERT_EQ(AEPutParamPtr(&ev, fcc("Mess"), typeChar, "one", 3), noErr);
+  ASSERT_EQ(AEPutParamPtr(&ev, fcc("Mess"), typeChar, "second", 6), noErr);
+  long count = 0;
+  ASSERT_EQ(AECountItems(&ev, &count), noErr);
+  EXPECT_EQ(count, 1);
+  Size size = 0;
+  ASSERT_EQ(AESizeOfParam(&ev, fcc("Mess"), nullptr, &size), noErr);
+  EXPECT_EQ(size, 6);
+  ASSERT_EQ(AEDeleteParam(&ev, fcc("Mess")), noErr);
+  EXPECT_EQ(AEDeleteParam(&ev, fcc("Mess")), errAEDescNotFound);
+  Desc gone;
+  EXPECT_EQ(AEGetParamDesc(&ev, fcc("Mess"), typeWildCard, &gone), errAEDescNotFound);
+  EXPECT_TRUE(gone.isNull());
+}
+
+// The message parameter carries arbitrary bytes unchanged, and a small buffer only truncates.
+TEST_F(Event, MessageBytesSurviveExactly) {
+  Bytes big(5u << 20);
+  for (std::size_t i = 0; i < big.size(); ++i)
+    big[i] = std::uint8_t(i * 7 + (i >> 13));
+  const Bytes samples[] = {Bytes{}, Bytes{0}, Bytes{0xFF, 0, 0xFF, '\r', '\n'}, big};
+  for (const Bytes& msg : samples) {
+    ASSERT_EQ(AEPutParamPtr(&ev, fcc("Mess"), typeChar, msg.data(), Size(msg.size())), noErr);
+    Bytes back(msg.size() + 4, 0xEE);
+    DescType type = 0;
+    Size actual = -1;
+    ASSERT_EQ(
+        AEGetParamPtr(&ev, fcc("Mess"), typeChar, &type, back.data(), Size(msg.size()), &actual),
+        noErr);
+    EXPECT_EQ(type, typeChar);
+    EXPECT_EQ(actual, Size(msg.size()));
+    EXPECT_TRUE(std::equal(msg.begin(), msg.end(), back.begin()));
+    EXPECT_TRUE(std::all_of(back.end() - 4, back.end(), [](auto b) { return b == 0xEE; }));
+  }
+  Bytes small(16, 0xEE);
+  Size actual = 0;
+  ASSERT_EQ(AEGetParamPtr(&ev, fcc("Mess"), typeChar, nullptr, small.data(), 8, &actual), noErr);
+  EXPECT_EQ(actual, Size(big.size()));
+  EXPECT_TRUE(std::equal(big.begin(), big.begin() + 8, small.begin()));
+  EXPECT_EQ(small[8], 0xEE);
+}
+
+} // namespace

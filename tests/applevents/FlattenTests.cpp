@@ -1,0 +1,258 @@
+// Flattened descriptors: the byte layouts other systems produce, round trips of every kind,
+// and untrusted input that must be refused without harm.
+#include "AETestSupport.h"
+
+#include "AEPrivate.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using namespace aetest;
+
+namespace {
+
+Desc* unflattened(const Bytes& b, OSStatus* status) {
+  auto* d = new Desc;
+  *status = AEUnflattenDescFromBuffer(b.data(), Size(b.size()), d);
+  return d;
+}
+
+OSStatus unflattenStatus(const Bytes& b) {
+  OSStatus status = 0;
+  std::unique_ptr<Desc> d(unflattened(b, &status));
+  if (status != noErr) {
+    EXPECT_TRUE(d->isNull());
+  }
+  return status;
+}
+
+TEST(Flatten, KnownLayouts) {
+  Desc null, type, list, rec;
+  FourCharCode josh = fcc("Josh"), test = fcc("Test");
+  ASSERT_EQ(AECreateDesc(typeType, &josh, 4, &type), noErr);
+  ASSERT_EQ(AECreateList(nullptr, 0, false, &list), noErr);
+  ASSERT_EQ(AEPutPtr(&list, 0, typeChar, "/", 1), noErr);
+  ASSERT_EQ(AEPutPtr(&list, 0, typeType, &test, 4), noErr);
+  ASSERT_EQ(AECreateList(nullptr, 0, true, &rec), noErr);
+  ASSERT_EQ(AEPutKeyPtr(&rec, fcc("foo "), typeChar, "/", 1), noErr);
+  ASSERT_EQ(AEPutKeyPtr(&rec, fcc("bar "), typeType, &test, 4), noErr);
+
+  EXPECT_EQ(flatten(null), bytes("'dle2' 00000000 'null' 00000000"));
+  EXPECT_EQ(flatten(type), bytes("'dle2' 00000000 'type' 00000004 'Josh'"));
+  EXPECT_EQ(flatten(list), bytes("'dle2' 00000000 'list' 0000002E 00000000 00000000 00000018 "
+                                 "'list' 00000002 00000000 'TEXT' 00000001 2F00 "
+                                 "'type' 00000004 'Test'"));
+  EXPECT_EQ(flatten(rec), bytes("'dle2' 00000000 'reco' 00000036 00000000 00000000 00000018 "
+                                "'reco' 00000002 00000000 'foo ' 'TEXT' 00000001 2F00 "
+                                "'bar ' 'type' 00000004 'Test'"));
+}
+
+TEST(Flatten, NumbersAreBigEndian) {
+  Desc d;
+  ASSERT_EQ(AEBuildDesc(&d, nullptr, "[shor(258), long(-2), doub(1), magn(1)]"), noErr);
+  Bytes flat = flatten(d);
+  Bytes expect = bytes("'shor' 00000002 0102 'long' 00000004 FFFFFFFE "
+                       "'doub' 00000008 3FF0000000000000 'magn' 00000004 00000001");
+  EXPECT_TRUE(std::search(flat.begin(), flat.end(), expect.begin(), expect.end()) != flat.end());
+}
+
+TEST(Flatten, BufferContract) {
+  Desc d;
+  ASSERT_EQ(AECreateDesc(typeChar, "abc", 3, &d), noErr);
+  Size actual = 0;
+  EXPECT_EQ(AEFlattenDesc(&d, nullptr, 0, &actual), noErr);
+  EXPECT_EQ(actual, 19);
+  EXPECT_EQ(AESizeOfFlattenedDesc(&d), 19);
+  Bytes buf(18, 0xAA);
+  EXPECT_EQ(AEFlattenDesc(&d, reinterpret_cast<Ptr>(buf.data()), 18, &actual), errAEBufferTooSmall);
+  EXPECT_EQ(buf, Bytes(18, 0xAA));
+}
+
+Desc* richEvent() {
+  auto* ev = new Desc;
+  Desc inner;
+  EXPECT_EQ(AEBuildAppleEvent(fcc("core"), fcc("getd"), typeKernelProcessID, "\1\2\3\4", 4, 9, 3,
+                              &inner, nullptr,
+                              "'----':obj{form:prop, seld:type(pnam)}, u:[1,\"x\"]"),
+            noErr);
+  EXPECT_EQ(AEBuildAppleEvent(fcc("Qbrk"), fcc("Qscr"), typeApplSignature, "Qbrk", 4, -1, 0, ev,
+                              nullptr,
+                              "'----':'null'(), ~bDec:bool(@), sSEP:'TEXT'(@), nest:@, "
+                              "r:{a:doub(@), b:utxt($00410042$), c:'psn '($0000000100000002$)}",
+                              1, "sep", static_cast<const AEDesc*>(&inner), 2.5),
+            noErr);
+  UInt32 port = 42;
+  EXPECT_EQ(AEPutAttributePtr(ev, fcc("repp"), typeMachPort, &port, 4), noErr);
+  EXPECT_EQ(AEPutParamPtr(ev, fcc("Mess"), typeChar, "odd\0\xFF", 5), noErr);
+  return ev;
+}
+
+TEST(Flatten, EveryKindRoundTrips) {
+  std::unique_ptr<Desc> ev(richEvent());
+  Desc scalars;
+  ASSERT_EQ(AEBuildDesc(&scalars, nullptr,
+                        "[(), true(), 'psn '($0000000100000002$), utxt($0041$), sing(@), "
+                        "comp(-5000000000), [[]], obj{}, {}]",
+                        1.25),
+            noErr);
+  for (const AEDesc* d :
+       {static_cast<const AEDesc*>(ev.get()), static_cast<const AEDesc*>(&scalars)}) {
+    Bytes flat = flatten(*d);
+    ASSERT_FALSE(flat.empty());
+    Desc back;
+    ASSERT_EQ(AEUnflattenDesc(flat.data(), &back), noErr);
+    EXPECT_EQ(back.descriptorType, d->descriptorType);
+    EXPECT_EQ(flatten(back), flat);
+  }
+  Desc back;
+  ASSERT_EQ(AEUnflattenDesc(flatten(*ev).data(), &back), noErr);
+  Desc nested;
+  ASSERT_EQ(AEGetParamDesc(&back, fcc("nest"), typeAppleEvent, &nested), noErr);
+  Desc obj;
+  ASSERT_EQ(AEGetParamDesc(&nested, keyDirectObject, typeWildCard, &obj), noErr);
+  EXPECT_EQ(obj.descriptorType, fcc("obj "));
+  double a = 0;
+  Desc r;
+  ASSERT_EQ(AEGetParamDesc(&back, fcc("r   "), typeAERecord, &r), noErr);
+  ASSERT_EQ(AEGetKeyPtr(&r, fcc("a   "), typeIEEE64BitFloatingPoint, nullptr, &a, 8, nullptr),
+            noErr);
+  EXPECT_EQ(a, 2.5);
+  UInt32 port = 0;
+  ASSERT_EQ(AEGetAttributePtr(&back, fcc("repp"), typeMachPort, nullptr, &port, 4, nullptr), noErr);
+  EXPECT_EQ(port, 42u);
+  Desc optk;
+  ASSERT_EQ(AEGetAttributeDesc(&back, keyOptionalKeywordAttr, typeAEList, &optk), noErr);
+}
+
+struct Malformed {
+  const char* name;
+  std::string flat;
+  OSStatus err;
+};
+
+void PrintTo(const Malformed& m, std::ostream* os) {
+  *os << m.name;
+}
+
+class RejectsFlat : public testing::TestWithParam<Malformed> {};
+
+TEST_P(RejectsFlat, CleanError) {
+  EXPECT_EQ(unflattenStatus(bytes(GetParam().flat)), GetParam().err);
+}
+
+const std::string kListHead = "00000000 00000000 00000018 'list' ";
+const std::string kRecoHead = "00000000 00000000 00000018 'reco' ";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, RejectsFlat,
+    testing::Values(
+        Malformed{"empty", "", paramErr},
+        Malformed{"short_header", "'dle2' 00000000 'null'", paramErr},
+        Malformed{"wrong_magic", "'dle3' 00000000 'null' 00000000", paramErr},
+        Malformed{"header_version", "'dle2' 00000001 'null' 00000000", paramErr},
+        Malformed{"length_beyond_end", "'dle2' 00000000 'TEXT' 00000005 'abcd'", errAECorruptData},
+        Malformed{"trailing_bytes", "'dle2' 00000000 'TEXT' 00000001 'ab'", errAECorruptData},
+        Malformed{"huge_length", "'dle2' 00000000 'TEXT' FFFFFFF0 'abcd'", errAECorruptData},
+        Malformed{"null_with_data", "'dle2' 00000000 'null' 00000001 00", errAECorruptData},
+        Malformed{"list_header_short", "'dle2' 00000000 'list' 00000008 00000000 00000000",
+                  errAECorruptData},
+        Malformed{"list_header_size",
+                  "'dle2' 00000000 'list' 00000018 00000000 00000000 "
+                  "00000010 'list' 00000000 00000000",
+                  errAECorruptData},
+        Malformed{"list_kind_mismatch",
+                  "'dle2' 00000000 'list' 00000018 " + kRecoHead + "00000000 00000000",
+                  errAECorruptData},
+        Malformed{"count_beyond_items",
+                  "'dle2' 00000000 'list' 00000018 " + kListHead + "7FFFFFFF 00000000",
+                  errAECorruptData},
+        Malformed{"count_below_items",
+                  "'dle2' 00000000 'list' 00000022 " + kListHead +
+                      "00000000 00000000 'shor' 00000002 0001",
+                  errAECorruptData},
+        Malformed{"item_length_huge",
+                  "'dle2' 00000000 'list' 00000022 " + kListHead +
+                      "00000001 00000000 'shor' FFFFFFFE 0001",
+                  errAECorruptData},
+        Malformed{"missing_pad",
+                  "'dle2' 00000000 'list' 00000021 " + kListHead +
+                      "00000001 00000000 'TEXT' 00000001 41",
+                  errAECorruptData},
+        Malformed{"duplicate_keys",
+                  "'dle2' 00000000 'reco' 00000034 " + kRecoHead +
+                      "00000002 00000000 'aaaa' 'shor' 00000002 0001 'aaaa' 'shor' 00000002 0002",
+                  errAECorruptData},
+        Malformed{"record_typed_list",
+                  "'dle2' 00000000 'reco' 00000018 " + kRecoHead + "00000000 'list'",
+                  errAECorruptData},
+        Malformed{"event_bad_version",
+                  "'dle2' 00000000 'aevt' 00000010 00000002 00000000 "
+                  "00000000 ';;;;'",
+                  errAECorruptData},
+        Malformed{"event_without_attributes",
+                  "'dle2' 00000000 'aevt' 00000010 00000001 "
+                  "00000000 00000000 ';;;;'",
+                  errAECorruptData},
+        Malformed{"event_without_terminator",
+                  "'dle2' 00000000 'aevt' 0000000C 00000001 "
+                  "00000000 00000000",
+                  errAECorruptData}));
+
+Bytes nestedLists(int depth) {
+  Bytes inner = bytes("'list' 00000018 " + kListHead + "00000000 00000000");
+  for (int i = 1; i < depth; ++i) {
+    Bytes outer = bytes(kListHead + "00000001 00000000");
+    outer.insert(outer.end(), inner.begin(), inner.end());
+    inner = bytes("'list'");
+    Bytes len(4);
+    for (int k = 0; k < 4; ++k)
+      len[std::size_t(k)] = std::uint8_t(outer.size() >> (24 - 8 * k));
+    inner.insert(inner.end(), len.begin(), len.end());
+    inner.insert(inner.end(), outer.begin(), outer.end());
+  }
+  Bytes all = bytes("'dle2' 00000000");
+  all.insert(all.end(), inner.begin(), inner.end());
+  return all;
+}
+
+TEST(Unflatten, NestingIsLimited) {
+  EXPECT_EQ(unflattenStatus(nestedLists(50)), noErr);
+  EXPECT_EQ(unflattenStatus(nestedLists(200)), errAECorruptData);
+}
+
+TEST(Unflatten, EveryTruncationOfAnEventIsRefused) {
+  std::unique_ptr<Desc> ev(richEvent());
+  Bytes flat = flatten(*ev);
+  for (std::size_t n = 0; n < flat.size(); ++n) {
+    Bytes cut(flat.begin(), flat.begin() + long(n));
+    EXPECT_NE(unflattenStatus(cut), noErr) << "prefix of " << n << " bytes";
+  }
+  EXPECT_EQ(unflattenStatus(flat), noErr);
+}
+
+// Random damage may produce a different valid descriptor or an error, never a crash or a read
+// outside the buffer (the sanitizer build checks the latter).
+TEST(Unflatten, DamagedEventsNeverCrash) {
+  std::unique_ptr<Desc> ev(richEvent());
+  Bytes flat = flatten(*ev);
+  std::mt19937 rng(1234);
+  for (int round = 0; round < 3000; ++round) {
+    Bytes damaged = flat;
+    int flips = 1 + int(rng() % 4);
+    for (int i = 0; i < flips; ++i)
+      damaged[rng() % damaged.size()] = std::uint8_t(rng());
+    OSStatus status = unflattenStatus(damaged);
+    EXPECT_TRUE(status == noErr || status == errAECorruptData || status == paramErr) << status;
+  }
+}
+
+TEST(Unflatten, UnboundedFormTrustsOnlyItsHeader) {
+  Desc d;
+  EXPECT_EQ(AEUnflattenDesc(nullptr, &d), paramErr);
+  Bytes huge = bytes("'dle2' 00000000 'TEXT' 7FFFFFFF");
+  EXPECT_EQ(AEUnflattenDesc(huge.data(), &d), paramErr);
+  EXPECT_TRUE(d.isNull());
+}
+
+} // namespace
