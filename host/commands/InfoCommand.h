@@ -1,7 +1,7 @@
 // `mailhost info`: what the plug-in bundle registered and the plug-in's simple answers.
 #pragma once
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 #include <iosfwd>
 
 namespace mailhost {

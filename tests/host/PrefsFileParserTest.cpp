@@ -1,5 +1,6 @@
 #include "prefs/PrefsFileParser.h"
 
+#include <cctype>
 #include <gtest/gtest.h>
 
 using mailhost::parsePrefsFile;
@@ -13,6 +14,17 @@ struct ValidCase {
   const char* name;
   PrefValue value;
 };
+
+// Short, readable names for the parameterised cases in test listings.
+std::string label(const char* text) {
+  std::string out;
+  for (const char* p = text; *p && out.size() < 40; ++p)
+    out += std::isalnum(static_cast<unsigned char>(*p)) ? *p : '_';
+  return out;
+}
+void PrintTo(const ValidCase& c, std::ostream* os) {
+  *os << label(c.text);
+}
 
 class PrefsFileValid : public testing::TestWithParam<ValidCase> {};
 
@@ -73,6 +85,10 @@ struct ErrorCase {
   int line;
   const char* message;
 };
+
+void PrintTo(const ErrorCase& c, std::ostream* os) {
+  *os << label(c.text);
+}
 
 class PrefsFileErrors : public testing::TestWithParam<ErrorCase> {};
 
