@@ -123,6 +123,12 @@ private:
   nsrefcnt mCount = 0;
 };
 
+// The tally outlives the runtime: services still point at it until shutdown in TearDown.
+class ManagerTest : public RuntimeTest {
+protected:
+  Tally tally;
+};
+
 PRInt32 ValueOf(nsIPrefBranch* aBranch) {
   PRInt32 value = -1;
   aBranch->GetIntPref("any", &value);
@@ -145,7 +151,7 @@ TEST(RuntimeLifecycle, RefusesUseOutsideItsLife) {
   EXPECT_EQ(NS_ShutdownXPCOM(nullptr), NS_ERROR_NOT_INITIALIZED);
 }
 
-TEST_F(RuntimeTest, OneManagerAnswersAllThreeFaces) {
+TEST_F(ManagerTest, OneManagerAnswersAllThreeFaces) {
   nsCOMPtr<nsIComponentRegistrar> registrar = do_QueryInterface(mServices);
   nsCOMPtr<nsIComponentManager> components = do_QueryInterface(registrar);
   ASSERT_TRUE(registrar && components);
@@ -156,8 +162,7 @@ TEST_F(RuntimeTest, OneManagerAnswersAllThreeFaces) {
   EXPECT_EQ(a.get(), b.get()) << "one identity whichever face is asked";
 }
 
-TEST_F(RuntimeTest, ServiceIsMadeOnceAndReleasedAtShutdown) {
-  Tally tally;
+TEST_F(ManagerTest, ServiceIsMadeOnceAndReleasedAtShutdown) {
   ASSERT_EQ(mRegistrar->RegisterFactory(kFirstCID, "Prefs", kContract, new PrefsFactory(tally, 7)),
             NS_OK);
   PRBool instantiated = PR_TRUE;
@@ -193,8 +198,7 @@ TEST_F(RuntimeTest, ServiceIsMadeOnceAndReleasedAtShutdown) {
   EXPECT_EQ(tally.factoryGone, 1);
 }
 
-TEST_F(RuntimeTest, LaterContractRegistrationWins) {
-  Tally tally;
+TEST_F(ManagerTest, LaterContractRegistrationWins) {
   ASSERT_EQ(mRegistrar->RegisterFactory(kFirstCID, "Old", kContract, new PrefsFactory(tally, 1)),
             NS_OK);
   ASSERT_EQ(mRegistrar->RegisterFactory(kSecondCID, "New", kContract, new PrefsFactory(tally, 2)),
@@ -218,8 +222,7 @@ TEST_F(RuntimeTest, LaterContractRegistrationWins) {
   EXPECT_EQ(ValueOf(old), 1);
 }
 
-TEST_F(RuntimeTest, RegistrationErrorsAndUnregistering) {
-  Tally tally;
+TEST_F(ManagerTest, RegistrationErrorsAndUnregistering) {
   nsCOMPtr<nsIFactory> factory = new PrefsFactory(tally, 1);
   ASSERT_EQ(mRegistrar->RegisterFactory(kFirstCID, "Prefs", kContract, factory), NS_OK);
   nsCOMPtr<nsIFactory> other = new PrefsFactory(tally, 2);
@@ -250,8 +253,7 @@ TEST_F(RuntimeTest, RegistrationErrorsAndUnregistering) {
   EXPECT_EQ(viaAlias.get() != nullptr, true) << "what callers hold stays valid";
 }
 
-TEST_F(RuntimeTest, FailuresLeaveNullResults) {
-  Tally tally;
+TEST_F(ManagerTest, FailuresLeaveNullResults) {
   ASSERT_EQ(mRegistrar->RegisterFactory(kFirstCID, "Prefs", kContract, new PrefsFactory(tally, 1)),
             NS_OK);
   void* result = reinterpret_cast<void*>(0x1);
@@ -269,8 +271,7 @@ TEST_F(RuntimeTest, FailuresLeaveNullResults) {
             NS_ERROR_NULL_POINTER);
 }
 
-TEST_F(RuntimeTest, ServiceAskingForItselfIsRefusedNotRecursed) {
-  Tally tally;
+TEST_F(ManagerTest, ServiceAskingForItselfIsRefusedNotRecursed) {
   auto* factory = new PrefsFactory(tally, 3, /*aReenter=*/true);
   nsCOMPtr<nsIFactory> hold(factory);
   ASSERT_EQ(mRegistrar->RegisterFactory(kFirstCID, "Prefs", kContract, factory), NS_OK);
@@ -280,8 +281,7 @@ TEST_F(RuntimeTest, ServiceAskingForItselfIsRefusedNotRecursed) {
   EXPECT_EQ(tally.made, 1);
 }
 
-TEST_F(RuntimeTest, VisitorListsWhatIsRegistered) {
-  Tally tally;
+TEST_F(ManagerTest, VisitorListsWhatIsRegistered) {
   ASSERT_EQ(mRegistrar->RegisterFactory(kFirstCID, "Prefs", kContract, new PrefsFactory(tally, 1)),
             NS_OK);
   std::vector<std::string> seen;
