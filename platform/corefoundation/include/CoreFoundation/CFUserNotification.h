@@ -9,11 +9,15 @@
 
 CF_EXTERN_C_BEGIN
 
+/* Alert levels (the low bits of the flags) and flag bits, in one enumeration so that C++ code
+   can combine them without mixing enumeration types. */
 enum {
   kCFUserNotificationStopAlertLevel = 0,
   kCFUserNotificationNoteAlertLevel = 1,
   kCFUserNotificationCautionAlertLevel = 2,
-  kCFUserNotificationPlainAlertLevel = 3
+  kCFUserNotificationPlainAlertLevel = 3,
+  kCFUserNotificationNoDefaultButtonFlag = (1 << 5),
+  kCFUserNotificationUseRadioButtonsFlag = (1 << 6)
 };
 
 enum {
@@ -21,11 +25,6 @@ enum {
   kCFUserNotificationAlternateResponse = 1,
   kCFUserNotificationOtherResponse = 2,
   kCFUserNotificationCancelResponse = 3
-};
-
-enum {
-  kCFUserNotificationNoDefaultButtonFlag = (1UL << 5),
-  kCFUserNotificationUseRadioButtonsFlag = (1UL << 6)
 };
 
 /* Shows a notice that needs no answer and returns at once (0 on success). The notice always

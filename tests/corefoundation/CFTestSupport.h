@@ -1,0 +1,73 @@
+// Helpers shared by the Core Foundation tests.
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <cstdarg>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+namespace cftest {
+
+// The string's characters as UTF-8 (NULL -> "<NULL>").
+inline std::string utf8(CFStringRef string) {
+  if (string == nullptr) {
+    return "<NULL>";
+  }
+  CFIndex length = CFStringGetLength(string);
+  std::string out(
+      static_cast<size_t>(CFStringGetMaximumSizeForEncoding(length, kCFStringEncodingUTF8)) + 1,
+      '\0');
+  CFIndex used = 0;
+  CFStringGetBytes(string, CFRangeMake(0, length), kCFStringEncodingUTF8, 0, false,
+                   reinterpret_cast<UInt8*>(out.data()), static_cast<CFIndex>(out.size()), &used);
+  out.resize(static_cast<size_t>(used));
+  return out;
+}
+
+// Takes ownership of a created string and returns its UTF-8 text.
+inline std::string take(CFStringRef string) {
+  std::string text = utf8(string);
+  if (string != nullptr) {
+    CFRelease(string);
+  }
+  return text;
+}
+
+inline std::string format(const char* fmt, ...) {
+  CFStringRef f = CFStringCreateWithCString(nullptr, fmt, kCFStringEncodingUTF8);
+  va_list args;
+  va_start(args, fmt);
+  CFStringRef s = CFStringCreateWithFormatAndArguments(nullptr, nullptr, f, args);
+  va_end(args);
+  CFRelease(f);
+  return take(s);
+}
+
+inline std::string hexPointer(const void* p) {
+  char text[32];
+  std::snprintf(text, sizeof text, "0x%lx", reinterpret_cast<unsigned long>(p));
+  return text;
+}
+
+// A fresh private folder, removed with everything in it at the end of the test.
+class TempDir {
+public:
+  TempDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "cftest-XXXXXX").string();
+    path_ = mkdtemp(pattern.data());
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  const std::string& path() const { return path_; }
+
+private:
+  std::string path_;
+};
+
+} // namespace cftest

@@ -1,0 +1,164 @@
+#include "CFTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using cftest::hexPointer;
+using cftest::take;
+
+namespace {
+
+std::vector<UInt8> counting(size_t n) {
+  std::vector<UInt8> bytes(n);
+  for (size_t i = 0; i < n; ++i) {
+    bytes[i] = static_cast<UInt8>(i);
+  }
+  return bytes;
+}
+
+std::string prefixOf(CFTypeRef data) {
+  return "<CFData " + hexPointer(data) + " [" + hexPointer(CFGetAllocator(data)) + "]>";
+}
+
+struct DescriptionCase {
+  size_t length;
+  const char* tail;
+};
+
+} // namespace
+
+TEST(DataDescription, ImmutableDataAtTheTruncationBoundaries) {
+  const DescriptionCase cases[] = {
+      {0, "{length = 0, capacity = 0, bytes = 0x}"},
+      {3, "{length = 3, capacity = 3, bytes = 0x000102}"},
+      {24,
+       "{length = 24, capacity = 24, bytes = 0x000102030405060708090a0b0c0d0e0f1011121314151617}"},
+      {25, "{length = 25, capacity = 25, bytes = 0x000102030405060708090a0b0c0d0e0f ... "
+           "1112131415161718}"},
+      {300, "{length = 300, capacity = 300, bytes = 0x000102030405060708090a0b0c0d0e0f ... "
+            "2425262728292a2b}"},
+  };
+  for (const auto& c : cases) {
+    std::vector<UInt8> bytes = counting(c.length);
+    CFDataRef data =
+        CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(c.length));
+    std::string expected = prefixOf(data) + c.tail;
+    EXPECT_EQ(take(CFCopyDescription(data)), expected) << "length " << c.length;
+    EXPECT_EQ(cftest::format("%@", data), expected) << "length " << c.length;
+    CFRelease(data);
+  }
+}
+
+TEST(DataDescription, AllocatorPointerIsTheDefaultAllocatorObject) {
+  CFDataRef data = CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>("abc"), 3);
+  EXPECT_EQ(CFGetAllocator(data), kCFAllocatorSystemDefault);
+  EXPECT_NE(CFGetAllocator(data), nullptr);
+  CFRelease(data);
+}
+
+TEST(DataDescription, NullObjectPrintsNull) {
+  EXPECT_EQ(cftest::format("%@", nullptr), "(null)");
+}
+
+TEST(DataCapacity, GrowableCapacityFollowsPowerOfTwoSchedule) {
+  // Reported capacity after appending one byte at a time up to n bytes.
+  const std::pair<size_t, CFIndex> oneByOne[] = {{0, 16},  {1, 16},  {16, 16},   {17, 32},
+                                                 {32, 32}, {33, 64}, {100, 128}, {129, 256}};
+  for (const auto& [n, capacity] : oneByOne) {
+    CFMutableDataRef data = CFDataCreateMutable(kCFAllocatorDefault, 0);
+    for (size_t i = 0; i < n; ++i) {
+      UInt8 byte = static_cast<UInt8>(i);
+      CFDataAppendBytes(data, &byte, 1);
+    }
+    std::string description = take(CFCopyDescription(data));
+    EXPECT_NE(description.find("{length = " + std::to_string(n) +
+                               ", capacity = " + std::to_string(capacity) + ","),
+              std::string::npos)
+        << n << ": " << description;
+    CFRelease(data);
+  }
+}
+
+TEST(DataCapacity, SingleGrowthRoundsAboveTheHighestBit) {
+  // A length that is itself a power of two above 16 still doubles: 32 needs 64.
+  const std::pair<CFIndex, CFIndex> cases[] = {{16, 16}, {20, 32}, {32, 64}, {1000, 1024}};
+  for (const auto& [length, capacity] : cases) {
+    CFMutableDataRef data = CFDataCreateMutable(kCFAllocatorDefault, 0);
+    CFDataSetLength(data, length);
+    std::string description = take(CFCopyDescription(data));
+    EXPECT_NE(description.find("capacity = " + std::to_string(capacity) + ","), std::string::npos)
+        << length << ": " << description;
+    CFRelease(data);
+  }
+}
+
+TEST(DataCapacity, FixedCapacityAndCopiesReportTheirOwn) {
+  CFMutableDataRef fixed = CFDataCreateMutable(kCFAllocatorDefault, 100);
+  CFDataAppendBytes(fixed, reinterpret_cast<const UInt8*>("abc"), 3);
+  EXPECT_NE(take(CFCopyDescription(fixed)).find("{length = 3, capacity = 100, bytes = 0x616263}"),
+            std::string::npos);
+  // A fixed buffer never grows past its capacity.
+  std::vector<UInt8> big(200, 1);
+  CFDataAppendBytes(fixed, big.data(), 200);
+  EXPECT_EQ(CFDataGetLength(fixed), 3);
+
+  CFDataRef copy = CFDataCreateCopy(kCFAllocatorDefault, fixed);
+  EXPECT_NE(take(CFCopyDescription(copy)).find("{length = 3, capacity = 3,"), std::string::npos);
+  CFRelease(copy);
+  CFRelease(fixed);
+}
+
+TEST(DataMutation, SetLengthZeroFillsAndAppendKeepsOrder) {
+  CFMutableDataRef data = CFDataCreateMutable(kCFAllocatorDefault, 0);
+  CFDataAppendBytes(data, reinterpret_cast<const UInt8*>("ab"), 2);
+  CFDataSetLength(data, 5);
+  CFDataAppendBytes(data, reinterpret_cast<const UInt8*>("z"), 1);
+  CFDataIncreaseLength(data, 2);
+  ASSERT_EQ(CFDataGetLength(data), 8);
+  const UInt8 expected[] = {'a', 'b', 0, 0, 0, 'z', 0, 0};
+  EXPECT_EQ(0, memcmp(CFDataGetBytePtr(data), expected, 8));
+  CFDataSetLength(data, 1);
+  EXPECT_EQ(CFDataGetLength(data), 1);
+  EXPECT_EQ(CFDataGetMutableBytePtr(data)[0], 'a');
+  CFRelease(data);
+}
+
+TEST(DataMutation, AppendingItsOwnBytesSurvivesReallocation) {
+  CFMutableDataRef data = CFDataCreateMutable(kCFAllocatorDefault, 0);
+  CFDataAppendBytes(data, reinterpret_cast<const UInt8*>("0123456789abcdef"), 16);
+  for (int i = 0; i < 6; ++i) {
+    CFDataAppendBytes(data, CFDataGetBytePtr(data), CFDataGetLength(data));
+  }
+  ASSERT_EQ(CFDataGetLength(data), 16 << 6);
+  for (CFIndex i = 0; i < CFDataGetLength(data); ++i) {
+    ASSERT_EQ(CFDataGetBytePtr(data)[i], "0123456789abcdef"[i % 16]) << i;
+  }
+  CFRelease(data);
+}
+
+TEST(DataMutation, LargeCaptureIsKeptByteForByte) {
+  CFMutableDataRef data = CFDataCreateMutable(kCFAllocatorDefault, 0);
+  std::vector<UInt8> chunk = counting(4096);
+  for (int i = 0; i < 2048; ++i) { // 8 MiB in stream-sized blocks
+    CFDataAppendBytes(data, chunk.data(), static_cast<CFIndex>(chunk.size()));
+  }
+  ASSERT_EQ(CFDataGetLength(data), 8 << 20);
+  EXPECT_EQ(CFDataGetBytePtr(data)[(8 << 20) - 1], 255);
+  std::string description = take(CFCopyDescription(data));
+  EXPECT_NE(description.find("capacity = 8388608,"), std::string::npos) << description;
+  CFRelease(data);
+}
+
+TEST(DataEquality, EqualBytesAreEqualAndHashAlike) {
+  CFDataRef a = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("hello"), 5);
+  CFMutableDataRef b = CFDataCreateMutable(nullptr, 0);
+  CFDataAppendBytes(b, reinterpret_cast<const UInt8*>("hello"), 5);
+  CFDataRef c = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("hellO"), 5);
+  EXPECT_TRUE(CFEqual(a, b));
+  EXPECT_EQ(CFHash(a), CFHash(b));
+  EXPECT_FALSE(CFEqual(a, c));
+  CFRelease(a);
+  CFRelease(b);
+  CFRelease(c);
+}

@@ -1,0 +1,92 @@
+#include "CFTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+#include <vector>
+
+namespace {
+
+class Notice : public testing::Test {
+protected:
+  void SetUp() override {
+    unsetenv("DBUS_SESSION_BUS_ADDRESS"); // no desktop notifications from tests
+    log = dir.path() + "/notices.jsonl";
+    setenv("CF_USER_NOTIFICATION_LOG", log.c_str(), 1);
+  }
+  void TearDown() override { unsetenv("CF_USER_NOTIFICATION_LOG"); }
+
+  std::vector<nlohmann::json> entries() const {
+    std::vector<nlohmann::json> lines;
+    std::ifstream in(log);
+    for (std::string line; std::getline(in, line);) {
+      lines.push_back(nlohmann::json::parse(line));
+    }
+    return lines;
+  }
+
+  cftest::TempDir dir;
+  std::string log;
+};
+
+} // namespace
+
+TEST_F(Notice, EachNoticeIsOneStderrLineAndOneJsonLine) {
+  testing::internal::CaptureStderr();
+  SInt32 first = CFUserNotificationDisplayNotice(
+      0.0, kCFUserNotificationCautionAlertLevel, nullptr, nullptr, nullptr,
+      CFSTR("Could Not Find Quux"), CFSTR("Install \"Quux\" in Applications."), nullptr);
+  SInt32 second = CFUserNotificationDisplayNotice(
+      2.5, kCFUserNotificationNoteAlertLevel | kCFUserNotificationNoDefaultButtonFlag, nullptr,
+      nullptr, nullptr, CFSTR("Caf\xc3\xa9"), CFSTR("line one\nline two"), CFSTR("OK"));
+  std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(first, 0);
+  EXPECT_EQ(second, 0);
+  EXPECT_EQ(err, "Notice: Could Not Find Quux: Install \"Quux\" in Applications.\n"
+                 "Notice: Caf\xc3\xa9: line one line two\n");
+
+  std::vector<nlohmann::json> lines = entries();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], nlohmann::json::parse(R"({"title":"Could Not Find Quux",
+      "message":"Install \"Quux\" in Applications.","flags":2,"timeout":0.0})"));
+  EXPECT_EQ(lines[1]["title"], "Caf\xc3\xa9");
+  EXPECT_EQ(lines[1]["message"], "line one\nline two");
+  EXPECT_EQ(lines[1]["flags"], 33);
+  EXPECT_EQ(lines[1]["timeout"], 2.5);
+}
+
+TEST_F(Notice, LogFileIsPrivateAndKeyOrderIsStable) {
+  testing::internal::CaptureStderr();
+  CFUserNotificationDisplayNotice(0, 0, nullptr, nullptr, nullptr, CFSTR("T"), CFSTR("M"), nullptr);
+  testing::internal::GetCapturedStderr();
+  struct stat st {};
+  ASSERT_EQ(stat(log.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0600u);
+  std::ifstream in(log);
+  std::string line;
+  std::getline(in, line);
+  EXPECT_EQ(line, R"({"title":"T","message":"M","flags":0,"timeout":0.0})");
+}
+
+TEST_F(Notice, MissingTextsAreNull) {
+  testing::internal::CaptureStderr();
+  CFUserNotificationDisplayNotice(0, 0, nullptr, nullptr, nullptr, nullptr, CFSTR("Only text"),
+                                  nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Notice: Only text\n");
+  std::vector<nlohmann::json> lines = entries();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_TRUE(lines[0]["title"].is_null());
+  EXPECT_EQ(lines[0]["message"], "Only text");
+}
+
+TEST_F(Notice, WithoutTheHookOnlyStderrIsWritten) {
+  unsetenv("CF_USER_NOTIFICATION_LOG");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(CFUserNotificationDisplayNotice(0, 2, nullptr, nullptr, nullptr, CFSTR("A"), CFSTR("B"),
+                                            nullptr),
+            0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Notice: A: B\n");
+  EXPECT_FALSE(std::filesystem::exists(log));
+}

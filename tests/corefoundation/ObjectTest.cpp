@@ -1,0 +1,164 @@
+// Retain counts, collections with CF callbacks, numbers and booleans.
+#include "CFTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+
+TEST(RetainCount, RetainAndReleaseBalance) {
+  CFDataRef data = CFDataCreate(nullptr, nullptr, 0);
+  EXPECT_EQ(CFGetRetainCount(data), 1);
+  EXPECT_EQ(CFRetain(data), data);
+  EXPECT_EQ(CFGetRetainCount(data), 2);
+  CFRelease(data);
+  EXPECT_EQ(CFGetRetainCount(data), 1);
+  CFRelease(data);
+}
+
+TEST(TypeIDs, EveryTypeIsDistinctAndNamed) {
+  const CFTypeID ids[] = {CFStringGetTypeID(), CFDataGetTypeID(),   CFDictionaryGetTypeID(),
+                          CFArrayGetTypeID(),  CFNumberGetTypeID(), CFBooleanGetTypeID(),
+                          CFURLGetTypeID(),    CFDateGetTypeID(),   CFBundleGetTypeID()};
+  for (size_t i = 0; i < std::size(ids); ++i) {
+    for (size_t j = i + 1; j < std::size(ids); ++j) {
+      EXPECT_NE(ids[i], ids[j]);
+    }
+  }
+  EXPECT_EQ(cftest::take(CFCopyTypeIDDescription(CFDataGetTypeID())), "CFData");
+  EXPECT_EQ(CFGetTypeID(kCFBooleanFalse), CFBooleanGetTypeID());
+}
+
+TEST(Dictionary, TypeCallbacksRetainKeysAndValuesAndCompareByValue) {
+  CFMutableDictionaryRef dict = CFDictionaryCreateMutable(
+      kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+  CFStringRef key = CFStringCreateWithCString(nullptr, "Key", kCFStringEncodingASCII);
+  CFDataRef value = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("v"), 1);
+  CFDictionarySetValue(dict, key, value);
+  EXPECT_EQ(CFGetRetainCount(value), 2);
+  EXPECT_EQ(CFDictionaryGetCount(dict), 1);
+  // Another object with the same text finds the value.
+  EXPECT_EQ(CFDictionaryGetValue(dict, CFSTR("Key")), value);
+  EXPECT_EQ(CFDictionaryGetValue(dict, CFSTR("key")), nullptr);
+
+  CFDataRef replacement = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("w"), 1);
+  CFDictionarySetValue(dict, CFSTR("Key"), replacement);
+  EXPECT_EQ(CFGetRetainCount(value), 1);
+  EXPECT_EQ(CFDictionaryGetCount(dict), 1);
+  CFDictionaryAddValue(dict, CFSTR("Key"), value); // Add never replaces
+  EXPECT_EQ(CFDictionaryGetValue(dict, key), replacement);
+
+  CFDictionaryRemoveValue(dict, key);
+  EXPECT_EQ(CFDictionaryGetCount(dict), 0);
+  EXPECT_EQ(CFGetRetainCount(replacement), 1);
+  CFRelease(dict);
+  CFRelease(key);
+  CFRelease(value);
+  CFRelease(replacement);
+}
+
+TEST(Dictionary, NullCallbacksUsePointerIdentity) {
+  static const char a[] = "same";
+  static const char b[] = "same";
+  CFMutableDictionaryRef dict = CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr);
+  CFDictionarySetValue(dict, a, b);
+  EXPECT_EQ(CFDictionaryGetValue(dict, a), b);
+  EXPECT_EQ(CFDictionaryGetValue(dict, b), nullptr);
+  CFRelease(dict);
+}
+
+TEST(Dictionary, EqualityAndCopies) {
+  CFMutableDictionaryRef a = CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                       &kCFTypeDictionaryValueCallBacks);
+  CFDictionarySetValue(a, CFSTR("x"), kCFBooleanTrue);
+  CFDictionaryRef copy = CFDictionaryCreateCopy(nullptr, a);
+  EXPECT_TRUE(CFEqual(a, copy));
+  CFDictionarySetValue(a, CFSTR("x"), kCFBooleanFalse);
+  EXPECT_FALSE(CFEqual(a, copy));
+  EXPECT_EQ(CFDictionaryGetValue(copy, CFSTR("x")), kCFBooleanTrue);
+  CFRelease(copy);
+  CFRelease(a);
+}
+
+TEST(Array, AppendRemoveAndRetain) {
+  CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
+  CFDataRef item = CFDataCreate(nullptr, nullptr, 0);
+  CFArrayAppendValue(array, CFSTR("a"));
+  CFArrayAppendValue(array, item);
+  CFArrayInsertValueAtIndex(array, 0, CFSTR("first"));
+  EXPECT_EQ(CFArrayGetCount(array), 3);
+  EXPECT_EQ(CFGetRetainCount(item), 2);
+  EXPECT_EQ(CFArrayGetFirstIndexOfValue(array, CFRangeMake(0, 3), CFSTR("a")), 1);
+  CFArrayRemoveValueAtIndex(array, 2);
+  EXPECT_EQ(CFGetRetainCount(item), 1);
+  EXPECT_EQ(CFArrayGetValueAtIndex(array, 0), CFSTR("first"));
+  CFRelease(array);
+  CFRelease(item);
+}
+
+TEST(Number, ConversionsReportLoss) {
+  struct Case {
+    const char* what;
+    CFNumberType from;
+    double fromValue;
+    CFNumberType to;
+    double expected;
+    bool exact;
+  };
+  const Case cases[] = {
+      {"int to double", kCFNumberSInt32Type, 42, kCFNumberFloat64Type, 42, true},
+      {"double to int truncates", kCFNumberFloat64Type, 3.7, kCFNumberSInt32Type, 3, false},
+      {"integral double to int", kCFNumberFloat64Type, -8, kCFNumberSInt32Type, -8, true},
+      {"big to SInt16 clamps", kCFNumberSInt64Type, 100000, kCFNumberSInt16Type, 32767, false},
+      {"negative to SInt8 clamps", kCFNumberSInt32Type, -1000, kCFNumberSInt8Type, -128, false},
+      {"int to CFIndex", kCFNumberIntType, -12, kCFNumberCFIndexType, -12, true},
+  };
+  for (const Case& c : cases) {
+    SInt64 i = static_cast<SInt64>(c.fromValue);
+    SInt32 i32 = static_cast<SInt32>(c.fromValue);
+    double d = c.fromValue;
+    const void* source = c.from == kCFNumberFloat64Type  ? static_cast<const void*>(&d)
+                         : c.from == kCFNumberSInt64Type ? static_cast<const void*>(&i)
+                                                         : static_cast<const void*>(&i32);
+    CFNumberRef n = CFNumberCreate(nullptr, c.from, source);
+    double got = 0;
+    bool exact = false;
+    if (c.to == kCFNumberFloat64Type) {
+      exact = CFNumberGetValue(n, c.to, &got);
+    } else if (c.to == kCFNumberSInt16Type) {
+      SInt16 v = 0;
+      exact = CFNumberGetValue(n, c.to, &v);
+      got = v;
+    } else if (c.to == kCFNumberSInt8Type) {
+      SInt8 v = 0;
+      exact = CFNumberGetValue(n, c.to, &v);
+      got = v;
+    } else if (c.to == kCFNumberCFIndexType) {
+      CFIndex v = 0;
+      exact = CFNumberGetValue(n, c.to, &v);
+      got = static_cast<double>(v);
+    } else {
+      SInt32 v = 0;
+      exact = CFNumberGetValue(n, c.to, &v);
+      got = v;
+    }
+    EXPECT_EQ(got, c.expected) << c.what;
+    EXPECT_EQ(exact, c.exact) << c.what;
+    CFRelease(n);
+  }
+}
+
+TEST(Number, FloatTypeAndCrossTypeEquality) {
+  SInt32 two = 2;
+  double twoPointZero = 2.0;
+  CFNumberRef i = CFNumberCreate(nullptr, kCFNumberIntType, &two);
+  CFNumberRef d = CFNumberCreate(nullptr, kCFNumberDoubleType, &twoPointZero);
+  EXPECT_FALSE(CFNumberIsFloatType(i));
+  EXPECT_TRUE(CFNumberIsFloatType(d));
+  EXPECT_EQ(CFNumberGetType(i), kCFNumberSInt32Type);
+  EXPECT_EQ(CFNumberGetType(d), kCFNumberFloat64Type);
+  EXPECT_TRUE(CFEqual(i, d));
+  EXPECT_EQ(CFHash(i), CFHash(d));
+  CFRelease(i);
+  CFRelease(d);
+}

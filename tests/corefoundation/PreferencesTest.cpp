@@ -1,0 +1,347 @@
+#include "CFTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <climits>
+#include <fcntl.h>
+#include <fstream>
+#include <plist/plist.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+const CFStringRef kApp = CFSTR("org.example.cftest");
+
+struct Lookup {
+  CFIndex value;
+  bool valid;
+  bool operator==(const Lookup&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const Lookup& l) {
+  return out << "{" << l.value << ", " << (l.valid ? "valid" : "invalid") << "}";
+}
+
+Lookup lookup(const char* key, CFStringRef app = kApp) {
+  CFStringRef k = CFStringCreateWithCString(nullptr, key, kCFStringEncodingUTF8);
+  Boolean valid = true;
+  CFIndex value = CFPreferencesGetAppIntegerValue(k, app, &valid);
+  CFRelease(k);
+  return {value, valid != 0};
+}
+
+void writeBytes(const std::string& path, const std::string& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << bytes;
+}
+
+// Written elsewhere and renamed into place, as an editor or another program saves.
+void replaceFile(const std::string& path, const std::string& bytes) {
+  writeBytes(path + ".new", bytes);
+  ASSERT_EQ(rename((path + ".new").c_str(), path.c_str()), 0);
+}
+
+std::string serialize(plist_t root, bool binary) {
+  char* bytes = nullptr;
+  uint32_t length = 0;
+  if (binary) {
+    plist_to_bin(root, &bytes, &length);
+  } else {
+    plist_to_xml(root, &bytes, &length);
+  }
+  std::string out(bytes, length);
+  binary ? plist_to_bin_free(bytes) : plist_to_xml_free(bytes);
+  return out;
+}
+
+std::string xmlWithInteger(const char* key, const char* digits) {
+  return std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n"
+                     "<dict><key>") +
+         key + "</key><integer>" + digits + "</integer></dict>\n</plist>\n";
+}
+
+class Preferences : public testing::Test {
+protected:
+  void SetUp() override {
+    setenv("CFFIXED_USER_HOME", home.path().c_str(), 1);
+    folder = home.path() + "/Library/Preferences";
+    std::filesystem::create_directories(folder);
+    file = folder + "/org.example.cftest.plist";
+  }
+  void TearDown() override { unsetenv("CFFIXED_USER_HOME"); }
+
+  cftest::TempDir home;
+  std::string folder;
+  std::string file;
+};
+
+class PreferenceFormats : public Preferences, public testing::WithParamInterface<bool> {};
+
+} // namespace
+
+TEST_P(PreferenceFormats, IntegerValidityTable) {
+  struct Row {
+    const char* key;
+    plist_t node;
+    Lookup expected;
+  };
+  plist_t array = plist_new_array();
+  plist_array_append_item(array, plist_new_uint(1));
+  const std::vector<Row> rows = {
+      {"int", plist_new_uint(10), {10, true}},
+      {"zero", plist_new_uint(0), {0, true}},
+      {"negative", plist_new_uint(static_cast<uint64_t>(int64_t{-5})), {-5, true}},
+      {"large", plist_new_uint(5000000000ULL), {5000000000L, true}},
+      {"real", plist_new_real(10.0), {0, false}},
+      {"string", plist_new_string("42"), {42, true}},
+      {"string leading blanks and sign", plist_new_string(" \t-17"), {-17, true}},
+      {"string plus", plist_new_string("+8"), {8, true}},
+      {"string trailing blank", plist_new_string("12 "), {0, false}},
+      {"string trailing text", plist_new_string("12abc"), {0, false}},
+      {"string decimal", plist_new_string("1.5"), {0, false}},
+      {"string empty", plist_new_string(""), {0, false}},
+      {"string sign only", plist_new_string("-"), {0, false}},
+      {"string overflow", plist_new_string("99999999999"), {INT_MAX, true}},
+      {"string underflow", plist_new_string("-99999999999"), {INT_MIN, true}},
+      {"boolean", plist_new_bool(1), {0, false}},
+      {"data", plist_new_data("12", 2), {0, false}},
+      {"date", plist_new_date(0, 0), {0, false}},
+      {"array", array, {0, false}},
+      {"dict", plist_new_dict(), {0, false}},
+  };
+  plist_t root = plist_new_dict();
+  for (const Row& row : rows) {
+    plist_dict_set_item(root, row.key, row.node);
+  }
+  writeBytes(file, serialize(root, GetParam()));
+  plist_free(root);
+
+  for (const Row& row : rows) {
+    EXPECT_EQ(lookup(row.key), row.expected) << row.key;
+  }
+  EXPECT_EQ(lookup("missing"), (Lookup{0, false}));
+}
+
+INSTANTIATE_TEST_SUITE_P(XmlAndBinary, PreferenceFormats, testing::Values(false, true),
+                         [](const testing::TestParamInfo<bool>& param) {
+                           return param.param ? "Binary" : "Xml";
+                         });
+
+TEST_F(Preferences, NullValidityPointerIsAllowed) {
+  writeBytes(file, xmlWithInteger("Level", "20"));
+  EXPECT_EQ(CFPreferencesGetAppIntegerValue(CFSTR("Level"), kApp, nullptr), 20);
+}
+
+TEST_F(Preferences, MissingFileOrFolderMeansNoValue) {
+  EXPECT_EQ(lookup("Level"), (Lookup{0, false}));
+  std::filesystem::remove_all(home.path() + "/Library");
+  EXPECT_EQ(lookup("Level"), (Lookup{0, false}));
+}
+
+TEST_F(Preferences, ChangedFileIsSeenAtTheNextCall) {
+  writeBytes(file, xmlWithInteger("Level", "10"));
+  EXPECT_EQ(lookup("Level"), (Lookup{10, true}));
+  replaceFile(file, xmlWithInteger("Level", "40"));
+  EXPECT_EQ(lookup("Level"), (Lookup{40, true}));
+  replaceFile(file, xmlWithInteger("Other", "1"));
+  EXPECT_EQ(lookup("Level"), (Lookup{0, false}));
+  std::filesystem::remove(file);
+  EXPECT_EQ(lookup("Other"), (Lookup{0, false}));
+}
+
+TEST_F(Preferences, UnchangedFileIsNotParsedAgain) {
+  writeBytes(file, xmlWithInteger("Level", "10"));
+  EXPECT_EQ(lookup("Level"), (Lookup{10, true}));
+  struct stat before {};
+  ASSERT_EQ(stat(file.c_str(), &before), 0);
+
+  // Same inode, same size, and the modification time put back to the nanosecond: a reader
+  // that parsed the file again would see 20.
+  {
+    std::fstream inPlace(file, std::ios::in | std::ios::out | std::ios::binary);
+    std::string replacement = xmlWithInteger("Level", "20");
+    inPlace.write(replacement.data(), static_cast<std::streamsize>(replacement.size()));
+  }
+  timespec times[2] = {before.st_atim, before.st_mtim};
+  ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+  struct stat after {};
+  ASSERT_EQ(stat(file.c_str(), &after), 0);
+  ASSERT_EQ(after.st_ino, before.st_ino);
+  ASSERT_EQ(after.st_size, before.st_size);
+  EXPECT_EQ(lookup("Level"), (Lookup{10, true}));
+
+  // One nanosecond later is a change.
+  times[1].tv_nsec = (times[1].tv_nsec + 1) % 1000000000;
+  ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+  EXPECT_EQ(lookup("Level"), (Lookup{20, true}));
+}
+
+TEST_F(Preferences, UnusableFilesBehaveAsEmptyAndSayNothing) {
+  plist_t root = plist_new_dict();
+  plist_dict_set_item(root, "Level", plist_new_uint(10));
+  std::string binary = serialize(root, true);
+  plist_free(root);
+  plist_t array = plist_new_array();
+  plist_array_append_item(array, plist_new_uint(10));
+  std::string arrayRoot = serialize(array, false);
+  plist_free(array);
+
+  const std::pair<const char*, std::string> corrupt[] = {
+      {"garbage", "this is not a property list\n"},
+      {"empty", ""},
+      {"truncated binary", binary.substr(0, binary.size() / 2)},
+      {"truncated xml", xmlWithInteger("Level", "10").substr(0, 60)},
+      {"array at the root", arrayRoot},
+      {"nul bytes", std::string(64, '\0')},
+  };
+  for (const auto& [what, bytes] : corrupt) {
+    replaceFile(file, bytes);
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    Lookup got = lookup("Level");
+    std::string out = testing::internal::GetCapturedStdout();
+    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(got, (Lookup{0, false})) << what;
+    EXPECT_EQ(out + err, "") << what;
+  }
+  // Once repaired, the file is read again.
+  replaceFile(file, xmlWithInteger("Level", "30"));
+  EXPECT_EQ(lookup("Level"), (Lookup{30, true}));
+}
+
+TEST_F(Preferences, NonRegularOrUnreadableFilesBehaveAsEmpty) {
+  std::filesystem::create_directory(file);
+  EXPECT_EQ(lookup("Level"), (Lookup{0, false})) << "directory";
+  std::filesystem::remove(file);
+
+  ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+  EXPECT_EQ(lookup("Level"), (Lookup{0, false})) << "FIFO (must not block)";
+  std::filesystem::remove(file);
+
+  writeBytes(file, xmlWithInteger("Level", "10"));
+  chmod(file.c_str(), 0);
+  if (geteuid() != 0) { // root reads any file
+    EXPECT_EQ(lookup("Level"), (Lookup{0, false})) << "unreadable";
+  }
+}
+
+TEST_F(Preferences, FixedUserHomeChoosesTheFile) {
+  writeBytes(file, xmlWithInteger("Level", "10"));
+  cftest::TempDir other;
+  std::filesystem::create_directories(other.path() + "/Library/Preferences");
+  writeBytes(other.path() + "/Library/Preferences/org.example.cftest.plist",
+             xmlWithInteger("Level", "99"));
+  EXPECT_EQ(lookup("Level"), (Lookup{10, true}));
+  setenv("CFFIXED_USER_HOME", other.path().c_str(), 1);
+  EXPECT_EQ(lookup("Level"), (Lookup{99, true}));
+}
+
+TEST_F(Preferences, DomainIsTheApplicationID) {
+  writeBytes(folder + "/org.example.other.plist", xmlWithInteger("Level", "5"));
+  EXPECT_EQ(lookup("Level", CFSTR("org.example.other")), (Lookup{5, true}));
+  EXPECT_EQ(lookup("Level"), (Lookup{0, false}));
+}
+
+TEST_F(Preferences, SetAndSynchronizeWriteAPrivateXmlFile) {
+  std::filesystem::remove_all(home.path() + "/Library");
+  SInt32 level = 25;
+  CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &level);
+  CFPreferencesSetAppValue(CFSTR("Level"), number, kApp);
+  CFPreferencesSetAppValue(CFSTR("Name"), CFSTR("caf\xc3\xa9"), kApp);
+  CFRelease(number);
+  // Visible before it is written.
+  EXPECT_EQ(lookup("Level"), (Lookup{25, true}));
+  ASSERT_TRUE(CFPreferencesAppSynchronize(kApp));
+
+  struct stat st {};
+  ASSERT_EQ(stat(file.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0600u);
+  ASSERT_EQ(stat(folder.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0700u);
+  ASSERT_EQ(stat((home.path() + "/Library").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0700u);
+
+  std::ifstream in(file, std::ios::binary);
+  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(bytes.rfind("<?xml", 0), 0u);
+  plist_t root = nullptr;
+  plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
+  ASSERT_NE(root, nullptr);
+  uint64_t stored = 0;
+  plist_get_uint_val(plist_dict_get_item(root, "Level"), &stored);
+  EXPECT_EQ(stored, 25u);
+  char* name = nullptr;
+  plist_get_string_val(plist_dict_get_item(root, "Name"), &name);
+  EXPECT_STREQ(name, "caf\xc3\xa9");
+  free(name);
+  plist_free(root);
+}
+
+TEST_F(Preferences, SynchronizeKeepsKeysWrittenByOthersAndRemovesNullValues) {
+  writeBytes(file, xmlWithInteger("Theirs", "7"));
+  CFPreferencesSetAppValue(CFSTR("Mine"), CFSTR("12"), kApp);
+  ASSERT_TRUE(CFPreferencesAppSynchronize(kApp));
+  EXPECT_EQ(lookup("Theirs"), (Lookup{7, true}));
+  EXPECT_EQ(lookup("Mine"), (Lookup{12, true}));
+
+  CFPreferencesSetAppValue(CFSTR("Theirs"), nullptr, kApp);
+  EXPECT_EQ(lookup("Theirs"), (Lookup{0, false}));
+  ASSERT_TRUE(CFPreferencesAppSynchronize(kApp));
+  EXPECT_EQ(lookup("Theirs"), (Lookup{0, false}));
+  EXPECT_EQ(lookup("Mine"), (Lookup{12, true}));
+}
+
+TEST_F(Preferences, CopyAndBooleanValues) {
+  plist_t root = plist_new_dict();
+  plist_dict_set_item(root, "Text", plist_new_string("hello"));
+  plist_dict_set_item(root, "Yes", plist_new_string("YES"));
+  plist_dict_set_item(root, "Flag", plist_new_bool(1));
+  plist_dict_set_item(root, "Real", plist_new_real(1.0));
+  writeBytes(file, serialize(root, false));
+  plist_free(root);
+
+  CFPropertyListRef text = CFPreferencesCopyAppValue(CFSTR("Text"), kApp);
+  ASSERT_NE(text, nullptr);
+  EXPECT_TRUE(CFEqual(text, CFSTR("hello")));
+  CFRelease(text);
+  EXPECT_EQ(CFPreferencesCopyAppValue(CFSTR("None"), kApp), nullptr);
+
+  const std::pair<const char*, Lookup> booleans[] = {
+      {"Yes", {1, true}}, {"Flag", {1, true}}, {"Text", {0, false}}, {"Real", {0, false}}};
+  for (const auto& [key, expected] : booleans) {
+    CFStringRef k = CFStringCreateWithCString(nullptr, key, kCFStringEncodingASCII);
+    Boolean valid = false;
+    Boolean value = CFPreferencesGetAppBooleanValue(k, kApp, &valid);
+    EXPECT_EQ((Lookup{value, valid != 0}), expected) << key;
+    CFRelease(k);
+  }
+}
+
+TEST_F(Preferences, ConcurrentReadersSeeOnlyWholeValues) {
+  writeBytes(file, xmlWithInteger("Level", "10"));
+  std::atomic<bool> stop{false};
+  std::atomic<int> bad{0};
+  std::vector<std::thread> readers;
+  for (int t = 0; t < 4; ++t) {
+    readers.emplace_back([&] {
+      while (!stop) {
+        Lookup got = lookup("Level");
+        if (!(got == Lookup{10, true} || got == Lookup{20, true})) {
+          ++bad;
+        }
+      }
+    });
+  }
+  for (int i = 0; i < 200; ++i) {
+    replaceFile(file, xmlWithInteger("Level", i % 2 ? "10" : "20"));
+  }
+  stop = true;
+  for (auto& reader : readers) {
+    reader.join();
+  }
+  EXPECT_EQ(bad, 0);
+}

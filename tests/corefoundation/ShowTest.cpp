@@ -1,0 +1,68 @@
+#include "CFTestSupport.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::string shown(CFTypeRef object) {
+  testing::internal::CaptureStderr();
+  CFShow(object);
+  return testing::internal::GetCapturedStderr();
+}
+
+CFStringRef fromUtf8(const char* text) {
+  return CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
+}
+
+} // namespace
+
+TEST(Show, StringsPrintSevenBitCleanWithOneTrailingNewline) {
+  struct Case {
+    const char* what;
+    const char* text; // UTF-8
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"ASCII", "Prefix: hello", "Prefix: hello\n"},
+      {"ends in newline already", "line\n", "line\n"},
+      {"newline in the middle only", "a\nb", "a\nb\n"},
+      {"empty", "", "\n"},
+      {"Latin-1", "caf\xc3\xa9", "caf\\u00e9\n"},
+      {"BMP", "\xe2\x82\xac 5", "\\u20ac 5\n"},
+      {"surrogate pair", "\xf0\x9f\x98\x80", "\\ud83d\\ude00\n"},
+      {"escape then newline", "\xc3\xbf\n", "\\u00ff\n"},
+  };
+  for (const Case& c : cases) {
+    CFStringRef s = fromUtf8(c.text);
+    EXPECT_EQ(shown(s), c.expected) << c.what;
+    CFRelease(s);
+  }
+}
+
+TEST(Show, Latin1CaptureShowsHighBytesAsEscapes) {
+  const UInt8 bytes[] = {'S', 'u', 'b', ':', ' ', 0xe4, 0x0a, 0xff};
+  CFStringRef s =
+      CFStringCreateWithBytes(nullptr, bytes, sizeof bytes, kCFStringEncodingISOLatin1, false);
+  EXPECT_EQ(shown(s), "Sub: \\u00e4\n\\u00ff\n");
+  CFRelease(s);
+}
+
+TEST(Show, NullAndOtherObjects) {
+  EXPECT_EQ(shown(nullptr), "(null)\n");
+  CFDataRef data = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("ab"), 2);
+  EXPECT_EQ(shown(data), cftest::take(CFCopyDescription(data)) + "\n");
+  CFRelease(data);
+  SInt32 value = 12;
+  CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &value);
+  // Not the short "%@" form: CFShow of a non-string prints the debug description.
+  EXPECT_EQ(shown(number).rfind("<CFNumber ", 0), 0u);
+  CFRelease(number);
+}
+
+TEST(Show, MutableLineBuiltLikeALogLine) {
+  CFMutableStringRef line = CFStringCreateMutable(kCFAllocatorDefault, 0);
+  CFStringAppend(line, CFSTR("Prefix: "));
+  CFStringAppendFormat(line, nullptr, CFSTR("%@"), nullptr);
+  EXPECT_EQ(shown(line), "Prefix: (null)\n");
+  CFRelease(line);
+}

@@ -1,0 +1,261 @@
+#include "CFTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using cftest::take;
+using cftest::utf8;
+
+namespace {
+
+CFStringRef fromBytes(const std::string& bytes, CFStringEncoding encoding) {
+  return CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
+                                 static_cast<CFIndex>(bytes.size()), encoding, false);
+}
+
+std::vector<UniChar> unitsOf(CFStringRef s) {
+  std::vector<UniChar> units(static_cast<size_t>(CFStringGetLength(s)));
+  CFStringGetCharacters(s, CFRangeMake(0, CFStringGetLength(s)), units.data());
+  return units;
+}
+
+} // namespace
+
+TEST(StringCreation, AsciiAndLatin1MapEveryByteToTheSameCodePoint) {
+  std::string all;
+  for (int b = 1; b < 256; ++b) {
+    all.push_back(static_cast<char>(b));
+  }
+  for (CFStringEncoding encoding : {kCFStringEncodingASCII, kCFStringEncodingISOLatin1}) {
+    CFStringRef s = fromBytes(all, encoding);
+    ASSERT_NE(s, nullptr) << std::hex << encoding;
+    ASSERT_EQ(CFStringGetLength(s), 255);
+    for (CFIndex i = 0; i < 255; ++i) {
+      ASSERT_EQ(CFStringGetCharacterAtIndex(s, i), i + 1) << std::hex << encoding;
+    }
+    CFRelease(s);
+  }
+}
+
+TEST(StringCreation, Latin1RoundTripsThroughGetCString) {
+  std::string bytes = "Gr\xfc\xdf"
+                      "e \xa9 2024\xff";
+  CFStringRef s = fromBytes(bytes, kCFStringEncodingISOLatin1);
+  char buffer[64];
+  ASSERT_TRUE(CFStringGetCString(s, buffer, sizeof buffer, kCFStringEncodingISOLatin1));
+  EXPECT_EQ(std::string(buffer), bytes);
+  ASSERT_TRUE(CFStringGetCString(s, buffer, sizeof buffer, kCFStringEncodingUTF8));
+  EXPECT_EQ(std::string(buffer), "Gr\u00fc\u00dfe \u00a9 2024\u00ff");
+  EXPECT_FALSE(CFStringGetCString(s, buffer, sizeof buffer, kCFStringEncodingASCII));
+  CFRelease(s);
+}
+
+TEST(StringCreation, Utf8DecodesOrRefuses) {
+  struct Case {
+    const char* name;
+    std::string bytes;
+    std::vector<UniChar> units; // empty with valid == false: NULL expected
+    bool valid;
+  };
+  const Case cases[] = {
+      {"ascii", "abc", {'a', 'b', 'c'}, true},
+      {"two-byte", "caf\xc3\xa9", {'c', 'a', 'f', 0xe9}, true},
+      {"three-byte", "\xe2\x82\xac", {0x20ac}, true},
+      {"four-byte becomes a surrogate pair", "\xf0\x9f\x98\x80", {0xd83d, 0xde00}, true},
+      {"byte order mark skipped", "\xef\xbb\xbfok", {'o', 'k'}, true},
+      {"empty", "", {}, true},
+      {"truncated sequence", "ab\xc3", {}, false},
+      {"lone continuation byte", "\x80", {}, false},
+      {"overlong slash", "\xc0\xaf", {}, false},
+      {"overlong three-byte", "\xe0\x80\xaf", {}, false},
+      {"encoded surrogate", "\xed\xa0\x80", {}, false},
+      {"above U+10FFFF", "\xf4\x90\x80\x80", {}, false},
+      {"invalid lead byte", "\xff", {}, false},
+      {"Latin-1 text is not UTF-8", "caf\xe9", {}, false},
+  };
+  for (const Case& c : cases) {
+    CFStringRef s = fromBytes(c.bytes, kCFStringEncodingUTF8);
+    if (!c.valid) {
+      EXPECT_EQ(s, nullptr) << c.name;
+      if (s != nullptr) {
+        CFRelease(s);
+      }
+      continue;
+    }
+    ASSERT_NE(s, nullptr) << c.name;
+    EXPECT_EQ(unitsOf(s), c.units) << c.name;
+    CFRelease(s);
+  }
+}
+
+TEST(StringCreation, EightBitMacAndWindowsTables) {
+  CFStringRef mac = fromBytes("\x8e\xa5", kCFStringEncodingMacRoman);
+  EXPECT_EQ(unitsOf(mac), (std::vector<UniChar>{0x00e9, 0x2022}));
+  CFStringRef windows = fromBytes("\x80\x93", kCFStringEncodingWindowsLatin1);
+  EXPECT_EQ(unitsOf(windows), (std::vector<UniChar>{0x20ac, 0x201c}));
+  char buffer[8];
+  ASSERT_TRUE(CFStringGetCString(mac, buffer, sizeof buffer, kCFStringEncodingMacRoman));
+  EXPECT_EQ(std::string(buffer), "\x8e\xa5");
+  CFRelease(mac);
+  CFRelease(windows);
+}
+
+TEST(StringCreation, UnknownEncodingGivesNull) {
+  EXPECT_EQ(fromBytes("abc", 0x7777), nullptr);
+}
+
+TEST(StringAccess, GetCStringNeedsRoomForTheTerminator) {
+  CFStringRef s = CFSTR("abcd");
+  char buffer[5];
+  EXPECT_FALSE(CFStringGetCString(s, buffer, 4, kCFStringEncodingASCII));
+  EXPECT_TRUE(CFStringGetCString(s, buffer, 5, kCFStringEncodingASCII));
+  EXPECT_STREQ(buffer, "abcd");
+}
+
+TEST(StringAccess, CStringPtrIsEitherNullOrTheContents) {
+  CFStringRef ascii = CFStringCreateWithCString(nullptr, "plain", kCFStringEncodingUTF8);
+  CFStringRef accented =
+      CFStringCreateWithCString(nullptr, "\xc3\xa9t\xc3\xa9", kCFStringEncodingUTF8);
+  for (CFStringEncoding encoding : {kCFStringEncodingASCII, kCFStringEncodingUTF8}) {
+    if (const char* p = CFStringGetCStringPtr(ascii, encoding)) {
+      EXPECT_STREQ(p, "plain");
+    }
+    // Stored as Latin-1, so there are no UTF-8 bytes to point at.
+    EXPECT_EQ(CFStringGetCStringPtr(accented, encoding), nullptr);
+  }
+  CFRelease(ascii);
+  CFRelease(accented);
+}
+
+TEST(StringAccess, LengthCountsUtf16Units) {
+  CFStringRef s = CFStringCreateWithCString(nullptr,
+                                            "a\xf0\x9f\x98\x80"
+                                            "b",
+                                            kCFStringEncodingUTF8);
+  EXPECT_EQ(CFStringGetLength(s), 4);
+  EXPECT_EQ(CFStringGetCharacterAtIndex(s, 3), 'b');
+  CFRelease(s);
+}
+
+TEST(StringEquality, SameTextEqualsAndHashesAlikeWhateverItsOrigin) {
+  const UniChar units[] = {'c', 'a', 'f', 0xe9};
+  CFStringRef fromUnits = CFStringCreateWithCharacters(nullptr, units, 4);
+  CFStringRef fromLatin1 = fromBytes("caf\xe9", kCFStringEncodingISOLatin1);
+  CFStringRef fromUtf8 = fromBytes("caf\xc3\xa9", kCFStringEncodingUTF8);
+  CFMutableStringRef built = CFStringCreateMutable(nullptr, 0);
+  CFStringAppendCString(built, "caf", kCFStringEncodingASCII);
+  CFStringAppendCharacters(built, units + 3, 1);
+  for (CFStringRef other : {fromLatin1, fromUtf8, static_cast<CFStringRef>(built)}) {
+    EXPECT_TRUE(CFEqual(fromUnits, other));
+    EXPECT_EQ(CFHash(fromUnits), CFHash(other));
+  }
+  // A wide string that no longer holds any character above U+00FF still equals its narrow twin.
+  CFMutableStringRef wide = CFStringCreateMutable(nullptr, 0);
+  CFStringAppend(wide, CFSTR("\xe2\x82\xac"));
+  CFStringReplaceAll(wide, fromLatin1);
+  EXPECT_TRUE(CFEqual(wide, fromLatin1));
+  EXPECT_EQ(CFHash(wide), CFHash(fromLatin1));
+  for (CFTypeRef s : {CFTypeRef(fromUnits), CFTypeRef(fromLatin1), CFTypeRef(fromUtf8),
+                      CFTypeRef(built), CFTypeRef(wide)}) {
+    CFRelease(s);
+  }
+}
+
+TEST(StringCompare, OrderingAndOptions) {
+  struct Case {
+    const char* a;
+    const char* b;
+    CFStringCompareFlags flags;
+    CFComparisonResult expected;
+  };
+  const Case cases[] = {
+      {"abc", "abc", 0, kCFCompareEqualTo},
+      {"abc", "abd", 0, kCFCompareLessThan},
+      {"abcd", "abc", 0, kCFCompareGreaterThan},
+      {"", "a", 0, kCFCompareLessThan},
+      {"ABC", "abc", 0, kCFCompareLessThan},
+      {"ABC", "abc", kCFCompareCaseInsensitive, kCFCompareEqualTo},
+      {"file9", "file10", 0, kCFCompareGreaterThan},
+      {"file9", "file10", kCFCompareNumerically, kCFCompareLessThan},
+      {"v007", "v7", kCFCompareNumerically, kCFCompareEqualTo},
+      {"\xc3\xa9", "z", 0, kCFCompareGreaterThan},
+  };
+  for (const Case& c : cases) {
+    CFStringRef a = CFStringCreateWithCString(nullptr, c.a, kCFStringEncodingUTF8);
+    CFStringRef b = CFStringCreateWithCString(nullptr, c.b, kCFStringEncodingUTF8);
+    EXPECT_EQ(CFStringCompare(a, b, c.flags), c.expected) << c.a << " vs " << c.b;
+    CFRelease(a);
+    CFRelease(b);
+  }
+}
+
+TEST(StringCompare, FindPrefixSuffix) {
+  CFStringRef s = CFSTR("Could Not Launch Quux");
+  EXPECT_EQ(CFStringFind(s, CFSTR("Not"), 0).location, 6);
+  EXPECT_EQ(CFStringFind(s, CFSTR("not"), 0).location, kCFNotFound);
+  EXPECT_EQ(CFStringFind(s, CFSTR("not"), kCFCompareCaseInsensitive).location, 6);
+  EXPECT_TRUE(CFStringHasPrefix(s, CFSTR("Could")));
+  EXPECT_FALSE(CFStringHasPrefix(s, CFSTR("Not")));
+  EXPECT_TRUE(CFStringHasSuffix(s, CFSTR("Quux")));
+  EXPECT_FALSE(CFStringHasSuffix(s, CFSTR("Launch")));
+}
+
+TEST(MutableString, AppendMixesNarrowAndWideText) {
+  CFMutableStringRef line = CFStringCreateMutable(kCFAllocatorDefault, 0);
+  CFStringAppend(line, CFSTR("Prefix: "));
+  CFStringRef latin = fromBytes("\xe9t\xe9 ", kCFStringEncodingISOLatin1);
+  CFStringAppend(line, latin);
+  CFStringAppendCString(line, "\xe2\x82\xac", kCFStringEncodingUTF8);
+  CFStringAppend(line, line); // appending itself doubles it
+  EXPECT_EQ(utf8(line), "Prefix: \u00e9t\u00e9 \u20acPrefix: \u00e9t\u00e9 \u20ac");
+  CFRelease(latin);
+  CFRelease(line);
+}
+
+TEST(MutableString, MaxLengthBoundsAppends) {
+  CFMutableStringRef s = CFStringCreateMutable(nullptr, 5);
+  CFStringAppend(s, CFSTR("abc"));
+  CFStringAppend(s, CFSTR("defgh"));
+  EXPECT_EQ(utf8(s), "abcde");
+  CFRelease(s);
+}
+
+TEST(MutableString, CopyIsASnapshot) {
+  CFMutableStringRef s = CFStringCreateMutableCopy(nullptr, 0, CFSTR("one"));
+  CFStringRef copy = CFStringCreateCopy(nullptr, s);
+  CFStringAppend(s, CFSTR(" two"));
+  EXPECT_EQ(utf8(copy), "one");
+  EXPECT_EQ(utf8(s), "one two");
+  CFRelease(copy);
+  CFRelease(s);
+}
+
+TEST(MutableString, EditingInTheMiddle) {
+  CFMutableStringRef s = CFStringCreateMutableCopy(nullptr, 0, CFSTR("hello world"));
+  CFStringReplace(s, CFRangeMake(0, 5), CFSTR("goodbye"));
+  CFStringInsert(s, 7, CFSTR(","));
+  CFStringDelete(s, CFRangeMake(CFStringGetLength(s) - 5, 5));
+  EXPECT_EQ(utf8(s), "goodbye, ");
+  CFRelease(s);
+}
+
+TEST(ConstantString, OneObjectPerTextThatReleaseCannotFree) {
+  CFStringRef a = CFSTR("ThunderLevel");
+  CFStringRef b = CFSTR("ThunderLevel");
+  EXPECT_EQ(a, b);
+  for (int i = 0; i < 10; ++i) {
+    CFRelease(a);
+  }
+  EXPECT_EQ(utf8(a), "ThunderLevel");
+  EXPECT_EQ(CFStringGetTypeID(), CFGetTypeID(a));
+}
+
+TEST(StringDescription, DebugDescriptionQuotesTheContents) {
+  CFStringRef s = CFStringCreateWithCString(nullptr, "hi", kCFStringEncodingASCII);
+  EXPECT_EQ(take(CFCopyDescription(s)), "<CFString " + cftest::hexPointer(s) + " [" +
+                                            cftest::hexPointer(CFGetAllocator(s)) +
+                                            "]>{contents = \"hi\"}");
+  CFRelease(s);
+}
