@@ -1,0 +1,358 @@
+// The bridge's events and replies against the scripted companion, over the real transport: what
+// goes out byte for byte, and what each shape of reply makes of the result.
+#include "BridgeSandbox.h"
+
+#include "bridge/QuellbarkAppleEvents.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fcntl.h>
+#include <fstream>
+#include <optional>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace bridgetest;
+
+namespace {
+
+constexpr SInt16 kUntouched = -7;
+
+std::vector<unsigned char> bytesOf(std::string_view text) {
+  return {text.begin(), text.end()};
+}
+
+CFDataRef dataOf(const std::vector<unsigned char>& bytes) {
+  return CFDataCreate(kCFAllocatorDefault, bytes.data(), CFIndex(bytes.size()));
+}
+
+// Everything written to stderr between construction and lines().
+class CapturedStderr {
+public:
+  explicit CapturedStderr(const fs::path& file) : mFile(file), mSaved(dup(2)) {
+    fflush(stderr);
+    int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(fd, 2);
+    close(fd);
+  }
+  ~CapturedStderr() { restore(); }
+  std::vector<std::string> lines() {
+    restore();
+    std::vector<std::string> result;
+    std::ifstream in(mFile);
+    for (std::string line; std::getline(in, line);)
+      result.push_back(line);
+    return result;
+  }
+
+private:
+  void restore() {
+    if (mSaved < 0)
+      return;
+    fflush(stderr);
+    dup2(mSaved, 2);
+    close(mSaved);
+    mSaved = -1;
+  }
+  fs::path mFile;
+  int mSaved;
+};
+
+class CompanionExchange : public testing::Test {
+protected:
+  void SetUp() override { mSandbox.enterInThisProcess(); }
+  void TearDown() override {
+    if (mCompanion > 0)
+      stopProcess(mCompanion);
+    unsetenv("AE_DEFAULT_TIMEOUT_TICKS");
+  }
+
+  // Starts the scripted companion from a bundle that no search would find, and waits until it
+  // takes events.
+  void startCompanion(const std::string& script) {
+    std::ofstream(mSandbox.script) << script << "\n";
+    fs::path bundle = makeCompanionBundle(mSandbox.root / "elsewhere");
+    mCompanion =
+        spawnProcess({(bundle / "Contents/MacOS/Quellbark").string()}, mSandbox.environment());
+    for (int tries = 0; !isRegistered(mCompanion); ++tries) {
+      int status = 0;
+      ASSERT_EQ(waitpid(mCompanion, &status, WNOHANG), 0) << "the companion exited";
+      ASSERT_LT(tries, 1000) << "the companion did not register";
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+  }
+
+  AppleEvent built(AEEventID id, const std::vector<unsigned char>& message) {
+    CFDataRef data = dataOf(message);
+    AppleEvent event = {typeNull, nullptr};
+    EXPECT_EQ(buildAppleEvent(id, data, true, true, "", &event), noErr);
+    CFRelease(data);
+    return event;
+  }
+
+  Sandbox mSandbox;
+  pid_t mCompanion = -1;
+};
+
+// --- The score reply -------------------------------------------------------------------------
+
+struct ScoreCase {
+  const char* name;
+  const char* script;
+  OSErr result;
+  SInt16 score;
+};
+
+class ScoreReply : public CompanionExchange, public testing::WithParamInterface<ScoreCase> {};
+
+TEST_P(ScoreReply, ResultAndScore) {
+  startCompanion(GetParam().script);
+  AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("Subject: hi\n\nbody\n"));
+  SInt16 score = kUntouched;
+  EXPECT_EQ(sendAppleEventReturnInt(&event, &score), GetParam().result);
+  EXPECT_EQ(score, GetParam().score);
+  EXPECT_EQ(event.descriptorType, typeNull) << "the event is disposed of on every path";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, ScoreReply,
+    testing::Values(
+        ScoreCase{"Short", "score=shor:73", noErr, 73},
+        ScoreCase{"Long", "score=long:73", noErr, 73},
+        ScoreCase{"Text", "score=TEXT:73", noErr, 73},
+        ScoreCase{"Negative", "score=shor:-12", noErr, -12},
+        // An 'errn' of 0 counts as success without a score: the score is never read.
+        ScoreCase{"ErrnZeroHidesScore", "errn=0 score=shor:73", noErr, kUntouched},
+        ScoreCase{"ErrnWins", "errn=-50 score=shor:73", -50, kUntouched},
+        ScoreCase{"ErrnAsLong", "errn=long:-1708", errAEEventNotHandled, kUntouched},
+        // Present but unreadable as a 16-bit number: still a failure, never success.
+        ScoreCase{"ErrnUnreadable", "errn=TEXT:oops score=shor:73", errAECoercionFail, kUntouched},
+        ScoreCase{"NoDirectObject", "ok", errAEDescNotFound, kUntouched},
+        ScoreCase{"ScoreOutOfRange", "score=long:100000", errAECoercionFail, kUntouched},
+        ScoreCase{"ScoreNotANumber", "score=TEXT:high", errAECoercionFail, kUntouched},
+        ScoreCase{"NullReply", "null", noErr, kUntouched}),
+    [](const auto& c) { return std::string(c.param.name); });
+
+// --- Who owns the reply ----------------------------------------------------------------------
+
+struct OwnershipCase {
+  const char* name;
+  const char* script;
+  OSErr result;
+  DescType replyAfter;
+};
+
+class ReplyOwnership : public CompanionExchange,
+                       public testing::WithParamInterface<OwnershipCase> {};
+
+TEST_P(ReplyOwnership, DisposedOnlyWhenErrnWasRead) {
+  startCompanion(GetParam().script);
+  AppleEvent event = built(kQuellbarkTrainGoodEvent, bytesOf("x"));
+  AppleEvent reply = {typeNull, nullptr};
+  EXPECT_EQ(sendAppleEvent(&event, &reply), GetParam().result);
+  EXPECT_EQ(reply.descriptorType, GetParam().replyAfter);
+  EXPECT_EQ(event.descriptorType, typeNull);
+  AEDisposeDesc(&reply);
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, ReplyOwnership,
+                         testing::Values(OwnershipCase{"NoErrnLeftToCaller", "score=shor:5", noErr,
+                                                       typeAppleEvent},
+                                         OwnershipCase{"ErrnZero", "errn=0", noErr, typeNull},
+                                         OwnershipCase{"ErrnNonZero", "errn=-50", -50, typeNull},
+                                         OwnershipCase{"NullReply", "null", noErr, typeNull}),
+                         [](const auto& c) { return std::string(c.param.name); });
+
+TEST_F(CompanionExchange, VoidSendReportsErrnAndIgnoresContent) {
+  startCompanion("errn=-50\nscore=shor:99\nnull");
+  for (OSErr expected : std::initializer_list<OSErr>{-50, noErr, noErr}) {
+    AppleEvent event = built(kQuellbarkTrainSpamEvent, bytesOf("m"));
+    EXPECT_EQ(sendAppleEventReturnVoid(&event), expected);
+  }
+}
+
+// --- Failed sends ----------------------------------------------------------------------------
+
+TEST_F(CompanionExchange, NobodyToTalkTo) {
+  AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("m"));
+  SInt16 score = kUntouched;
+  EXPECT_EQ(sendAppleEventReturnInt(&event, &score), procNotFound);
+  EXPECT_EQ(score, kUntouched);
+  EXPECT_EQ(event.descriptorType, typeNull);
+}
+
+TEST_F(CompanionExchange, ReplyTooLateTimesOut) {
+  startCompanion("delay=1500 score=shor:73");
+  setenv("AE_DEFAULT_TIMEOUT_TICKS", "12", 1);
+  AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("m"));
+  SInt16 score = kUntouched;
+  EXPECT_EQ(sendAppleEventReturnInt(&event, &score), errAETimeout);
+  EXPECT_EQ(score, kUntouched);
+  EXPECT_EQ(event.descriptorType, typeNull);
+}
+
+TEST_F(CompanionExchange, CompanionDyingMidExchangeFailsWithoutWaitingForTheTimeout) {
+  startCompanion("die");
+  setenv("AE_DEFAULT_TIMEOUT_TICKS", "1200", 1);
+  AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("m"));
+  SInt16 score = kUntouched;
+  OSErr result = sendAppleEventReturnInt(&event, &score);
+  EXPECT_NE(result, noErr);
+  EXPECT_NE(result, errAETimeout);
+  EXPECT_EQ(score, kUntouched);
+  EXPECT_EQ(event.descriptorType, typeNull);
+  EXPECT_EQ(receivedEvents(mSandbox.events).size(), 1u) << "it died after receiving the event";
+}
+
+// --- What goes out ---------------------------------------------------------------------------
+
+std::vector<unsigned char> severalMebibytes() {
+  std::vector<unsigned char> bytes(5 * 1024 * 1024 + 3);
+  for (std::size_t i = 0; i < bytes.size(); ++i)
+    bytes[i] = static_cast<unsigned char>(i * 7 + (i >> 11));
+  return bytes;
+}
+
+struct OutgoingCase {
+  const char* name;
+  AEEventID id;
+  std::vector<unsigned char> message;
+};
+
+class OutgoingEvent : public CompanionExchange, public testing::WithParamInterface<OutgoingCase> {};
+
+std::optional<Json> entry(const Json& list, const char* key) {
+  for (const Json& e : list)
+    if (e["key"] == key)
+      return e;
+  return std::nullopt;
+}
+
+TEST_P(OutgoingEvent, CarriesTheFixedParametersAndTheMessageIntact) {
+  startCompanion("score=shor:1");
+  AppleEvent event = built(GetParam().id, GetParam().message);
+  SInt16 score = 0;
+  ASSERT_EQ(sendAppleEventReturnInt(&event, &score), noErr);
+
+  auto received = receivedEvents(mSandbox.events);
+  ASSERT_EQ(received.size(), 1u);
+  const Json& e = received[0];
+  EXPECT_EQ(e["class"], "Qbrk");
+  EXPECT_EQ(e["id"], std::string(GetParam().name).substr(0, 4));
+
+  auto address = entry(e["attributes"], "addr");
+  ASSERT_TRUE(address);
+  EXPECT_EQ((*address)["type"], "sign");
+  EXPECT_EQ((*address)["hex"], hexOf(bytesOf("Qbrk")));
+  auto replyPort = entry(e["attributes"], "repp");
+  ASSERT_TRUE(replyPort) << "the reply port is added at send time";
+  EXPECT_EQ((*replyPort)["type"], "port");
+  EXPECT_EQ((*replyPort)["hex"].get<std::string>().size(), 8u);
+
+  // The parameters in the order they were put, the message last and byte for byte.
+  const Json& parameters = e["parameters"];
+  ASSERT_EQ(parameters.size(), 5u);
+  const std::pair<const char*, const char*> fixed[] = {
+      {"----", "null"}, {"bDec", "bool"}, {"bRFC", "bool"}, {"sSEP", "TEXT"}, {"Mess", "TEXT"}};
+  for (std::size_t i = 0; i < 5; ++i) {
+    EXPECT_EQ(parameters[i]["key"], fixed[i].first);
+    EXPECT_EQ(parameters[i]["type"], fixed[i].second);
+  }
+  EXPECT_EQ(parameters[0]["hex"], "");
+  EXPECT_EQ(parameters[1]["hex"], "01");
+  EXPECT_EQ(parameters[2]["hex"], "01");
+  EXPECT_EQ(parameters[3]["hex"], "") << "an empty separator sends no bytes, not even a NUL";
+  EXPECT_TRUE(parameters[4]["hex"] == hexOf(GetParam().message)) << "the message bytes differ";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Messages, OutgoingEvent,
+    testing::Values(
+        OutgoingCase{"QscrBinary", kQuellbarkScoreEvent, {0x00, 0xFF, 'a', 0x00, '\n', 0x80, 0xFF}},
+        OutgoingCase{"addSEmpty", kQuellbarkTrainSpamEvent, {}},
+        OutgoingCase{"addGOdd", kQuellbarkTrainGoodEvent, bytesOf("Subject: x\n\nodd")},
+        OutgoingCase{"QscrLarge", kQuellbarkScoreEvent, severalMebibytes()}),
+    [](const auto& c) { return std::string(c.param.name); });
+
+// --- The training exchange and its log -------------------------------------------------------
+
+struct TrainingCase {
+  const char* name;
+  const char* script;
+  long threshold;
+  bool withData;
+  std::vector<std::string> lines;
+  std::size_t eventsSent;
+};
+
+class TrainingLog : public CompanionExchange, public testing::WithParamInterface<TrainingCase> {};
+
+TEST_P(TrainingLog, WritesExactlyTheseLines) {
+  mSandbox.setLogLevel(GetParam().threshold);
+  startCompanion(GetParam().script);
+  CFDataRef data = GetParam().withData ? dataOf(bytesOf("Subject: spam\n\nbuy\n")) : nullptr;
+  CapturedStderr captured(mSandbox.root / "stderr.txt");
+  trainWithMessageData(data, kQuellbarkTrainSpamEvent);
+  EXPECT_EQ(captured.lines(), GetParam().lines);
+  EXPECT_EQ(receivedEvents(mSandbox.events).size(), GetParam().eventsSent);
+  if (data)
+    CFRelease(data);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AtTheErrorThreshold, TrainingLog,
+    testing::Values(TrainingCase{"Trained", "ok", 40, true, {}, 1},
+                    TrainingCase{"ErrnZero", "errn=0", 40, true, {}, 1},
+                    TrainingCase{"Refused",
+                                 "errn=-50",
+                                 40,
+                                 true,
+                                 {"Quellbark Thunderbird Plug-In: error sending train event -50"},
+                                 1},
+                    TrainingCase{"RefusedBelowThreshold", "errn=-50", 41, true, {}, 1},
+                    TrainingCase{"NoData",
+                                 "ok",
+                                 40,
+                                 false,
+                                 {"Quellbark Thunderbird Plug-In: NULL messageData when training"},
+                                 0}),
+    [](const auto& c) { return std::string(c.param.name); });
+
+TEST_F(CompanionExchange, TrainingThatTimesOutLogsTheTimeout) {
+  mSandbox.setLogLevel(40);
+  startCompanion("delay=1500");
+  setenv("AE_DEFAULT_TIMEOUT_TICKS", "12", 1);
+  CFDataRef data = dataOf(bytesOf("m"));
+  CapturedStderr captured(mSandbox.root / "stderr.txt");
+  trainWithMessageData(data, kQuellbarkTrainGoodEvent);
+  EXPECT_EQ(
+      captured.lines(),
+      std::vector<std::string>{"Quellbark Thunderbird Plug-In: error sending train event -1712"});
+  CFRelease(data);
+}
+
+// --- Resources -------------------------------------------------------------------------------
+
+std::size_t openDescriptors() {
+  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
+TEST_F(CompanionExchange, AThousandExchangesLeaveNoDescriptorOpen) {
+  startCompanion("score=shor:42");
+  fs::remove(mSandbox.events); // keep the record small: only count from here
+  auto exchange = [&] {
+    AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("Subject: a\n\nb\n"));
+    SInt16 score = 0;
+    ASSERT_EQ(sendAppleEventReturnInt(&event, &score), noErr);
+    ASSERT_EQ(score, 42);
+  };
+  exchange();
+  std::size_t before = openDescriptors();
+  for (int i = 0; i < 1000; ++i)
+    exchange();
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+} // namespace

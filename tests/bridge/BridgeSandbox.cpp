@@ -1,0 +1,255 @@
+#include "BridgeSandbox.h"
+
+#include "bridge/QuellbarkAppleEvents.h"
+
+#include <ApplicationServices/ApplicationServices.h>
+#include <plist/plist.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <set>
+#include <spawn.h>
+#include <sstream>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace bridgetest {
+namespace {
+
+// Variables of the surrounding session that would let a test reach outside its sandbox.
+const std::set<std::string> kDroppedVariables = {"HOME",
+                                                 "CFFIXED_USER_HOME",
+                                                 "XDG_RUNTIME_DIR",
+                                                 "XDG_DATA_HOME",
+                                                 "LS_SYSTEM_ROOT",
+                                                 "LS_APPLICATION_PATH",
+                                                 "CF_USER_NOTIFICATION_LOG",
+                                                 "DBUS_SESSION_BUS_ADDRESS",
+                                                 "AE_DEFAULT_TIMEOUT_TICKS",
+                                                 "SCRIPTED_COMPANION_EVENTS",
+                                                 "SCRIPTED_COMPANION_SCRIPT"};
+
+std::vector<std::pair<std::string, std::string>> sandboxVariables(const Sandbox& s) {
+  return {{"HOME", s.home},
+          {"CFFIXED_USER_HOME", s.home},
+          {"XDG_RUNTIME_DIR", s.runtime},
+          {"LS_SYSTEM_ROOT", s.systemRoot},
+          {"LS_APPLICATION_PATH", s.applicationPath},
+          {"CF_USER_NOTIFICATION_LOG", s.notices},
+          {"SCRIPTED_COMPANION_EVENTS", s.events},
+          {"SCRIPTED_COMPANION_SCRIPT", s.script}};
+}
+
+void writePlist(plist_t plist, const fs::path& file) {
+  char* xml = nullptr;
+  uint32_t length = 0;
+  plist_to_xml(plist, &xml, &length);
+  std::ofstream(file, std::ios::binary).write(xml, length);
+  plist_to_xml_free(xml);
+}
+
+bool isGone(pid_t pid) {
+  int status = 0;
+  pid_t waited = waitpid(pid, &status, WNOHANG);
+  if (waited == pid)
+    return true;
+  if (waited == 0)
+    return false;
+  // Not a child of ours (a launched application): look at the process itself.
+  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+  std::string line;
+  if (!std::getline(stat, line))
+    return true;
+  auto end = line.rfind(')');
+  return end != std::string::npos && end + 2 < line.size() && line[end + 2] == 'Z';
+}
+
+} // namespace
+
+Sandbox::Sandbox() {
+  std::string pattern = (fs::temp_directory_path() / "qb-bridge-XXXXXX").string();
+  if (!mkdtemp(pattern.data()))
+    throw std::runtime_error("cannot make a sandbox folder");
+  root = pattern;
+  home = root / "home";
+  runtime = root / "run";
+  systemRoot = root / "system";
+  applicationPath = root / "apps";
+  notices = root / "notices.jsonl";
+  events = root / "events.jsonl";
+  script = root / "replies.txt";
+  for (const fs::path& folder : {home, runtime, systemRoot / "Applications", applicationPath})
+    fs::create_directories(folder);
+  fs::permissions(runtime, fs::perms::owner_all, fs::perm_options::replace);
+  std::ofstream(script) << "ok\n";
+}
+
+Sandbox::~Sandbox() {
+  std::error_code ignored;
+  fs::remove_all(root, ignored);
+}
+
+std::vector<std::string> Sandbox::environment() const {
+  std::vector<std::string> result;
+  for (char** entry = environ; *entry; ++entry) {
+    std::string_view text = *entry;
+    if (!kDroppedVariables.contains(std::string(text.substr(0, text.find('=')))))
+      result.emplace_back(text);
+  }
+  for (const auto& [name, value] : sandboxVariables(*this))
+    result.push_back(name + "=" + value);
+  return result;
+}
+
+void Sandbox::enterInThisProcess() const {
+  for (const std::string& name : kDroppedVariables)
+    unsetenv(name.c_str());
+  for (const auto& [name, value] : sandboxVariables(*this))
+    setenv(name.c_str(), value.c_str(), 1);
+}
+
+void Sandbox::setLogLevel(long level) const {
+  fs::path folder = home / "Library" / "Preferences";
+  fs::create_directories(folder);
+  plist_t preferences = plist_new_dict();
+  plist_dict_set_item(preferences, "ThunderbirdLogLevel", plist_new_uint(uint64_t(level)));
+  writePlist(preferences, folder / "com.quellbark.Quellbark.plist");
+  plist_free(preferences);
+}
+
+fs::path buildDirectory() {
+  if (const char* dir = std::getenv("QB_BUILD_DIR"))
+    return dir;
+  return fs::read_symlink("/proc/self/exe").parent_path().parent_path();
+}
+
+fs::path makeCompanionBundle(const fs::path& folder, BundleShape shape) {
+  fs::path bundle = folder / "Quellbark.app";
+  fs::path contents = bundle / "Contents";
+  fs::create_directories(contents / "MacOS");
+  plist_t info = plist_new_dict();
+  plist_dict_set_item(info, "CFBundleExecutable", plist_new_string("Quellbark"));
+  plist_dict_set_item(info, "CFBundleIdentifier", plist_new_string("com.quellbark.Quellbark"));
+  plist_dict_set_item(info, "CFBundleName", plist_new_string("Quellbark"));
+  plist_dict_set_item(info, "CFBundlePackageType", plist_new_string("APPL"));
+  if (shape.signature)
+    plist_dict_set_item(info, "CFBundleSignature", plist_new_string("Qbrk"));
+  writePlist(info, contents / "Info.plist");
+  plist_free(info);
+  // A copy, not a link: an application knows its bundle by where its executable really lies.
+  if (shape.executable)
+    fs::copy_file(buildDirectory() / "bin" / "scripted-companion", contents / "MacOS" / "Quellbark",
+                  fs::copy_options::overwrite_existing);
+  return bundle;
+}
+
+pid_t spawnProcess(const std::vector<std::string>& arguments,
+                   const std::vector<std::string>& environment, const fs::path& outputFile) {
+  std::vector<char*> argv, envp;
+  for (const std::string& a : arguments)
+    argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  for (const std::string& e : environment)
+    envp.push_back(const_cast<char*>(e.c_str()));
+  envp.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  if (!outputFile.empty()) {
+    posix_spawn_file_actions_addopen(&actions, 1, outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
+    posix_spawn_file_actions_adddup2(&actions, 1, 2);
+  }
+  pid_t pid = -1;
+  int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
+  posix_spawn_file_actions_destroy(&actions);
+  if (failed)
+    throw std::runtime_error("cannot start " + arguments[0] + ": " + std::strerror(failed));
+  return pid;
+}
+
+Finished runToEnd(const std::vector<std::string>& arguments,
+                  const std::vector<std::string>& environment, const fs::path& scratch) {
+  fs::path output = scratch / "output.txt";
+  pid_t pid = spawnProcess(arguments, environment, output);
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(output)};
+}
+
+std::vector<Json> readJsonLines(const fs::path& file) {
+  std::vector<Json> lines;
+  std::ifstream in(file);
+  for (std::string line; std::getline(in, line);)
+    lines.push_back(Json::parse(line));
+  return lines;
+}
+
+std::vector<pid_t> startedCompanions(const fs::path& events) {
+  std::vector<pid_t> pids;
+  for (const Json& line : readJsonLines(events))
+    if (line.contains("started"))
+      pids.push_back(line["started"].get<pid_t>());
+  return pids;
+}
+
+std::vector<Json> receivedEvents(const fs::path& events) {
+  std::vector<Json> received;
+  for (Json& line : readJsonLines(events))
+    if (!line.contains("started"))
+      received.push_back(std::move(line));
+  return received;
+}
+
+void stopProcess(pid_t pid) {
+  kill(pid, SIGTERM);
+  for (int waited = 0; !isGone(pid); ++waited) {
+    if (waited == 1000)
+      kill(pid, SIGKILL);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+bool isRegistered(pid_t pid) {
+  ProcessSerialNumber process = {0, kNoProcess};
+  while (GetNextProcess(&process) == noErr) {
+    ProcessInfoRec info = {};
+    info.processInfoLength = sizeof info;
+    pid_t processPid = -1;
+    if (GetProcessInformation(&process, &info) == noErr &&
+        info.processSignature == kQuellbarkSignature &&
+        GetProcessPID(&process, &processPid) == noErr && processPid == pid)
+      return true;
+  }
+  return false;
+}
+
+std::string readFile(const fs::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+std::string hexOf(const std::vector<unsigned char>& bytes) {
+  static const char digits[] = "0123456789abcdef";
+  std::string hex;
+  hex.reserve(bytes.size() * 2);
+  for (unsigned char b : bytes) {
+    hex += digits[b >> 4];
+    hex += digits[b & 15];
+  }
+  return hex;
+}
+
+} // namespace bridgetest

@@ -1,0 +1,119 @@
+// scripted-companion: a stand-in for the companion application in tests. Run from inside an
+// application bundle whose signature is the one under test, it registers like any application,
+// answers each Apple Event as its reply script says, and writes every event down.
+//
+//   scripted-companion [--script FILE] [--events FILE]
+//
+// Without options the files come from the environment: SCRIPTED_COMPANION_SCRIPT (the reply
+// script, see ReplyScript.h; none: every event gets the default reply) and
+// SCRIPTED_COMPANION_EVENTS (the record, see EventRecord.h; none: nothing is recorded). The
+// record is appended to, one line per event, before the event is answered.
+#include "EventRecord.h"
+#include "ReplyScript.h"
+
+#include <CLI/CLI.hpp>
+#include <Carbon/Carbon.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <sstream>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+struct Companion {
+  scripted::ReplyScript script;
+  std::string recordPath;
+  std::size_t eventsSeen = 0;
+};
+
+void record(const std::string& path, const std::string& line) {
+  if (path.empty())
+    return;
+  int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0)
+    return;
+  std::string text = line + "\n";
+  // One write per line, so that a reader never sees half a line of a finished event.
+  for (std::size_t done = 0; done < text.size();) {
+    ssize_t n = write(fd, text.data() + done, text.size() - done);
+    if (n <= 0)
+      break;
+    done += static_cast<std::size_t>(n);
+  }
+  close(fd);
+}
+
+OSErr putValue(AppleEvent* reply, AEKeyword key, const scripted::ScriptedValue& value) {
+  return AEPutParamPtr(reply, key, value.type, value.bytes.data(),
+                       static_cast<Size>(value.bytes.size()));
+}
+
+OSErr answer(const AppleEvent* event, AppleEvent* reply, SRefCon refcon) {
+  auto& companion = *static_cast<Companion*>(refcon);
+  record(companion.recordPath, scripted::describeEvent(*event));
+  const scripted::ScriptedReply& scripted = companion.script.replyFor(companion.eventsSeen++);
+
+  if (scripted.die)
+    _exit(3); // as a crash would: no reply, no unregistering
+  if (scripted.delayMilliseconds > 0)
+    std::this_thread::sleep_for(std::chrono::milliseconds(scripted.delayMilliseconds));
+  if (reply->descriptorType == typeNull)
+    return noErr; // the sender wants no reply
+  if (scripted.nullReply)
+    return AEDisposeDesc(reply);
+  if (scripted.errorNumber)
+    putValue(reply, keyErrorNumber, *scripted.errorNumber);
+  if (scripted.directObject)
+    putValue(reply, keyDirectObject, *scripted.directObject);
+  return noErr;
+}
+
+std::string envOr(const char* name, const std::string& given) {
+  if (!given.empty())
+    return given;
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app{"Answers Apple Events as a reply script says and records them."};
+  std::string scriptPath, recordPath;
+  app.add_option("--script", scriptPath, "reply script (default $SCRIPTED_COMPANION_SCRIPT)");
+  app.add_option("--events", recordPath, "event record (default $SCRIPTED_COMPANION_EVENTS)");
+  CLI11_PARSE(app, argc, argv);
+
+  static Companion companion;
+  companion.recordPath = envOr("SCRIPTED_COMPANION_EVENTS", recordPath);
+  if (std::string path = envOr("SCRIPTED_COMPANION_SCRIPT", scriptPath); !path.empty()) {
+    std::ifstream file(path);
+    if (!file) {
+      std::fprintf(stderr, "scripted-companion: cannot read %s\n", path.c_str());
+      return 2;
+    }
+    std::stringstream text;
+    text << file.rdbuf();
+    std::string problem;
+    auto script = scripted::parseReplyScript(text.str(), problem);
+    if (!script) {
+      std::fprintf(stderr, "scripted-companion: %s: %s\n", path.c_str(), problem.c_str());
+      return 2;
+    }
+    companion.script = std::move(*script);
+  }
+
+  std::signal(SIGTERM, [](int) { QuitApplicationEventLoop(); });
+  std::signal(SIGINT, [](int) { QuitApplicationEventLoop(); });
+  AEInstallEventHandler(typeWildCard, typeWildCard, NewAEEventHandlerUPP(answer), &companion,
+                        false);
+  record(companion.recordPath, "{\"started\":" + std::to_string(getpid()) + "}");
+  RunApplicationEventLoop();
+  return 0;
+}
