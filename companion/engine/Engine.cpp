@@ -1,0 +1,380 @@
+#include "Engine.h"
+
+#include "Locations.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace quellbark {
+
+using bogofilter::Mode;
+
+namespace {
+
+char const* nameOf(Mode mode) {
+  switch (mode) {
+  case Mode::classify:
+    return "classifying";
+  case Mode::learnSpam:
+    return "learning spam";
+  case Mode::learnGood:
+    return "learning good mail";
+  }
+  return "?";
+}
+
+std::string describeExit(ExitStatus const& status) {
+  if (!status.finished) {
+    return "did not end in time";
+  }
+  if (status.signal != 0) {
+    return "was killed by signal " + std::to_string(status.signal);
+  }
+  return "exited with status " + std::to_string(status.code);
+}
+
+void removeFile(fs::path const& file) {
+  std::error_code ec;
+  fs::remove(file, ec);
+}
+
+} // namespace
+
+EngineConfig EngineConfig::fromEnvironment() {
+  EngineConfig config;
+  if (char const* p = std::getenv("QUELLBARK_BOGOFILTER"); p != nullptr && *p != '\0') {
+    config.bogofilter = p;
+  }
+  if (char const* p = std::getenv("QUELLBARK_BOGOUTIL"); p != nullptr && *p != '\0') {
+    config.bogoutil = p;
+  }
+  config.dataFolder = defaultDataFolder();
+  config.workRoot = defaultWorkRoot(config.dataFolder);
+  return config;
+}
+
+Engine::Engine(EngineConfig config) : mConfig(std::move(config)) {
+  if (!mConfig.log) {
+    mConfig.log = [](std::string const& line) {
+      std::fprintf(stderr, "Quellbark: %s\n", line.c_str());
+    };
+  }
+  mCommitter = std::jthread([this](std::stop_token stop) { commitWhenIdle(stop); });
+}
+
+Engine::~Engine() {
+  mCommitter.request_stop();
+  mWake.notify_all();
+  if (mCommitter.joinable()) {
+    mCommitter.join();
+  }
+  Lock lock(mMutex);
+  endSession();
+  if (mChildErrors >= 0) {
+    ::close(mChildErrors);
+  }
+}
+
+EngineError Engine::fail(EngineError error, std::string const& detail) {
+  mConfig.log(std::string(describe(error)) + ": " + detail);
+  if (mChild) {
+    mChild->kill();
+    mChild.reset();
+  }
+  mMode.reset();
+  dropPending();
+  mPrepared = false; // the next request checks everything again and restarts the engine
+  return error;
+}
+
+void Engine::dropPending() {
+  for (auto const& file : mPending) {
+    removeFile(file);
+  }
+  mPending.clear();
+}
+
+std::string Engine::childErrors() const {
+  if (!mWork) {
+    return {};
+  }
+  std::ifstream in(mWork->path() / "engine-errors.txt");
+  std::stringstream text;
+  text << in.rdbuf();
+  return bogofilter::lastLine(text.str());
+}
+
+EngineError Engine::prepare() {
+  if (mPrepared) {
+    return EngineError::none;
+  }
+  mBogofilter = resolveProgram(mConfig.bogofilter);
+  if (mBogofilter.empty()) {
+    return fail(EngineError::engineMissing, "no program '" + mConfig.bogofilter + "' to run");
+  }
+  mBogoutil = resolveProgram(mConfig.bogoutil);
+  if (mBogoutil.empty()) {
+    return fail(EngineError::engineMissing, "no program '" + mConfig.bogoutil + "' to run");
+  }
+  if (!ensurePrivateFolder(mConfig.dataFolder)) {
+    return fail(EngineError::wordListUnusable,
+                "cannot make the data folder " + mConfig.dataFolder.string() + " private");
+  }
+  if (!mWork || !mWork->valid()) {
+    mWork = std::make_unique<WorkFolder>(mConfig.workRoot);
+    if (!mWork->valid()) {
+      return fail(EngineError::workFolderUnusable,
+                  "cannot make a private folder in " + mConfig.workRoot.string());
+    }
+  }
+  if (mChildErrors < 0) {
+    fs::path const errors = mWork->path() / "engine-errors.txt";
+    mChildErrors = ::open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (mChildErrors < 0) {
+      return fail(EngineError::workFolderUnusable, "cannot write " + errors.string());
+    }
+  }
+  fs::path const wordList = bogofilter::wordListFile(mConfig.dataFolder);
+  if (!fs::exists(wordList)) {
+    ProgramRun const run =
+        runProgram(bogofilter::createCommand(mBogoutil, mConfig.dataFolder), mConfig.replyTimeout);
+    if (run.spawnError != 0) {
+      return fail(EngineError::engineMissing,
+                  mBogoutil.string() + " cannot be started: " + std::strerror(run.spawnError));
+    }
+    if (!run.exit.succeeded()) {
+      return fail(EngineError::wordListUnusable,
+                  "creating " + wordList.string() + " failed: " + bogofilter::lastLine(run.err));
+    }
+    ::chmod(wordList.c_str(), 0600);
+  }
+  mPrepared = true;
+  return EngineError::none;
+}
+
+EngineError Engine::readCounts() {
+  ProgramRun const run =
+      runProgram(bogofilter::countCommand(mBogoutil, mConfig.dataFolder), mConfig.replyTimeout);
+  if (run.spawnError != 0) {
+    return fail(EngineError::engineMissing,
+                mBogoutil.string() + " cannot be started: " + std::strerror(run.spawnError));
+  }
+  if (bogofilter::reportsLocked(run.err) || !run.exit.finished) {
+    return fail(EngineError::wordListLocked,
+                "another process is using " +
+                    bogofilter::wordListFile(mConfig.dataFolder).string());
+  }
+  std::optional<LearnedCounts> const counts = bogofilter::parseMessageCount(run.out);
+  if (!run.exit.succeeded() || !counts) {
+    return fail(EngineError::wordListUnusable,
+                "reading " + bogofilter::wordListFile(mConfig.dataFolder).string() +
+                    " failed: " + bogofilter::lastLine(run.err));
+  }
+  mLearned = *counts;
+  return EngineError::none;
+}
+
+EngineError Engine::useSession(Mode mode) {
+  if (mChild && mMode == mode) {
+    return EngineError::none;
+  }
+  if (EngineError const e = endSession(); e != EngineError::none) {
+    return e;
+  }
+  // bogofilter would wait for a lock held elsewhere; bogoutil says so at once. The counts it
+  // reads are bogofilter's own, so learning done by other programs counts too.
+  if (EngineError const e = readCounts(); e != EngineError::none) {
+    return e;
+  }
+  if (::ftruncate(mChildErrors, 0) != 0) {
+    return fail(EngineError::workFolderUnusable, "cannot reset the engine's error file");
+  }
+  int spawnError = 0;
+  mChild = LineChild::start(bogofilter::bulkCommand(mBogofilter, mConfig.dataFolder, mode),
+                            mChildErrors, spawnError);
+  if (!mChild) {
+    bool const missing = spawnError == ENOENT || spawnError == EACCES || spawnError == ENOEXEC;
+    return fail(missing ? EngineError::engineMissing : EngineError::engineFailed,
+                mBogofilter.string() + " cannot be started: " + std::strerror(spawnError));
+  }
+  mMode = mode;
+  return EngineError::none;
+}
+
+// Ends the running process. For learning this is the commit: bogofilter writes the batch to
+// the word list as it ends, and only a clean end counts.
+EngineError Engine::endSession() {
+  if (!mChild) {
+    return EngineError::none;
+  }
+  ExitStatus const status = mChild->finish(Clock::now() + mConfig.replyTimeout);
+  Mode const mode = *mMode;
+  mChild.reset();
+  mMode.reset();
+  if (mode == Mode::classify) {
+    return EngineError::none; // its exit code is the last verdict, not a failure
+  }
+  std::size_t const batch = mPending.size();
+  if (!status.succeeded()) {
+    return childFailure("bogofilter " + std::string(nameOf(mode)) + " " + describeExit(status) +
+                        "; " + std::to_string(batch) + " message(s) not learned");
+  }
+  (mode == Mode::learnSpam ? mLearned.spam : mLearned.good) += static_cast<std::int64_t>(batch);
+  dropPending();
+  return EngineError::none;
+}
+
+// A child that died or hung: a lock held elsewhere makes bogofilter wait, so a hang is told
+// apart by asking bogoutil, which does not wait.
+EngineError Engine::childFailure(std::string const& what) {
+  std::string const errors = childErrors();
+  if (mChild) {
+    mChild->kill();
+    mChild.reset();
+  }
+  mMode.reset();
+  ProgramRun const probe =
+      runProgram(bogofilter::countCommand(mBogoutil, mConfig.dataFolder), mConfig.replyTimeout);
+  if (bogofilter::reportsLocked(probe.err)) {
+    return fail(EngineError::wordListLocked, what + " (word list locked by another process)");
+  }
+  return fail(EngineError::engineFailed, errors.empty() ? what : what + ": " + errors);
+}
+
+ScoreResult Engine::score(std::string_view message) {
+  Lock lock(mMutex);
+  if (EngineError const e = prepare(); e != EngineError::none) {
+    return {e, 0};
+  }
+  fs::path const file = mWork->writeMessage(message);
+  if (file.empty()) {
+    return {fail(EngineError::workFolderUnusable,
+                 "cannot write a message file in " + mWork->path().string()),
+            0};
+  }
+  bool const reused = mChild && mMode == Mode::classify;
+  if (EngineError const e = useSession(Mode::classify); e != EngineError::none) {
+    removeFile(file);
+    return {e, 0};
+  }
+  ScoreResult const result = classify(file, reused);
+  removeFile(file);
+  return result;
+}
+
+ScoreResult Engine::classify(fs::path const& file, bool mayRetry) {
+  std::string line;
+  LineChild::Read read = LineChild::Read::endOfOutput;
+  if (mChild->sendLine(file.string())) {
+    read = mChild->readLine(line, Clock::now() + mConfig.replyTimeout);
+  }
+  if (read == LineChild::Read::endOfOutput && mayRetry) {
+    // A classifier that ended while idle: start a fresh one once.
+    mChild->kill();
+    mChild.reset();
+    mMode.reset();
+    if (EngineError const e = useSession(Mode::classify); e != EngineError::none) {
+      return {e, 0};
+    }
+    return classify(file, false);
+  }
+  if (read == LineChild::Read::deadlinePassed) {
+    return {childFailure("bogofilter gave no answer within " +
+                         std::to_string(mConfig.replyTimeout.count()) + " ms"),
+            0};
+  }
+  if (read == LineChild::Read::endOfOutput) {
+    ExitStatus const status = mChild->finish(Clock::now() + mConfig.replyTimeout);
+    return {childFailure("bogofilter classifying " + describeExit(status)), 0};
+  }
+  std::optional<double> const spamicity = bogofilter::parseBulkLine(line, file.string());
+  if (!spamicity) {
+    return {fail(EngineError::engineFailed, "bogofilter answered \"" + line + "\""), 0};
+  }
+  int const raw = scoreFromSpamicity(*spamicity);
+  return {EngineError::none, applyNewUserCap(raw, mLearned, mConfig.minimumLearned)};
+}
+
+EngineError Engine::learn(Verdict verdict, std::string_view message) {
+  Lock lock(mMutex);
+  if (EngineError const e = prepare(); e != EngineError::none) {
+    return e;
+  }
+  fs::path const file = mWork->writeMessage(message);
+  if (file.empty()) {
+    return fail(EngineError::workFolderUnusable,
+                "cannot write a message file in " + mWork->path().string());
+  }
+  Mode const mode = verdict == Verdict::spam ? Mode::learnSpam : Mode::learnGood;
+  if (EngineError const e = useSession(mode); e != EngineError::none) {
+    removeFile(file);
+    return e;
+  }
+  mPending.push_back(file);
+  if (!mChild->sendLine(file.string())) {
+    ExitStatus const status = mChild->finish(Clock::now() + mConfig.replyTimeout);
+    return childFailure("bogofilter " + std::string(nameOf(mode)) + " " + describeExit(status));
+  }
+  mLastLearn = Clock::now();
+  if (mPending.size() >= mConfig.maxBatch || mConfig.commitDelay.count() <= 0) {
+    return endSession();
+  }
+  mWake.notify_all();
+  return EngineError::none;
+}
+
+EngineError Engine::commit() {
+  Lock lock(mMutex);
+  if (mMode == Mode::classify) {
+    return EngineError::none;
+  }
+  return endSession();
+}
+
+EngineStatus Engine::status() {
+  Lock lock(mMutex);
+  EngineStatus status;
+  status.wordList = bogofilter::wordListFile(mConfig.dataFolder);
+  status.error = prepare();
+  status.bogofilter = mBogofilter;
+  if (status.error == EngineError::none && mMode != Mode::classify) {
+    status.error = endSession();
+  }
+  if (status.error == EngineError::none) {
+    status.error = readCounts();
+  }
+  if (!mBogofilter.empty()) {
+    ProgramRun const run = runProgram({mBogofilter.string(), "-V"}, mConfig.replyTimeout);
+    status.version = bogofilter::lastLine(run.out.substr(0, run.out.find('\n')));
+  }
+  status.learned = mLearned;
+  return status;
+}
+
+void Engine::commitWhenIdle(std::stop_token stop) {
+  Lock lock(mMutex);
+  while (!stop.stop_requested()) {
+    bool const learning = mChild && mMode && *mMode != Mode::classify;
+    if (!learning) {
+      mWake.wait(lock, stop, [&] { return mChild && mMode && *mMode != Mode::classify; });
+      continue;
+    }
+    Clock::time_point const due = mLastLearn + mConfig.commitDelay;
+    if (Clock::now() >= due) {
+      endSession();
+    } else {
+      mWake.wait_until(lock, stop, due, [] { return false; });
+    }
+  }
+}
+
+} // namespace quellbark

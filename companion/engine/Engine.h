@@ -1,0 +1,106 @@
+#pragma once
+
+#include "Bogofilter.h"
+#include "EngineError.h"
+#include "PrivateFolder.h"
+#include "Score.h"
+#include "Subprocess.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace quellbark {
+
+struct EngineConfig {
+  std::string bogofilter = "bogofilter"; // a name looked up on PATH, or a path
+  std::string bogoutil = "bogoutil";
+  std::filesystem::path dataFolder; // holds the word list
+  std::filesystem::path workRoot;   // private work folders for message files go here
+  std::chrono::milliseconds replyTimeout{10'000};
+  // Learning is batched into one registering process; it is committed when this much time
+  // passes without another message to learn, when a different request comes, or at maxBatch.
+  // Zero commits every message before learn() returns.
+  std::chrono::milliseconds commitDelay{1'000};
+  std::size_t maxBatch = 500;
+  // A new user's engine never calls a message junk before it has learned this many of each.
+  std::int64_t minimumLearned = 10;
+  std::function<void(std::string const&)> log; // one line per failure; default: stderr
+
+  // Defaults from the environment: QUELLBARK_DATA_DIR / XDG_DATA_HOME for the data folder,
+  // XDG_RUNTIME_DIR for the work root, QUELLBARK_BOGOFILTER and QUELLBARK_BOGOUTIL for the
+  // programs.
+  static EngineConfig fromEnvironment();
+};
+
+enum class Verdict { spam, good };
+
+struct ScoreResult {
+  EngineError error = EngineError::none;
+  int score = 0; // 0..100; below 50 is good
+};
+
+struct EngineStatus {
+  EngineError error = EngineError::none;
+  std::filesystem::path bogofilter;
+  std::string version;
+  std::filesystem::path wordList;
+  LearnedCounts learned;
+};
+
+// bogofilter as a long-lived service. One bogofilter process runs at a time, kept alive
+// between requests of the same kind. A failure is logged once, answered with its error, and
+// the next request starts over. All members may be called from any thread.
+class Engine {
+public:
+  explicit Engine(EngineConfig config);
+  ~Engine(); // commits learning still pending
+  Engine(Engine const&) = delete;
+  Engine& operator=(Engine const&) = delete;
+
+  ScoreResult score(std::string_view message);
+  EngineError learn(Verdict verdict, std::string_view message);
+  EngineError commit();
+  EngineStatus status();
+
+private:
+  using Clock = std::chrono::steady_clock;
+  using Lock = std::unique_lock<std::mutex>;
+
+  EngineError prepare();
+  EngineError readCounts();
+  EngineError useSession(bogofilter::Mode mode);
+  EngineError endSession();
+  ScoreResult classify(std::filesystem::path const& file, bool mayRetry);
+  EngineError fail(EngineError error, std::string const& detail);
+  EngineError childFailure(std::string const& what);
+  std::string childErrors() const;
+  void dropPending();
+  void commitWhenIdle(std::stop_token stop);
+
+  EngineConfig mConfig;
+  std::mutex mMutex;
+  std::condition_variable_any mWake;
+  bool mPrepared = false;
+  std::filesystem::path mBogofilter;
+  std::filesystem::path mBogoutil;
+  std::unique_ptr<WorkFolder> mWork;
+  int mChildErrors = -1; // file that receives the child's stderr
+  std::unique_ptr<LineChild> mChild;
+  std::optional<bogofilter::Mode> mMode;
+  std::vector<std::filesystem::path> mPending; // learned but not yet committed
+  Clock::time_point mLastLearn;
+  LearnedCounts mLearned;
+  std::jthread mCommitter; // last: it uses everything above
+};
+
+} // namespace quellbark

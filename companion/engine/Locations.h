@@ -1,0 +1,20 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace quellbark {
+
+// Where the word list lives: $QUELLBARK_DATA_DIR, else $XDG_DATA_HOME/Quellbark, else
+// ~/.local/share/Quellbark.
+std::filesystem::path defaultDataFolder();
+
+// Where private work folders go: $XDG_RUNTIME_DIR/Quellbark when the runtime dir is usable,
+// else <data folder>/work.
+std::filesystem::path defaultWorkRoot(std::filesystem::path const& dataFolder);
+
+// A program given by name is looked up on $PATH; a path containing '/' is taken as is.
+// Returns empty when nothing executable is found.
+std::filesystem::path resolveProgram(std::string const& nameOrPath);
+
+} // namespace quellbark

@@ -1,0 +1,142 @@
+#include "MessageForm.h"
+
+#include <algorithm>
+#include <cctype>
+#include <gmime/gmime.h>
+#include <mutex>
+
+namespace quellbark {
+
+namespace {
+
+bool startsWithNoCase(std::string_view text, std::string_view prefix) {
+  return text.size() >= prefix.size() &&
+         std::equal(prefix.begin(), prefix.end(), text.begin(), [](char a, char b) {
+           return std::tolower(static_cast<unsigned char>(a)) ==
+                  std::tolower(static_cast<unsigned char>(b));
+         });
+}
+
+bool isBlank(std::string_view text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; });
+}
+
+std::vector<std::string_view> split(std::string_view bytes, std::string_view separator) {
+  std::vector<std::string_view> pieces;
+  if (separator.empty()) {
+    pieces.push_back(bytes);
+    return pieces;
+  }
+  while (true) {
+    std::size_t const at = bytes.find(separator);
+    std::string_view piece = bytes.substr(0, at);
+    while (!piece.empty() && (piece.front() == '\n' || piece.front() == '\r')) {
+      piece.remove_prefix(1);
+    }
+    if (!isBlank(piece)) {
+      pieces.push_back(piece);
+    }
+    if (at == std::string_view::npos) {
+      break;
+    }
+    bytes.remove_prefix(at + separator.size());
+  }
+  if (pieces.empty()) {
+    pieces.push_back({});
+  }
+  return pieces;
+}
+
+// One logical line: a line with its continuation lines (those starting with blank or tab).
+struct Unfolded {
+  std::string_view text;
+  std::size_t end;
+};
+
+Unfolded logicalLine(std::string_view bytes, std::size_t start) {
+  std::size_t end = start;
+  do {
+    std::size_t const nl = bytes.find('\n', end);
+    end = nl == std::string_view::npos ? bytes.size() : nl + 1;
+  } while (end < bytes.size() && (bytes[end] == ' ' || bytes[end] == '\t'));
+  return {bytes.substr(start, end - start), end};
+}
+
+std::string boundaryOf(std::string_view contentTypeLine) {
+  static std::once_flag once;
+  std::call_once(once, [] { g_mime_init(); });
+  std::string value(contentTypeLine.substr(contentTypeLine.find(':') + 1));
+  GMimeContentType* type = g_mime_content_type_parse(nullptr, value.c_str());
+  if (type == nullptr) {
+    return {};
+  }
+  std::string boundary;
+  if (g_mime_content_type_is_type(type, "multipart", "*")) {
+    char const* b = g_mime_content_type_get_parameter(type, "boundary");
+    boundary = b != nullptr ? b : "";
+    if (boundary.empty()) {
+      boundary = "\n"; // a multipart without a boundary can never be split
+    }
+  }
+  g_object_unref(type);
+  return boundary;
+}
+
+std::string withoutTransferEncodings(std::string_view message) {
+  std::string out;
+  out.reserve(message.size());
+  std::size_t at = 0;
+  while (at < message.size()) {
+    Unfolded const line = logicalLine(message, at);
+    if (!startsWithNoCase(line.text, "Content-Transfer-Encoding:")) {
+      out.append(line.text);
+    }
+    at = line.end;
+  }
+  return out;
+}
+
+std::string withDecodedStructure(std::string_view message) {
+  std::string out;
+  out.reserve(message.size());
+  std::size_t at = 0;
+  while (at < message.size()) {
+    Unfolded const line = logicalLine(message, at);
+    at = line.end;
+    if (line.text == "\n" || line.text == "\r\n") {
+      out.append(line.text);
+      break; // end of the headers
+    }
+    if (startsWithNoCase(line.text, "Content-Type:")) {
+      std::string const boundary = boundaryOf(line.text);
+      if (!boundary.empty() && message.find("--" + boundary, at) == std::string_view::npos) {
+        out.append("Content-Type: text/plain\n");
+        continue;
+      }
+    }
+    out.append(line.text);
+  }
+  out.append(message.substr(std::min(at, message.size())));
+  return withoutTransferEncodings(out);
+}
+
+} // namespace
+
+std::vector<std::string> prepareMessages(std::string_view bytes, MessageForm const& form) {
+  std::vector<std::string> messages;
+  for (std::string_view const piece : split(bytes, form.separator)) {
+    if (!form.rfc822) {
+      std::string text(1, '\n');
+      text.append(piece);
+      messages.push_back(std::move(text));
+    } else if (form.decoded) {
+      messages.push_back(withDecodedStructure(piece));
+    } else {
+      messages.emplace_back(piece);
+    }
+  }
+  return messages;
+}
+
+} // namespace quellbark
