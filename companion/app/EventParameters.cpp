@@ -1,0 +1,61 @@
+#include "EventParameters.h"
+
+#include "AppIdentity.h"
+
+namespace quellbark {
+
+namespace {
+
+OSErr readBytes(AppleEvent const& event, AEKeyword key, std::string& bytes) {
+  DescType type = typeNull;
+  Size size = 0;
+  if (OSErr const err = AESizeOfParam(&event, key, &type, &size); err != noErr) {
+    return err;
+  }
+  DescType wanted = typeWildCard;
+  if (type == typeUnicodeText || type == typeUTF16ExternalRepresentation) {
+    wanted = typeUTF8Text; // up to 3 bytes of UTF-8 for each 2 bytes of UTF-16
+    size = size / 2 * 3 + 4;
+  }
+  bytes.resize(static_cast<std::size_t>(size));
+  Size actual = 0;
+  if (OSErr const err =
+          AEGetParamPtr(&event, key, wanted, nullptr, bytes.data(), size, &actual);
+      err != noErr) {
+    return err;
+  }
+  bytes.resize(static_cast<std::size_t>(std::min(actual, size)));
+  return noErr;
+}
+
+OSErr readFlag(AppleEvent const& event, AEKeyword key, bool& flag) {
+  Boolean value = 0;
+  OSErr const err = AEGetParamPtr(&event, key, typeBoolean, nullptr, &value, sizeof value, nullptr);
+  if (err == errAEDescNotFound) {
+    return noErr; // keeps the default
+  }
+  if (err == noErr) {
+    flag = value != 0;
+  }
+  return err;
+}
+
+} // namespace
+
+MessageRequest readMessageRequest(AppleEvent const& event) {
+  MessageRequest request;
+  request.error = readBytes(event, kMessageParam, request.bytes);
+  if (request.error == noErr) {
+    request.error = readFlag(event, kDecodedParam, request.form.decoded);
+  }
+  if (request.error == noErr) {
+    request.error = readFlag(event, kRFC822Param, request.form.rfc822);
+  }
+  if (request.error == noErr) {
+    OSErr const err = readBytes(event, kSeparatorParam, request.form.separator);
+    request.error = err == errAEDescNotFound ? OSErr(noErr) : err;
+  }
+  return request;
+}
+
+} // namespace quellbark

@@ -1,0 +1,45 @@
+#include "LogLevelPreference.h"
+
+#include "AppIdentity.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+namespace quellbark {
+
+namespace {
+
+// Owns one Core Foundation object.
+struct Released {
+  CFTypeRef object;
+  ~Released() {
+    if (object != nullptr) {
+      CFRelease(object);
+    }
+  }
+};
+
+CFStringRef makeString(char const* text) {
+  return CFStringCreateWithCString(kCFAllocatorDefault, text, kCFStringEncodingUTF8);
+}
+
+} // namespace
+
+bool writeLogLevel(long level) {
+  Released const domain{makeString(kBundleIdentifier)};
+  Released const key{makeString(kLogLevelKey)};
+  Released const value{CFNumberCreate(kCFAllocatorDefault, kCFNumberLongType, &level)};
+  auto const domainRef = static_cast<CFStringRef>(domain.object);
+  CFPreferencesSetAppValue(static_cast<CFStringRef>(key.object), value.object, domainRef);
+  return CFPreferencesAppSynchronize(domainRef) != 0;
+}
+
+std::optional<long> readLogLevel() {
+  Released const domain{makeString(kBundleIdentifier)};
+  Released const key{makeString(kLogLevelKey)};
+  Boolean valid = 0;
+  CFIndex const level = CFPreferencesGetAppIntegerValue(
+      static_cast<CFStringRef>(key.object), static_cast<CFStringRef>(domain.object), &valid);
+  return valid != 0 ? std::optional<long>(static_cast<long>(level)) : std::nullopt;
+}
+
+} // namespace quellbark
