@@ -1,5 +1,7 @@
 #include "processes/ProcessStat.h"
 
+#include <cstdio>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -10,10 +12,17 @@ namespace coreservices {
 std::optional<std::uint64_t> processStartTime(pid_t pid) {
   if (pid <= 0)
     return std::nullopt;
-  std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-  std::string line;
-  if (!in || !std::getline(in, line))
+  char path[32];
+  std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
+  int fd = open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0)
     return std::nullopt;
+  char buffer[1024];
+  ssize_t length = read(fd, buffer, sizeof buffer - 1);
+  close(fd);
+  if (length <= 0)
+    return std::nullopt;
+  std::string line(buffer, static_cast<std::size_t>(length));
   // The command name is parenthesised and may itself hold ')' or spaces: fields resume after
   // the last ')'.
   auto close = line.rfind(')');

@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
+#include <map>
+#include <mutex>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,7 +20,7 @@ namespace {
 
 constexpr const char* kEntrySuffix = ".plist";
 
-std::optional<RegistryEntry> readEntry(const std::string& path) {
+std::optional<RegistryEntry> parseEntry(const std::string& path) {
   auto plist = PropertyList::readDictionary(path);
   if (!plist)
     return std::nullopt;
@@ -35,6 +37,47 @@ std::optional<RegistryEntry> readEntry(const std::string& path) {
   entry.socketPath = *socket;
   entry.name = plist->string("Name").value_or("");
   entry.bundlePath = plist->string("BundlePath").value_or("");
+  return entry;
+}
+
+// Parsing a property list costs far more than the exchange it serves, and entries are written
+// once and then only read: parsed entries are kept, keyed by the file's identity.
+struct FileIdentity {
+  dev_t device;
+  ino_t inode;
+  off_t size;
+  timespec modified;
+  bool operator==(const FileIdentity& other) const {
+    return device == other.device && inode == other.inode && size == other.size &&
+           modified.tv_sec == other.modified.tv_sec && modified.tv_nsec == other.modified.tv_nsec;
+  }
+};
+
+struct CachedEntry {
+  FileIdentity identity;
+  std::optional<RegistryEntry> entry;
+};
+
+std::optional<RegistryEntry> readEntry(const std::string& path) {
+  static std::mutex lock;
+  static auto* cache = new std::map<std::string, CachedEntry>;
+  struct stat info {};
+  if (stat(path.c_str(), &info) != 0) {
+    std::lock_guard guard(lock);
+    cache->erase(path);
+    return std::nullopt;
+  }
+  FileIdentity identity{info.st_dev, info.st_ino, info.st_size, info.st_mtim};
+  {
+    std::lock_guard guard(lock);
+    if (auto found = cache->find(path); found != cache->end() && found->second.identity == identity)
+      return found->second.entry;
+  }
+  auto entry = parseEntry(path);
+  std::lock_guard guard(lock);
+  if (cache->size() > 1024)
+    cache->clear();
+  (*cache)[path] = CachedEntry{identity, entry};
   return entry;
 }
 
