@@ -25,4 +25,7 @@ cat >"$CFFIXED_USER_HOME/Library/Preferences/com.quellbark.Quellbark.plist" <<'P
 PLIST
 
 echo "== mailhost info (profile $profile)"
-"$build/bin/mailhost" --profile "$profile" --plugin "$build/lib/QuellbarkPlugIn.so" info
+"$build/bin/mailhost" --profile "$profile" --plugin "$build/lib/QuellbarkPlugIn.so" info 2>&1
+echo
+echo "The \"Quellbark Thunderbird Plug-In:\" lines are the plug-in's own log (Quellbark's"
+echo "ThunderbirdLogLevel is 10 in this demo's home; the default, 40, shows errors only)."

@@ -81,11 +81,12 @@ int runInfoCommand(HostSession& session, std::ostream& out) {
       separator = ", ";
     }
   }
+  out << "\n" << std::flush; // the plug-in's own log lines go to stderr as it answers
   PRBool downloadAllHeaders = PR_TRUE;
   PRBool userHasClassified = PR_FALSE;
   plugin->GetShouldDownloadAllHeaders(&downloadAllHeaders);
   plugin->GetUserHasClassified(&userHasClassified);
-  out << "\n  should download all headers: " << yesNo(downloadAllHeaders)
+  out << "  should download all headers: " << yesNo(downloadAllHeaders)
       << "\n  user has classified:         " << yesNo(userHasClassified) << "\n";
   return 0;
 }

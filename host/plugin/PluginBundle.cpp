@@ -50,8 +50,10 @@ std::vector<RegisteredComponent> loadPluginBundle(const std::string& path) {
   if (S_ISDIR(info.st_mode))
     throw HostError("not a loadable bundle: " + path + " is a folder");
 
+  // The runtime names files by absolute path only, as the host's does.
+  std::string absolute = canonical(path);
   nsCOMPtr<nsILocalFile> file;
-  nsresult rv = NS_NewNativeLocalFile(nsCString(path.c_str()), PR_TRUE, getter_AddRefs(file));
+  nsresult rv = NS_NewNativeLocalFile(nsCString(absolute.c_str()), PR_TRUE, getter_AddRefs(file));
   if (NS_FAILED(rv))
     throw HostError("cannot name plug-in bundle " + path + " (" + hexCode(rv) + ")");
   nsCOMPtr<nsIComponentRegistrar> registrar;
@@ -68,7 +70,7 @@ std::vector<RegisteredComponent> loadPluginBundle(const std::string& path) {
                     (why.empty() ? "registration failed (" + hexCode(rv) + ")" : why));
   }
 
-  Collector collector{canonical(path), {}};
+  Collector collector{absolute, {}};
   NS_VisitRegisteredComponents(collect, &collector);
   return collector.found;
 }

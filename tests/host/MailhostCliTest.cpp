@@ -2,6 +2,7 @@
 #include "HostTestSupport.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -45,6 +46,14 @@ TEST_F(MailhostCli, DefaultBundleIsTheOneBesideTheExecutable) {
   auto result = run({"--profile", profile(), "info"});
   ASSERT_EQ(result.exitCode, 0) << result.err;
   EXPECT_NE(result.out.find("/../lib/QuellbarkPlugIn.so\n"), std::string::npos) << result.out;
+}
+
+TEST_F(MailhostCli, RelativeBundlePathIsAccepted) {
+  std::string relative =
+      std::filesystem::relative(testsupport::bundlePath(), std::filesystem::current_path());
+  auto result = run({"--profile", profile(), "--plugin", relative, "info"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.out.find("module name:  nsBayesianFilterModule"), std::string::npos);
 }
 
 TEST_F(MailhostCli, PrefsSyntaxErrorIsOneLineAndDoesNotStopTheHost) {
