@@ -1,14 +1,19 @@
 #include "filter/nsBayesianFilter.h"
 
+#include "capture/QuellbarkMessageClassifier.h"
+#include "capture/QuellbarkMessageTrainer.h"
+#include "capture/QuellbarkTokenStreamListener.h"
+#include "filter/nsMsgUtils.h"
 #include "log/QuellbarkLog.h"
 
 #include <nsCOMPtr.h>
+#include <nsIMsgMessageService.h>
 #include <nsIPrefBranch.h>
 #include <nsIPrefService.h>
 #include <nsServiceManagerUtils.h>
 
-// The host's junk threshold is read as the built-in filter reads it, then dropped: the cut-off
-// between good and junk is Quellbark's fixed score of 50.
+// The host's junk threshold is read as the built-in filter reads it, then
+// dropped: the cut-off between good and junk is Quellbark's fixed score of 50.
 nsBayesianFilter::nsBayesianFilter() : mRefCount(0) {
   nsresult rv;
   nsCOMPtr<nsIPrefBranch> prefBranch = do_GetService("@mozilla.org/preferences-service;1", &rv);
@@ -55,30 +60,60 @@ NS_IMETHODIMP nsBayesianFilter::GetShouldDownloadAllHeaders(PRBool* aResult) {
   return NS_OK;
 }
 
-// The three requests below are where a message starts its way to Quellbark; until the message
-// path (streaming, capture and the exchange with Quellbark) is in place they only announce
-// themselves.
-NS_IMETHODIMP nsBayesianFilter::ClassifyMessage(char const*, nsIMsgWindow*,
-                                                nsIJunkMailClassificationListener*) {
+// Each request makes one analyzer and one listener and starts streaming the
+// first message; the rest happens in the host's stream callbacks. Only the
+// start of that first stream can fail towards the host. When it does, the pair
+// and the references it holds stay as they are: there is no clean-up path for a
+// stream that never started.
+NS_IMETHODIMP nsBayesianFilter::ClassifyMessage(char const* aMsgURI, nsIMsgWindow* aMsgWindow,
+                                                nsIJunkMailClassificationListener* aListener) {
   debug("nsBayesianFilter::ClassifyMessage()");
-  return NS_ERROR_NOT_IMPLEMENTED;
+  auto* classifier = new QuellbarkMessageClassifier(this, aListener, aMsgWindow, 1, &aMsgURI);
+  classifier->mStreamListener = new QuellbarkTokenStreamListener(classifier);
+  return streamMessage(aMsgURI, aMsgWindow, classifier);
 }
 
-NS_IMETHODIMP nsBayesianFilter::ClassifyMessages(PRUint32, char const**, nsIMsgWindow*,
-                                                 nsIJunkMailClassificationListener*) {
+// The count is not checked: a caller passes at least one URI, and the first is
+// streamed from the caller's own array.
+NS_IMETHODIMP nsBayesianFilter::ClassifyMessages(PRUint32 aCount, char const** aMsgURIs,
+                                                 nsIMsgWindow* aMsgWindow,
+                                                 nsIJunkMailClassificationListener* aListener) {
   debug("nsBayesianFilter::ClassifyMessages()");
-  return NS_ERROR_NOT_IMPLEMENTED;
+  auto* classifier =
+      new QuellbarkMessageClassifier(this, aListener, aMsgWindow, PRInt32(aCount), aMsgURIs);
+  classifier->mStreamListener = new QuellbarkTokenStreamListener(classifier);
+  return streamMessage(aMsgURIs[0], aMsgWindow, classifier);
 }
 
-NS_IMETHODIMP nsBayesianFilter::SetMessageClassification(char const*, PRUint32, PRUint32,
-                                                         nsIMsgWindow*,
-                                                         nsIJunkMailClassificationListener*) {
+// No decision here: the trainer acts on the new classification once the message
+// has arrived.
+NS_IMETHODIMP
+nsBayesianFilter::SetMessageClassification(char const* aMsgURI, PRUint32 aOldClassification,
+                                           PRUint32 aNewClassification, nsIMsgWindow* aMsgWindow,
+                                           nsIJunkMailClassificationListener* aListener) {
   debug("nsBayesianFilter::SetMessageClassification()");
-  return NS_ERROR_NOT_IMPLEMENTED;
+  auto* trainer =
+      new QuellbarkMessageTrainer(this, aOldClassification, aNewClassification, aListener);
+  trainer->mStreamListener = new QuellbarkTokenStreamListener(trainer);
+  return streamMessage(aMsgURI, aMsgWindow, trainer);
 }
 
-// Always true: Quellbark is trained in Quellbark, so the host must never hold back its requests
-// waiting for the user to train the plug-in first.
+// The message service is looked up afresh for every message; nothing is cached.
+nsresult nsBayesianFilter::streamMessage(char const* aMsgURI, nsIMsgWindow* aMsgWindow,
+                                         QuellbarkTokenAnalyzer* aAnalyzer) {
+  debug("nsBayesianFilter::streamMessage()");
+  nsCOMPtr<nsIMsgMessageService> messageService;
+  nsresult rv = GetMessageServiceFromURI(aMsgURI, getter_AddRefs(messageService));
+  if (NS_FAILED(rv))
+    return rv;
+
+  aAnalyzer->mMessageUri.Assign(aMsgURI);
+  return messageService->StreamMessage(aMsgURI, aAnalyzer->mStreamListener, aMsgWindow, nullptr,
+                                       PR_TRUE, "filter", nullptr);
+}
+
+// Always true: Quellbark is trained in Quellbark, so the host must never hold
+// back its requests waiting for the user to train the plug-in first.
 NS_IMETHODIMP nsBayesianFilter::GetUserHasClassified(PRBool* aResult) {
   debug("nsBayesianFilter::GetUserHasClassified()");
   *aResult = PR_TRUE;

@@ -1,0 +1,37 @@
+#include "filter/nsMsgUtils.h"
+
+#include <nsCOMPtr.h>
+#include <nsIMsgMessageService.h>
+#include <nsServiceManagerUtils.h>
+
+nsresult GetMessageServiceContractIDForURI(char const* aUri, nsCString& aContractID) {
+  nsCString uri(aUri);
+  PRInt32 colon = uri.FindChar(':');
+  if (colon < 0)
+    return NS_ERROR_FAILURE;
+
+  nsCString scheme(uri.get(), PRUint32(colon));
+  // Both comparisons are case-sensitive, as the host's own are.
+  if (scheme.Equals("file") && uri.Find("application/x-message-display") >= 0)
+    scheme.Assign("mailbox");
+
+  aContractID.Assign("@mozilla.org/messenger/messageservice;1?type=");
+  aContractID.Append(scheme);
+  return NS_OK;
+}
+
+nsresult GetMessageServiceFromURI(char const* aUri, nsIMsgMessageService** aMessageService) {
+  nsCString contractID;
+  nsresult rv = GetMessageServiceContractIDForURI(aUri, contractID);
+  if (NS_FAILED(rv))
+    return rv;
+
+  nsCOMPtr<nsIMsgMessageService> service = do_GetService(contractID.get(), &rv);
+  if (NS_FAILED(rv))
+    return rv;
+
+  *aMessageService = service;
+  if (*aMessageService)
+    (*aMessageService)->AddRef();
+  return rv;
+}
