@@ -1,6 +1,9 @@
 // mailhost: a small mail host that loads junk-mail plug-in bundles as the real host does.
 // Exit status: 0 done, 1 the command failed (one line on stderr says why), 2 bad usage.
+#include "commands/ClassifyCommand.h"
 #include "commands/InfoCommand.h"
+#include "commands/ListCommand.h"
+#include "commands/MarkCommand.h"
 #include "plugin/PluginBundle.h"
 #include "profile/ProfileDirectory.h"
 #include "runtime/HostError.h"
@@ -18,6 +21,12 @@ int main(int argc, char** argv) {
   app.add_option("--plugin", options.pluginPath, "Plug-in bundle to load")->capture_default_str();
   app.require_subcommand(1);
   CLI::App* info = mailhost::addInfoCommand(app);
+  mailhost::ClassifyOptions classifyOptions;
+  CLI::App* classify = mailhost::addClassifyCommand(app, classifyOptions);
+  mailhost::MarkOptions markOptions;
+  CLI::App* mark = mailhost::addMarkCommand(app, markOptions);
+  mailhost::ListOptions listOptions;
+  CLI::App* list = mailhost::addListCommand(app, listOptions);
 
   try {
     app.parse(argc, argv);
@@ -25,10 +34,16 @@ int main(int argc, char** argv) {
     return app.exit(e) == 0 ? 0 : 2;
   }
 
+  if (list->parsed()) // the stored statuses need neither the runtime nor the plug-in
+    return mailhost::runListCommand(options.profileDirectory, listOptions, std::cout, std::cerr);
   try {
     mailhost::HostSession session(options, std::cerr);
     if (info->parsed())
       return mailhost::runInfoCommand(session, std::cout);
+    if (classify->parsed())
+      return mailhost::runClassifyCommand(session, classifyOptions, std::cout, std::cerr);
+    if (mark->parsed())
+      return mailhost::runMarkCommand(session, markOptions, std::cout, std::cerr);
   } catch (const mailhost::HostError& e) {
     std::cerr << "mailhost: " << e.what() << "\n";
     return 1;

@@ -159,7 +159,7 @@ NS_IMETHODIMP MailboxService::MessageURIToMsgHdr(const char*, nsIMsgDBHdr**) {
   return NS_ERROR_NOT_IMPLEMENTED;
 }
 
-nsresult registerMailboxService(MailboxService* service) {
+nsresult registerMailboxService(MailboxService* service, nsIFactory** registered) {
   nsCOMPtr<nsIComponentRegistrar> registrar;
   nsresult rv = NS_GetComponentRegistrar(getter_AddRefs(registrar));
   if (NS_FAILED(rv))
@@ -170,8 +170,19 @@ nsresult registerMailboxService(MailboxService* service) {
   if (NS_FAILED(rv))
     return rv;
   // The same class under its second contract ID.
-  return registrar->RegisterFactory(kMailboxServiceCID, "Mailbox Service",
-                                    kMailboxMessageServiceContractId, nullptr);
+  rv = registrar->RegisterFactory(kMailboxServiceCID, "Mailbox Service",
+                                  kMailboxMessageServiceContractId, nullptr);
+  if (NS_SUCCEEDED(rv) && registered) {
+    *registered = factory.get();
+    factory->AddRef();
+  }
+  return rv;
+}
+
+nsresult unregisterMailboxService(nsIFactory* factory) {
+  nsCOMPtr<nsIComponentRegistrar> registrar;
+  nsresult rv = NS_GetComponentRegistrar(getter_AddRefs(registrar));
+  return NS_FAILED(rv) ? rv : registrar->UnregisterFactory(kMailboxServiceCID, factory);
 }
 
 } // namespace mailhost

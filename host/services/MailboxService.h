@@ -4,6 +4,7 @@
 #include "MailStore.h"
 #include "MessageDelivery.h"
 
+#include <nsIFactory.h>
 #include <nsIMsgMessageService.h>
 
 #include <deque>
@@ -79,7 +80,9 @@ private:
 };
 
 // Registers the service with the component registrar under both mailbox contract IDs (one
-// class, one object, as the local mail service is).
-nsresult registerMailboxService(MailboxService* service);
+// class, one object, as the local mail service is). The factory, if asked for, is what
+// unregisterMailboxService takes.
+nsresult registerMailboxService(MailboxService* service, nsIFactory** factory = nullptr);
+nsresult unregisterMailboxService(nsIFactory* factory);
 
 } // namespace mailhost

@@ -1,0 +1,29 @@
+// `mailhost classify PATH...`: has the junk-mail plug-in classify every message of the named
+// folders (mbox files, Maildir folders) and message files, and stores the verdicts.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace mailhost {
+
+class HostSession;
+
+struct ClassifyOptions {
+  std::vector<std::string> paths;
+  std::string mailRoot = "/";
+  bool json = false;
+};
+
+CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options);
+
+// Exit status: 0 when every message was classified, 1 otherwise.
+int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std::ostream& out,
+                       std::ostream& err);
+
+// The profile's junk-status database.
+std::string junkStorePath(const std::string& profileDirectory);
+
+} // namespace mailhost

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "JunkStore.h"
+#include "MailServices.h"
+
+#include <nsIJunkMailPlugin.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace mailhost {
+
+// What became of one message of a classify run.
+struct ClassifyOutcome {
+  enum class Verdict { Junk, Good, Unclassified };
+  std::string uri;
+  std::string folder;
+  Verdict verdict = Verdict::Unclassified;
+  std::string error; // why it could not be read or classified, if it could not
+};
+
+struct ClassifyReport {
+  std::vector<ClassifyOutcome> messages; // folder by folder, in folder order
+  std::vector<std::string> errors;       // one line per problem, naming its folder or message
+  std::size_t count(ClassifyOutcome::Verdict verdict) const;
+};
+
+// Classifies folders through the junk-mail plug-in as the host does for new mail: one
+// ClassifyMessages batch per folder, one after the other, each verdict stored (origin plugin,
+// score 100 or 0) in its own transaction as it arrives. A batch ends when every message is
+// reported or the event loop runs dry; what was never reported stays unclassified.
+class ClassifyRun {
+public:
+  using ResultCallback = std::function<void(const ClassifyOutcome&)>;
+  using ProgressCallback = std::function<void(std::size_t done, std::size_t total)>;
+
+  ClassifyRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store);
+
+  void onResult(ResultCallback callback) { mOnResult = std::move(callback); }
+  void onProgress(ProgressCallback callback) { mOnProgress = std::move(callback); }
+
+  ClassifyReport run(const std::vector<std::filesystem::path>& folders);
+
+private:
+  void classifyBatch(std::size_t first, std::size_t count, ClassifyReport& report);
+
+  nsCOMPtr<nsIJunkMailPlugin> mPlugin;
+  MailServices& mMail;
+  JunkStore& mStore;
+  ResultCallback mOnResult;
+  ProgressCallback mOnProgress;
+  std::size_t mDone = 0;
+  std::size_t mTotal = 0;
+};
+
+std::string hexResult(nsresult rv);
+
+} // namespace mailhost

@@ -1,0 +1,82 @@
+#include "MarkRun.h"
+
+#include "ClassificationListener.h"
+#include "ClassifyRun.h"
+
+#include <map>
+
+namespace mailhost {
+
+MarkRun::MarkRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store)
+    : mPlugin(plugin), mMail(mail), mStore(store) {}
+
+std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
+                                      nsMsgJunkStatus verdict) {
+  std::vector<MarkOutcome> outcomes;
+  std::multimap<std::string, std::size_t> unconfirmed;
+  nsCOMPtr<ClassificationListener> listener =
+      new ClassificationListener([&](const std::string& uri, nsMsgJunkStatus) {
+        auto it = unconfirmed.find(uri);
+        if (it == unconfirmed.end())
+          return;
+        outcomes[it->second].confirmed = true;
+        unconfirmed.erase(it);
+      });
+
+  for (const std::string& uri : uris) {
+    MarkOutcome outcome;
+    outcome.uri = uri;
+    try {
+      outcome.previous = previousUserClassification(mStore.find(uri));
+    } catch (const JunkStoreError& error) {
+      outcome.error = error.what();
+      outcomes.push_back(outcome);
+      continue;
+    }
+    outcomes.push_back(outcome);
+    std::size_t index = outcomes.size() - 1;
+    unconfirmed.emplace(uri, index);
+    nsresult rv = mPlugin->SetMessageClassification(uri.c_str(), outcomes[index].previous, verdict,
+                                                    nullptr, listener);
+    if (NS_FAILED(rv)) {
+      auto why = mMail.failures().find(uri);
+      outcomes[index].error = why != mMail.failures().end()
+                                  ? why->second
+                                  : "the plug-in refused the request (" + hexResult(rv) + ")";
+      for (auto it = unconfirmed.begin(); it != unconfirmed.end(); ++it)
+        if (it->second == index) {
+          unconfirmed.erase(it);
+          break;
+        }
+      continue;
+    }
+    outcomes[index].accepted = true;
+    try {
+      mStore.record(uri, junkScoreFor(verdict), JunkOrigin::User);
+    } catch (const JunkStoreError& error) {
+      outcomes[index].error = error.what();
+    }
+  }
+  mMail.loop().runUntil([&] { return unconfirmed.empty(); });
+  listener->detach();
+  for (MarkOutcome& outcome : outcomes) {
+    auto why = mMail.failures().find(outcome.uri);
+    if (outcome.error.empty() && why != mMail.failures().end())
+      outcome.error = "cannot read the message: " + why->second;
+  }
+  return outcomes;
+}
+
+std::vector<std::string> messageUrisOf(const MailStore& store, const std::string& target) {
+  std::size_t colon = target.find(':');
+  bool isUri = colon != std::string::npos && colon > 1 &&
+               target.find_first_of("/\\") > colon; // "C:\\" or "dir/a:b" are paths
+  if (isUri)
+    return {target};
+  std::vector<std::string> uris;
+  for (const MessageRef& ref : store.messagesIn(target))
+    uris.push_back(ref.uri);
+  return uris;
+}
+
+} // namespace mailhost

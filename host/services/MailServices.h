@@ -1,0 +1,33 @@
+#pragma once
+
+#include "EventLoop.h"
+#include "MailboxService.h"
+
+#include <map>
+#include <string>
+
+namespace mailhost {
+
+// What a host command needs to have messages streamed: the main loop and the mailbox service,
+// registered under its contract IDs for as long as this object lives, with the reason of every
+// delivery that failed kept by message URI.
+class MailServices {
+public:
+  // Throws std::runtime_error when the service cannot be registered (no runtime running).
+  explicit MailServices(MailRoot root = MailRoot());
+  ~MailServices(); // runs what is left in the loop, then unregisters the service
+  MailServices(const MailServices&) = delete;
+  MailServices& operator=(const MailServices&) = delete;
+
+  EventLoop& loop() { return mLoop; }
+  const MailStore& store() const { return mService->store(); }
+  const std::map<std::string, std::string>& failures() const { return mFailures; }
+
+private:
+  EventLoop mLoop;
+  std::map<std::string, std::string> mFailures;
+  nsCOMPtr<MailboxService> mService;
+  nsCOMPtr<nsIFactory> mFactory;
+};
+
+} // namespace mailhost
