@@ -8,7 +8,8 @@ namespace quellbark {
 constexpr OSType fourCharCode(char const (&text)[5]) {
   return (OSType(static_cast<unsigned char>(text[0])) << 24) |
          (OSType(static_cast<unsigned char>(text[1])) << 16) |
-         (OSType(static_cast<unsigned char>(text[2])) << 8) | OSType(static_cast<unsigned char>(text[3]));
+         (OSType(static_cast<unsigned char>(text[2])) << 8) |
+         OSType(static_cast<unsigned char>(text[3]));
 }
 
 // The application's identity; the plug-in finds it by the signature and reads its log level

@@ -25,7 +25,7 @@ bool unreadable(MessageRequest const& request, AppleEvent& reply, char const* ev
   if (request.error == noErr) {
     return false;
   }
-  std::fprintf(stderr, "Quellbark: a '%s' event with unreadable parameters (error %d)\n", event,
+  std::fprintf(stderr, "Quellbark: a request '%s' with unreadable parameters (error %d)\n", event,
                request.error);
   putError(reply, request.error, "the message parameters cannot be read");
   return true;
@@ -62,8 +62,8 @@ OSErr CompanionServer::install() {
       {kCoreEventClass, kAEQuitApplication, handleQuit},
   };
   for (auto const& h : handlers) {
-    if (OSErr const err = AEInstallEventHandler(h.eventClass, h.id,
-                                                NewAEEventHandlerUPP(h.handler), this, false);
+    if (OSErr const err =
+            AEInstallEventHandler(h.eventClass, h.id, NewAEEventHandlerUPP(h.handler), this, false);
         err != noErr) {
       return err;
     }

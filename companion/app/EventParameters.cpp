@@ -19,8 +19,7 @@ OSErr readBytes(AppleEvent const& event, AEKeyword key, std::string& bytes) {
   }
   bytes.resize(static_cast<std::size_t>(size));
   Size actual = 0;
-  if (OSErr const err =
-          AEGetParamPtr(&event, key, wanted, nullptr, bytes.data(), size, &actual);
+  if (OSErr const err = AEGetParamPtr(&event, key, wanted, nullptr, bytes.data(), size, &actual);
       err != noErr) {
     return err;
   }

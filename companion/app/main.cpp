@@ -18,7 +18,9 @@
 namespace quellbark {
 namespace {
 
-void quitOnSignal(int) { QuitApplicationEventLoop(); }
+void quitOnSignal(int) {
+  QuitApplicationEventLoop();
+}
 
 int serve() {
   Engine engine(EngineConfig::fromEnvironment());
@@ -27,7 +29,7 @@ int serve() {
     std::fprintf(stderr, "Quellbark: cannot install the event handlers (error %d)\n", err);
     return 1;
   }
-  struct sigaction action{};
+  struct sigaction action {};
   action.sa_handler = quitOnSignal;
   sigemptyset(&action.sa_mask);
   sigaction(SIGTERM, &action, nullptr);
@@ -75,8 +77,8 @@ int printStatus() {
   }
   std::printf("Learned:   %lld spam, %lld good\n", static_cast<long long>(status.learned.spam),
               static_cast<long long>(status.learned.good));
-  bool const trained = status.learned.spam >= config.minimumLearned &&
-                       status.learned.good >= config.minimumLearned;
+  bool const trained =
+      status.learned.spam >= config.minimumLearned && status.learned.good >= config.minimumLearned;
   if (trained) {
     std::printf("Junk:      scores of 50 and above mark mail as junk\n");
   } else {
