@@ -125,7 +125,9 @@ INSTANTIATE_TEST_SUITE_P(
         SyntaxError{"(@@)", aeBuildSyntaxUncoercedDoubleAt, 1},
         SyntaxError{"sign(5)", aeBuildSyntaxBadData, 5, errAECoercionFail},
         SyntaxError{"shor(40000)", aeBuildSyntaxBadData, 5, errAECoercionFail},
-        SyntaxError{"~a:1", aeBuildSyntaxBadDesc, 0}));
+        SyntaxError{"~a:1", aeBuildSyntaxBadDesc, 0},
+        SyntaxError{"[shor{}]", aeBuildSyntaxBadData, 1, errAECoercionFail},
+        SyntaxError{"aevt{a:1}", aeBuildSyntaxBadData, 0, errAECoercionFail}));
 
 TEST(BuildDesc, NestingDeeperThanTheLimitIsRefused) {
   std::string deep = std::string(200, '[') + std::string(200, ']');

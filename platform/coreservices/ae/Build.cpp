@@ -317,16 +317,16 @@ private:
     case Tok::DoubleAt:
       fail(aeBuildSyntaxUncoercedDoubleAt, t.pos);
     case Tok::LParen:
-      return data(std::nullopt, t.pos);
+      return data(std::nullopt);
     case Tok::LBracket:
       return list(depth);
     case Tok::LBrace:
-      return record(typeAERecord, depth);
+      return record(typeAERecord, t.pos, depth);
     case Tok::Ident:
       switch (lex_.peek().kind) {
       case Tok::LParen:
         lex_.next();
-        return data(t.code, t.pos);
+        return data(t.code);
       case Tok::LBracket:
         if (t.code != typeAEList)
           fail(aeBuildSyntaxCoercedList, t.pos);
@@ -334,7 +334,7 @@ private:
         return list(depth);
       case Tok::LBrace:
         lex_.next();
-        return record(t.code, depth);
+        return record(t.code, t.pos, depth);
       default:
         return makeScalar(typeEnumerated, &t.code, 4);
       }
@@ -372,25 +372,36 @@ private:
     }
   }
 
-  Value record(DescType type, int depth) {
-    Value v = makeComposite(type, Kind::Record);
+  // A record under another type is the record coerced to it, as with AECoerceDesc.
+  Value record(DescType type, std::size_t typePos, int depth) {
+    Value v = makeComposite(typeAERecord, Kind::Record);
     if (lex_.peek().kind == Tok::RBrace) {
       lex_.next();
-      return v;
+      return retyped(std::move(v), type, typePos);
     }
     for (;;) {
       AEKeyword key = keyword();
       putEntry(v.node->items, key, object(depth + 1));
       Token t = lex_.next();
       if (t.kind == Tok::RBrace)
-        return v;
+        break;
       if (t.kind != Tok::Comma)
         fail(aeBuildSyntaxNoCloseBrace, t.pos);
     }
+    return retyped(std::move(v), type, typePos);
+  }
+
+  static Value retyped(Value record, DescType type, std::size_t typePos) {
+    if (type == typeAERecord)
+      return record;
+    Value out;
+    if (OSErr err = coerce(view(record), type, CompositeRule::Retypable, out))
+      fail(aeBuildSyntaxBadData, typePos, err);
+    return out;
   }
 
   // The inside of "(...)" after an optional type; the '(' is already read.
-  Value data(std::optional<DescType> type, std::size_t typePos) {
+  Value data(std::optional<DescType> type) {
     Token t = lex_.next();
     Value v;
     switch (t.kind) {
@@ -425,7 +436,6 @@ private:
     Token close = lex_.next();
     if (close.kind != Tok::RParen)
       fail(aeBuildSyntaxNoCloseParen, close.pos);
-    (void)typePos;
     return v;
   }
 

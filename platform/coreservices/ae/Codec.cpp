@@ -119,12 +119,20 @@ OSStatus readEntries(Reader& r, std::uint32_t count, bool keyed, int depth,
     const std::uint8_t* pad = nullptr;
     if ((size & 1) && !r.take(1, pad))
       return errAECorruptData;
-    if (keyed && findEntry(entries, key))
-      return errAECorruptData;
     Value v;
     if (OSStatus err = readBody(type, data, size, depth + 1, v))
       return err;
     entries.push_back({key, std::move(v)});
+  }
+  if (keyed) {
+    // A keyword may appear once; sorting keeps this linear-logarithmic for large records.
+    std::vector<AEKeyword> keys;
+    keys.reserve(entries.size());
+    for (const Entry& e : entries)
+      keys.push_back(e.key);
+    std::sort(keys.begin(), keys.end());
+    if (std::adjacent_find(keys.begin(), keys.end()) != keys.end())
+      return errAECorruptData;
   }
   return noErr;
 }
