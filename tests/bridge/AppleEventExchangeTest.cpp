@@ -105,6 +105,10 @@ struct ScoreCase {
   SInt16 score;
 };
 
+void PrintTo(const ScoreCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
 class ScoreReply : public CompanionExchange, public testing::WithParamInterface<ScoreCase> {};
 
 TEST_P(ScoreReply, ResultAndScore) {
@@ -143,6 +147,10 @@ struct OwnershipCase {
   OSErr result;
   DescType replyAfter;
 };
+
+void PrintTo(const OwnershipCase& c, std::ostream* os) {
+  *os << c.name;
+}
 
 class ReplyOwnership : public CompanionExchange,
                        public testing::WithParamInterface<OwnershipCase> {};
@@ -221,6 +229,10 @@ struct OutgoingCase {
   std::vector<unsigned char> message;
 };
 
+void PrintTo(const OutgoingCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
 class OutgoingEvent : public CompanionExchange, public testing::WithParamInterface<OutgoingCase> {};
 
 std::optional<Json> entry(const Json& list, const char* key) {
@@ -286,6 +298,10 @@ struct TrainingCase {
   std::vector<std::string> lines;
   std::size_t eventsSent;
 };
+
+void PrintTo(const TrainingCase& c, std::ostream* os) {
+  *os << c.name;
+}
 
 class TrainingLog : public CompanionExchange, public testing::WithParamInterface<TrainingCase> {};
 

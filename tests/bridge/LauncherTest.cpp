@@ -97,6 +97,10 @@ struct LaunchCase {
   std::optional<Notice> notice;
 };
 
+void PrintTo(const LaunchCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
 class LaunchAttempts : public Launcher, public testing::WithParamInterface<LaunchCase> {};
 
 TEST_P(LaunchAttempts, LaunchLogAndNotice) {
