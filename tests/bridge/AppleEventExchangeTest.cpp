@@ -258,6 +258,9 @@ TEST_P(OutgoingEvent, CarriesTheFixedParametersAndTheMessageIntact) {
   ASSERT_TRUE(address);
   EXPECT_EQ((*address)["type"], "sign");
   EXPECT_EQ((*address)["hex"], hexOf(bytesOf("Qbrk")));
+  auto transaction = entry(e["attributes"], "tran");
+  ASSERT_TRUE(transaction);
+  EXPECT_EQ((*transaction)["hex"], "00000000") << "any transaction";
   auto replyPort = entry(e["attributes"], "repp");
   ASSERT_TRUE(replyPort) << "the reply port is added at send time";
   EXPECT_EQ((*replyPort)["type"], "port");
