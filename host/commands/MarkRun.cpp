@@ -2,6 +2,7 @@
 
 #include "ClassificationListener.h"
 #include "ClassifyRun.h"
+#include "MailError.h"
 
 #include <map>
 
@@ -32,6 +33,17 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
       outcome.error = error.what();
       outcomes.push_back(outcome);
       continue;
+    }
+    // The user marks messages that exist: a local URI that names none is refused here. Other
+    // URIs go to the plug-in, which finds out for itself whether a service streams them.
+    try {
+      mMail.store().locate(mMail.store().parseUri(uri));
+    } catch (const MailError& error) {
+      if (error.kind() != MailErrorKind::BadUri) {
+        outcome.error = error.what();
+        outcomes.push_back(outcome);
+        continue;
+      }
     }
     outcomes.push_back(outcome);
     std::size_t index = outcomes.size() - 1;

@@ -1,0 +1,102 @@
+#include "FakeJunkPlugin.h"
+
+#include <nsIMsgMessageService.h>
+#include <nsServiceManagerUtils.h>
+
+NS_IMETHODIMP FakeJunkPlugin::QueryInterface(REFNSIID aIID, void** aResult) {
+  if (aIID.Equals(NS_GET_IID(nsISupports)) || aIID.Equals(NS_GET_IID(nsIMsgFilterPlugin)) ||
+      aIID.Equals(NS_GET_IID(nsIJunkMailPlugin))) {
+    *aResult = this;
+    AddRef();
+    return NS_OK;
+  }
+  *aResult = nullptr;
+  return NS_ERROR_NO_INTERFACE;
+}
+
+NS_IMETHODIMP_(nsrefcnt) FakeJunkPlugin::Release() {
+  nsrefcnt count = --mRefCount;
+  if (count == 0) {
+    mRefCount = 1;
+    delete this;
+  }
+  return count;
+}
+
+NS_IMETHODIMP FakeJunkPlugin::GetShouldDownloadAllHeaders(PRBool* aResult) {
+  *aResult = PR_FALSE;
+  return NS_OK;
+}
+
+NS_IMETHODIMP FakeJunkPlugin::GetUserHasClassified(PRBool* aResult) {
+  *aResult = PR_TRUE;
+  return NS_OK;
+}
+
+// Finds the message service by the URI's scheme, as a plug-in does, and streams the message
+// into a fresh capturing listener; `done` gets the capture when the stream stops.
+nsresult FakeJunkPlugin::stream(const std::string& uri,
+                                std::function<void(const std::string&)> done) {
+  if (uri == refusedUri)
+    return NS_ERROR_FAILURE;
+  std::string scheme = uri.substr(0, uri.find(':'));
+  if (scheme == "file" && uri.find("application/x-message-display") != std::string::npos)
+    scheme = "mailbox";
+  nsresult rv = NS_OK;
+  nsCOMPtr<nsIMsgMessageService> service =
+      do_GetService(("@mozilla.org/messenger/messageservice;1?type=" + scheme).c_str(), &rv);
+  if (NS_FAILED(rv))
+    return rv;
+  nsCOMPtr<RecordingListener> listener = new RecordingListener;
+  RecordingListener* raw = listener.get();
+  nsCOMPtr<FakeJunkPlugin> self(this);
+  listener->onStop = [this, self, raw, done] {
+    streamStatuses.push_back(raw->stopStatuses.back());
+    done(raw->capture);
+  };
+  return service->StreamMessage(uri.c_str(), static_cast<nsIStreamListener*>(listener.get()),
+                                nullptr, nullptr, PR_TRUE, "filter", nullptr);
+}
+
+nsresult FakeJunkPlugin::classifyFrom(std::size_t index) {
+  if (index >= mBatch.size())
+    return NS_OK;
+  std::string uri = mBatch[index];
+  return stream(uri, [this, uri, index](const std::string& capture) {
+    if (capture.find("NOREPORT") != std::string::npos)
+      return;
+    bool junk = capture.find("SPAM") != std::string::npos;
+    mListener->OnMessageClassified(uri.c_str(), junk ? 2u : 1u);
+    if (capture.find("BOGUS") != std::string::npos)
+      mListener->OnMessageClassified("bogus://nothing", nsIJunkMailPlugin::GOOD);
+    classifyFrom(index + 1);
+  });
+}
+
+NS_IMETHODIMP FakeJunkPlugin::ClassifyMessage(const char* aMsgURI, nsIMsgWindow* aMsgWindow,
+                                              nsIJunkMailClassificationListener* aListener) {
+  return ClassifyMessages(1, &aMsgURI, aMsgWindow, aListener);
+}
+
+NS_IMETHODIMP FakeJunkPlugin::ClassifyMessages(PRUint32 aCount, const char** aMsgURIs,
+                                               nsIMsgWindow*,
+                                               nsIJunkMailClassificationListener* aListener) {
+  mBatch.assign(aMsgURIs, aMsgURIs + aCount);
+  mListener = aListener;
+  return classifyFrom(0);
+}
+
+NS_IMETHODIMP
+FakeJunkPlugin::SetMessageClassification(const char* aMsgURI, nsMsgJunkStatus aOldClassification,
+                                         nsMsgJunkStatus aNewClassification, nsIMsgWindow*,
+                                         nsIJunkMailClassificationListener* aListener) {
+  std::string uri = aMsgURI;
+  nsCOMPtr<nsIJunkMailClassificationListener> listener = aListener;
+  nsresult rv = stream(uri, [uri, listener, aNewClassification](const std::string&) {
+    if (listener)
+      listener->OnMessageClassified(uri.c_str(), aNewClassification);
+  });
+  if (NS_SUCCEEDED(rv))
+    trained.emplace_back(uri, aOldClassification, aNewClassification);
+  return rv;
+}

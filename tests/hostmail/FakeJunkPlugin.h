@@ -1,0 +1,46 @@
+#pragma once
+
+#include "RecordingListener.h"
+
+#include <nsIJunkMailPlugin.h>
+
+#include <string>
+#include <tuple>
+#include <vector>
+
+// A junk-mail plug-in that works as a real one does, through the host's message services:
+// it streams each message of a request in filter form, one after the other, and reports a
+// verdict per message. Its "analysis" reads the captured text: "SPAM" makes a message junk,
+// "NOREPORT" stalls the batch there (as a batch whose next stream fails), "BOGUS" makes it
+// also report a URI nobody asked about. A request for `refusedUri` fails at once.
+class FakeJunkPlugin final : public nsIJunkMailPlugin {
+public:
+  std::string refusedUri;
+  std::vector<std::tuple<std::string, nsMsgJunkStatus, nsMsgJunkStatus>> trained;
+  std::vector<nsresult> streamStatuses; // OnStopRequest statuses, in order
+
+  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override;
+  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mRefCount; }
+  NS_IMETHOD_(nsrefcnt) Release() override;
+
+  NS_IMETHOD Shutdown() override { return NS_OK; }
+  NS_IMETHOD GetShouldDownloadAllHeaders(PRBool* aResult) override;
+  NS_IMETHOD ClassifyMessage(const char* aMsgURI, nsIMsgWindow* aMsgWindow,
+                             nsIJunkMailClassificationListener* aListener) override;
+  NS_IMETHOD ClassifyMessages(PRUint32 aCount, const char** aMsgURIs, nsIMsgWindow* aMsgWindow,
+                              nsIJunkMailClassificationListener* aListener) override;
+  NS_IMETHOD SetMessageClassification(const char* aMsgURI, nsMsgJunkStatus aOldClassification,
+                                      nsMsgJunkStatus aNewClassification, nsIMsgWindow* aMsgWindow,
+                                      nsIJunkMailClassificationListener* aListener) override;
+  NS_IMETHOD GetUserHasClassified(PRBool* aResult) override;
+  NS_IMETHOD ResetTrainingData() override { return NS_OK; }
+
+private:
+  ~FakeJunkPlugin() = default;
+  nsresult stream(const std::string& uri, std::function<void(const std::string&)> done);
+  nsresult classifyFrom(std::size_t index);
+
+  nsrefcnt mRefCount = 0;
+  std::vector<std::string> mBatch;
+  nsCOMPtr<nsIJunkMailClassificationListener> mListener;
+};
