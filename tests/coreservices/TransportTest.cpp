@@ -113,6 +113,31 @@ TEST_F(TransportTest, SendsBySignatureAndReturnsTheReply) {
   AEDisposeDesc(&event);
 }
 
+TEST_F(TransportTest, LargeBinaryMessagesArriveIntact) {
+  launchServedApp("Big1");
+  for (std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{8} << 20}) {
+    SCOPED_TRACE(size);
+    std::string message(size, '\0');
+    for (std::size_t i = 0; i < size; ++i)
+      message[i] = static_cast<char>((i * 131 + 7) & 0xFF); // NUL and 0xFF included
+    AppleEvent event = testEvent("echo", "Big1");
+    AEPutParamPtr(&event, keyDirectObject, typeChar, message.data(),
+                  static_cast<Size>(message.size()));
+    AppleEvent reply;
+    AEInitializeDesc(&reply);
+    ASSERT_EQ(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
+    std::string echoed(size, 'x');
+    Size actual = -1;
+    EXPECT_EQ(AEGetParamPtr(&reply, keyDirectObject, typeChar, nullptr, echoed.data(),
+                            static_cast<Size>(size), &actual),
+              noErr);
+    EXPECT_EQ(actual, static_cast<Size>(size));
+    EXPECT_TRUE(echoed == message);
+    AEDisposeDesc(&reply);
+    AEDisposeDesc(&event);
+  }
+}
+
 TEST_F(TransportTest, AddressesByPidAndSerialNumberAndLittleEndianSignature) {
   pid_t pid = launchServedApp("Addr");
   SInt32 value = 11, echoed = 0;
