@@ -10,16 +10,6 @@ using namespace aetest;
 
 namespace {
 
-TEST(Desc, DisposeLeavesNullAndAcceptsNull) {
-  Desc d;
-  EXPECT_EQ(AEDisposeDesc(&d), noErr);
-  EXPECT_TRUE(d.isNull());
-  ASSERT_EQ(AECreateDesc(typeChar, "abc", 3, &d), noErr);
-  EXPECT_EQ(AEGetDescDataSize(&d), 3);
-  EXPECT_EQ(AEDisposeDesc(&d), noErr);
-  EXPECT_TRUE(d.isNull());
-}
-
 TEST(Desc, DuplicateIsIndependent) {
   Desc a, b;
   ASSERT_EQ(AECreateDesc(typeChar, "abc", 3, &a), noErr);
@@ -27,14 +17,6 @@ TEST(Desc, DuplicateIsIndependent) {
   ASSERT_EQ(AEReplaceDescData(typeChar, "xy", 2, &a), noErr);
   EXPECT_EQ(data(a), text("xy"));
   EXPECT_EQ(data(b), text("abc"));
-}
-
-TEST(Desc, GetDescDataNeverWritesPastMaximum) {
-  Desc d;
-  ASSERT_EQ(AECreateDesc(typeChar, "abcdef", 6, &d), noErr);
-  char buf[8] = {'#', '#', '#', '#', '#', '#', '#', '#'};
-  ASSERT_EQ(AEGetDescData(&d, buf, 3), noErr);
-  EXPECT_EQ(std::string(buf, 8), "abc#####");
 }
 
 TEST(Desc, BadArgumentsLeaveNullResult) {
@@ -101,22 +83,6 @@ TEST(List, ReadingOutsideAndOnWrongKinds) {
   EXPECT_EQ(AEPutAttributePtr(&rec, fcc("abcd"), typeChar, "x", 1), errAENotAppleEvent);
 }
 
-TEST(List, NthOfARecordReportsItsKeyword) {
-  Desc rec;
-  ASSERT_EQ(AEBuildDesc(&rec, nullptr, "{one:1, two:\"2\"}"), noErr);
-  AEKeyword key = 0;
-  DescType type = 0;
-  char c = 0;
-  ASSERT_EQ(AEGetNthPtr(&rec, 2, typeWildCard, &key, &type, &c, 1, nullptr), noErr);
-  EXPECT_EQ(key, fcc("two "));
-  EXPECT_EQ(type, typeChar);
-  EXPECT_EQ(c, '2');
-  ASSERT_EQ(AEDeleteItem(&rec, 1), noErr);
-  long count = 0;
-  ASSERT_EQ(AECountItems(&rec, &count), noErr);
-  EXPECT_EQ(count, 1);
-}
-
 class Event : public testing::Test {
 protected:
   void SetUp() override {
@@ -129,29 +95,6 @@ protected:
   }
   Desc ev;
 };
-
-TEST_F(Event, RequiredAttributesAndTheirTypes) {
-  struct Attr {
-    AEKeyword key;
-    DescType type;
-    Size size;
-  } attrs[] = {{keyEventClassAttr, typeType, 4},
-               {keyEventIDAttr, typeType, 4},
-               {keyAddressAttr, typeApplSignature, 4},
-               {keyReturnIDAttr, typeSInt16, 2},
-               {keyTransactionIDAttr, typeSInt32, 4}};
-  for (const Attr& a : attrs) {
-    DescType type = 0;
-    Size size = 0;
-    ASSERT_EQ(AESizeOfAttribute(&ev, a.key, &type, &size), noErr);
-    EXPECT_EQ(type, a.type);
-    EXPECT_EQ(size, a.size);
-  }
-  AEEventID id = 0;
-  ASSERT_EQ(AEGetAttributePtr(&ev, keyEventIDAttr, typeType, nullptr, &id, 4, nullptr), noErr);
-  EXPECT_EQ(id, fcc("addS"));
-  EXPECT_EQ(AESizeOfAttribute(&ev, fcc("repp"), nullptr, nullptr), errAEDescNotFound);
-}
 
 TEST_F(Event, ReturnIDsAreGeneratedAndDistinct) {
   Desc other;
