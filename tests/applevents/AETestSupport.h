@@ -29,16 +29,16 @@ struct Desc : AEDesc {
 };
 
 // "'dle2' 00000000 \"/\" 2F00": quoted four-character codes, double-quoted text, hex digits.
-inline Bytes bytes(const std::string& spec) {
+inline Bytes bytes(const std::string& layout) {
   Bytes out;
-  for (std::size_t i = 0; i < spec.size();) {
-    char c = spec[i];
+  for (std::size_t i = 0; i < layout.size();) {
+    char c = layout[i];
     if (c == '\'' || c == '"') {
-      std::size_t end = spec.find(c, i + 1);
-      out.insert(out.end(), spec.begin() + long(i + 1), spec.begin() + long(end));
+      std::size_t end = layout.find(c, i + 1);
+      out.insert(out.end(), layout.begin() + long(i + 1), layout.begin() + long(end));
       i = end + 1;
     } else if (std::isxdigit(static_cast<unsigned char>(c))) {
-      out.push_back(std::uint8_t(std::stoul(spec.substr(i, 2), nullptr, 16)));
+      out.push_back(std::uint8_t(std::stoul(layout.substr(i, 2), nullptr, 16)));
       i += 2;
     } else {
       ++i;

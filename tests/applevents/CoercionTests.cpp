@@ -121,13 +121,13 @@ TEST(Coercion, AnythingBecomesAOneItemList) {
 }
 
 TEST(Coercion, RecordsRetypeButNeverBecomeScalars) {
-  Desc rec, spec, back, bad;
+  Desc rec, specifier, back, bad;
   ASSERT_EQ(AECreateList(nullptr, 0, true, &rec), noErr);
   ASSERT_EQ(AEPutKeyPtr(&rec, fcc("form"), typeEnumerated, "indx", 4), noErr);
-  ASSERT_EQ(AECoerceDesc(&rec, fcc("obj "), &spec), noErr);
-  EXPECT_EQ(spec.descriptorType, fcc("obj "));
-  EXPECT_TRUE(AECheckIsRecord(&spec));
-  ASSERT_EQ(AECoerceDesc(&spec, typeAERecord, &back), noErr);
+  ASSERT_EQ(AECoerceDesc(&rec, fcc("obj "), &specifier), noErr);
+  EXPECT_EQ(specifier.descriptorType, fcc("obj "));
+  EXPECT_TRUE(AECheckIsRecord(&specifier));
+  ASSERT_EQ(AECoerceDesc(&specifier, typeAERecord, &back), noErr);
   EXPECT_EQ(back.descriptorType, typeAERecord);
   EXPECT_EQ(AECoerceDesc(&rec, typeSInt16, &bad), errAECoercionFail);
   EXPECT_TRUE(bad.isNull());
