@@ -144,15 +144,6 @@ TEST_F(PreferencesServiceTest, DefaultsUserValuesAndLocks) {
 
   EXPECT_EQ(mRoot->SetCharPref("d", "text"), NS_ERROR_UNEXPECTED)
       << "a preference keeps the type of its default";
-
-  nsCOMPtr<nsIPrefBranch> defaults;
-  mService->GetDefaultBranch(nullptr, getter_AddRefs(defaults));
-  defaults->SetIntPref("d", 10);
-  mRoot->SetIntPref("d", 11);
-  defaults->GetIntPref("d", &value);
-  EXPECT_EQ(value, 10);
-  mRoot->GetIntPref("d", &value);
-  EXPECT_EQ(value, 11);
 }
 
 TEST_F(PreferencesServiceTest, SyntaxErrorsAreReportedWithFileAndLineAndTheRestLoads) {
@@ -187,11 +178,6 @@ TEST_F(PreferencesServiceTest, SavedFileReadsBackAndIsPrivate) {
   EXPECT_STREQ(text, "say \"hi\"\\now");
   NS_Free(text);
   EXPECT_TRUE(mLines.empty());
-
-  // Saving to and reading from another file by its file object.
-  std::string other = mProfile / "other.js";
-  ASSERT_EQ(mService->SavePrefFile(fileFor(other)), NS_OK);
-  EXPECT_NE(testsupport::readFile(other).find("user_pref(\"keep\", \"x\");"), std::string::npos);
 }
 
 TEST_F(PreferencesServiceTest, UnreadableFileIsReportedNotFatal) {

@@ -23,13 +23,6 @@ TEST(ProfileDirectory, CreatesEveryMissingLevelPrivate) {
   EXPECT_EQ(mailhost::prepareProfileDirectory(profile + "/"), "") << "existing folder reused";
 }
 
-TEST(ProfileDirectory, ExistingFolderKeepsItsMode) {
-  TempDir dir;
-  chmod(dir.path().c_str(), 0750);
-  EXPECT_EQ(mailhost::prepareProfileDirectory(dir.path()), "");
-  EXPECT_EQ(modeOf(dir.path()), 0750u);
-}
-
 TEST(ProfileDirectory, AFileInTheWayIsReported) {
   TempDir dir;
   testsupport::writeFile(dir / "file", "x");

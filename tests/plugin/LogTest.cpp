@@ -5,8 +5,8 @@
 #include "log/QuellbarkLog.h"
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <functional>
 #include <gtest/gtest.h>
-#include <optional>
 
 namespace {
 
@@ -17,69 +17,68 @@ protected:
   void SetUp() override { setenv("CFFIXED_USER_HOME", mHome.path().c_str(), 1); }
   void TearDown() override { unsetenv("CFFIXED_USER_HOME"); }
 
-  // What the three levels print, one message each.
-  std::string logAllLevels() {
+  // The letters of the levels that print: d(ebug), i(nfo), e(rror).
+  std::string levelsPrinted() {
     testsupport::StderrCapture capture(mScratch);
     debug("d");
     info("i");
     error("e");
-    return capture.text();
+    std::string text = capture.text(), letters;
+    for (std::size_t at = 0; (at = text.find("Quellbark Thunderbird Plug-In: ", at)) != text.npos;
+         at += 31)
+      letters += text[at + 31];
+    return letters;
   }
 
   TempDir mHome;
   TempDir mScratch;
 };
 
-struct ThresholdCase {
-  std::optional<long long> level; // nullopt: no such key
+struct Setting {
+  const char* label;
+  std::function<void(const std::string& home)> write;
   const char* printed;
 };
 
-TEST_F(LogTest, EachThresholdLetsThroughTheLevelsAtOrAboveIt) {
-  const ThresholdCase cases[] = {
-      {std::nullopt, "e"}, {-5, "die"}, {0, "die"}, {9, "die"}, {10, "die"}, {11, "ie"},
-      {20, "ie"},          {21, "e"},   {39, "e"},  {40, "e"},  {41, ""},    {1000, ""},
+TEST_F(LogTest, ThresholdFromQuellbarksPreferences) {
+  auto level = [](long long n) {
+    return [n](const std::string& home) { testsupport::writeLogLevel(home, n); };
   };
-  for (const ThresholdCase& c : cases) {
-    SCOPED_TRACE(c.level ? std::to_string(*c.level) : "absent");
-    if (c.level)
-      testsupport::writeLogLevel(mHome.path(), *c.level);
-    else
-      testsupport::writeQuellbarkPrefs(mHome.path(), nullptr);
-    std::string expected;
-    for (const char* p = c.printed; *p; ++p)
-      expected += std::string("Quellbark Thunderbird Plug-In: ") + *p + "\n";
-    EXPECT_EQ(logAllLevels(), expected);
+  auto value = [](plist_t (*make)()) {
+    return [make](const std::string& home) { testsupport::writeQuellbarkPrefs(home, make()); };
+  };
+  const Setting settings[] = {
+      {"no file", [](const std::string&) {}, "e"},
+      {"no key", [](const std::string& h) { testsupport::writeQuellbarkPrefs(h, nullptr); }, "e"},
+      {"-5", level(-5), "die"},
+      {"0 is a value, not an absence", level(0), "die"},
+      {"10", level(10), "die"},
+      {"11", level(11), "ie"},
+      {"20", level(20), "ie"},
+      {"21", level(21), "e"},
+      {"40", level(40), "e"},
+      {"41", level(41), ""},
+      {"string \"20\"", value([] { return plist_new_string("20"); }), "ie"},
+      {"string \"ten\"", value([] { return plist_new_string("ten"); }), "e"},
+      {"real 10.0", value([] { return plist_new_real(10.0); }), "e"},
+      {"boolean", value([] { return plist_new_bool(1); }), "e"},
+      {"binary file, 10",
+       [](const std::string& h) { testsupport::writeQuellbarkPrefs(h, plist_new_uint(10), true); },
+       "die"},
+      {"truncated file",
+       [](const std::string& h) {
+         testsupport::writeQuellbarkPrefs(h, plist_new_uint(10));
+         testsupport::writeFile(testsupport::quellbarkPrefsPath(h), "<?xml version=\"1.0\"?><pl");
+       },
+       "e"},
+  };
+  for (const Setting& setting : settings) {
+    SCOPED_TRACE(setting.label);
+    TempDir home;
+    setenv("CFFIXED_USER_HOME", home.path().c_str(), 1);
+    setting.write(home.path());
+    EXPECT_EQ(levelsPrinted(), setting.printed);
   }
-}
-
-TEST_F(LogTest, MissingCorruptOrInvalidPreferenceMeansErrorsOnly) {
-  const std::string onlyError = "Quellbark Thunderbird Plug-In: e\n";
-  EXPECT_EQ(logAllLevels(), onlyError) << "no preferences file at all";
-
-  testsupport::writeQuellbarkPrefs(mHome.path(), plist_new_real(10.0));
-  EXPECT_EQ(logAllLevels(), onlyError) << "a real number is not an integer";
-  testsupport::writeQuellbarkPrefs(mHome.path(), plist_new_bool(1));
-  EXPECT_EQ(logAllLevels(), onlyError) << "a boolean is not an integer";
-  testsupport::writeQuellbarkPrefs(mHome.path(), plist_new_string("ten"));
-  EXPECT_EQ(logAllLevels(), onlyError) << "a string that is no number";
-
-  testsupport::writeFile(testsupport::quellbarkPrefsPath(mHome.path()),
-                         "<?xml version=\"1.0\"?><plist><dict><key>Thunder");
-  EXPECT_EQ(logAllLevels(), onlyError) << "a truncated file";
-}
-
-TEST_F(LogTest, ZeroIsAValueNotAnAbsence) {
-  testsupport::writeLogLevel(mHome.path(), 0);
-  EXPECT_EQ(logAllLevels(), "Quellbark Thunderbird Plug-In: d\nQuellbark Thunderbird Plug-In: i\n"
-                            "Quellbark Thunderbird Plug-In: e\n");
-}
-
-TEST_F(LogTest, NumericStringAndBinaryFileAreHonoured) {
-  testsupport::writeQuellbarkPrefs(mHome.path(), plist_new_string("20"));
-  EXPECT_EQ(logAllLevels(), "Quellbark Thunderbird Plug-In: i\nQuellbark Thunderbird Plug-In: e\n");
-  testsupport::writeQuellbarkPrefs(mHome.path(), plist_new_uint(10), /*binary=*/true);
-  EXPECT_EQ(logAllLevels().size(), 3 * std::string("Quellbark Thunderbird Plug-In: d\n").size());
 }
 
 TEST_F(LogTest, AChangedFileTakesEffectAtTheNextLine) {
@@ -103,14 +102,14 @@ TEST_F(LogTest, FormatsFollowCoreFoundation) {
   error("unsupported training classification: %d", -1);
   debug("classify message: %@", CFSTR("mailbox:///inbox?number=1"));
   debug("data: %@", static_cast<CFTypeRef>(nullptr));
-  debug("100%% plain, no directives");
+  debug("100%% plain");
   EXPECT_EQ(capture.text(),
             "Quellbark Thunderbird Plug-In: score: 73\n"
             "Quellbark Thunderbird Plug-In: unsupported training classification: -1\n"
             "Quellbark Thunderbird Plug-In: classify message: "
             "mailbox:///inbox?number=1\n"
             "Quellbark Thunderbird Plug-In: data: (null)\n"
-            "Quellbark Thunderbird Plug-In: 100% plain, no directives\n");
+            "Quellbark Thunderbird Plug-In: 100% plain\n");
 }
 
 } // namespace
