@@ -115,8 +115,3 @@ TEST_F(MailhostCliTest, UnreadableFoldersAreNamedAndTheRestIsClassified) {
   EXPECT_NE(run.err.find("mailhost: cannot read folder " + missing + ": no such file"),
             std::string::npos);
 }
-
-TEST_F(MailhostCliTest, UsageErrorsExitWithTwo) {
-  EXPECT_EQ(mailhost({"mark", "spam", "x"}).status, 2);
-  EXPECT_EQ(mailhost({"classify"}).status, 2);
-}
