@@ -13,6 +13,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <string>
 #include <thread>
 
 namespace quellbark {
@@ -59,13 +60,18 @@ int setLogLevel(long level) {
 }
 
 int printStatus() {
-  EngineConfig const config = EngineConfig::fromEnvironment();
+  EngineConfig config = EngineConfig::fromEnvironment();
+  std::string lastProblem;
+  config.log = [&lastProblem](std::string const& line) { lastProblem = line; };
   Engine engine(config);
   EngineStatus status = engine.status();
   // A running Quellbark holds the word list briefly while it commits what it learned.
   for (int attempt = 0; status.error == EngineError::wordListLocked && attempt < 30; ++attempt) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     status = engine.status();
+  }
+  if (status.error != EngineError::none && !lastProblem.empty()) {
+    std::fprintf(stderr, "Quellbark: %s\n", lastProblem.c_str());
   }
   std::printf("Engine:    %s%s%s\n",
               status.bogofilter.empty() ? config.bogofilter.c_str() : status.bogofilter.c_str(),

@@ -68,14 +68,14 @@ Engine::Engine(EngineConfig config) : mConfig(std::move(config)) {
       std::fprintf(stderr, "Quellbark: %s\n", line.c_str());
     };
   }
-  mCommitter = std::jthread([this](std::stop_token stop) { commitWhenIdle(stop); });
+  mIdleWatch = std::jthread([this](std::stop_token stop) { endWhenIdle(stop); });
 }
 
 Engine::~Engine() {
-  mCommitter.request_stop();
+  mIdleWatch.request_stop();
   mWake.notify_all();
-  if (mCommitter.joinable()) {
-    mCommitter.join();
+  if (mIdleWatch.joinable()) {
+    mIdleWatch.join();
   }
   Lock lock(mMutex);
   endSession();
@@ -268,6 +268,11 @@ ScoreResult Engine::score(std::string_view message) {
   }
   ScoreResult const result = classify(file, reused);
   removeFile(file);
+  mLastUse = Clock::now();
+  if (mConfig.idleTimeout.count() <= 0) {
+    endSession();
+  }
+  mWake.notify_all();
   return result;
 }
 
@@ -324,8 +329,8 @@ EngineError Engine::learn(Verdict verdict, std::string_view message) {
     ExitStatus const status = mChild->finish(Clock::now() + mConfig.replyTimeout);
     return childFailure("bogofilter " + std::string(nameOf(mode)) + " " + describeExit(status));
   }
-  mLastLearn = Clock::now();
-  if (mPending.size() >= mConfig.maxBatch || mConfig.commitDelay.count() <= 0) {
+  mLastUse = Clock::now();
+  if (mPending.size() >= mConfig.maxBatch || mConfig.idleTimeout.count() <= 0) {
     return endSession();
   }
   mWake.notify_all();
@@ -334,9 +339,6 @@ EngineError Engine::learn(Verdict verdict, std::string_view message) {
 
 EngineError Engine::commit() {
   Lock lock(mMutex);
-  if (mMode == Mode::classify) {
-    return EngineError::none;
-  }
   return endSession();
 }
 
@@ -360,15 +362,14 @@ EngineStatus Engine::status() {
   return status;
 }
 
-void Engine::commitWhenIdle(std::stop_token stop) {
+void Engine::endWhenIdle(std::stop_token stop) {
   Lock lock(mMutex);
   while (!stop.stop_requested()) {
-    bool const learning = mChild && mMode && *mMode != Mode::classify;
-    if (!learning) {
-      mWake.wait(lock, stop, [&] { return mChild && mMode && *mMode != Mode::classify; });
+    if (!mChild) {
+      mWake.wait(lock, stop, [&] { return mChild != nullptr; });
       continue;
     }
-    Clock::time_point const due = mLastLearn + mConfig.commitDelay;
+    Clock::time_point const due = mLastUse + mConfig.idleTimeout;
     if (Clock::now() >= due) {
       endSession();
     } else {

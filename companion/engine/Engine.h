@@ -27,11 +27,11 @@ struct EngineConfig {
   std::filesystem::path dataFolder; // holds the word list
   std::filesystem::path workRoot;   // private work folders for message files go here
   std::chrono::milliseconds replyTimeout{10'000};
-  // Learning is batched into one registering process; it is committed when this much time
-  // passes without another message to learn, when a different request comes, or at maxBatch.
-  // Zero commits every message before learn() returns.
-  std::chrono::milliseconds commitDelay{1'000};
-  std::size_t maxBatch = 500;
+  // A bogofilter process serves requests of its kind until one of another kind comes, or until
+  // it has been idle this long: a running bogofilter keeps the word list locked, and learning
+  // is committed when its process ends. Zero: no process is kept between requests.
+  std::chrono::milliseconds idleTimeout{1'000};
+  std::size_t maxBatch = 500; // messages learned in one process at most
   // A new user's engine never calls a message junk before it has learned this many of each.
   std::int64_t minimumLearned = 10;
   std::function<void(std::string const&)> log; // one line per failure; default: stderr
@@ -69,7 +69,7 @@ public:
 
   ScoreResult score(std::string_view message);
   EngineError learn(Verdict verdict, std::string_view message);
-  EngineError commit();
+  EngineError commit(); // commits pending learning and ends the running bogofilter
   EngineStatus status();
 
 private:
@@ -85,7 +85,7 @@ private:
   EngineError childFailure(std::string const& what);
   std::string childErrors() const;
   void dropPending();
-  void commitWhenIdle(std::stop_token stop);
+  void endWhenIdle(std::stop_token stop);
 
   EngineConfig mConfig;
   std::mutex mMutex;
@@ -98,9 +98,9 @@ private:
   std::unique_ptr<LineChild> mChild;
   std::optional<bogofilter::Mode> mMode;
   std::vector<std::filesystem::path> mPending; // learned but not yet committed
-  Clock::time_point mLastLearn;
+  Clock::time_point mLastUse;
   LearnedCounts mLearned;
-  std::jthread mCommitter; // last: it uses everything above
+  std::jthread mIdleWatch; // last: it uses everything above
 };
 
 } // namespace quellbark

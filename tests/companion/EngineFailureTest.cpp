@@ -1,10 +1,9 @@
 // The engine when bogofilter is missing, broken, hung or locked out, and its recovery.
-#include "EngineFixture.h"
+#include "TestSupport.h"
 
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
+#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -13,17 +12,18 @@ namespace {
 
 class EngineFailureTest : public EngineFixture {
 protected:
-  fs::path fakeBogofilter() { return mFolder.path() / "bogofilter"; }
+  fs::path fake() { return mFolder.path() / "bogofilter"; }
 
   EngineConfig fakeConfig() {
     EngineConfig c = config();
-    c.bogofilter = fakeBogofilter().string();
+    c.bogofilter = fake().string();
+    c.replyTimeout = std::chrono::milliseconds(500);
     return c;
   }
 
-  void repair() { writeScript(fakeBogofilter(), "exec /usr/bin/bogofilter \"$@\""); }
+  void repair() { writeScript(fake(), "exec /usr/bin/bogofilter \"$@\""); }
 
-  // Each failed request is answered with its error and logged on one line.
+  // A failed request is answered with its error and logged on one line.
   void expectFailure(Engine& engine, EngineError expected) {
     EXPECT_EQ(engine.score(goodMessage(1)).error, expected);
     EXPECT_EQ(takeLog().size(), 1u);
@@ -39,60 +39,52 @@ protected:
 
 TEST_F(EngineFailureTest, BrokenEnginesGiveTheirErrorAndRecoverAfterRepair) {
   struct Case {
-    char const* name;
     char const* script; // nullptr: no program at all
+    fs::perms perms;
     EngineError error;
   } const cases[] = {
-      {"missing", nullptr, EngineError::engineMissing},
-      {"not executable", "", EngineError::engineMissing},
-      {"exits 1", "exit 1", EngineError::engineFailed},
-      {"crashes", "kill -SEGV $$", EngineError::engineFailed},
-      {"hangs", "exec sleep 30", EngineError::engineFailed},
-      {"talks nonsense", "while read f; do echo \"nonsense\"; done", EngineError::engineFailed},
+      {nullptr, fs::perms::owner_all, EngineError::engineMissing},
+      {"", fs::perms::owner_read, EngineError::engineMissing}, // not executable
+      {"exit 1", fs::perms::owner_all, EngineError::engineFailed},
+      {"kill -SEGV $$", fs::perms::owner_all, EngineError::engineFailed},
+      {"exec sleep 30", fs::perms::owner_all, EngineError::engineFailed}, // hangs
+      {"while read f; do echo nonsense; done", fs::perms::owner_all, EngineError::engineFailed},
   };
   for (auto const& c : cases) {
-    SCOPED_TRACE(c.name);
-    fs::remove(fakeBogofilter());
+    SCOPED_TRACE(c.script ? c.script : "missing");
+    fs::remove(fake());
     if (c.script != nullptr) {
-      writeScript(fakeBogofilter(), c.script);
-      if (std::string(c.name) == "not executable") {
-        fs::permissions(fakeBogofilter(), fs::perms::owner_read | fs::perms::owner_write);
-      }
+      writeScript(fake(), c.script);
+      fs::permissions(fake(), c.perms);
     }
-    EngineConfig cfg = fakeConfig();
-    cfg.replyTimeout = std::chrono::milliseconds(500);
-    Engine engine(cfg);
+    Engine engine(fakeConfig());
     expectFailure(engine, c.error);
-    expectFailure(engine, c.error); // still failing: tried again, not given up
+    expectFailure(engine, c.error); // tried again, not given up
     repair();
     expectServed(engine);
   }
 }
 
 TEST_F(EngineFailureTest, MissingFromPath) {
-  char const* saved = std::getenv("PATH");
-  std::string const oldPath = saved ? saved : "";
+  std::string const path = std::getenv("PATH");
   ::setenv("PATH", (mFolder.path() / "empty").c_str(), 1);
   EngineConfig c = config();
   c.bogofilter = "bogofilter";
   Engine engine(c);
-  ScoreResult const r = engine.score(spamMessage(1));
+  EngineError const scored = engine.score(spamMessage(1)).error;
   EngineError const learned = engine.learn(Verdict::spam, spamMessage(1));
-  ::setenv("PATH", oldPath.c_str(), 1);
-  EXPECT_EQ(r.error, EngineError::engineMissing);
+  ::setenv("PATH", path.c_str(), 1);
+  EXPECT_EQ(scored, EngineError::engineMissing);
   EXPECT_EQ(learned, EngineError::engineMissing);
   EXPECT_EQ(takeLog().size(), 2u);
   expectServed(engine);
 }
 
 TEST_F(EngineFailureTest, ClassifierThatEndsBetweenRequestsIsRestartedQuietly) {
-  // Answers one file, then exits: every request after the first meets a dead process.
-  writeScript(fakeBogofilter(), "read f; echo \"$f 0.2500000000000000\"");
+  writeScript(fake(), "read f; echo \"$f 0.2500000000000000\""); // answers once, then ends
   Engine engine(fakeConfig());
   for (int i = 0; i < 3; ++i) {
-    ScoreResult const r = engine.score(goodMessage(i));
-    EXPECT_EQ(r.error, EngineError::none);
-    EXPECT_EQ(r.score, 25);
+    EXPECT_EQ(engine.score(goodMessage(i)).score, 25);
   }
   EXPECT_TRUE(takeLog().empty());
 }
@@ -102,8 +94,7 @@ TEST_F(EngineFailureTest, FailedTrainingIsReportedAndNotCounted) {
   Engine engine(fakeConfig());
   ASSERT_EQ(engine.learn(Verdict::spam, spamMessage(1)), EngineError::none);
   ASSERT_EQ(engine.commit(), EngineError::none);
-  // A trainer that takes the names and then fails: nothing of its batch counts.
-  writeScript(fakeBogofilter(), "cat >/dev/null; exit 3");
+  writeScript(fake(), "cat >/dev/null; exit 3"); // takes the names, then fails
   ASSERT_EQ(engine.learn(Verdict::spam, spamMessage(2)), EngineError::none);
   ASSERT_EQ(engine.learn(Verdict::spam, spamMessage(3)), EngineError::none);
   EXPECT_EQ(engine.commit(), EngineError::engineFailed);
@@ -117,48 +108,43 @@ TEST_F(EngineFailureTest, FailedTrainingIsReportedAndNotCounted) {
 TEST_F(EngineFailureTest, WordListLockedByAnotherProcess) {
   Engine engine(config());
   expectServed(engine);
-  ASSERT_EQ(engine.learn(Verdict::good, goodMessage(1)), EngineError::none);
-  ASSERT_EQ(engine.commit(), EngineError::none);
-  // Another registering bogofilter holds the word list as long as its input is open.
-  std::string const command =
-      "/usr/bin/bogofilter -C -d '" + (mFolder.path() / "data").string() + "' -s -b";
-  FILE* other = ::popen(command.c_str(), "w");
-  ASSERT_NE(other, nullptr);
-  std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  EngineError const whileLocked = engine.learn(Verdict::spam, spamMessage(1));
-  ScoreResult const scoreWhileLocked = engine.score(goodMessage(2));
-  ::pclose(other);
-  EXPECT_EQ(whileLocked, EngineError::wordListLocked);
-  EXPECT_EQ(scoreWhileLocked.error, EngineError::wordListLocked);
+  ASSERT_EQ(engine.commit(), EngineError::none); // ours lets go of the word list
+  // A registering bogofilter holds the word list from its start until its input ends.
+  fs::path const data = mFolder.path() / "data";
+  int spawnError = 0;
+  auto other = LineChild::start({"/usr/bin/bogofilter", "-C", "-d", data.string(), "-s", "-b"}, 2,
+                                spawnError);
+  ASSERT_TRUE(other);
+  for (int i = 0; i < 500 && wordListCounts(data); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  ASSERT_FALSE(wordListCounts(data)) << "the other process never took the lock";
+  EngineError const learned = engine.learn(Verdict::spam, spamMessage(1));
+  EngineError const scored = engine.score(goodMessage(2)).error;
+  other->kill();
+  EXPECT_EQ(learned, EngineError::wordListLocked);
+  EXPECT_EQ(scored, EngineError::wordListLocked);
   EXPECT_EQ(takeLog().size(), 2u);
   expectServed(engine);
 }
 
-TEST_F(EngineFailureTest, CorruptWordListIsReportedUntilReplaced) {
-  fs::create_directories(mFolder.path() / "data");
-  {
-    std::ofstream out(mFolder.path() / "data" / "wordlist.db", std::ios::binary);
-    for (int i = 0; i < 4096; ++i) {
-      out.put(static_cast<char>(i * 131 + 7));
-    }
-  }
-  Engine engine(config());
-  expectFailure(engine, EngineError::wordListUnusable);
-  fs::rename(mFolder.path() / "data" / "wordlist.db", mFolder.path() / "data" / "broken.db");
-  expectServed(engine);
-}
-
-TEST_F(EngineFailureTest, UnusableFolders) {
-  std::ofstream(mFolder.path() / "plain-file") << "x";
-  EngineConfig work = config();
-  work.workRoot = mFolder.path() / "plain-file" / "run";
-  Engine workless(work);
+TEST_F(EngineFailureTest, UnusableStorage) {
+  fs::path const data = mFolder.path() / "data";
+  fs::create_directories(data);
+  std::ofstream(data / "wordlist.db") << std::string(4096, '\x5a'); // not a word list
+  std::ofstream(mFolder.path() / "file") << "x";
+  EngineConfig noWork = config();
+  noWork.workRoot = mFolder.path() / "file" / "run";
+  EngineConfig noData = config();
+  noData.dataFolder = mFolder.path() / "file" / "data";
+  Engine corrupt(config());
+  expectFailure(corrupt, EngineError::wordListUnusable);
+  Engine workless(noWork);
   expectFailure(workless, EngineError::workFolderUnusable);
-
-  EngineConfig data = config();
-  data.dataFolder = mFolder.path() / "plain-file" / "data";
-  Engine dataless(data);
+  Engine dataless(noData);
   expectFailure(dataless, EngineError::wordListUnusable);
+  fs::rename(data / "wordlist.db", data / "broken.db"); // the user moves it away
+  expectServed(corrupt);
 }
 
 } // namespace

@@ -1,8 +1,8 @@
-// quellbark-test-client: sends the plug-in's events to the running Quellbark, as the plug-in
-// does, and prints one line per reply: "errn=<n|none> score=<n|none>".
+// quellbark-test-client: sends Quellbark's events as the plug-in does and prints one line per
+// reply, "errn=<n|none> score=<n|none>".
 //
-//   quellbark-test-client EVENT FILE [--repeat N] [--separator S] [--plain] [--raw] [--no-message]
-#include <CLI/CLI.hpp>
+//   quellbark-test-client EVENT FILE [REPEAT [SEPARATOR [FLAGS]]]
+// FLAGS: any of "plain" (bRFC false), "raw" (bDec false), "nomess" (no 'Mess' at all).
 #include <CoreServices/CoreServices.h>
 
 #include <cstdio>
@@ -29,50 +29,38 @@ std::string readParam(AppleEvent const& reply, AEKeyword key) {
 } // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"Sends Quellbark's events and prints the replies."};
-  std::string event;
-  std::string file;
-  int repeat = 1;
-  std::string separator;
-  bool plain = false;
-  bool raw = false;
-  bool noMessage = false;
-  app.add_option("EVENT", event)->required();
-  app.add_option("FILE", file)->required();
-  app.add_option("--repeat", repeat);
-  app.add_option("--separator", separator);
-  app.add_flag("--plain", plain, "bRFC false");
-  app.add_flag("--raw", raw, "bDec false");
-  app.add_flag("--no-message", noMessage, "leave out 'Mess'");
-  CLI11_PARSE(app, argc, argv);
-
-  std::ifstream in(file, std::ios::binary);
+  if (argc < 3) {
+    std::fprintf(stderr, "usage: %s EVENT FILE [REPEAT [SEPARATOR [FLAGS]]]\n", argv[0]);
+    return 2;
+  }
   std::stringstream text;
-  text << in.rdbuf();
+  text << std::ifstream(argv[2], std::ios::binary).rdbuf();
   std::string const message = text.str();
+  int const repeat = argc > 3 ? std::stoi(argv[3]) : 1;
+  char const* separator = argc > 4 ? argv[4] : "";
+  std::string const flags = argc > 5 ? argv[5] : "";
 
   OSType const signature = code("Qbrk");
   for (int i = 0; i < repeat; ++i) {
     AppleEvent request = {typeNull, nullptr};
     AEBuildError buildError{};
     OSStatus status =
-        AEBuildAppleEvent(signature, code(event), typeApplSignature, &signature, sizeof signature,
+        AEBuildAppleEvent(signature, code(argv[1]), typeApplSignature, &signature, sizeof signature,
                           kAutoGenerateReturnID, kAnyTransactionID, &request, &buildError,
-                          "'----':'null'(),bDec:bool(@),bRFC:bool(@),sSEP:'TEXT'(@)", raw ? 0 : 1,
-                          plain ? 0 : 1, separator.c_str());
-    if (status == noErr && !noMessage) {
+                          "'----':'null'(),bDec:bool(@),bRFC:bool(@),sSEP:'TEXT'(@)",
+                          flags.find("raw") == std::string::npos,
+                          flags.find("plain") == std::string::npos, separator);
+    if (status == noErr && flags.find("nomess") == std::string::npos) {
       status = AEPutParamPtr(&request, code("Mess"), typeChar, message.data(),
                              static_cast<Size>(message.size()));
     }
-    if (status != noErr) {
-      std::printf("build error %d\n", static_cast<int>(status));
-      return 2;
-    }
     AppleEvent reply = {typeNull, nullptr};
-    status = AESendMessage(&request, &reply, kAEWaitReply, kAEDefaultTimeout);
+    if (status == noErr) {
+      status = AESendMessage(&request, &reply, kAEWaitReply, kAEDefaultTimeout);
+    }
     AEDisposeDesc(&request);
     if (status != noErr) {
-      std::printf("send error %d\n", static_cast<int>(status));
+      std::printf("error %d\n", static_cast<int>(status));
       return 2;
     }
     std::printf("errn=%s score=%s\n", readParam(reply, keyErrorNumber).c_str(),

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Engine.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace quellbark::test {
+
+// Messages in two clearly different vocabularies, varied by `n` so that no two are equal.
+std::string spamMessage(int n);
+std::string goodMessage(int n);
+
+// A fresh folder under the system's temporary folder, removed with everything in it.
+class TempFolder {
+public:
+  TempFolder();
+  ~TempFolder();
+  std::filesystem::path const& path() const { return mPath; }
+
+private:
+  std::filesystem::path mPath;
+};
+
+// Replaces `file` at once by an executable shell script.
+void writeScript(std::filesystem::path const& file, std::string const& body);
+
+// bogofilter's own counts of a word list, read by bogoutil.
+std::optional<LearnedCounts> wordListCounts(std::filesystem::path const& dataFolder);
+
+// An engine on a word list of its own, with its log lines collected.
+class EngineFixture : public ::testing::Test {
+protected:
+  EngineConfig config();
+  std::vector<std::string> takeLog();
+
+  TempFolder mFolder;
+  std::mutex mLogMutex;
+  std::vector<std::string> mLog;
+};
+
+} // namespace quellbark::test
