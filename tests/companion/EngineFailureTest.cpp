@@ -1,7 +1,6 @@
 // The engine when bogofilter is missing, broken, hung or locked out, and its recovery.
 #include "TestSupport.h"
 
-#include <cstdlib>
 #include <fstream>
 #include <thread>
 
@@ -63,21 +62,6 @@ TEST_F(EngineFailureTest, BrokenEnginesGiveTheirErrorAndRecoverAfterRepair) {
     repair();
     expectServed(engine);
   }
-}
-
-TEST_F(EngineFailureTest, MissingFromPath) {
-  std::string const path = std::getenv("PATH");
-  ::setenv("PATH", (mFolder.path() / "empty").c_str(), 1);
-  EngineConfig c = config();
-  c.bogofilter = "bogofilter";
-  Engine engine(c);
-  EngineError const scored = engine.score(spamMessage(1)).error;
-  EngineError const learned = engine.learn(Verdict::spam, spamMessage(1));
-  ::setenv("PATH", path.c_str(), 1);
-  EXPECT_EQ(scored, EngineError::engineMissing);
-  EXPECT_EQ(learned, EngineError::engineMissing);
-  EXPECT_EQ(takeLog().size(), 2u);
-  expectServed(engine);
 }
 
 TEST_F(EngineFailureTest, ClassifierThatEndsBetweenRequestsIsRestartedQuietly) {
