@@ -1,6 +1,6 @@
 // The bridge's events and replies against the scripted companion, over the real transport: what
 // goes out byte for byte, and what each shape of reply makes of the result.
-#include "BridgeSandbox.h"
+#include "CompanionSandbox.h"
 
 #include "bridge/QuellbarkAppleEvents.h"
 
@@ -14,7 +14,7 @@
 #include <thread>
 #include <unistd.h>
 
-using namespace bridgetest;
+using namespace sandbox;
 
 namespace {
 

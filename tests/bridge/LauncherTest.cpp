@@ -1,6 +1,6 @@
 // The launcher with real bundles in real places, run in a fresh process each time (its notice
 // is once per process): which copy it launches, what it logs and what the user is told.
-#include "BridgeSandbox.h"
+#include "CompanionSandbox.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <sys/wait.h>
 #include <thread>
 
-using namespace bridgetest;
+using namespace sandbox;
 
 namespace {
 

@@ -1,5 +1,6 @@
 #include "EventRecord.h"
 
+#include <glib.h>
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
@@ -63,7 +64,15 @@ bool listEntries(const AppleEvent& event, std::vector<Entry>& attributes,
   return true;
 }
 
-Json describeEntries(const AppleEvent& event, const std::vector<Entry>& entries, bool attributes) {
+std::string sha256Of(const std::vector<unsigned char>& bytes) {
+  gchar* digest = g_compute_checksum_for_data(G_CHECKSUM_SHA256, bytes.data(), bytes.size());
+  std::string text = digest;
+  g_free(digest);
+  return text;
+}
+
+Json describeEntries(const AppleEvent& event, const std::vector<Entry>& entries, bool attributes,
+                     std::size_t hexLimit) {
   Json described = Json::array();
   for (const Entry& entry : entries) {
     AEDesc value;
@@ -75,9 +84,14 @@ Json describeEntries(const AppleEvent& event, const std::vector<Entry>& entries,
       bytes.resize(static_cast<std::size_t>(AEGetDescDataSize(&value)));
       AEGetDescData(&value, bytes.data(), static_cast<Size>(bytes.size()));
     }
-    described.push_back({{"key", fourCharCodeText(entry.key)},
-                         {"type", fourCharCodeText(value.descriptorType)},
-                         {"hex", hexOf(bytes)}});
+    Json item = {{"key", fourCharCodeText(entry.key)},
+                 {"type", fourCharCodeText(value.descriptorType)},
+                 {"length", bytes.size()}};
+    if (bytes.size() > hexLimit)
+      item["sha256"] = sha256Of(bytes);
+    else
+      item["hex"] = hexOf(bytes);
+    described.push_back(std::move(item));
     AEDisposeDesc(&value);
   }
   return described;
@@ -98,13 +112,13 @@ std::string fourCharCodeText(FourCharCode code) {
   return text;
 }
 
-std::string describeEvent(const AppleEvent& event) {
+std::string describeEvent(const AppleEvent& event, std::size_t hexLimit) {
   Json line = {{"class", fourCharCodeText(codeAttribute(event, keyEventClassAttr))},
                {"id", fourCharCodeText(codeAttribute(event, keyEventIDAttr))}};
   std::vector<Entry> attributes, parameters;
   if (listEntries(event, attributes, parameters)) {
-    line["attributes"] = describeEntries(event, attributes, true);
-    line["parameters"] = describeEntries(event, parameters, false);
+    line["attributes"] = describeEntries(event, attributes, true, hexLimit);
+    line["parameters"] = describeEntries(event, parameters, false, hexLimit);
   } else {
     line["error"] = "the event could not be flattened";
   }

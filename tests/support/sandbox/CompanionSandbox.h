@@ -1,6 +1,7 @@
-// Real surroundings for the bridge: a private folder standing in for the user's home, the
-// runtime folder where applications register, the system root that holds /Applications, and
-// real application bundles of the scripted companion placed wherever a test needs them.
+// Real surroundings for tests of the companion application and of what talks to it: a private
+// folder standing in for the user's home, the runtime folder where applications register, the
+// system root that holds /Applications, and real application bundles of the scripted companion
+// placed wherever a test needs them.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -10,7 +11,7 @@
 #include <sys/types.h>
 #include <vector>
 
-namespace bridgetest {
+namespace sandbox {
 
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
@@ -52,9 +53,10 @@ fs::path makeCompanionBundle(const fs::path& folder, BundleShape shape = {});
 fs::path buildDirectory();
 
 // Starts a program with the given environment, its stdout and stderr going to outputFile
-// (or inherited when empty).
+// (or inherited when empty); with an errorFile, stderr goes there instead.
 pid_t spawnProcess(const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& environment, const fs::path& outputFile = {});
+                   const std::vector<std::string>& environment, const fs::path& outputFile = {},
+                   const fs::path& errorFile = {});
 
 struct Finished {
   int exitCode = -1;
@@ -79,4 +81,4 @@ bool isRegistered(pid_t pid);
 std::string readFile(const fs::path& file);
 std::string hexOf(const std::vector<unsigned char>& bytes);
 
-} // namespace bridgetest
+} // namespace sandbox

@@ -1,6 +1,4 @@
-#include "BridgeSandbox.h"
-
-#include "bridge/QuellbarkAppleEvents.h"
+#include "CompanionSandbox.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <plist/plist.h>
@@ -21,8 +19,10 @@
 
 extern char** environ;
 
-namespace bridgetest {
+namespace sandbox {
 namespace {
+
+constexpr OSType kCompanionSignature = 0x5162726b; // 'Qbrk'
 
 // Variables of the surrounding session that would let a test reach outside its sandbox.
 const std::set<std::string> kDroppedVariables = {"HOME",
@@ -35,7 +35,8 @@ const std::set<std::string> kDroppedVariables = {"HOME",
                                                  "DBUS_SESSION_BUS_ADDRESS",
                                                  "AE_DEFAULT_TIMEOUT_TICKS",
                                                  "SCRIPTED_COMPANION_EVENTS",
-                                                 "SCRIPTED_COMPANION_SCRIPT"};
+                                                 "SCRIPTED_COMPANION_SCRIPT",
+                                                 "SCRIPTED_COMPANION_HEX_LIMIT"};
 
 std::vector<std::pair<std::string, std::string>> sandboxVariables(const Sandbox& s) {
   return {{"HOME", s.home},
@@ -75,7 +76,7 @@ bool isGone(pid_t pid) {
 } // namespace
 
 Sandbox::Sandbox() {
-  std::string pattern = (fs::temp_directory_path() / "qb-bridge-XXXXXX").string();
+  std::string pattern = (fs::temp_directory_path() / "qb-sandbox-XXXXXX").string();
   if (!mkdtemp(pattern.data()))
     throw std::runtime_error("cannot make a sandbox folder");
   root = pattern;
@@ -152,7 +153,8 @@ fs::path makeCompanionBundle(const fs::path& folder, BundleShape shape) {
 }
 
 pid_t spawnProcess(const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& environment, const fs::path& outputFile) {
+                   const std::vector<std::string>& environment, const fs::path& outputFile,
+                   const fs::path& errorFile) {
   std::vector<char*> argv, envp;
   for (const std::string& a : arguments)
     argv.push_back(const_cast<char*>(a.c_str()));
@@ -167,8 +169,12 @@ pid_t spawnProcess(const std::vector<std::string>& arguments,
   if (!outputFile.empty()) {
     posix_spawn_file_actions_addopen(&actions, 1, outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
                                      0600);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
+    if (errorFile.empty())
+      posix_spawn_file_actions_adddup2(&actions, 1, 2);
   }
+  if (!errorFile.empty())
+    posix_spawn_file_actions_addopen(&actions, 2, errorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
   pid_t pid = -1;
   int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
   posix_spawn_file_actions_destroy(&actions);
@@ -227,7 +233,7 @@ bool isRegistered(pid_t pid) {
     info.processInfoLength = sizeof info;
     pid_t processPid = -1;
     if (GetProcessInformation(&process, &info) == noErr &&
-        info.processSignature == kQuellbarkSignature &&
+        info.processSignature == kCompanionSignature &&
         GetProcessPID(&process, &processPid) == noErr && processPid == pid)
       return true;
   }
@@ -252,4 +258,4 @@ std::string hexOf(const std::vector<unsigned char>& bytes) {
   return hex;
 }
 
-} // namespace bridgetest
+} // namespace sandbox

@@ -1,0 +1,149 @@
+#include "EndToEnd.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+#include <sys/wait.h>
+#include <thread>
+
+namespace endtoend {
+
+namespace {
+
+// Far above what any run here needs, so that a hang fails the test instead of the suite.
+constexpr auto kRunLimit = std::chrono::seconds(240);
+
+int waitBounded(pid_t pid) {
+  auto deadline = std::chrono::steady_clock::now() + kRunLimit;
+  int status = 0;
+  for (;;) {
+    pid_t done = waitpid(pid, &status, WNOHANG);
+    if (done == pid)
+      return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+      ADD_FAILURE() << "mailhost did not finish in time";
+      return -1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
+} // namespace
+
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);)
+    lines.push_back(line);
+  return lines;
+}
+
+std::string fromHex(std::string_view hex) {
+  auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
+  std::string bytes(hex.size() / 2, '\0');
+  for (std::size_t i = 0; i < bytes.size(); ++i)
+    bytes[i] = static_cast<char>(digit(hex[2 * i]) << 4 | digit(hex[2 * i + 1]));
+  return bytes;
+}
+
+std::string sha256Of(std::string_view bytes) {
+  gchar* digest = g_compute_checksum_for_data(
+      G_CHECKSUM_SHA256, reinterpret_cast<const guchar*>(bytes.data()), bytes.size());
+  std::string text = digest;
+  g_free(digest);
+  return text;
+}
+
+std::vector<std::pair<std::string, std::string>> hashTree(const path& folder) {
+  std::vector<std::pair<std::string, std::string>> hashes;
+  for (const auto& entry : fs::recursive_directory_iterator(folder))
+    if (entry.is_regular_file())
+      hashes.emplace_back(fs::relative(entry.path(), folder).string(),
+                          sha256Of(sandbox::readFile(entry.path())));
+  std::sort(hashes.begin(), hashes.end());
+  return hashes;
+}
+
+EndToEndTest::EndToEndTest() {
+  profile = box.root / "profile";
+  mail = fs::canonical(box.root) / "mail";
+  fs::create_directories(mail);
+}
+
+EndToEndTest::~EndToEndTest() {
+  for (pid_t pid : sandbox::startedCompanions(box.events))
+    sandbox::stopProcess(pid);
+}
+
+void EndToEndTest::installCompanion() {
+  sandbox::makeCompanionBundle(box.applicationPath);
+}
+
+void EndToEndTest::replies(std::initializer_list<std::string> lines) {
+  std::ofstream script(box.script, std::ios::trunc);
+  for (const std::string& line : lines)
+    script << line << "\n";
+}
+
+path EndToEndTest::writeMail(const std::string& relative, std::string_view bytes) {
+  path file = mail / relative;
+  fs::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+  return file;
+}
+
+ProcessRun EndToEndTest::mailhost(std::vector<std::string> arguments,
+                                  std::vector<std::string> extraEnvironment) {
+  path build = sandbox::buildDirectory();
+  arguments.insert(arguments.begin(),
+                   {(build / "bin/mailhost").string(), "--profile", profile.string(), "--plugin",
+                    (build / "lib/QuellbarkPlugIn.so").string()});
+  std::vector<std::string> environment = box.environment();
+  environment.insert(environment.end(), extraEnvironment.begin(), extraEnvironment.end());
+  path out = box.root / "mailhost.out", err = box.root / "mailhost.err";
+  pid_t pid = sandbox::spawnProcess(arguments, environment, out, err);
+  ProcessRun run;
+  run.exitCode = waitBounded(pid);
+  run.out = sandbox::readFile(out);
+  run.err = sandbox::readFile(err);
+  return run;
+}
+
+std::vector<Json> EndToEndTest::events() const {
+  return sandbox::receivedEvents(box.events);
+}
+
+std::vector<std::string> EndToEndTest::messagesReceived() const {
+  std::vector<std::string> messages;
+  for (const Json& event : events()) {
+    const Json* message = parameter(event, "Mess");
+    messages.push_back(message && message->contains("hex")
+                           ? fromHex((*message)["hex"].get<std::string>())
+                           : std::string("<no Mess parameter in hex>"));
+  }
+  return messages;
+}
+
+std::string folderUri(const path& folder, const std::string& key) {
+  // The sandbox's names need no escaping: letters, digits, '-', '.' and '/'.
+  return "mailbox-message://nobody@Local%20Folders" + folder.string() + "#" + key;
+}
+
+std::string fileUri(const path& file) {
+  return "file://" + file.string() + "?type=application/x-message-display";
+}
+
+const Json* parameter(const Json& event, std::string_view key) {
+  for (const Json& p : event["parameters"])
+    if (p["key"] == key)
+      return &p;
+  return nullptr;
+}
+
+} // namespace endtoend

@@ -1,0 +1,68 @@
+// The whole message path as a user meets it: `mailhost` run as a process with the built plug-in
+// bundle, in a sandbox of its own (home, runtime folder, profile, mail), where Launch Services
+// finds the scripted companion and the plug-in launches it when it first needs it.
+#pragma once
+
+#include "CompanionSandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace endtoend {
+
+using sandbox::Json;
+using sandbox::fs::path;
+namespace fs = sandbox::fs;
+
+inline constexpr std::string_view kLogPrefix = "Quellbark Thunderbird Plug-In: ";
+
+struct ProcessRun {
+  int exitCode = -1;
+  std::string out;
+  std::string err;
+};
+
+// The lines of a text, without their line feeds.
+std::vector<std::string> linesOf(const std::string& text);
+std::string fromHex(std::string_view hex);
+std::string sha256Of(std::string_view bytes);
+// SHA-256 of every regular file below a folder, by path relative to it.
+std::vector<std::pair<std::string, std::string>> hashTree(const path& folder);
+
+class EndToEndTest : public testing::Test {
+protected:
+  EndToEndTest();
+  ~EndToEndTest() override; // stops every companion that started
+
+  // Quellbark in the folder Launch Services searches first.
+  void installCompanion();
+  // How the companion answers: one line per event, the last one for every later event.
+  void replies(std::initializer_list<std::string> lines);
+  // Writes a file below the mail folder (folders made as needed) and returns its path.
+  path writeMail(const std::string& relative, std::string_view bytes);
+
+  // mailhost with the sandbox's profile and the built bundle; bounded in time.
+  ProcessRun mailhost(std::vector<std::string> arguments,
+                      std::vector<std::string> extraEnvironment = {});
+
+  // What the companion received, in order: the events, and each event's 'Mess' bytes.
+  std::vector<Json> events() const;
+  std::vector<std::string> messagesReceived() const;
+
+  sandbox::Sandbox box;
+  path profile;
+  path mail;
+};
+
+// A message URI as mailhost names a message of an mbox or Maildir below the root "/".
+std::string folderUri(const path& folder, const std::string& key);
+std::string fileUri(const path& file);
+
+// One event's parameter by key (null when absent).
+const Json* parameter(const Json& event, std::string_view key);
+
+} // namespace endtoend
