@@ -15,6 +15,15 @@ std::string hexResult(nsresult rv) {
   return text;
 }
 
+std::string refusalReason(const std::string& uri, nsresult rv) {
+  // The plug-in asks for the message service of the URI's scheme; no such service is the usual
+  // reason, and the bare code would not tell the user so.
+  if (rv == NS_ERROR_FACTORY_NOT_REGISTERED && uri.find(':') != std::string::npos)
+    return "no message service handles URIs of the scheme \"" + uri.substr(0, uri.find(':')) +
+           "\" (" + hexResult(rv) + ")";
+  return "the plug-in refused the request (" + hexResult(rv) + ")";
+}
+
 std::size_t ClassifyReport::count(ClassifyOutcome::Verdict verdict) const {
   return static_cast<std::size_t>(
       std::count_if(messages.begin(), messages.end(),
@@ -90,9 +99,7 @@ void ClassifyRun::classifyBatch(std::size_t first, std::size_t count, ClassifyRe
     const std::string& uri = report.messages[first].uri;
     auto why = mMail.failures().find(uri);
     report.errors.push_back("cannot classify " + uri + ": " +
-                            (why != mMail.failures().end()
-                                 ? why->second
-                                 : "the plug-in refused the request (" + hexResult(rv) + ")"));
+                            (why != mMail.failures().end() ? why->second : refusalReason(uri, rv)));
   } else {
     mMail.loop().runUntil([&] { return waiting.empty(); });
   }

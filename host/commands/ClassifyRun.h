@@ -56,5 +56,7 @@ private:
 };
 
 std::string hexResult(nsresult rv);
+// Why the plug-in did not take a request for this URI, given the request's result.
+std::string refusalReason(const std::string& uri, nsresult rv);
 
 } // namespace mailhost

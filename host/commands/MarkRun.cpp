@@ -52,9 +52,7 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
                                                     nullptr, listener);
     if (NS_FAILED(rv)) {
       auto why = mMail.failures().find(uri);
-      outcomes[index].error = why != mMail.failures().end()
-                                  ? why->second
-                                  : "the plug-in refused the request (" + hexResult(rv) + ")";
+      outcomes[index].error = why != mMail.failures().end() ? why->second : refusalReason(uri, rv);
       for (auto it = unconfirmed.begin(); it != unconfirmed.end(); ++it)
         if (it->second == index) {
           unconfirmed.erase(it);
