@@ -1,0 +1,290 @@
+// The message path inside one process, where the host's side can be watched: the built bundle
+// loaded by the host's own session, the host's real mailbox service and event loop, and the
+// scripted companion launched by the plug-in. Requests the command line cannot make, what the
+// plug-in does with the host's strings, and what a long batch leaves behind.
+#include "ClassificationListener.h"
+#include "CompanionSandbox.h"
+#include "MailServices.h"
+#include "runtime/HostSession.h"
+
+#include <gtest/gtest.h>
+#include <nsCOMPtr.h>
+#include <nsIJunkMailPlugin.h>
+#include <nsServiceManagerUtils.h>
+
+#include <cstdio>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <fstream>
+#include <iostream>
+#include <malloc.h>
+#include <memory>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = sandbox::fs;
+using Reports = std::vector<std::pair<std::string, nsMsgJunkStatus>>;
+
+constexpr const char* kListenerMade =
+    "Quellbark Thunderbird Plug-In: QuellbarkTokenStreamListener::QuellbarkTokenStreamListener";
+constexpr const char* kListenerGone =
+    "Quellbark Thunderbird Plug-In: QuellbarkTokenStreamListener::~QuellbarkTokenStreamListener";
+
+// Everything this process writes to stderr, from construction to stop(), goes to a file.
+class StderrCapture {
+public:
+  explicit StderrCapture(fs::path file) : mFile(std::move(file)) {
+    std::fflush(stderr);
+    mSaved = dup(2);
+    int fd = open(mFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(fd, 2);
+    close(fd);
+  }
+  ~StderrCapture() { stop(); }
+  void stop() {
+    if (mSaved < 0)
+      return;
+    std::fflush(stderr);
+    dup2(mSaved, 2);
+    close(mSaved);
+    mSaved = -1;
+  }
+  std::vector<std::string> lines() {
+    stop();
+    std::vector<std::string> result;
+    std::ifstream in(mFile);
+    for (std::string line; std::getline(in, line);)
+      result.push_back(line);
+    return result;
+  }
+
+private:
+  fs::path mFile;
+  int mSaved = -1;
+};
+
+std::size_t countOf(const std::vector<std::string>& lines, const std::string& line) {
+  return std::size_t(std::count(lines.begin(), lines.end(), line));
+}
+
+class InProcess : public testing::Test {
+protected:
+  void SetUp() override {
+    box.enterInThisProcess();
+    sandbox::makeCompanionBundle(box.applicationPath);
+    std::string bundle = (sandbox::buildDirectory() / "lib/QuellbarkPlugIn.so").string();
+    session = std::make_unique<mailhost::HostSession>(
+        mailhost::HostOptions{(box.root / "profile").string(), bundle}, std::cerr);
+    // Kept mapped to the end, so that a leak report can name the bundle's functions.
+    static void* pinned = dlopen(bundle.c_str(), RTLD_NOW | RTLD_NOLOAD);
+    ASSERT_NE(pinned, nullptr);
+    mail = std::make_unique<mailhost::MailServices>();
+    plugin = do_GetService(mailhost::kJunkMailPluginContractId);
+    ASSERT_TRUE(plugin);
+    listener = new mailhost::ClassificationListener(
+        [this](const std::string& uri, nsMsgJunkStatus c) { reports.emplace_back(uri, c); });
+  }
+  void TearDown() override {
+    listener->detach();
+    listener = nullptr;
+    plugin = nullptr;
+    mail.reset();
+    session.reset();
+    for (pid_t pid : sandbox::startedCompanions(box.events))
+      sandbox::stopProcess(pid);
+  }
+
+  // The URIs of an mbox of `count` small messages written under the sandbox.
+  std::vector<std::string> mbox(const std::string& name, int count) {
+    fs::path file = box.root / name;
+    std::ofstream out(file, std::ios::binary);
+    for (int i = 0; i < count; ++i)
+      out << (i ? "\n" : "") << "From x\nSubject: " << name << " " << i << "\n\nbody " << i << "\n";
+    out.close();
+    std::vector<std::string> uris;
+    for (const auto& ref : mail->store().messagesIn(file))
+      uris.push_back(ref.uri);
+    return uris;
+  }
+
+  nsrefcnt filterReferences() {
+    plugin->AddRef();
+    return plugin->Release();
+  }
+
+  std::vector<std::string> eventIds() {
+    std::vector<std::string> ids;
+    for (const sandbox::Json& e : sandbox::receivedEvents(box.events))
+      ids.push_back(e["id"]);
+    return ids;
+  }
+
+  sandbox::Sandbox box;
+  std::unique_ptr<mailhost::HostSession> session;
+  std::unique_ptr<mailhost::MailServices> mail;
+  nsCOMPtr<nsIJunkMailPlugin> plugin;
+  nsCOMPtr<mailhost::ClassificationListener> listener;
+  Reports reports;
+};
+
+struct TrainingCase {
+  nsMsgJunkStatus classification;
+  std::vector<std::string> sent;
+  const char* errorLine;
+};
+
+// Only junk and good are lessons; any other value is logged, sent nowhere, and still reported
+// back as it came.
+TEST_F(InProcess, TrainingSendsOnlyJunkAndGoodAndReportsEveryValueBack) {
+  std::string uri = mbox("Train", 1).at(0);
+  const std::vector<TrainingCase> cases = {
+      {0, {}, "Quellbark Thunderbird Plug-In: unsupported training classification: 0"},
+      {3, {}, "Quellbark Thunderbird Plug-In: unsupported training classification: 3"},
+      {2, {"addS"}, nullptr},
+      {1, {"addS", "addG"}, nullptr},
+  };
+  for (const TrainingCase& c : cases) {
+    SCOPED_TRACE(c.classification);
+    reports.clear();
+    StderrCapture log(box.root / "stderr.txt");
+    ASSERT_EQ(plugin->SetMessageClassification(uri.c_str(), 1, c.classification, nullptr, listener),
+              NS_OK);
+    mail->loop().runUntilIdle();
+    std::vector<std::string> lines = log.lines();
+    EXPECT_EQ(reports, (Reports{{uri, c.classification}}));
+    EXPECT_EQ(eventIds(), c.sent);
+    EXPECT_EQ(c.errorLine ? countOf(lines, c.errorLine) : lines.size(), c.errorLine ? 1u : 0u);
+  }
+}
+
+TEST_F(InProcess, TrainingWithoutAListenerTrainsAndEndsItsRequest) {
+  box.setLogLevel(10);
+  std::string uri = mbox("Quiet", 1).at(0);
+  nsrefcnt before = filterReferences();
+  StderrCapture log(box.root / "stderr.txt");
+  ASSERT_EQ(plugin->SetMessageClassification(uri.c_str(), 0, 2, nullptr, nullptr), NS_OK);
+  mail->loop().runUntilIdle();
+  std::vector<std::string> lines = log.lines();
+  EXPECT_EQ(eventIds(), std::vector<std::string>{"addS"});
+  EXPECT_EQ(countOf(lines, kListenerMade), 1u);
+  EXPECT_EQ(countOf(lines, kListenerGone), 1u);
+  EXPECT_EQ(filterReferences(), before);
+}
+
+// The request returns once the first message streams; the later ones come from the plug-in's
+// own copies, so the caller's strings may be gone by then.
+TEST_F(InProcess, ABatchOutlivesTheCallersStrings) {
+  std::vector<std::string> uris = mbox("Copies", 3);
+  std::ofstream(box.script) << "score=shor:10\n";
+  std::vector<std::string> callers = uris;
+  std::vector<const char*> array;
+  for (const std::string& uri : callers)
+    array.push_back(uri.c_str());
+  ASSERT_EQ(plugin->ClassifyMessages(3, array.data(), nullptr, listener), NS_OK);
+  for (std::string& uri : callers)
+    std::fill(uri.begin(), uri.end(), 'x');
+  array.assign(array.size(), "scribbled:");
+  mail->loop().runUntilIdle();
+  EXPECT_EQ(reports, (Reports{{uris[0], 1}, {uris[1], 1}, {uris[2], 1}}));
+}
+
+// A URI that no message service takes ends the batch there: the messages before it are
+// reported, the rest never, and the request's objects are freed all the same.
+TEST_F(InProcess, ABatchEndsAtAMessageNoServiceStreams) {
+  box.setLogLevel(10);
+  std::vector<std::string> uris = mbox("Stops", 3);
+  std::vector<const char*> array = {uris[0].c_str(), "nosuch:message", uris[2].c_str()};
+  nsrefcnt before = filterReferences();
+  StderrCapture log(box.root / "stderr.txt");
+  ASSERT_EQ(plugin->ClassifyMessages(3, array.data(), nullptr, listener), NS_OK);
+  mail->loop().runUntilIdle();
+  std::vector<std::string> lines = log.lines();
+  EXPECT_EQ(reports, (Reports{{uris[0], 1}}));
+  EXPECT_EQ(eventIds(), std::vector<std::string>{"Qscr"});
+  EXPECT_EQ(countOf(lines, kListenerGone), 1u);
+  EXPECT_EQ(filterReferences(), before);
+}
+
+TEST_F(InProcess, ASingleClassificationReportsOnceAndFreesItsPair) {
+  box.setLogLevel(10);
+  fs::path file = box.root / "one.eml";
+  std::ofstream(file) << "Subject: one\n\nbody\n";
+  std::string uri =
+      "file://" + fs::canonical(file).string() + "?type=application/x-message-display";
+  std::ofstream(box.script) << "score=shor:90\n";
+  StderrCapture log(box.root / "stderr.txt");
+  ASSERT_EQ(plugin->ClassifyMessage(uri.c_str(), nullptr, listener), NS_OK);
+  mail->loop().runUntilIdle();
+  std::vector<std::string> lines = log.lines();
+  EXPECT_EQ(reports, (Reports{{uri, 2}}));
+  EXPECT_EQ(countOf(lines, kListenerMade), 1u);
+  EXPECT_EQ(countOf(lines, kListenerGone), 1u);
+}
+
+std::size_t heapInUse() {
+  return mallinfo2().uordblks;
+}
+
+// A thousand messages in one batch and a hundred trainings: every listener made is destroyed
+// (with it its analyzer), every analyzer's hold on the filter is given back, and the heap
+// returns to where it was (captures are released message by message).
+TEST_F(InProcess, AThousandMessagesLeaveNoListenerAnalyzerOrCaptureBehind) {
+  box.setLogLevel(10);
+  std::ofstream(box.script) << "score=shor:70\n";
+  std::vector<std::string> warmUp = mbox("WarmUp", 20);
+  std::vector<std::string> uris = mbox("Thousand", 1000);
+  std::vector<const char*> array;
+  for (const std::string& uri : uris)
+    array.push_back(uri.c_str());
+  std::size_t reported = 0;
+  bool inOrder = true;
+  nsCOMPtr<mailhost::ClassificationListener> counting =
+      new mailhost::ClassificationListener([&](const std::string& uri, nsMsgJunkStatus c) {
+        // The batch, all junk (70), then the trainings, alternating good and junk.
+        std::size_t training = reported - uris.size();
+        inOrder = inOrder && (reported < uris.size() ? uri == uris[reported] && c == 2
+                                                     : training < 100 && uri == uris[training] &&
+                                                           c == 1 + training % 2);
+        ++reported;
+      });
+
+  // Whatever is made once (the companion's launch, caches, the loop's storage) is made now.
+  std::vector<const char*> warmUpArray;
+  for (const std::string& uri : warmUp)
+    warmUpArray.push_back(uri.c_str());
+  {
+    StderrCapture quiet(box.root / "warm-up.txt");
+    ASSERT_EQ(plugin->ClassifyMessages(20, warmUpArray.data(), nullptr, listener), NS_OK);
+    mail->loop().runUntilIdle();
+  }
+  ASSERT_EQ(reports.size(), 20u);
+
+  StderrCapture log(box.root / "stderr.txt");
+  nsrefcnt filterBefore = filterReferences();
+  std::size_t heapBefore = heapInUse();
+
+  ASSERT_EQ(plugin->ClassifyMessages(1000, array.data(), nullptr, counting), NS_OK);
+  EXPECT_EQ(filterReferences(), filterBefore + 1) << "the analyzer holds the filter";
+  mail->loop().runUntilIdle();
+  for (int i = 0; i < 100; ++i)
+    ASSERT_EQ(plugin->SetMessageClassification(array[i], 0, 1 + i % 2, nullptr, counting), NS_OK);
+  mail->loop().runUntilIdle();
+
+  EXPECT_EQ(filterReferences(), filterBefore);
+  std::size_t heapAfter = heapInUse();
+  std::vector<std::string> lines = log.lines();
+  EXPECT_EQ(reported, 1100u);
+  EXPECT_TRUE(inOrder);
+  EXPECT_EQ(countOf(lines, kListenerMade), 101u);
+  EXPECT_EQ(countOf(lines, kListenerGone), 101u);
+#if defined(__SANITIZE_ADDRESS__)
+  (void)heapBefore;
+  (void)heapAfter; // the sanitizer's allocator is not malloc's; its leak check covers this
+#else
+  // Eight bytes kept per message would be too many; a capture kept is far more.
+  EXPECT_LT(heapAfter, heapBefore + 8 * 1024) << heapAfter - heapBefore << " bytes more";
+#endif
+}
+
+} // namespace
