@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <dlfcn.h>
 #include <nsCOMPtr.h>
 #include <nsIComponentRegistrar.h>
 #include <nsILocalFile.h>
@@ -69,6 +70,12 @@ std::vector<RegisteredComponent> loadPluginBundle(const std::string& path) {
     throw HostError("cannot load plug-in bundle " + path + ": " +
                     (why.empty() ? "registration failed (" + hexCode(rv) + ")" : why));
   }
+
+  // A plug-in may keep objects past the runtime's shutdown on purpose (a request whose first
+  // stream never started keeps its analyzer and listener), so the bundle stays mapped until the
+  // process ends: their code stays valid, and a leak report can name the functions that made
+  // them.
+  dlopen(absolute.c_str(), RTLD_NOW | RTLD_NOLOAD);
 
   Collector collector{absolute, {}};
   NS_VisitRegisteredComponents(collect, &collector);
