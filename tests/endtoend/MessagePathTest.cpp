@@ -97,10 +97,10 @@ TEST_F(Batches, AMessageThatVanishesMidBatchIsNamedAndTheBatchGoesOn) {
     sent.push_back("Subject: maildir " + std::to_string(i) + "\n\nbody\n");
     writeMail("Box/cur/" + std::to_string(i) + ".host:2,S", sent.back());
   }
-  path box_ = mail / "Box";
+  path folder = mail / "Box";
 
   auto running = std::async(std::launch::async, [&] {
-    return mailhost({"classify", "--json", box_.string()});
+    return mailhost({"classify", "--json", folder.string()});
   });
   // The companion writes the first event down before it delays its answer; the second message
   // is streamed only after that answer.
@@ -116,13 +116,13 @@ TEST_F(Batches, AMessageThatVanishesMidBatchIsNamedAndTheBatchGoesOn) {
   ASSERT_EQ(report["messages"].size(), 4u);
   for (int i = 0; i < 4; ++i) {
     const Json& m = report["messages"][i];
-    EXPECT_EQ(m["uri"], folderUri(box_, std::to_string(i + 1) + ".host"));
+    EXPECT_EQ(m["uri"], folderUri(folder, std::to_string(i + 1) + ".host"));
     EXPECT_EQ(m["verdict"], "good");
     EXPECT_EQ(m.contains("error"), i == 1) << m.dump();
   }
   ASSERT_EQ(report["errors"].size(), 1u);
   EXPECT_TRUE(report["errors"][0].get<std::string>().starts_with("cannot read message " +
-                                                                 folderUri(box_, "2.host")))
+                                                                 folderUri(folder, "2.host")))
       << report["errors"][0];
 }
 
