@@ -1,5 +1,5 @@
 # The two commands of the README: `make demo` and `make test`. Everything else is a step of theirs.
-.PHONY: all deps build build-asan test test-default test-asan fuzz demo format tidy clean
+.PHONY: all deps build build-asan test test-default test-asan fuzz demo install uninstall bench format tidy clean
 
 JOBS ?= 2
 
@@ -31,6 +31,22 @@ fuzz: deps
 
 demo: build
 	@bash scripts/demo.sh
+
+# A user-level install by default (no root needed): the host, the plug-in bundle and the platform
+# libraries under PREFIX, Quellbark.app in APPDIR, where Launch Services looks for it.
+PREFIX ?= $(HOME)/.local
+APPDIR ?= $(HOME)/Applications
+
+install: build
+	cmake --preset default -DCMAKE_INSTALL_PREFIX=$(PREFIX) -DQB_APP_DIR=$(APPDIR) >/dev/null
+	cmake --build --preset default -j $(JOBS)
+	@bash scripts/install.sh install build/default
+
+uninstall:
+	@bash scripts/install.sh uninstall build/default
+
+bench: build
+	@bash scripts/bench.sh
 
 format:
 	git ls-files '*.cpp' '*.h' | xargs clang-format -i
