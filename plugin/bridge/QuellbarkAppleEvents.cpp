@@ -20,10 +20,11 @@ OSErr narrowed(OSStatus status) {
 
 OSErr buildAppleEvent(AEEventID eventID, CFDataRef messageData, bool bDec, bool bRFC,
                       const char* separator, AppleEvent* event) {
-  const char targetSignature[4] = {'Q', 'b', 'r', 'k'};
+  // The application's creator signature, as a four-character code in a 4-byte local.
+  const OSType targetSignature = kQuellbarkSignature;
   AEBuildError buildError;
   OSErr err = narrowed(
-      AEBuildAppleEvent(kQuellbarkEventClass, eventID, typeApplSignature, targetSignature,
+      AEBuildAppleEvent(kQuellbarkEventClass, eventID, typeApplSignature, &targetSignature,
                         sizeof targetSignature, kAutoGenerateReturnID, kAnyTransactionID, event,
                         &buildError, kEventFormat, int(bDec), int(bRFC), separator));
   if (err != noErr)

@@ -257,7 +257,11 @@ TEST_P(OutgoingEvent, CarriesTheFixedParametersAndTheMessageIntact) {
   auto address = entry(e["attributes"], "addr");
   ASSERT_TRUE(address);
   EXPECT_EQ((*address)["type"], "sign");
-  EXPECT_EQ((*address)["hex"], hexOf(bytesOf("Qbrk")));
+  // The signature is a four-character code, held in memory in the host's byte order.
+  const OSType signature = kQuellbarkSignature;
+  const auto* signatureBytes = reinterpret_cast<const unsigned char*>(&signature);
+  EXPECT_EQ((*address)["hex"],
+            hexOf(std::vector<unsigned char>(signatureBytes, signatureBytes + sizeof signature)));
   auto transaction = entry(e["attributes"], "tran");
   ASSERT_TRUE(transaction);
   EXPECT_EQ((*transaction)["hex"], "00000000") << "any transaction";

@@ -163,7 +163,8 @@ AppleEvent testEvent(const char* id, const std::string& signature) {
   AppleEvent event;
   AEInitializeDesc(&event);
   AEAddressDesc target;
-  AECreateDesc(typeApplSignature, signature.data(), 4, &target);
+  OSType signatureCode = codeOf(signature);
+  AECreateDesc(typeApplSignature, &signatureCode, sizeof signatureCode, &target);
   AECreateAppleEvent(code("TEST"), codeOf(id), &target, kAutoGenerateReturnID, kAnyTransactionID,
                      &event);
   AEDisposeDesc(&target);

@@ -21,13 +21,6 @@ OSStatus targetEntry(std::optional<RegistryEntry> found, Target& target) {
   return noErr;
 }
 
-OSType signatureFromBytes(const std::uint8_t* bytes, bool reversed) {
-  OSType code = 0;
-  for (int i = 0; i < 4; ++i)
-    code = (code << 8) | bytes[reversed ? 3 - i : i];
-  return code;
-}
-
 } // namespace
 
 OSStatus resolveTarget(const AppleEvent* event, Target& target) {
@@ -44,11 +37,12 @@ OSStatus resolveTarget(const AppleEvent* event, Target& target) {
 
   switch (type) {
   case typeApplSignature: {
-    if (data.size() != 4)
+    // A signature is a four-character code, held in the host's byte order like every code.
+    OSType signature = 0;
+    if (data.size() != sizeof signature)
       return errAEUnknownAddressType;
-    if (auto found = findLiveEntryBySignature(signatureFromBytes(data.data(), false)))
-      return targetEntry(found, target);
-    return targetEntry(findLiveEntryBySignature(signatureFromBytes(data.data(), true)), target);
+    std::memcpy(&signature, data.data(), sizeof signature);
+    return targetEntry(findLiveEntryBySignature(signature), target);
   }
   case typeKernelProcessID: {
     pid_t pid = 0;
