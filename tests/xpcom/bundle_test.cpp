@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "counted.h"
 #include "nsComponentManagerUtils.h"
 #include "nsIGenericFactory.h"
 #include "nsILocalFile.h"
@@ -61,7 +62,7 @@ protected:
   std::string mLog;
 };
 
-TEST_F(BundleTest, RegistersAndServesTheBundlesClass) {
+TEST_F(BundleTest, RegistersAndServesTheBundlesClassAcrossTheStringBoundary) {
   ASSERT_EQ(Register(Echo()), NS_OK) << NS_GetLastLoaderError();
   EXPECT_STREQ(NS_GetLastLoaderError(), "");
 
@@ -96,13 +97,8 @@ TEST_F(BundleTest, RegistersAndServesTheBundlesClass) {
   ASSERT_TRUE(echo);
   nsCOMPtr<nsITestEcho> another = do_CreateInstance(TEST_ECHO_CONTRACTID, &rv);
   EXPECT_NE(echo.get(), another.get());
-}
 
-// Strings made on one side are read and changed on the other through one implementation.
-TEST_F(BundleTest, StringsCrossTheBoundary) {
-  ASSERT_EQ(Register(Echo()), NS_OK) << NS_GetLastLoaderError();
-  nsCOMPtr<nsITestEcho> echo = do_CreateInstance(TEST_ECHO_CONTRACTID);
-  ASSERT_TRUE(echo);
+  // Strings made on one side are read and changed on the other through one implementation.
   nsCString out("previous contents");
   ASSERT_EQ(echo->Echo(nsCString("mailbox-message://a@b/Inbox#1"), out), NS_OK);
   EXPECT_STREQ(out.get(), "mailbox-message://a@b/Inbox#1|echo");
@@ -131,18 +127,11 @@ TEST_F(BundleTest, BundleTakesOverAClassTheHostRegistered) {
   // The host first serves the contract with a factory of its own under the bundle's class ID.
   const nsCID echoCID = TEST_ECHO_CID;
   nsCOMPtr<nsIGenericFactory> hostFactory;
-  static const nsModuleComponentInfo kHostRecord = {"Host Echo",
-                                                    TEST_ECHO_CID,
-                                                    TEST_ECHO_CONTRACTID,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    0};
-  ASSERT_EQ(NS_NewGenericFactory(getter_AddRefs(hostFactory), &kHostRecord), NS_OK);
+  static nsModuleComponentInfo hostRecord{}; // the factory keeps pointing at it
+  hostRecord.mDescription = "Host Echo";
+  hostRecord.mCID = echoCID;
+  hostRecord.mContractID = TEST_ECHO_CONTRACTID;
+  ASSERT_EQ(NS_NewGenericFactory(getter_AddRefs(hostFactory), &hostRecord), NS_OK);
   ASSERT_EQ(mRegistrar->RegisterFactory(echoCID, "Host Echo", TEST_ECHO_CONTRACTID, hostFactory),
             NS_OK);
   nsCOMPtr<nsITestEcho> before = do_CreateInstance(TEST_ECHO_CONTRACTID);
@@ -196,28 +185,7 @@ TEST_F(BundleTest, DirectoryRegistersEveryBundleAndReportsTheFirstFailure) {
 }
 
 // The generic module without any bundle: records defined right here.
-class Plain final : public nsISupports {
-public:
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override {
-    *aResult = aIID.Equals(NS_GET_IID(nsISupports)) ? this : nullptr;
-    if (!*aResult)
-      return NS_ERROR_NO_INTERFACE;
-    AddRef();
-    return NS_OK;
-  }
-  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mCount; }
-  NS_IMETHOD_(nsrefcnt) Release() override {
-    if (--mCount)
-      return mCount;
-    delete this;
-    return 0;
-  }
-
-private:
-  ~Plain() = default;
-  nsrefcnt mCount = 0;
-};
-NS_GENERIC_FACTORY_CONSTRUCTOR(Plain)
+NS_GENERIC_FACTORY_CONSTRUCTOR(Counted)
 
 int gCtorCalls = 0;
 nsresult FailingCtor(nsIModule*) {
@@ -228,10 +196,10 @@ nsresult FailingCtor(nsIModule*) {
 TEST(GenericModule, AnswersOnlyForItsOwnClasses) {
   const nsCID known = {0xabcdef01, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}};
   const nsCID unknown = {0xabcdef01, 1, 2, {1, 2, 3, 4, 5, 6, 7, 9}};
-  const nsModuleComponentInfo records[] = {{"Plain", known, "@test/plain;1", PlainConstructor,
+  const nsModuleComponentInfo records[] = {{"Counted", known, "@test/counted;1", CountedConstructor,
                                             nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                             0}};
-  const nsModuleInfo info = {NS_MODULEINFO_VERSION, "PlainModule", records, 1, nullptr, nullptr};
+  const nsModuleInfo info = {NS_MODULEINFO_VERSION, "CountedModule", records, 1, nullptr, nullptr};
   nsCOMPtr<nsIModule> module;
   ASSERT_EQ(NS_NewGenericModule2(&info, getter_AddRefs(module)), NS_OK);
 
