@@ -22,16 +22,6 @@ void check(const std::vector<Case>& cases) {
   }
 }
 
-std::string appendFormatted(CFMutableStringRef line, const char* fmt, ...) {
-  CFStringRef f = CFStringCreateWithCString(nullptr, fmt, kCFStringEncodingASCII);
-  va_list args;
-  va_start(args, fmt);
-  CFStringAppendFormatAndArguments(line, nullptr, f, args);
-  va_end(args);
-  CFRelease(f);
-  return cftest::utf8(line);
-}
-
 } // namespace
 
 TEST(Format, IntegerDirectives) {
@@ -149,7 +139,6 @@ TEST(Format, AppendingKeepsWhatIsThereAndAcceptsOptions) {
       kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
   CFStringAppendFormat(line, options, CFSTR("score: %d"), 73);
   EXPECT_EQ(cftest::utf8(line), "Prefix: score: 73");
-  EXPECT_EQ(appendFormatted(line, " / %@", CFSTR("more")), "Prefix: score: 73 / more");
   EXPECT_EQ(take(CFStringCreateWithFormat(nullptr, options,
                                           CFSTR("Mac OS X reported error %d when trying."), -50)),
             "Mac OS X reported error -50 when trying.");

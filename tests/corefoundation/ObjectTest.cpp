@@ -6,16 +6,6 @@
 #include <climits>
 #include <cmath>
 
-TEST(RetainCount, RetainAndReleaseBalance) {
-  CFDataRef data = CFDataCreate(nullptr, nullptr, 0);
-  EXPECT_EQ(CFGetRetainCount(data), 1);
-  EXPECT_EQ(CFRetain(data), data);
-  EXPECT_EQ(CFGetRetainCount(data), 2);
-  CFRelease(data);
-  EXPECT_EQ(CFGetRetainCount(data), 1);
-  CFRelease(data);
-}
-
 TEST(TypeIDs, EveryTypeIsDistinctAndNamed) {
   const CFTypeID ids[] = {CFStringGetTypeID(), CFDataGetTypeID(),   CFDictionaryGetTypeID(),
                           CFArrayGetTypeID(),  CFNumberGetTypeID(), CFBooleanGetTypeID(),
@@ -67,19 +57,6 @@ TEST(Dictionary, NullCallbacksUsePointerIdentity) {
   CFRelease(dict);
 }
 
-TEST(Dictionary, EqualityAndCopies) {
-  CFMutableDictionaryRef a = CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                       &kCFTypeDictionaryValueCallBacks);
-  CFDictionarySetValue(a, CFSTR("x"), kCFBooleanTrue);
-  CFDictionaryRef copy = CFDictionaryCreateCopy(nullptr, a);
-  EXPECT_TRUE(CFEqual(a, copy));
-  CFDictionarySetValue(a, CFSTR("x"), kCFBooleanFalse);
-  EXPECT_FALSE(CFEqual(a, copy));
-  EXPECT_EQ(CFDictionaryGetValue(copy, CFSTR("x")), kCFBooleanTrue);
-  CFRelease(copy);
-  CFRelease(a);
-}
-
 TEST(Array, AppendRemoveAndRetain) {
   CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
   CFDataRef item = CFDataCreate(nullptr, nullptr, 0);
@@ -121,27 +98,20 @@ TEST(Number, ConversionsReportLoss) {
                          : c.from == kCFNumberSInt64Type ? static_cast<const void*>(&i)
                                                          : static_cast<const void*>(&i32);
     CFNumberRef n = CFNumberCreate(nullptr, c.from, source);
-    double got = 0;
-    bool exact = false;
-    if (c.to == kCFNumberFloat64Type) {
-      exact = CFNumberGetValue(n, c.to, &got);
-    } else if (c.to == kCFNumberSInt16Type) {
-      SInt16 v = 0;
-      exact = CFNumberGetValue(n, c.to, &v);
-      got = v;
-    } else if (c.to == kCFNumberSInt8Type) {
-      SInt8 v = 0;
-      exact = CFNumberGetValue(n, c.to, &v);
-      got = v;
-    } else if (c.to == kCFNumberCFIndexType) {
-      CFIndex v = 0;
-      exact = CFNumberGetValue(n, c.to, &v);
-      got = static_cast<double>(v);
-    } else {
-      SInt32 v = 0;
-      exact = CFNumberGetValue(n, c.to, &v);
-      got = v;
-    }
+    // Zero-filled wide storage read back at the target's own width (little-endian).
+    union {
+      double f64;
+      SInt64 i64;
+      SInt32 i32;
+      SInt16 i16;
+      SInt8 i8;
+    } out{};
+    bool exact = CFNumberGetValue(n, c.to, &out);
+    double got = c.to == kCFNumberFloat64Type   ? out.f64
+                 : c.to == kCFNumberSInt16Type  ? out.i16
+                 : c.to == kCFNumberSInt8Type   ? out.i8
+                 : c.to == kCFNumberCFIndexType ? static_cast<double>(out.i64)
+                                                : out.i32;
     EXPECT_EQ(got, c.expected) << c.what;
     EXPECT_EQ(exact, c.exact) << c.what;
     CFRelease(n);
