@@ -1,0 +1,156 @@
+#!/usr/bin/env bash
+# The benchmarks on real mail (`make bench`), printed as one table:
+#   - throughput: the held-out SpamAssassin messages classified through the whole pipeline (host,
+#     plug-in, Apple Event transport, Quellbark, bogofilter) and by bogofilter's own bulk mode
+#     over the same files with the same word list, alternately, BENCH_REPS (3) times each;
+#     wall time and the CPU time of every process involved;
+#   - agreement: the plug-in's verdicts against bogofilter's own (spamicity * 100 below 50 is good);
+#   - memory: the host's peak resident size classifying 1,000 and 10,000 messages;
+#   - the Apple Event round trip (bench/ae_roundtrip).
+# Everything lives under <build>/bench, with its own profile, preferences, runtime folder and
+# word list, made afresh each run. Environment: QB_BUILD (build/default), BENCH_REPS (3),
+# BENCH_MEMORY_COUNTS ("1000 10000").
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+build=${QB_BUILD:-build/default}
+work=$root/$build/bench
+reps=${BENCH_REPS:-3}
+memory_counts=${BENCH_MEMORY_COUNTS:-1000 10000}
+mailhost=$root/$build/bin/mailhost
+plugin=$root/$build/lib/QuellbarkPlugIn.so
+app=$root/$build/Quellbark.app
+for need in "$mailhost" "$plugin" "$app/Contents/MacOS/Quellbark" /usr/bin/time; do
+  [[ -e $need ]] || { echo "bench: $need is missing" >&2; exit 1; }
+done
+
+rm -rf "$work"
+mkdir -p "$work/out"
+mkdir -m 0700 -p "$work/profile" "$work/run" "$work/home"
+export HOME=$work/home CFFIXED_USER_HOME=$work/home
+export XDG_RUNTIME_DIR=$work/run XDG_DATA_HOME=$work/home/.local/share
+export XDG_CONFIG_HOME=$work/home/.config XDG_CACHE_HOME=$work/home/.cache
+export LS_APPLICATION_PATH=$root/$build LS_SYSTEM_ROOT=$work/system
+export QUELLBARK_DATA_DIR=$work/wordlist
+host=("$mailhost" --profile "$work/profile" --plugin "$plugin")
+log() { printf '%s\n' "$*" >&2; }
+
+quellbark_pid() {
+  local entry
+  for entry in "$work/run/AppleEvents"/*.plist; do
+    [[ -f $entry ]] && grep -q '<string>Quellbark</string>' "$entry" || continue
+    tr -d ' \t\n' <"$entry" | sed -n 's|.*<key>ProcessID</key><integer>\([0-9]*\)</integer>.*|\1|p'
+    return
+  done
+}
+stop_quellbark() {
+  local pid
+  pid=$(quellbark_pid)
+  [[ -n $pid ]] || return 0
+  kill -TERM "$pid" 2>/dev/null || return 0
+  for _ in $(seq 100); do kill -0 "$pid" 2>/dev/null || return 0; sleep 0.1; done
+}
+trap stop_quellbark EXIT
+
+# CPU seconds used so far by a process and its children, reaped or still running.
+tree_cpu() {
+  local pid=$1 ticks=0 child
+  [[ -r /proc/$pid/stat ]] || { echo 0; return; }
+  ticks=$(sed 's/^.*) //' "/proc/$pid/stat" | awk '{ print $12 + $13 + $14 + $15 }')
+  for child in $(cat "/proc/$pid/task/"*/children 2>/dev/null); do
+    [[ -r /proc/$child/stat ]] &&
+      ticks=$((ticks + $(sed 's/^.*) //' "/proc/$child/stat" | awk '{ print $12 + $13 }')))
+  done
+  echo "scale=3; $ticks / $(getconf CLK_TCK)" | bc
+}
+median() { sort -n | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
+
+log "bench: corpus and mail folders"
+data=$(bash scripts/fetch-corpus.sh "$root/$build/corpus")
+node scripts/corpus.mjs split "$data" "$work/mail" --chunk 1000000 >"$work/out/split.json"
+find "$work/mail/heldout" -path '*/cur/*' -type f | sort >"$work/out/heldout-files.txt"
+heldout=$(wc -l <"$work/out/heldout-files.txt")
+
+log "bench: training through the plug-in"
+start=$(date +%s.%N)
+"${host[@]}" mark junk "$work/mail/train/spam/000" >"$work/out/mark-spam.txt" 2>"$work/out/mark-spam.err"
+"${host[@]}" mark good "$work/mail/train/ham/000" >"$work/out/mark-ham.txt" 2>"$work/out/mark-ham.err"
+train_seconds=$(echo "$(date +%s.%N) - $start" | bc)
+trained=$(cat "$work/out/mark-spam.txt" "$work/out/mark-ham.txt" | grep -c '^junk \|^good ' || true)
+
+log "bench: bogofilter's own bulk training into a second word list"
+mkdir -p "$work/wordlist-direct"
+start=$(date +%s.%N)
+find "$work/mail/train/spam" -path '*/cur/*' -type f | bogofilter -C -d "$work/wordlist-direct" -s -b
+find "$work/mail/train/ham" -path '*/cur/*' -type f | bogofilter -C -d "$work/wordlist-direct" -n -b
+direct_train_seconds=$(echo "$(date +%s.%N) - $start" | bc)
+
+# One short run first, so that Quellbark is running and the timed runs measure the steady state.
+"${host[@]}" classify "$work/mail/heldout/spam/000/cur/$(ls "$work/mail/heldout/spam/000/cur" | head -1)" \
+  >/dev/null 2>"$work/out/warmup.err" || true
+qpid=$(quellbark_pid)
+[[ -n $qpid ]] || { echo "bench: Quellbark did not start; see $work/out/warmup.err" >&2; exit 1; }
+
+log "bench: throughput, $reps runs of each over $heldout messages"
+for rep in $(seq "$reps"); do
+  before=$(tree_cpu "$qpid")
+  /usr/bin/time -f '%e %U %S %M' -o "$work/out/host-time-$rep.txt" \
+    "${host[@]}" classify --json "$work/mail/heldout/spam/000" "$work/mail/heldout/ham/000" \
+    >"$work/out/classify-$rep.json" 2>"$work/out/classify-$rep.err" || true
+  after=$(tree_cpu "$qpid")
+  echo "$after - $before" | bc >"$work/out/quellbark-cpu-$rep.txt"
+  /usr/bin/time -f '%e %U %S %M' -o "$work/out/bogofilter-time-$rep.txt" \
+    bogofilter -C -d "$QUELLBARK_DATA_DIR" -b -TT <"$work/out/heldout-files.txt" \
+    >"$work/out/bogofilter-$rep.txt" || true
+done
+pipe_wall=$(for r in $(seq "$reps"); do awk '{ print $1 }' "$work/out/host-time-$r.txt"; done | median)
+host_cpu=$(for r in $(seq "$reps"); do awk '{ print $2 + $3 }' "$work/out/host-time-$r.txt"; done | median)
+q_cpu=$(for r in $(seq "$reps"); do cat "$work/out/quellbark-cpu-$r.txt"; done | median)
+bf_wall=$(for r in $(seq "$reps"); do awk '{ print $1 }' "$work/out/bogofilter-time-$r.txt"; done | median)
+bf_cpu=$(for r in $(seq "$reps"); do awk '{ print $2 + $3 }' "$work/out/bogofilter-time-$r.txt"; done | median)
+rate() { echo "scale=1; $1 / $2" | bc; }
+pipe_rate=$(rate "$heldout" "$pipe_wall")
+bf_rate=$(rate "$heldout" "$bf_wall")
+share=$(echo "scale=1; 100 * $pipe_rate / $bf_rate" | bc)
+pipe_cpu=$(echo "$host_cpu + $q_cpu" | bc)
+cpu_ms() { echo "scale=3; 1000 * $1 / $heldout" | bc; }
+classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/classify-1.json" || true)
+
+agreement=$(node scripts/corpus.mjs agreement "$work/out/classify-1.json" "$work/out/bogofilter-1.txt")
+
+log "bench: memory"
+memory_rows=()
+for count in $memory_counts; do
+  node scripts/corpus.mjs volume "$data" "$work/volume-$count" "$count"
+  /usr/bin/time -f '%e %M' -o "$work/out/memory-$count.txt" \
+    "${host[@]}" classify --json "$work/volume-$count" >"$work/out/memory-$count.json" \
+    2>"$work/out/memory-$count.err" || true
+  read -r seconds kib <"$work/out/memory-$count.txt"
+  memory_rows+=("$(printf '| host peak RSS, %6d messages | %d KiB (%s s) |' "$count" "$kib" "$seconds")")
+done
+stop_quellbark
+
+log "bench: Apple Event round trip"
+"$root/$build/bin/ae_roundtrip" --benchmark_min_time=0.3 --benchmark_format=console \
+  >"$work/out/ae_roundtrip.txt" 2>/dev/null || true
+
+{
+  echo "| Figure | Value |"
+  echo "|---|---|"
+  printf '| messages classified (held out) | %d (%d reported junk or good) |\n' "$heldout" "$classified"
+  printf '| pipeline: wall time (median of %d) | %s s, %s messages/s |\n' "$reps" "$pipe_wall" "$pipe_rate"
+  printf '| bogofilter -b: wall time (median of %d) | %s s, %s messages/s |\n' "$reps" "$bf_wall" "$bf_rate"
+  printf '| pipeline rate / bogofilter rate | %s%% |\n' "$share"
+  printf '| CPU per message: host / Quellbark+bogofilter / bogofilter alone | %s / %s / %s ms |\n' \
+    "$(cpu_ms "$host_cpu")" "$(cpu_ms "$q_cpu")" "$(cpu_ms "$bf_cpu")"
+  printf '| pipeline CPU / bogofilter CPU | %s |\n' "$(echo "scale=1; $pipe_cpu / $bf_cpu" | bc)"
+  printf '| agreement with bogofilter (same word list) | %s |\n' "$agreement"
+  printf '| training through the plug-in | %d messages in %.1f s |\n' "$trained" "$train_seconds"
+  printf '| bogofilter -s/-n -b training, same messages | %.1f s |\n' "$direct_train_seconds"
+  printf '%s\n' "${memory_rows[@]}"
+  grep '^BM_' "$work/out/ae_roundtrip.txt" | awk '
+    $2 == "ERROR" { name = $1; $1 = ""; printf "| %s |%s |\n", name, $0; next }
+    { printf "| %s | %s %s wall, %s %s CPU |\n", $1, $2, $3, $4, $5 }'
+  echo
+  echo "load average: $(cut -d' ' -f1-3 /proc/loadavg); $(nproc) cores"
+} | tee "$work/results.md"
