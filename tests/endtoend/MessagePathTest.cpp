@@ -1,5 +1,5 @@
 // Messages from mail files to the companion and verdicts back, through mailhost, the bundle and
-// the real transport: batches in order, single message files, a message that vanishes in the
+// the real transport: batches in order, a message that vanishes in the
 // middle of a batch, and the capture exactly as the companion receives it.
 #include "EndToEnd.h"
 
@@ -69,21 +69,6 @@ TEST_F(Batches, AnMboxOfFourIsReportedInOrderEachMessageOnceThroughOneListener) 
                 "nsBayesianFilter::streamMessage()", "Subject: message 4", "score: 80",
                 "QuellbarkTokenStreamListener::~QuellbarkTokenStreamListener"}));
   EXPECT_EQ(sandbox::startedCompanions(box.events).size(), 1u) << "launched once, then found";
-}
-
-TEST_F(Batches, ASingleMessageFileIsStreamedByTheMailboxService) {
-  installCompanion();
-  replies({"score=shor:50"});
-  std::string message = "Subject: single\nFrom: a@example.org\n\nonly one\n";
-  path file = writeMail("note.eml", message);
-
-  ProcessRun run = mailhost({"classify", file.string()});
-  EXPECT_EQ(run.exitCode, 0) << run.err;
-  EXPECT_EQ(linesOf(run.out), (std::vector<std::string>{
-                                  "junk  " + fileUri(file),
-                                  "1 messages: 1 junk, 0 good, 0 not classified",
-                              }));
-  EXPECT_EQ(messagesReceived(), std::vector<std::string>{message});
 }
 
 // The message is gone by the time its turn comes: its delivery opens and stops with a failure,
@@ -210,23 +195,6 @@ TEST_F(Captures, TheCompanionReceivesTheFilterFormByteForByte) {
   ASSERT_EQ(received.size(), kCaptureCases.size());
   for (std::size_t i = 0; i < received.size(); ++i)
     EXPECT_EQ(received[i], kCaptureCases[i].capture) << "case " << kCaptureCases[i].name;
-}
-
-// Training sends the same capture as scoring, with the event the verdict asks for.
-TEST_F(Captures, TrainingSendsTheSameCaptureAsScoring) {
-  installCompanion();
-  const CaptureCase& c = kCaptureCases[4];
-  path file = writeMail("one.eml", c.message);
-  ASSERT_EQ(mailhost({"classify", file.string()}).exitCode, 0);
-  ASSERT_EQ(mailhost({"mark", "junk", file.string()}).exitCode, 0);
-  ASSERT_EQ(mailhost({"mark", "good", fileUri(file)}).exitCode, 0);
-
-  std::vector<Json> received = events();
-  ASSERT_EQ(received.size(), 3u);
-  EXPECT_EQ(received[0]["id"], "Qscr");
-  EXPECT_EQ(received[1]["id"], "addS");
-  EXPECT_EQ(received[2]["id"], "addG");
-  EXPECT_EQ(messagesReceived(), std::vector<std::string>(3, c.capture));
 }
 
 } // namespace
