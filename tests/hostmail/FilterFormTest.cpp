@@ -191,25 +191,6 @@ TEST(FilterForm, EmptyAndUnreadableMessages) {
   }
 }
 
-TEST(FilterForm, MessagesOfAFolderConvertAsTheirOwnBytesDo) {
-  std::string first = "Subject: one\nContent-Type: text/plain; charset=iso-8859-1\n\n\xE9t\xE9\n";
-  std::string second = "Subject: two\r\n\r\nCRLF body\r\n";
-  std::string mbox = "From a\n" + first + "\nFrom b\r\n" + second;
-  TempDir dir;
-  dir.write("Inbox", mbox);
-  MailStore store;
-  std::vector<MessageRef> refs = store.messagesIn(dir / "Inbox");
-  ASSERT_EQ(refs.size(), 2u);
-  std::string texts[] = {first, second};
-  for (std::size_t i = 0; i < 2; ++i) {
-    FilterForm fromFile = toFilterForm(store.locate(refs[i]));
-    FilterForm fromMemory = toFilterForm(texts[i]);
-    EXPECT_EQ(fromFile.headers, fromMemory.headers);
-    EXPECT_EQ(fromFile.body.view(), fromMemory.body.view());
-  }
-  EXPECT_EQ(valueOf(toFilterForm(store.locate(refs[1])), "Subject"), "two");
-}
-
 TEST(FilterForm, ReadingNeverChangesAMailFile) {
   TempDir dir;
   std::vector<fs::path> files = {
