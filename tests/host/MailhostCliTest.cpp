@@ -2,7 +2,6 @@
 #include "HostTestSupport.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -42,15 +41,10 @@ TEST_F(MailhostCli, InfoShowsTheRegistrationAndTheSimpleAnswers) {
   EXPECT_EQ(info.st_mode & 0777, 0700u) << "a new profile is the user's alone";
 }
 
-TEST_F(MailhostCli, DefaultAndRelativeBundlePaths) {
+TEST_F(MailhostCli, TheDefaultBundleLiesBesideTheProgram) {
   auto byDefault = run({"--profile", profile(), "info"});
   ASSERT_EQ(byDefault.exitCode, 0) << byDefault.err;
   EXPECT_NE(byDefault.out.find("/../lib/QuellbarkPlugIn.so\n"), std::string::npos);
-  std::string relative =
-      std::filesystem::relative(testsupport::bundlePath(), std::filesystem::current_path());
-  auto byRelative = run({"--profile", profile(), "--plugin", relative, "info"});
-  EXPECT_EQ(byRelative.exitCode, 0) << byRelative.err;
-  EXPECT_NE(byRelative.out.find("module name:  nsBayesianFilterModule"), std::string::npos);
 }
 
 TEST_F(MailhostCli, PrefsSyntaxErrorIsOneLineAndDoesNotStopTheHost) {
@@ -119,11 +113,7 @@ TEST_F(MailhostCli, UsageErrorsExitTwoAndHelpExitsZero) {
   EXPECT_EQ(run({}).exitCode, 2) << "a subcommand is required";
   EXPECT_EQ(run({"--no-such-option", "info"}).exitCode, 2);
   EXPECT_EQ(run({"frobnicate"}).exitCode, 2);
-  auto help = run({"--help"});
-  EXPECT_EQ(help.exitCode, 0);
-  EXPECT_NE(help.out.find("info"), std::string::npos);
-  EXPECT_NE(help.out.find("--profile"), std::string::npos);
-  EXPECT_NE(help.out.find("--plugin"), std::string::npos);
+  EXPECT_EQ(run({"--help"}).exitCode, 0);
 }
 
 } // namespace

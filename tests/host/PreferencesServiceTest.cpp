@@ -35,11 +35,6 @@ protected:
     if (mStarted)
       NS_ShutdownXPCOM(nullptr);
   }
-  nsCOMPtr<nsILocalFile> fileFor(const std::string& path) {
-    nsCOMPtr<nsILocalFile> file;
-    NS_NewNativeLocalFile(nsCString(path.c_str()), PR_TRUE, getter_AddRefs(file));
-    return file;
-  }
 
   TempDir mProfile;
   bool mStarted = false;
@@ -80,15 +75,15 @@ TEST_F(PreferencesServiceTest, TypedReadsFollowTheHostsRules) {
   EXPECT_EQ(mRoot->GetBoolPref("i", &b), NS_ERROR_UNEXPECTED);
   EXPECT_EQ(mRoot->GetCharPref("missing", &s), NS_ERROR_UNEXPECTED);
 
-  PRInt32 type = -1;
-  mRoot->GetPrefType("i", &type);
-  EXPECT_EQ(type, nsIPrefBranch::PREF_INT);
-  mRoot->GetPrefType("s", &type);
-  EXPECT_EQ(type, nsIPrefBranch::PREF_STRING);
-  mRoot->GetPrefType("b", &type);
-  EXPECT_EQ(type, nsIPrefBranch::PREF_BOOL);
-  mRoot->GetPrefType("missing", &type);
-  EXPECT_EQ(type, nsIPrefBranch::PREF_INVALID);
+  const std::pair<const char*, PRInt32> types[] = {{"i", nsIPrefBranch::PREF_INT},
+                                                   {"s", nsIPrefBranch::PREF_STRING},
+                                                   {"b", nsIPrefBranch::PREF_BOOL},
+                                                   {"missing", nsIPrefBranch::PREF_INVALID}};
+  for (const auto& [name, expected] : types) {
+    PRInt32 type = -1;
+    mRoot->GetPrefType(name, &type);
+    EXPECT_EQ(type, expected) << name;
+  }
 }
 
 TEST_F(PreferencesServiceTest, SubBranchesSeeNamesUnderTheirRoot) {
@@ -146,7 +141,7 @@ TEST_F(PreferencesServiceTest, DefaultsUserValuesAndLocks) {
       << "a preference keeps the type of its default";
 }
 
-TEST_F(PreferencesServiceTest, SyntaxErrorsAreReportedWithFileAndLineAndTheRestLoads) {
+TEST_F(PreferencesServiceTest, BadFilesAreReportedWithFileAndLineAndTheRestLoads) {
   start("user_pref(\"a\", 1);\nuser_pref(\"b\" 2);\nuser_pref(\"c\", 3);\n");
   ASSERT_EQ(mLines.size(), 1u);
   EXPECT_EQ(mLines[0], mProfile / "prefs.js:2: expected ',' after preference name");
@@ -154,6 +149,14 @@ TEST_F(PreferencesServiceTest, SyntaxErrorsAreReportedWithFileAndLineAndTheRestL
   EXPECT_EQ(mRoot->GetIntPref("c", &value), NS_OK);
   EXPECT_EQ(value, 3);
   EXPECT_EQ(mRoot->GetIntPref("b", &value), NS_ERROR_UNEXPECTED);
+
+  std::string folder = mProfile / "a-folder.js";
+  mkdir(folder.c_str(), 0700);
+  nsCOMPtr<nsILocalFile> file;
+  NS_NewNativeLocalFile(nsCString(folder.c_str()), PR_TRUE, getter_AddRefs(file));
+  EXPECT_NE(mService->ReadUserPrefs(file), NS_OK);
+  ASSERT_EQ(mLines.size(), 2u);
+  EXPECT_NE(mLines[1].find("a-folder.js: cannot read"), std::string::npos) << mLines[1];
 }
 
 TEST_F(PreferencesServiceTest, SavedFileReadsBackAndIsPrivate) {
@@ -178,15 +181,6 @@ TEST_F(PreferencesServiceTest, SavedFileReadsBackAndIsPrivate) {
   EXPECT_STREQ(text, "say \"hi\"\\now");
   NS_Free(text);
   EXPECT_TRUE(mLines.empty());
-}
-
-TEST_F(PreferencesServiceTest, UnreadableFileIsReportedNotFatal) {
-  start("");
-  std::string folder = mProfile / "a-folder.js";
-  mkdir(folder.c_str(), 0700);
-  EXPECT_NE(mService->ReadUserPrefs(fileFor(folder)), NS_OK);
-  ASSERT_EQ(mLines.size(), 1u);
-  EXPECT_NE(mLines[0].find("a-folder.js: cannot read"), std::string::npos) << mLines[0];
 }
 
 } // namespace
