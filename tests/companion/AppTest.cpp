@@ -221,24 +221,6 @@ TEST_F(AppTest, EngineFailuresBecomeErrnAndServingGoesOn) {
   EXPECT_NE(repaired.score, "none");
 }
 
-TEST_F(AppTest, LaunchServicesFindsTheBundleBySignatureAndLaunchesIt) {
-  ::setenv("LS_APPLICATION_PATH", build().c_str(), 1);
-  CFURLRef found = nullptr;
-  ASSERT_EQ(LSFindApplicationForInfo(kSignature, nullptr, nullptr, nullptr, &found), noErr);
-  LSLaunchURLSpec spec{found, nullptr, nullptr, kLSLaunchDontSwitch, nullptr};
-  OSStatus const launched = LSOpenFromURLSpec(&spec, nullptr);
-  CFRelease(found);
-  ::unsetenv("LS_APPLICATION_PATH");
-  ASSERT_EQ(launched, noErr);
-
-  pid_t const pid = registeredQuellbark();
-  ASSERT_GT(pid, 0);
-  EXPECT_EQ(sendOne("Qscr", goodMessage(3)).errn, "none");
-  ::kill(pid, SIGTERM); // not our child: wait for it to be gone
-  EXPECT_TRUE(waitFor([&] { return ::kill(pid, 0) != 0; }));
-  EXPECT_NE(registeredQuellbark(), pid);
-}
-
 TEST_F(AppTest, LoglevelCommandWritesThePluginsPreference) {
   auto level = [] {
     CFPreferencesAppSynchronize(CFSTR("com.quellbark.Quellbark"));
