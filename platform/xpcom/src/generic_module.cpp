@@ -10,14 +10,8 @@ namespace xpcom {
 XPCOM_IMPL_ADDREF_RELEASE(GenericFactory)
 
 NS_IMETHODIMP GenericFactory::QueryInterface(REFNSIID aIID, void** aResult) {
-  if (aIID.Equals(NS_GET_IID(nsIGenericFactory)) || aIID.Equals(NS_GET_IID(nsIFactory)) ||
-      aIID.Equals(NS_GET_IID(nsISupports))) {
-    *aResult = static_cast<nsIGenericFactory*>(this);
-    AddRef();
-    return NS_OK;
-  }
-  *aResult = nullptr;
-  return NS_ERROR_NO_INTERFACE;
+  return QueryFace<nsIGenericFactory, nsIFactory, nsISupports>(
+      static_cast<nsIGenericFactory*>(this), aIID, aResult);
 }
 
 GenericFactory::~GenericFactory() {
@@ -54,14 +48,8 @@ NS_IMETHODIMP GenericFactory::GetComponentInfo(const nsModuleComponentInfo** inf
 XPCOM_IMPL_ADDREF_RELEASE(GenericModule)
 
 NS_IMETHODIMP GenericModule::QueryInterface(REFNSIID aIID, void** aResult) {
-  if (aIID.Equals(NS_GET_IID(nsIModule)) || aIID.Equals(NS_GET_IID(nsISupports)) ||
-      aIID.Equals(NS_GET_IID(GenericModule))) {
-    *aResult = static_cast<nsIModule*>(this);
-    AddRef();
-    return NS_OK;
-  }
-  *aResult = nullptr;
-  return NS_ERROR_NO_INTERFACE;
+  return QueryFace<nsIModule, nsISupports, GenericModule>(static_cast<nsIModule*>(this), aIID,
+                                                          aResult);
 }
 
 GenericModule::~GenericModule() {

@@ -79,19 +79,21 @@ PRInt64 Milliseconds(const struct timespec& aTime) {
   return PRInt64(aTime.tv_sec) * 1000 + aTime.tv_nsec / 1000000;
 }
 
+PRUint32 PermissionBits(const struct stat& aInfo) {
+  return PRUint32(aInfo.st_mode & 07777);
+}
+
+PRInt64 ModifiedMilliseconds(const struct stat& aInfo) {
+  return Milliseconds(aInfo.st_mtim);
+}
+
 } // namespace
 
 XPCOM_IMPL_ADDREF_RELEASE(LocalFile)
 
 NS_IMETHODIMP LocalFile::QueryInterface(REFNSIID aIID, void** aResult) {
-  if (aIID.Equals(NS_GET_IID(nsILocalFile)) || aIID.Equals(NS_GET_IID(nsIFile)) ||
-      aIID.Equals(NS_GET_IID(nsISupports))) {
-    *aResult = static_cast<nsILocalFile*>(this);
-    AddRef();
-    return NS_OK;
-  }
-  *aResult = nullptr;
-  return NS_ERROR_NO_INTERFACE;
+  return QueryFace<nsILocalFile, nsIFile, nsISupports>(static_cast<nsILocalFile*>(this), aIID,
+                                                       aResult);
 }
 
 nsresult LocalFile::RequirePath() const {
@@ -104,6 +106,32 @@ nsresult LocalFile::Stat(struct stat& aInfo, bool aFollow) const {
     return rv;
   int result = aFollow ? stat(mPath.c_str(), &aInfo) : lstat(mPath.c_str(), &aInfo);
   return result == 0 ? NS_OK : ResultFromErrno(errno);
+}
+
+template <typename T, typename Read>
+nsresult LocalFile::ReadStat(T* aOut, bool aFollow, Read aRead) const {
+  if (!aOut)
+    return NS_ERROR_NULL_POINTER;
+  struct stat info;
+  nsresult rv = Stat(info, aFollow);
+  if (NS_SUCCEEDED(rv))
+    *aOut = aRead(info);
+  return rv;
+}
+
+// Sets the modification time in milliseconds since the epoch and leaves the access time alone.
+nsresult LocalFile::SetModifiedTime(PRInt64 aMilliseconds, bool aFollow) const {
+  nsresult rv = RequirePath();
+  if (NS_FAILED(rv))
+    return rv;
+  struct timespec times[2];
+  times[0].tv_nsec = UTIME_OMIT;
+  times[0].tv_sec = 0;
+  times[1].tv_sec = time_t(aMilliseconds / 1000);
+  times[1].tv_nsec = long(aMilliseconds % 1000) * 1000000;
+  return utimensat(AT_FDCWD, mPath.c_str(), times, aFollow ? 0 : AT_SYMLINK_NOFOLLOW) == 0
+             ? NS_OK
+             : ResultFromErrno(errno);
 }
 
 nsresult LocalFile::Test(int aMode, PRBool* _retval) const {
@@ -300,13 +328,7 @@ NS_IMETHODIMP LocalFile::Remove(PRBool recursive) {
 }
 
 NS_IMETHODIMP LocalFile::GetPermissions(PRUint32* aPermissions) {
-  if (!aPermissions)
-    return NS_ERROR_NULL_POINTER;
-  struct stat info;
-  nsresult rv = Stat(info, true);
-  if (NS_SUCCEEDED(rv))
-    *aPermissions = PRUint32(info.st_mode & 07777);
-  return rv;
+  return ReadStat(aPermissions, true, PermissionBits);
 }
 
 NS_IMETHODIMP LocalFile::SetPermissions(PRUint32 aPermissions) {
@@ -317,13 +339,7 @@ NS_IMETHODIMP LocalFile::SetPermissions(PRUint32 aPermissions) {
 }
 
 NS_IMETHODIMP LocalFile::GetPermissionsOfLink(PRUint32* aPermissionsOfLink) {
-  if (!aPermissionsOfLink)
-    return NS_ERROR_NULL_POINTER;
-  struct stat info;
-  nsresult rv = Stat(info, false);
-  if (NS_SUCCEEDED(rv))
-    *aPermissionsOfLink = PRUint32(info.st_mode & 07777);
-  return rv;
+  return ReadStat(aPermissionsOfLink, false, PermissionBits);
 }
 
 // Links carry no permissions of their own on Linux.
@@ -332,59 +348,25 @@ NS_IMETHODIMP LocalFile::SetPermissionsOfLink(PRUint32) {
 }
 
 NS_IMETHODIMP LocalFile::GetLastModifiedTime(PRInt64* aLastModifiedTime) {
-  if (!aLastModifiedTime)
-    return NS_ERROR_NULL_POINTER;
-  struct stat info;
-  nsresult rv = Stat(info, true);
-  if (NS_SUCCEEDED(rv))
-    *aLastModifiedTime = Milliseconds(info.st_mtim);
-  return rv;
+  return ReadStat(aLastModifiedTime, true, ModifiedMilliseconds);
 }
 
 NS_IMETHODIMP LocalFile::SetLastModifiedTime(PRInt64 aLastModifiedTime) {
-  nsresult rv = RequirePath();
-  if (NS_FAILED(rv))
-    return rv;
-  struct timespec times[2];
-  times[0].tv_nsec = UTIME_OMIT;
-  times[0].tv_sec = 0;
-  times[1].tv_sec = time_t(aLastModifiedTime / 1000);
-  times[1].tv_nsec = long(aLastModifiedTime % 1000) * 1000000;
-  return utimensat(AT_FDCWD, mPath.c_str(), times, 0) == 0 ? NS_OK : ResultFromErrno(errno);
+  return SetModifiedTime(aLastModifiedTime, true);
 }
 
 NS_IMETHODIMP LocalFile::GetLastModifiedTimeOfLink(PRInt64* aLastModifiedTimeOfLink) {
-  if (!aLastModifiedTimeOfLink)
-    return NS_ERROR_NULL_POINTER;
-  struct stat info;
-  nsresult rv = Stat(info, false);
-  if (NS_SUCCEEDED(rv))
-    *aLastModifiedTimeOfLink = Milliseconds(info.st_mtim);
-  return rv;
+  return ReadStat(aLastModifiedTimeOfLink, false, ModifiedMilliseconds);
 }
 
 NS_IMETHODIMP LocalFile::SetLastModifiedTimeOfLink(PRInt64 aLastModifiedTimeOfLink) {
-  nsresult rv = RequirePath();
-  if (NS_FAILED(rv))
-    return rv;
-  struct timespec times[2];
-  times[0].tv_nsec = UTIME_OMIT;
-  times[0].tv_sec = 0;
-  times[1].tv_sec = time_t(aLastModifiedTimeOfLink / 1000);
-  times[1].tv_nsec = long(aLastModifiedTimeOfLink % 1000) * 1000000;
-  return utimensat(AT_FDCWD, mPath.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0
-             ? NS_OK
-             : ResultFromErrno(errno);
+  return SetModifiedTime(aLastModifiedTimeOfLink, false);
 }
 
 NS_IMETHODIMP LocalFile::GetFileSize(PRInt64* aFileSize) {
-  if (!aFileSize)
-    return NS_ERROR_NULL_POINTER;
-  struct stat info;
-  nsresult rv = Stat(info, true);
-  if (NS_SUCCEEDED(rv))
-    *aFileSize = S_ISDIR(info.st_mode) ? 0 : PRInt64(info.st_size);
-  return rv;
+  return ReadStat(aFileSize, true, [](const struct stat& info) {
+    return S_ISDIR(info.st_mode) ? 0 : PRInt64(info.st_size);
+  });
 }
 
 NS_IMETHODIMP LocalFile::SetFileSize(PRInt64 aFileSize) {
@@ -397,13 +379,8 @@ NS_IMETHODIMP LocalFile::SetFileSize(PRInt64 aFileSize) {
 }
 
 NS_IMETHODIMP LocalFile::GetFileSizeOfLink(PRInt64* aFileSizeOfLink) {
-  if (!aFileSizeOfLink)
-    return NS_ERROR_NULL_POINTER;
-  struct stat info;
-  nsresult rv = Stat(info, false);
-  if (NS_SUCCEEDED(rv))
-    *aFileSizeOfLink = PRInt64(info.st_size);
-  return rv;
+  return ReadStat(aFileSizeOfLink, false,
+                  [](const struct stat& info) { return PRInt64(info.st_size); });
 }
 
 NS_IMETHODIMP LocalFile::GetTarget(nsAString&) {
@@ -475,13 +452,9 @@ NS_IMETHODIMP LocalFile::IsSymlink(PRBool* _retval) {
 }
 
 NS_IMETHODIMP LocalFile::IsSpecial(PRBool* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
-  struct stat info;
-  nsresult rv = Stat(info, true);
-  if (NS_SUCCEEDED(rv))
-    *_retval = S_ISREG(info.st_mode) || S_ISDIR(info.st_mode) ? PR_FALSE : PR_TRUE;
-  return rv;
+  return ReadStat(_retval, true, [](const struct stat& info) {
+    return S_ISREG(info.st_mode) || S_ISDIR(info.st_mode) ? PR_FALSE : PR_TRUE;
+  });
 }
 
 // Tries the name as it is, then "base-1.ext", "base-2.ext", ... and keeps the first it makes.

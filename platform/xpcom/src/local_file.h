@@ -88,6 +88,10 @@ private:
   ~LocalFile() = default;
   nsresult RequirePath() const;
   nsresult Stat(struct stat& aInfo, bool aFollow) const;
+  // Stats the file (or the link itself) and stores aRead(info) in *aOut.
+  template <typename T, typename Read>
+  nsresult ReadStat(T* aOut, bool aFollow, Read aRead) const;
+  nsresult SetModifiedTime(PRInt64 aMilliseconds, bool aFollow) const;
   nsresult Test(int aMode, PRBool* _retval) const;
   nsresult StatTest(bool aFollow, unsigned aTypeBits, PRBool* _retval) const;
   nsresult TargetPath(nsIFile* aParentDir, const nsACString& aNewName, std::string& aOut) const;

@@ -4,6 +4,7 @@
 
 #include <atomic>
 
+#include "nsISupports.h"
 #include "nscore.h"
 
 namespace xpcom {
@@ -17,6 +18,18 @@ public:
 private:
   std::atomic<nsrefcnt> mCount{0};
 };
+
+// QueryInterface for an object that answers each of `Interfaces` with the one pointer aFace.
+template <typename... Interfaces, typename Face>
+nsresult QueryFace(Face* aFace, REFNSIID aIID, void** aResult) {
+  if ((aIID.Equals(NS_GET_IID(Interfaces)) || ...)) {
+    *aResult = aFace;
+    aFace->AddRef();
+    return NS_OK;
+  }
+  *aResult = nullptr;
+  return NS_ERROR_NO_INTERFACE;
+}
 
 } // namespace xpcom
 
