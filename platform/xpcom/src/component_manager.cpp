@@ -97,37 +97,53 @@ LoadedBundle* ComponentManager::FindBundle(const std::string& aPath) {
   return nullptr;
 }
 
-nsresult ComponentManager::FactoryFor(Entry* aEntry, nsIFactory** aResult) {
+// The bundle at aPath, loaded now unless it already is; aLocation, when null, is made from aPath.
+nsresult ComponentManager::LoadBundle(const std::string& aPath, nsIFile* aLocation,
+                                      LoadedBundle*& aBundle) {
+  aBundle = FindBundle(aPath);
+  if (aBundle)
+    return NS_OK;
+  nsCOMPtr<nsIFile> location = aLocation;
+  if (!location) {
+    nsCOMPtr<nsILocalFile> file;
+    nsresult rv = NS_NewNativeLocalFile(nsCString(aPath.c_str()), PR_TRUE, getter_AddRefs(file));
+    if (NS_FAILED(rv))
+      return rv;
+    location = file.get();
+  }
+  LoadedBundle loaded;
+  nsresult rv = OpenBundle(aPath, AsManager(), location, loaded, mLastLoaderError);
+  if (NS_FAILED(rv))
+    return rv;
+  mBundles.push_back(std::move(loaded));
+  aBundle = &mBundles.back();
+  return NS_OK;
+}
+
+nsresult ComponentManager::FactoryFor(const nsCID& aClass, nsIFactory** aResult) {
   *aResult = nullptr;
-  if (!aEntry->factory) {
-    if (!aEntry->module) {
+  Entry* entry = Find(aClass);
+  if (!entry)
+    return NS_ERROR_FACTORY_NOT_REGISTERED;
+  if (!entry->factory) {
+    if (!entry->module) {
       // Registered by location without the bundle being loaded here: load it now.
-      LoadedBundle* bundle = FindBundle(aEntry->location);
-      if (!bundle) {
-        nsCOMPtr<nsILocalFile> file;
-        nsresult rv = NS_NewNativeLocalFile(nsCString(aEntry->location.c_str()), PR_TRUE,
-                                            getter_AddRefs(file));
-        if (NS_FAILED(rv))
-          return rv;
-        LoadedBundle loaded;
-        rv = OpenBundle(aEntry->location, AsManager(), file, loaded, mLastLoaderError);
-        if (NS_FAILED(rv))
-          return rv;
-        mBundles.push_back(std::move(loaded));
-        bundle = &mBundles.back();
-      }
-      aEntry->module = bundle->module;
+      LoadedBundle* bundle = nullptr;
+      nsresult rv = LoadBundle(entry->location, nullptr, bundle);
+      if (NS_FAILED(rv))
+        return rv;
+      entry->module = bundle->module;
     }
     nsIFactory* factory = nullptr;
-    nsresult rv = aEntry->module->GetClassObject(AsManager(), aEntry->cid, NS_GET_IID(nsIFactory),
-                                                 reinterpret_cast<void**>(&factory));
+    nsresult rv = entry->module->GetClassObject(AsManager(), entry->cid, NS_GET_IID(nsIFactory),
+                                                reinterpret_cast<void**>(&factory));
     if (NS_FAILED(rv))
       return rv;
     if (!factory)
       return NS_ERROR_FACTORY_NOT_LOADED;
-    aEntry->factory = already_AddRefed<nsIFactory>(factory);
+    entry->factory = already_AddRefed<nsIFactory>(factory);
   }
-  return aEntry->factory.CopyTo(aResult);
+  return entry->factory.CopyTo(aResult);
 }
 
 NS_IMETHODIMP ComponentManager::GetClassObject(const nsCID& aClass, const nsIID& aIID,
@@ -136,11 +152,8 @@ NS_IMETHODIMP ComponentManager::GetClassObject(const nsCID& aClass, const nsIID&
     return NS_ERROR_NULL_POINTER;
   *result = nullptr;
   std::lock_guard<std::recursive_mutex> lock(mLock);
-  Entry* entry = Find(aClass);
-  if (!entry)
-    return NS_ERROR_FACTORY_NOT_REGISTERED;
   nsCOMPtr<nsIFactory> factory;
-  nsresult rv = FactoryFor(entry, getter_AddRefs(factory));
+  nsresult rv = FactoryFor(aClass, getter_AddRefs(factory));
   if (NS_FAILED(rv))
     return rv;
   return factory->QueryInterface(aIID, result);
@@ -163,11 +176,8 @@ NS_IMETHODIMP ComponentManager::CreateInstance(const nsCID& aClass, nsISupports*
     return NS_ERROR_NULL_POINTER;
   *result = nullptr;
   std::lock_guard<std::recursive_mutex> lock(mLock);
-  Entry* entry = Find(aClass);
-  if (!entry)
-    return NS_ERROR_FACTORY_NOT_REGISTERED;
   nsCOMPtr<nsIFactory> factory;
-  nsresult rv = FactoryFor(entry, getter_AddRefs(factory));
+  nsresult rv = FactoryFor(aClass, getter_AddRefs(factory));
   if (NS_FAILED(rv))
     return rv;
   rv = factory->CreateInstance(aDelegate, aIID, result);
@@ -255,15 +265,9 @@ NS_IMETHODIMP ComponentManager::IsServiceInstantiatedByContractID(const char* aC
 }
 
 nsresult ComponentManager::RegisterBundle(const std::string& aPath, nsIFile* aSpec) {
-  LoadedBundle* bundle = FindBundle(aPath);
-  if (!bundle) {
-    LoadedBundle loaded;
-    nsresult rv = OpenBundle(aPath, AsManager(), aSpec, loaded, mLastLoaderError);
-    if (NS_FAILED(rv))
-      return rv;
-    mBundles.push_back(std::move(loaded));
-    bundle = &mBundles.back();
-  }
+  LoadedBundle* bundle = nullptr;
+  if (nsresult rv = LoadBundle(aPath, aSpec, bundle); NS_FAILED(rv))
+    return rv;
   nsCOMPtr<nsIModule> module = bundle->module;
   Registering saved = mRegistering;
   mRegistering.module = module;

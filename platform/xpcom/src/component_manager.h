@@ -89,7 +89,8 @@ private:
   Entry* AddEntry(const nsCID& aClass, const char* aClassName, const char* aContractID);
   void Retire(Entry* aEntry);
   void MapContract(Entry* aEntry, const char* aContractID);
-  nsresult FactoryFor(Entry* aEntry, nsIFactory** aResult);
+  nsresult FactoryFor(const nsCID& aClass, nsIFactory** aResult);
+  nsresult LoadBundle(const std::string& aPath, nsIFile* aLocation, LoadedBundle*& aBundle);
   nsresult RegisterBundle(const std::string& aPath, nsIFile* aSpec);
   LoadedBundle* FindBundle(const std::string& aPath);
   nsIComponentManager* AsManager() { return static_cast<nsIComponentManager*>(this); }
