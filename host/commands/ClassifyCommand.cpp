@@ -1,13 +1,10 @@
 #include "commands/ClassifyCommand.h"
 
-#include "ClassificationListener.h"
 #include "ClassifyProgress.h"
 #include "ClassifyRun.h"
-#include "runtime/HostError.h"
-#include "runtime/HostSession.h"
+#include "JunkMailCommand.h"
 
 #include <nlohmann/json.hpp>
-#include <nsServiceManagerUtils.h>
 
 #include <cstdio>
 #include <ostream>
@@ -47,10 +44,6 @@ nlohmann::json toJson(const ClassifyReport& report) {
 
 } // namespace
 
-std::string junkStorePath(const std::string& profileDirectory) {
-  return profileDirectory + "/" + JunkStore::kFileName;
-}
-
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
   CLI::App* command = app.add_subcommand(
       "classify", "Have the junk-mail plug-in classify the messages of mail folders (mbox files, "
@@ -64,45 +57,39 @@ CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
 
 int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std::ostream& out,
                        std::ostream& err) {
-  nsresult rv = NS_OK;
-  nsCOMPtr<nsIJunkMailPlugin> plugin = do_GetService(kJunkMailPluginContractId, &rv);
-  if (!plugin)
-    throw HostError(std::string("no junk-mail plug-in is registered under ") +
-                    kJunkMailPluginContractId + " (" + hexResult(rv) + ")");
-  try {
-    JunkStore store(junkStorePath(session.options().profileDirectory));
-    MailServices mail{MailRoot(options.mailRoot)};
-    ClassifyProgress progress(stderr);
-    ClassifyRun run(plugin, mail, store);
-    if (!options.json)
-      run.onResult([&](const ClassifyOutcome& outcome) {
+  return runWithJunkMailPlugin(
+      session, options.mailRoot,
+      [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
+        ClassifyProgress progress(stderr);
+        ClassifyRun run(plugin, mail, store);
+        if (!options.json)
+          run.onResult([&](const ClassifyOutcome& outcome) {
+            progress.clear();
+            out << verdictName(outcome.verdict) << "  " << outcome.uri << std::endl;
+          });
+        run.onProgress([&](std::size_t done, std::size_t total) { progress.draw(done, total); });
+
+        std::vector<std::filesystem::path> paths(options.paths.begin(), options.paths.end());
+        ClassifyReport report = run.run(paths);
         progress.clear();
-        out << verdictName(outcome.verdict) << "  " << outcome.uri << std::endl;
+
+        if (options.json) {
+          out << toJson(report).dump(2) << "\n";
+        } else {
+          for (const ClassifyOutcome& m : report.messages)
+            if (m.verdict == ClassifyOutcome::Verdict::Unclassified)
+              out << "unclassified  " << m.uri << "\n";
+          out << report.messages.size()
+              << " messages: " << report.count(ClassifyOutcome::Verdict::Junk) << " junk, "
+              << report.count(ClassifyOutcome::Verdict::Good) << " good, "
+              << report.count(ClassifyOutcome::Verdict::Unclassified) << " not classified\n";
+        }
+        for (const std::string& error : report.errors)
+          err << "mailhost: " << error << "\n";
+        bool complete =
+            report.errors.empty() && report.count(ClassifyOutcome::Verdict::Unclassified) == 0;
+        return complete ? 0 : 1;
       });
-    run.onProgress([&](std::size_t done, std::size_t total) { progress.draw(done, total); });
-
-    std::vector<std::filesystem::path> paths(options.paths.begin(), options.paths.end());
-    ClassifyReport report = run.run(paths);
-    progress.clear();
-
-    if (options.json) {
-      out << toJson(report).dump(2) << "\n";
-    } else {
-      for (const ClassifyOutcome& m : report.messages)
-        if (m.verdict == ClassifyOutcome::Verdict::Unclassified)
-          out << "unclassified  " << m.uri << "\n";
-      out << report.messages.size() << " messages: " << report.count(ClassifyOutcome::Verdict::Junk)
-          << " junk, " << report.count(ClassifyOutcome::Verdict::Good) << " good, "
-          << report.count(ClassifyOutcome::Verdict::Unclassified) << " not classified\n";
-    }
-    for (const std::string& error : report.errors)
-      err << "mailhost: " << error << "\n";
-    bool complete =
-        report.errors.empty() && report.count(ClassifyOutcome::Verdict::Unclassified) == 0;
-    return complete ? 0 : 1;
-  } catch (const std::exception& error) { // the junk store or the mail services
-    throw HostError(error.what());
-  }
 }
 
 } // namespace mailhost

@@ -23,7 +23,4 @@ CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options);
 int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std::ostream& out,
                        std::ostream& err);
 
-// The profile's junk-status database.
-std::string junkStorePath(const std::string& profileDirectory);
-
 } // namespace mailhost

@@ -1,10 +1,10 @@
 #include "commands/ListCommand.h"
 
+#include "JunkMailCommand.h"
 #include "JunkStore.h"
 #include "MailError.h"
 #include "MailStore.h"
 #include "MarkRun.h"
-#include "commands/ClassifyCommand.h"
 #include "profile/ProfileDirectory.h"
 
 #include <nlohmann/json.hpp>

@@ -1,15 +1,10 @@
 #include "commands/MarkCommand.h"
 
-#include "ClassificationListener.h"
-#include "ClassifyRun.h"
+#include "JunkMailCommand.h"
 #include "MailError.h"
 #include "MarkRun.h"
-#include "commands/ClassifyCommand.h"
-#include "runtime/HostError.h"
-#include "runtime/HostSession.h"
 
 #include <nlohmann/json.hpp>
-#include <nsServiceManagerUtils.h>
 
 #include <ostream>
 
@@ -48,55 +43,48 @@ CLI::App* addMarkCommand(CLI::App& app, MarkOptions& options) {
 
 int runMarkCommand(HostSession& session, const MarkOptions& options, std::ostream& out,
                    std::ostream& err) {
-  nsresult rv = NS_OK;
-  nsCOMPtr<nsIJunkMailPlugin> plugin = do_GetService(kJunkMailPluginContractId, &rv);
-  if (!plugin)
-    throw HostError(std::string("no junk-mail plug-in is registered under ") +
-                    kJunkMailPluginContractId + " (" + hexResult(rv) + ")");
-  try {
-    JunkStore store(junkStorePath(session.options().profileDirectory));
-    MailServices mail{MailRoot(options.mailRoot)};
-    bool ok = true;
-    std::vector<std::string> uris;
-    for (const std::string& target : options.targets) {
-      try {
-        std::vector<std::string> found = messageUrisOf(mail.store(), target);
-        uris.insert(uris.end(), found.begin(), found.end());
-      } catch (const MailError& error) {
-        err << "mailhost: cannot read folder " << error.what() << "\n";
-        ok = false;
-      }
-    }
-    nsMsgJunkStatus verdict = options.verdict == "junk" ? kJunk : kGood;
-    MarkRun run(plugin, mail, store);
-    std::vector<MarkOutcome> outcomes = run.run(uris, verdict);
+  return runWithJunkMailPlugin(
+      session, options.mailRoot,
+      [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
+        bool ok = true;
+        std::vector<std::string> uris;
+        for (const std::string& target : options.targets) {
+          try {
+            std::vector<std::string> found = messageUrisOf(mail.store(), target);
+            uris.insert(uris.end(), found.begin(), found.end());
+          } catch (const MailError& error) {
+            err << "mailhost: cannot read folder " << error.what() << "\n";
+            ok = false;
+          }
+        }
+        nsMsgJunkStatus verdict = options.verdict == "junk" ? kJunk : kGood;
+        MarkRun run(plugin, mail, store);
+        std::vector<MarkOutcome> outcomes = run.run(uris, verdict);
 
-    nlohmann::json json = nlohmann::json::array();
-    for (const MarkOutcome& outcome : outcomes) {
-      ok = ok && outcome.accepted && outcome.error.empty();
-      if (!outcome.error.empty())
-        err << "mailhost: cannot mark " << outcome.uri << ": " << outcome.error << "\n";
-      else if (outcome.accepted && !outcome.confirmed)
-        err << "mailhost: the plug-in did not confirm the verdict on " << outcome.uri << "\n";
-      if (options.json) {
-        nlohmann::json entry = {{"uri", outcome.uri},
-                                {"verdict", options.verdict},
-                                {"previous", classificationName(outcome.previous)},
-                                {"stored", outcome.accepted},
-                                {"confirmed", outcome.confirmed}};
-        if (!outcome.error.empty())
-          entry["error"] = outcome.error;
-        json.push_back(entry);
-      } else if (outcome.accepted) {
-        out << options.verdict << "  " << outcome.uri << "\n";
-      }
-    }
-    if (options.json)
-      out << json.dump(2) << "\n";
-    return ok ? 0 : 1;
-  } catch (const std::exception& error) {
-    throw HostError(error.what());
-  }
+        nlohmann::json json = nlohmann::json::array();
+        for (const MarkOutcome& outcome : outcomes) {
+          ok = ok && outcome.accepted && outcome.error.empty();
+          if (!outcome.error.empty())
+            err << "mailhost: cannot mark " << outcome.uri << ": " << outcome.error << "\n";
+          else if (outcome.accepted && !outcome.confirmed)
+            err << "mailhost: the plug-in did not confirm the verdict on " << outcome.uri << "\n";
+          if (options.json) {
+            nlohmann::json entry = {{"uri", outcome.uri},
+                                    {"verdict", options.verdict},
+                                    {"previous", classificationName(outcome.previous)},
+                                    {"stored", outcome.accepted},
+                                    {"confirmed", outcome.confirmed}};
+            if (!outcome.error.empty())
+              entry["error"] = outcome.error;
+            json.push_back(entry);
+          } else if (outcome.accepted) {
+            out << options.verdict << "  " << outcome.uri << "\n";
+          }
+        }
+        if (options.json)
+          out << json.dump(2) << "\n";
+        return ok ? 0 : 1;
+      });
 }
 
 } // namespace mailhost
