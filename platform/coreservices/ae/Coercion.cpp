@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace ae {
@@ -57,45 +58,41 @@ bool isScalarType(DescType t) {
          t == typeApplicationBundleID || t == typeData;
 }
 
+// The number at p when its n bytes are exactly one T.
+template <class T>
+std::optional<Number> numberOf(const std::uint8_t* p, std::size_t n) {
+  if (n != sizeof(T))
+    return std::nullopt;
+  T v = load<T>(p);
+  if constexpr (std::is_floating_point_v<T>)
+    return Number{Number::Real, 0, 0, double(v), std::is_same_v<T, float>};
+  else if constexpr (std::is_signed_v<T>)
+    return Number{Number::Signed, v};
+  else
+    return Number{Number::Unsigned, 0, v};
+}
+
 std::optional<Number> numberFrom(DescType t, const std::uint8_t* p, std::size_t n) {
-  auto sized = [&](std::size_t want) { return n == want; };
   switch (t) {
   case typeSInt16:
-    if (sized(2))
-      return Number{Number::Signed, load<std::int16_t>(p)};
-    break;
+    return numberOf<std::int16_t>(p, n);
   case typeUInt16:
-    if (sized(2))
-      return Number{Number::Unsigned, 0, load<std::uint16_t>(p)};
-    break;
+    return numberOf<std::uint16_t>(p, n);
   case typeSInt32:
-    if (sized(4))
-      return Number{Number::Signed, load<std::int32_t>(p)};
-    break;
+    return numberOf<std::int32_t>(p, n);
   case typeUInt32:
-    if (sized(4))
-      return Number{Number::Unsigned, 0, load<std::uint32_t>(p)};
-    break;
+    return numberOf<std::uint32_t>(p, n);
   case typeSInt64:
-    if (sized(8))
-      return Number{Number::Signed, load<std::int64_t>(p)};
-    break;
+    return numberOf<std::int64_t>(p, n);
   case typeUInt64:
-    if (sized(8))
-      return Number{Number::Unsigned, 0, load<std::uint64_t>(p)};
-    break;
+    return numberOf<std::uint64_t>(p, n);
   case typeIEEE32BitFloatingPoint:
-    if (sized(4))
-      return Number{Number::Real, 0, 0, double(load<float>(p)), true};
-    break;
+    return numberOf<float>(p, n);
   case typeIEEE64BitFloatingPoint:
-    if (sized(8))
-      return Number{Number::Real, 0, 0, load<double>(p)};
-    break;
+    return numberOf<double>(p, n);
   default:
-    break;
+    return std::nullopt;
   }
-  return std::nullopt;
 }
 
 // A numeral: optional surrounding blanks, an optional sign, then an integer or a real number.
