@@ -273,13 +273,13 @@ std::vector<Value> fetchArguments(const std::vector<Directive>& directives, va_l
 }
 
 template <class... Args>
-std::string cFormat(const std::string& spec, Args... args) {
-  int size = std::snprintf(nullptr, 0, spec.c_str(), args...);
+std::string cFormat(const std::string& format, Args... args) {
+  int size = std::snprintf(nullptr, 0, format.c_str(), args...);
   if (size <= 0) {
     return std::string();
   }
   std::string text(static_cast<size_t>(size) + 1, '\0');
-  std::snprintf(text.data(), text.size(), spec.c_str(), args...);
+  std::snprintf(text.data(), text.size(), format.c_str(), args...);
   text.resize(static_cast<size_t>(size));
   return text;
 }
@@ -315,12 +315,12 @@ void formatOne(StringStorage& out, const Directive& d, const std::vector<Value>&
   bool left = flags.find('-') != std::string::npos;
   const Value* value = d.argument >= 0 ? &values[static_cast<size_t>(d.argument)] : nullptr;
 
-  std::string spec = "%" + flags;
+  std::string format = "%" + flags;
   if (width >= 0) {
-    spec += std::to_string(width);
+    format += std::to_string(width);
   }
   if (precision >= 0) {
-    spec += "." + std::to_string(precision);
+    format += "." + std::to_string(precision);
   }
 
   switch (d.conversion) {
@@ -343,7 +343,7 @@ void formatOne(StringStorage& out, const Directive& d, const std::vector<Value>&
     std::string text;
     switch (kindOf(d.conversion, d.length)) {
     case Kind::Int:
-      text = cFormat(spec +
+      text = cFormat(format +
                          (d.length == "hh"  ? "hh"
                           : d.length == "h" ? "h"
                                             : "") +
@@ -351,7 +351,7 @@ void formatOne(StringStorage& out, const Directive& d, const std::vector<Value>&
                      static_cast<int>(value->integer));
       break;
     default:
-      text = cFormat(spec + "ll" + conversion, value->integer);
+      text = cFormat(format + "ll" + conversion, value->integer);
       break;
     }
     out.appendLatin1(text.data(), text.size());
@@ -365,13 +365,13 @@ void formatOne(StringStorage& out, const Directive& d, const std::vector<Value>&
   case 'F':
   case 'g':
   case 'G': {
-    std::string text = d.length == "L" ? cFormat(spec + "L" + d.conversion, value->longReal)
-                                       : cFormat(spec + d.conversion, value->real);
+    std::string text = d.length == "L" ? cFormat(format + "L" + d.conversion, value->longReal)
+                                       : cFormat(format + d.conversion, value->real);
     out.appendLatin1(text.data(), text.size());
     return;
   }
   case 'c': {
-    std::string text = cFormat(spec + "c", static_cast<int>(value->integer));
+    std::string text = cFormat(format + "c", static_cast<int>(value->integer));
     out.appendLatin1(text.data(), text.size());
     return;
   }
@@ -383,7 +383,7 @@ void formatOne(StringStorage& out, const Directive& d, const std::vector<Value>&
   }
   case 's': {
     const char* s = static_cast<const char*>(value->pointer);
-    std::string text = cFormat(spec + "s", s != nullptr ? s : "(null)");
+    std::string text = cFormat(format + "s", s != nullptr ? s : "(null)");
     out.appendLatin1(text.data(), text.size());
     return;
   }

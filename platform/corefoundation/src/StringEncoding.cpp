@@ -66,6 +66,17 @@ bool decodeTable8Bit(const UInt8* bytes, size_t count, CFStringEncoding encoding
   return true;
 }
 
+// One code point as UTF-16: a surrogate pair above the Basic Multilingual Plane.
+void appendCodePoint(char32_t cp, StringStorage& out) {
+  if (cp >= 0x10000) {
+    char16_t pair[2] = {static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10)),
+                        static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF))};
+    out.appendUnits(pair, 2);
+  } else {
+    out.appendUnit(static_cast<UniChar>(cp));
+  }
+}
+
 // Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
 bool decodeUTF8(const UInt8* bytes, size_t count, StringStorage& out) {
   if (count >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF) {
@@ -129,13 +140,7 @@ bool decodeUTF8(const UInt8* bytes, size_t count, StringStorage& out) {
         cp = (cp << 6) | (bytes[i + k] & 0x3F);
       }
     }
-    if (cp >= 0x10000) {
-      char16_t pair[2] = {static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10)),
-                          static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF))};
-      out.appendUnits(pair, 2);
-    } else {
-      out.appendUnit(static_cast<UniChar>(cp));
-    }
+    appendCodePoint(cp, out);
     i += extra + 1;
   }
   return true;
@@ -143,23 +148,32 @@ bool decodeUTF8(const UInt8* bytes, size_t count, StringStorage& out) {
 
 enum class Order { Host, Big, Little };
 
+// Whether units of `width` bytes are big-endian. In host order a leading byte-order mark
+// decides, and is skipped.
+bool bigEndianAfterMark(const UInt8*& bytes, size_t& count, size_t width, Order order) {
+  bool big =
+      order == Order::Big || (order == Order::Host && std::endian::native == std::endian::big);
+  if (order != Order::Host || count < width) {
+    return big;
+  }
+  bool bigMark = true;
+  bool littleMark = true;
+  for (size_t k = 0; k < width; ++k) {
+    bigMark = bigMark && bytes[k] == ((0xFEFFu >> (8 * (width - 1 - k))) & 0xFF);
+    littleMark = littleMark && bytes[k] == ((0xFEFFu >> (8 * k)) & 0xFF);
+  }
+  if (bigMark || littleMark) {
+    bytes += width;
+    count -= width;
+  }
+  return bigMark || (big && !littleMark);
+}
+
 bool decodeUTF16(const UInt8* bytes, size_t count, Order order, StringStorage& out) {
   if (count % 2 != 0) {
     return false;
   }
-  bool big =
-      order == Order::Big || (order == Order::Host && std::endian::native == std::endian::big);
-  if (order == Order::Host && count >= 2) {
-    if (bytes[0] == 0xFE && bytes[1] == 0xFF) {
-      big = true;
-      bytes += 2;
-      count -= 2;
-    } else if (bytes[0] == 0xFF && bytes[1] == 0xFE) {
-      big = false;
-      bytes += 2;
-      count -= 2;
-    }
-  }
+  bool big = bigEndianAfterMark(bytes, count, 2, order);
   std::u16string units(count / 2, u'\0');
   for (size_t i = 0; i < units.size(); ++i) {
     units[i] = big ? static_cast<char16_t>((bytes[2 * i] << 8) | bytes[2 * i + 1])
@@ -173,19 +187,7 @@ bool decodeUTF32(const UInt8* bytes, size_t count, Order order, StringStorage& o
   if (count % 4 != 0) {
     return false;
   }
-  bool big =
-      order == Order::Big || (order == Order::Host && std::endian::native == std::endian::big);
-  if (order == Order::Host && count >= 4) {
-    if (bytes[0] == 0 && bytes[1] == 0 && bytes[2] == 0xFE && bytes[3] == 0xFF) {
-      big = true;
-      bytes += 4;
-      count -= 4;
-    } else if (bytes[0] == 0xFF && bytes[1] == 0xFE && bytes[2] == 0 && bytes[3] == 0) {
-      big = false;
-      bytes += 4;
-      count -= 4;
-    }
-  }
+  bool big = bigEndianAfterMark(bytes, count, 4, order);
   for (size_t i = 0; i < count; i += 4) {
     const UInt8* p = bytes + i;
     char32_t cp = big ? (char32_t(p[0]) << 24 | char32_t(p[1]) << 16 | char32_t(p[2]) << 8 | p[3])
@@ -193,13 +195,7 @@ bool decodeUTF32(const UInt8* bytes, size_t count, Order order, StringStorage& o
     if (cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) {
       return false;
     }
-    if (cp >= 0x10000) {
-      char16_t pair[2] = {static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10)),
-                          static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF))};
-      out.appendUnits(pair, 2);
-    } else {
-      out.appendUnit(static_cast<UniChar>(cp));
-    }
+    appendCodePoint(cp, out);
   }
   return true;
 }
@@ -232,6 +228,13 @@ void putUnit16(std::string* out, char16_t unit, bool big) {
   char lo = static_cast<char>(unit & 0xFF);
   out->push_back(big ? hi : lo);
   out->push_back(big ? lo : hi);
+}
+
+// Whether the unit at i is a high surrogate followed, before end, by a low one.
+bool joinsPair(const StringStorage& storage, size_t i, size_t end) {
+  UniChar unit = storage.at(i);
+  return unit >= 0xD800 && unit <= 0xDBFF && i + 1 < end && storage.at(i + 1) >= 0xDC00 &&
+         storage.at(i + 1) <= 0xDFFF;
 }
 
 } // namespace
@@ -305,8 +308,7 @@ size_t encodeUnits(const StringStorage& storage, size_t from, size_t count,
     }
     for (size_t i = from; i < from + count; ++i, ++done) {
       char32_t cp = storage.at(i);
-      if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < from + count && storage.at(i + 1) >= 0xDC00 &&
-          storage.at(i + 1) <= 0xDFFF) {
+      if (joinsPair(storage, i, from + count)) {
         cp = 0x10000 + ((cp - 0xD800) << 10) + (storage.at(i + 1) - 0xDC00);
         ++i;
         ++done;
@@ -368,8 +370,7 @@ size_t encodeUnits(const StringStorage& storage, size_t from, size_t count,
     }
     for (size_t i = from; i < from + count; ++i, ++done) {
       char32_t cp = storage.at(i);
-      if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < from + count && storage.at(i + 1) >= 0xDC00 &&
-          storage.at(i + 1) <= 0xDFFF) {
+      if (joinsPair(storage, i, from + count)) {
         cp = 0x10000 + ((cp - 0xD800) << 10) + (storage.at(i + 1) - 0xDC00);
         ++i;
         ++done;
