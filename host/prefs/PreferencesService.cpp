@@ -1,5 +1,7 @@
 #include "prefs/PreferencesService.h"
 
+#include "services/RefCounting.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -74,22 +76,7 @@ public:
              PreferenceStore::Layer aLayer)
       : PrefBranchBase(aStore, std::move(aRoot), aLayer), mService(aService) {}
 
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override {
-    if (aIID.Equals(NS_GET_IID(nsIPrefBranch)) || aIID.Equals(NS_GET_IID(nsISupports))) {
-      *aResult = static_cast<nsIPrefBranch*>(this);
-      AddRef();
-      return NS_OK;
-    }
-    *aResult = nullptr;
-    return NS_ERROR_NO_INTERFACE;
-  }
-  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mRefCount; }
-  NS_IMETHOD_(nsrefcnt) Release() override {
-    if (--mRefCount != 0)
-      return mRefCount;
-    delete this;
-    return 0;
-  }
+  NS_DECL_ISUPPORTS
 
 private:
   ~PrefBranch() = default;
@@ -103,22 +90,7 @@ class PreferencesServiceFactory final : public nsIFactory {
 public:
   explicit PreferencesServiceFactory(PreferencesService* aService) : mService(aService) {}
 
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override {
-    if (aIID.Equals(NS_GET_IID(nsIFactory)) || aIID.Equals(NS_GET_IID(nsISupports))) {
-      *aResult = static_cast<nsIFactory*>(this);
-      AddRef();
-      return NS_OK;
-    }
-    *aResult = nullptr;
-    return NS_ERROR_NO_INTERFACE;
-  }
-  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mRefCount; }
-  NS_IMETHOD_(nsrefcnt) Release() override {
-    if (--mRefCount != 0)
-      return mRefCount;
-    delete this;
-    return 0;
-  }
+  NS_DECL_ISUPPORTS
   NS_IMETHOD CreateInstance(nsISupports* aOuter, const nsIID& aIID, void** aResult) override {
     *aResult = nullptr;
     if (aOuter)
@@ -132,6 +104,18 @@ private:
   nsrefcnt mRefCount = 0;
   nsCOMPtr<nsIPrefService> mService;
 };
+
+MAILHOST_IMPL_REFCOUNTING(PrefBranch)
+
+NS_IMETHODIMP PrefBranch::QueryInterface(REFNSIID aIID, void** aResult) {
+  return queryChain<PrefBranch, nsISupports, nsIPrefBranch>(this, aIID, aResult);
+}
+
+MAILHOST_IMPL_REFCOUNTING(PreferencesServiceFactory)
+
+NS_IMETHODIMP PreferencesServiceFactory::QueryInterface(REFNSIID aIID, void** aResult) {
+  return queryChain<PreferencesServiceFactory, nsISupports, nsIFactory>(this, aIID, aResult);
+}
 
 // {1cd91b88-1dd2-11b2-92e1-ed22ed298000}
 constexpr nsCID kPreferencesServiceCID = {
@@ -312,16 +296,7 @@ NS_IMETHODIMP PreferencesService::QueryInterface(REFNSIID aIID, void** aResult) 
   return NS_OK;
 }
 
-NS_IMETHODIMP_(nsrefcnt) PreferencesService::AddRef() {
-  return ++mRefCount;
-}
-
-NS_IMETHODIMP_(nsrefcnt) PreferencesService::Release() {
-  if (--mRefCount != 0)
-    return mRefCount;
-  delete this;
-  return 0;
-}
+MAILHOST_IMPL_REFCOUNTING(PreferencesService)
 
 nsresult PreferencesService::readFile(const std::string& aPath) {
   int fd = open(aPath.c_str(), O_RDONLY | O_CLOEXEC);
