@@ -38,8 +38,12 @@ install)
     done
   done
   mkdir -p "$record"
-  cmake --install "$build"
-  mv "$build/install_manifest.txt" "$record/install_manifest.txt"
+  # CMake always writes its manifest into the tree: one install of a tree at a time.
+  (
+    flock 9
+    cmake --install "$build"
+    mv "$build/install_manifest.txt" "$record/install_manifest.txt"
+  ) 9>"$build/.install-lock"
   if ((${#created[@]})); then
     printf '%s\n' "${created[@]}" | sort -u | awk '{ print length($0) "\t" $0 }' |
       sort -rn -s | cut -f2- >"$record/created-dirs.txt"
