@@ -163,7 +163,8 @@ void tearDownWorld() {
 
 AppleEvent scoreEvent(const std::vector<char>& message) {
   AEAddressDesc target;
-  AECreateDesc(typeApplSignature, "Bnch", 4, &target);
+  OSType signature = 0x426E6368; // 'Bnch', as an OSType in host order like every caller's
+  AECreateDesc(typeApplSignature, &signature, sizeof signature, &target);
   AppleEvent event;
   AECreateAppleEvent(kClass, kScore, &target, kAutoGenerateReturnID, kAnyTransactionID, &event);
   AEDisposeDesc(&target);
