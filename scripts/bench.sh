@@ -103,11 +103,14 @@ for rep in $(seq "$reps"); do
     bogofilter -C -d "$QUELLBARK_DATA_DIR" -b -TT <"$work/out/heldout-files.txt" \
     >"$work/out/bogofilter-$rep.txt" || true
 done
-pipe_wall=$(for r in $(seq "$reps"); do awk '{ print $1 }' "$work/out/host-time-$r.txt"; done | median)
-host_cpu=$(for r in $(seq "$reps"); do awk '{ print $2 + $3 }' "$work/out/host-time-$r.txt"; done | median)
+# /usr/bin/time puts "Command exited with non-zero status N" above its figures (bogofilter exits
+# with its last verdict): the figures are the last line.
+figures() { tail -n 1 "$1"; }
+pipe_wall=$(for r in $(seq "$reps"); do figures "$work/out/host-time-$r.txt" | awk '{ print $1 }'; done | median)
+host_cpu=$(for r in $(seq "$reps"); do figures "$work/out/host-time-$r.txt" | awk '{ print $2 + $3 }'; done | median)
 q_cpu=$(for r in $(seq "$reps"); do cat "$work/out/quellbark-cpu-$r.txt"; done | median)
-bf_wall=$(for r in $(seq "$reps"); do awk '{ print $1 }' "$work/out/bogofilter-time-$r.txt"; done | median)
-bf_cpu=$(for r in $(seq "$reps"); do awk '{ print $2 + $3 }' "$work/out/bogofilter-time-$r.txt"; done | median)
+bf_wall=$(for r in $(seq "$reps"); do figures "$work/out/bogofilter-time-$r.txt" | awk '{ print $1 }'; done | median)
+bf_cpu=$(for r in $(seq "$reps"); do figures "$work/out/bogofilter-time-$r.txt" | awk '{ print $2 + $3 }'; done | median)
 rate() { echo "scale=1; $1 / $2" | bc; }
 pipe_rate=$(rate "$heldout" "$pipe_wall")
 bf_rate=$(rate "$heldout" "$bf_wall")
@@ -122,12 +125,31 @@ log "bench: memory"
 memory_rows=()
 for count in $memory_counts; do
   node scripts/corpus.mjs volume "$data" "$work/volume-$count" "$count"
+  # Plain output, which streams: --json gathers one document for the end, so it grows with
+  # the batch by design.
   /usr/bin/time -f '%e %M' -o "$work/out/memory-$count.txt" \
-    "${host[@]}" classify --json "$work/volume-$count" >"$work/out/memory-$count.json" \
+    "${host[@]}" classify "$work/volume-$count" >"$work/out/memory-$count.txt.out" \
     2>"$work/out/memory-$count.err" || true
-  read -r seconds kib <"$work/out/memory-$count.txt"
-  memory_rows+=("$(printf '| host peak RSS, %6d messages | %d KiB (%s s) |' "$count" "$kib" "$seconds")")
+  read -r seconds kib < <(figures "$work/out/memory-$count.txt")
+  memory_rows+=("$(printf '| host peak RSS, %d messages in one folder | %d KiB (%s s) |' \
+    "$count" "$kib" "$seconds")")
 done
+# The same volume as several batches of 1,000 in one process: what grows with a batch is let go
+# when it ends, what grows with the messages handled is not.
+largest=$(printf '%s\n' $memory_counts | sort -n | tail -1)
+if ((largest > 1000)); then
+  folders=()
+  for i in $(seq $((largest / 1000))); do
+    node scripts/corpus.mjs volume "$data" "$work/volume-split/$i" 1000
+    folders+=("$work/volume-split/$i")
+  done
+  /usr/bin/time -f '%e %M' -o "$work/out/memory-split.txt" \
+    "${host[@]}" classify "${folders[@]}" >"$work/out/memory-split.txt.out" \
+    2>"$work/out/memory-split.err" || true
+  read -r seconds kib < <(figures "$work/out/memory-split.txt")
+  memory_rows+=("$(printf '| host peak RSS, %d messages in folders of 1000 | %d KiB (%s s) |' \
+    "$((${#folders[@]} * 1000))" "$kib" "$seconds")")
+fi
 stop_quellbark
 
 log "bench: Apple Event round trip"

@@ -9,7 +9,7 @@
 //       --limit N takes the first N messages of every group (a quick run).
 //       Prints one JSON line: the counts per split and label.
 //   node scripts/corpus.mjs volume DATA OUT COUNT
-//       One Maildir OUT/cur with COUNT messages, the corpus repeated in file-list order.
+//       One Maildir OUT/cur with COUNT messages: the corpus repeated, its groups mixed.
 //   node scripts/corpus.mjs tally SECONDS RESULT.json...
 //       The confusion table of classify results whose folder path holds /spam/ or /ham/.
 //   node scripts/corpus.mjs agreement RESULT.json BOGOFILTER_OUTPUT
@@ -107,8 +107,14 @@ function volume(args) {
     fail('usage: volume DATA OUT COUNT');
   fs.rmSync(out, { recursive: true, force: true });
   const corpus = readCorpus(dataDir);
+  // Each round takes every message once, in a stride order that mixes the groups (the file
+  // list has them one after the other).
+  const gcd = (a, b) => (b ? gcd(b, a % b) : a);
+  let stride = 7919;
+  while (gcd(stride, corpus.length) !== 1)
+    stride++;
   for (let i = 0; i < count; i++) {
-    const message = corpus[i % corpus.length];
+    const message = corpus[(i * stride) % corpus.length];
     const round = Math.floor(i / corpus.length);
     writeMessage(out, `${message.group}.${message.id}.${round}`,
                  withoutFromLine(fs.readFileSync(message.file)));

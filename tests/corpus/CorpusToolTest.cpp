@@ -177,15 +177,25 @@ TEST_F(CorpusTool, SplitLimitTakesTheFirstMessagesOfEachGroupAndRefusesBadInput)
   EXPECT_EQ(tool("frobnicate").status, 2);
 }
 
-TEST_F(CorpusTool, VolumeRepeatsTheCorpusUnderDistinctNames) {
-  makeCorpus(3); // 6 messages
+TEST_F(CorpusTool, VolumeRepeatsTheWholeCorpusEachRoundWithTheGroupsMixed) {
+  auto messages = makeCorpus(3); // 6 messages, the good group listed first
   ASSERT_EQ(tool("volume " + data().string() + " " + (mRoot / "v").string() + " 14").status, 0);
+  std::map<std::string, int> perRound;
   std::set<std::string> names;
-  for (auto& file : fs::directory_iterator(mRoot / "v" / "cur"))
-    names.insert(file.path().filename());
+  for (auto& file : fs::directory_iterator(mRoot / "v" / "cur")) {
+    std::string name = file.path().filename();
+    names.insert(name);
+    std::string key = name.substr(0, name.rfind('.'));
+    EXPECT_EQ(readFile(file.path()), messages[key]) << name;
+    perRound[name.substr(name.rfind('.') + 1)]++;
+  }
   EXPECT_EQ(names.size(), 14u);
-  EXPECT_TRUE(names.count("spam-2.00003.1:2,"));
-  EXPECT_TRUE(names.count("easy-ham-1.00002.2:2,"));
+  EXPECT_EQ(perRound, (std::map<std::string, int>{{"0:2,", 6}, {"1:2,", 6}, {"2:2,", 2}}));
+  // The last, partial round is not all from the group listed first.
+  int spamInLastRound = 0;
+  for (auto& name : names)
+    spamInLastRound += name.rfind("spam", 0) == 0 && name.find(".2:2,") != std::string::npos;
+  EXPECT_GE(spamInLastRound, 1);
 }
 
 TEST_F(CorpusTool, TallyCountsEachCellAndTheRates) {
