@@ -162,11 +162,12 @@ function tally(args) {
   const row = (label) => table[label].junk + table[label].good + table[label].unclassified;
   const total = row('spam') + row('ham');
   const correct = table.spam.junk + table.ham.good;
-  const w = (v) => String(v).padStart(8);
+  const columns = (label, cells) => label.padEnd(12) + cells.map((c) => String(c).padStart(16)).join('');
+  const cellsOf = (label) => [table[label].junk, table[label].good, table[label].unclassified];
   const lines = [
-    '                 verdict junk   verdict good   not classified',
-    `actual spam      ${w(table.spam.junk)}       ${w(table.spam.good)}       ${w(table.spam.unclassified)}`,
-    `actual ham       ${w(table.ham.junk)}       ${w(table.ham.good)}       ${w(table.ham.unclassified)}`,
+    columns('', ['verdict junk', 'verdict good', 'not classified']),
+    columns('actual spam', cellsOf('spam')),
+    columns('actual ham', cellsOf('ham')),
     '',
     `messages            ${total}` + (unlabelled ? ` (and ${unlabelled} without a label)` : ''),
     `accuracy            ${pct(correct, total)}`,

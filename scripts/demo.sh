@@ -51,14 +51,16 @@ stop_quellbark() {
 }
 trap stop_quellbark EXIT
 
-# A bar on a terminal, plain lines otherwise (one per folder, so a log stays short).
+# A bar on a terminal; otherwise a plain line at every tenth of the way, so a log stays short.
+last_tenth=-1
 progress() { # done total what
   if [[ -t 2 ]]; then
     local width=30 filled=$(($1 * 30 / $2))
     printf '\r%-9s [%s%s] %d/%d' "$3" "$(printf '%*s' $filled '' | tr ' ' '#')" \
       "$(printf '%*s' $((width - filled)) '' | tr ' ' '.')" "$1" "$2" >&2
     (($1 < $2)) || printf '\n' >&2
-  else
+  elif (($1 * 10 / $2 != last_tenth)); then
+    last_tenth=$(($1 * 10 / $2))
     printf '%s: %d/%d messages\n' "$3" "$1" "$2" >&2
   fi
 }
@@ -110,7 +112,7 @@ echo
 
 echo "== 4. Classifying the held-out mail through the plug-in (mailhost classify --json)"
 test_total=$(find "$demo/mail/heldout" -path '*/cur/*' -type f | wc -l)
-done_count=0
+done_count=0 last_tenth=-1
 start=$(date +%s.%N)
 for folder in "$demo/mail/heldout"/*/*/; do
   folder=${folder%/}
