@@ -34,6 +34,8 @@ export LS_APPLICATION_PATH=$root/$build LS_SYSTEM_ROOT=$work/system
 export QUELLBARK_DATA_DIR=$work/wordlist
 host=("$mailhost" --profile "$work/profile" --plugin "$plugin")
 log() { printf '%s\n' "$*" >&2; }
+calc() { awk "BEGIN { printf \"%.${2:-3}f\", $1 }"; } # EXPRESSION [DECIMALS]
+elapsed() { calc "$(date +%s.%N) - $1"; }
 
 quellbark_pid() {
   local entry
@@ -61,7 +63,7 @@ tree_cpu() {
     [[ -r /proc/$child/stat ]] &&
       ticks=$((ticks + $(sed 's/^.*) //' "/proc/$child/stat" | awk '{ print $12 + $13 }')))
   done
-  echo "scale=3; $ticks / $(getconf CLK_TCK)" | bc
+  calc "$ticks / $(getconf CLK_TCK)"
 }
 median() { sort -n | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
@@ -75,7 +77,7 @@ log "bench: training through the plug-in"
 start=$(date +%s.%N)
 "${host[@]}" mark junk "$work/mail/train/spam/000" >"$work/out/mark-spam.txt" 2>"$work/out/mark-spam.err"
 "${host[@]}" mark good "$work/mail/train/ham/000" >"$work/out/mark-ham.txt" 2>"$work/out/mark-ham.err"
-train_seconds=$(echo "$(date +%s.%N) - $start" | bc)
+train_seconds=$(elapsed "$start")
 trained=$(cat "$work/out/mark-spam.txt" "$work/out/mark-ham.txt" | grep -c '^junk \|^good ' || true)
 
 log "bench: bogofilter's own bulk training into a second word list"
@@ -83,7 +85,7 @@ mkdir -p "$work/wordlist-direct"
 start=$(date +%s.%N)
 find "$work/mail/train/spam" -path '*/cur/*' -type f | bogofilter -C -d "$work/wordlist-direct" -s -b
 find "$work/mail/train/ham" -path '*/cur/*' -type f | bogofilter -C -d "$work/wordlist-direct" -n -b
-direct_train_seconds=$(echo "$(date +%s.%N) - $start" | bc)
+direct_train_seconds=$(elapsed "$start")
 
 # One short run first, so that Quellbark is running and the timed runs measure the steady state.
 "${host[@]}" classify "$work/mail/heldout/spam/000/cur/$(ls "$work/mail/heldout/spam/000/cur" | head -1)" \
@@ -98,7 +100,7 @@ for rep in $(seq "$reps"); do
     "${host[@]}" classify --json "$work/mail/heldout/spam/000" "$work/mail/heldout/ham/000" \
     >"$work/out/classify-$rep.json" 2>"$work/out/classify-$rep.err" || true
   after=$(tree_cpu "$qpid")
-  echo "$after - $before" | bc >"$work/out/quellbark-cpu-$rep.txt"
+  calc "$after - $before" >"$work/out/quellbark-cpu-$rep.txt"
   /usr/bin/time -f '%e %U %S %M' -o "$work/out/bogofilter-time-$rep.txt" \
     bogofilter -C -d "$QUELLBARK_DATA_DIR" -b -TT <"$work/out/heldout-files.txt" \
     >"$work/out/bogofilter-$rep.txt" || true
@@ -111,12 +113,12 @@ host_cpu=$(for r in $(seq "$reps"); do figures "$work/out/host-time-$r.txt" | aw
 q_cpu=$(for r in $(seq "$reps"); do cat "$work/out/quellbark-cpu-$r.txt"; done | median)
 bf_wall=$(for r in $(seq "$reps"); do figures "$work/out/bogofilter-time-$r.txt" | awk '{ print $1 }'; done | median)
 bf_cpu=$(for r in $(seq "$reps"); do figures "$work/out/bogofilter-time-$r.txt" | awk '{ print $2 + $3 }'; done | median)
-rate() { echo "scale=1; $1 / $2" | bc; }
+rate() { calc "$1 / $2" 1; }
 pipe_rate=$(rate "$heldout" "$pipe_wall")
 bf_rate=$(rate "$heldout" "$bf_wall")
-share=$(echo "scale=1; 100 * $pipe_rate / $bf_rate" | bc)
-pipe_cpu=$(echo "$host_cpu + $q_cpu" | bc)
-cpu_ms() { echo "scale=3; 1000 * $1 / $heldout" | bc; }
+share=$(calc "100 * $pipe_rate / $bf_rate" 1)
+pipe_cpu=$(calc "$host_cpu + $q_cpu")
+cpu_ms() { calc "1000 * $1 / $heldout"; }
 classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/classify-1.json" || true)
 
 agreement=$(node scripts/corpus.mjs agreement "$work/out/classify-1.json" "$work/out/bogofilter-1.txt")
@@ -165,7 +167,7 @@ log "bench: Apple Event round trip"
   printf '| pipeline rate / bogofilter rate | %s%% |\n' "$share"
   printf '| CPU per message: host / Quellbark+bogofilter / bogofilter alone | %s / %s / %s ms |\n' \
     "$(cpu_ms "$host_cpu")" "$(cpu_ms "$q_cpu")" "$(cpu_ms "$bf_cpu")"
-  printf '| pipeline CPU / bogofilter CPU | %s |\n' "$(echo "scale=1; $pipe_cpu / $bf_cpu" | bc)"
+  printf '| pipeline CPU / bogofilter CPU | %s |\n' "$(calc "$pipe_cpu / $bf_cpu" 1)"
   printf '| agreement with bogofilter (same word list) | %s |\n' "$agreement"
   printf '| training through the plug-in | %d messages in %.1f s |\n' "$trained" "$train_seconds"
   printf '| bogofilter -s/-n -b training, same messages | %.1f s |\n' "$direct_train_seconds"

@@ -65,6 +65,7 @@ progress() { # done total what
   fi
 }
 count_messages() { ls "$1/cur" | wc -l; }
+elapsed() { awk "BEGIN { printf \"%.3f\", $(date +%s.%N) - $1 }"; }
 failures=0
 
 echo "== 1. The host loads the plug-in bundle"
@@ -105,7 +106,7 @@ for label in spam ham; do
     progress "$done_count" "$train_total" training
   done
 done
-seconds=$(echo "$(date +%s.%N) - $start" | bc)
+seconds=$(elapsed "$start")
 printf '   %d messages learned in %.1f s\n' "$train_total" "$seconds"
 "$app/Contents/MacOS/Quellbark" status | sed 's/^/   /'
 echo
@@ -123,7 +124,7 @@ for folder in "$demo/mail/heldout"/*/*/; do
   done_count=$((done_count + $(count_messages "$folder")))
   progress "$done_count" "$test_total" classify
 done
-seconds=$(echo "$(date +%s.%N) - $start" | bc)
+seconds=$(elapsed "$start")
 echo
 node scripts/corpus.mjs tally "$seconds" "$demo/results"/*.json | sed 's/^/   /'
 echo "   (speed: wall time of the whole loop, one mailhost process per folder of $chunk)"
