@@ -68,7 +68,7 @@ protected:
     std::vector<std::string> list;
     for (std::string group : {"easy-ham-1", "spam-2"}) {
       for (int i = 1; i <= perGroup; ++i) {
-        char id[8];
+        char id[16];
         std::snprintf(id, sizeof id, "%05d", i);
         std::string body = "Subject: " + group + " " + id + "\n\nline\r\n\xe9\xff end\n";
         std::string file = group + "/" + id + ".0123abcd.txt";
