@@ -406,11 +406,21 @@ private:
     Value v;
     switch (t.kind) {
     case Tok::RParen:
+      // "list()" and "reco()" are empty collections; an event cannot be empty. Other types get
+      // a descriptor with no data.
+      if (type == typeAEList || type == typeAERecord || type == typeAppleEvent) {
+        if (OSErr err = valueFromData(*type, nullptr, 0, v))
+          fail(aeBuildSyntaxBadData, t.pos, err);
+        return v;
+      }
       return Value(type.value_or(typeNull), nullptr);
     case Tok::Integer:
       v = typedInteger(t, type);
       break;
     case Tok::Ident:
+      // Four bytes of a code are no collection or event.
+      if (type == typeAEList || type == typeAERecord || type == typeAppleEvent)
+        fail(aeBuildSyntaxBadData, t.pos);
       v = makeScalar(type.value_or(typeEnumerated), &t.code, 4);
       break;
     case Tok::String:
