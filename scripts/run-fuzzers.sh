@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer harnesses with clang and runs each for a short, fixed time; a crash
-# fails the run. Harnesses live in tests/fuzz (one <name>_fuzzer.cpp each, with a corpus
+# fails the run. The seed is fixed (FUZZ_SEED, default 1) so a failure can be replayed; longer
+# runs with other seeds are for hunting (FUZZ_SECONDS=600 FUZZ_SEED=$RANDOM). Harnesses live in tests/fuzz (one <name>_fuzzer.cpp each, with a corpus
 # folder of the same name beside it when there are seeds).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -23,7 +24,7 @@ for bin in build/fuzz/bin/*_fuzzer; do
   args=("$corpus")
   [[ -d $seeds ]] && args+=("$seeds")
   echo "fuzz: $name for ${seconds}s"
-  "$bin" -max_total_time="$seconds" -print_final_stats=0 "${args[@]}" 2>build/fuzz/$name.log || {
+  "$bin" -seed="${FUZZ_SEED:-1}" -max_total_time="$seconds" -print_final_stats=0 "${args[@]}" 2>build/fuzz/$name.log || {
     tail -n 40 build/fuzz/$name.log
     echo "fuzz: $name failed" >&2
     exit 1
