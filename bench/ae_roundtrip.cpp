@@ -140,8 +140,8 @@ void setUpWorld() {
   CFURLRef url = CFURLCreateFromFileSystemRepresentation(
       nullptr, reinterpret_cast<const UInt8*>(bundle.data()), static_cast<CFIndex>(bundle.size()),
       true);
-  LSLaunchURLSpec spec{url, nullptr, nullptr, kLSLaunchDontSwitch, nullptr};
-  OSStatus launched = LSOpenFromURLSpec(&spec, nullptr);
+  LSLaunchURLSpec launchSpec{url, nullptr, nullptr, kLSLaunchDontSwitch, nullptr};
+  OSStatus launched = LSOpenFromURLSpec(&launchSpec, nullptr);
   CFRelease(url);
   unsetenv(kServeVariable);
   if (launched != noErr) {

@@ -45,8 +45,8 @@ bool isQuellbarkRunning() {
 OSStatus launchPath(CFStringRef path) {
   CFURLRef url =
       CFURLCreateWithFileSystemPath(kCFAllocatorDefault, path, kCFURLPOSIXPathStyle, false);
-  LSLaunchURLSpec spec = {url, nullptr, nullptr, kLSLaunchDontSwitch, nullptr};
-  OSStatus status = LSOpenFromURLSpec(&spec, nullptr);
+  LSLaunchURLSpec launchSpec = {url, nullptr, nullptr, kLSLaunchDontSwitch, nullptr};
+  OSStatus status = LSOpenFromURLSpec(&launchSpec, nullptr);
   CFRelease(url);
   return status;
 }

@@ -42,15 +42,15 @@ protected:
 };
 
 TEST_F(LaunchServicesTest, FindsByCreatorThroughInfoPlistOrPkgInfo) {
-  BundleSpec plistOnly;
+  BundleLayout plistOnly;
   plistOnly.signature = "Plst";
-  BundleSpec pkgOnly;
+  BundleLayout pkgOnly;
   pkgOnly.signature = "Pkgi";
   pkgOnly.infoPlist = false;
   pkgOnly.pkgInfo = true;
   std::string a = makeBundle(applications(), "Alpha.app", plistOnly);
   std::string b = makeBundle(applications() + "/Utilities", "Beta.app", pkgOnly);
-  makeBundle(applications(), "Gamma.bundle", BundleSpec{}); // not an .app: never looked at
+  makeBundle(applications(), "Gamma.bundle", BundleLayout{}); // not an .app: never looked at
 
   EXPECT_EQ(find(code("Plst")), a);
   EXPECT_EQ(find(code("Pkgi")), b);
@@ -65,18 +65,18 @@ TEST_F(LaunchServicesTest, FindsByCreatorThroughInfoPlistOrPkgInfo) {
 }
 
 TEST_F(LaunchServicesTest, SearchOrderPutsTheTrashLast) {
-  BundleSpec spec;
-  spec.signature = "Ordr";
-  std::string trashed = makeBundle(mHome + "/.local/share/Trash/files", "Ordr.app", spec);
+  BundleLayout layout;
+  layout.signature = "Ordr";
+  std::string trashed = makeBundle(mHome + "/.local/share/Trash/files", "Ordr.app", layout);
   EXPECT_EQ(find(code("Ordr")), trashed) << "a trashed copy is still found";
 
-  std::string system = makeBundle(applications() + "/Internet", "Ordr.app", spec);
+  std::string system = makeBundle(applications() + "/Internet", "Ordr.app", layout);
   EXPECT_EQ(find(code("Ordr")), system);
-  std::string top = makeBundle(applications(), "Ordr.app", spec);
+  std::string top = makeBundle(applications(), "Ordr.app", layout);
   EXPECT_EQ(find(code("Ordr")), top);
-  std::string user = makeBundle(mHome + "/Applications", "Ordr.app", spec);
+  std::string user = makeBundle(mHome + "/Applications", "Ordr.app", layout);
   EXPECT_EQ(find(code("Ordr")), user);
-  std::string custom = makeBundle(mRoot + "/custom", "Ordr.app", spec);
+  std::string custom = makeBundle(mRoot + "/custom", "Ordr.app", layout);
   setenv("LS_APPLICATION_PATH", (mRoot + "/missing:" + mRoot + "/custom").c_str(), 1);
   EXPECT_EQ(find(code("Ordr")), custom);
 }
@@ -116,36 +116,37 @@ TEST_F(LaunchServicesTest, FixedLocationsUnderApplicationsFollowTheSystemRoot) {
 
 struct RefusalCase {
   const char* name;
-  BundleSpec spec;
+  BundleLayout layout;
   const char* folder; // relative to the sandbox root
   OSStatus expected;
 };
 
 TEST_F(LaunchServicesTest, RefusesWhatCannotBeLaunched) {
-  BundleSpec notApp;
+  BundleLayout notApp;
   notApp.packageType = "BNDL";
-  BundleSpec bare;
+  BundleLayout bare;
   bare.infoPlist = false;
-  BundleSpec missing;
+  BundleLayout missing;
   missing.executable = Executable::missing;
-  BundleSpec notExecutable;
+  BundleLayout notExecutable;
   notExecutable.executable = Executable::notExecutable;
-  BundleSpec exitsAtOnce;
+  BundleLayout exitsAtOnce;
   exitsAtOnce.executable = Executable::exitsAtOnce;
   const RefusalCase cases[] = {
       {"package type is not APPL", notApp, "system/Applications", kLSNotAnApplicationErr},
       {"neither Info.plist nor PkgInfo", bare, "system/Applications", kLSNotAnApplicationErr},
       {"executable missing", missing, "system/Applications", kLSNoExecutableErr},
       {"executable without x bit", notExecutable, "system/Applications", kLSNoExecutableErr},
-      {"in ~/.Trash", BundleSpec{}, "home/.Trash", kLSAppInTrashErr},
-      {"in the freedesktop Trash", BundleSpec{}, "home/.local/share/Trash/files", kLSAppInTrashErr},
+      {"in ~/.Trash", BundleLayout{}, "home/.Trash", kLSAppInTrashErr},
+      {"in the freedesktop Trash", BundleLayout{}, "home/.local/share/Trash/files",
+       kLSAppInTrashErr},
       {"exits before registering", exitsAtOnce, "system/Applications", kLSUnknownErr},
   };
   int index = 0;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     std::string bundle =
-        makeBundle(mRoot + "/" + c.folder, "Case" + std::to_string(index++) + ".app", c.spec);
+        makeBundle(mRoot + "/" + c.folder, "Case" + std::to_string(index++) + ".app", c.layout);
     EXPECT_EQ(open(bundle), c.expected);
   }
   EXPECT_EQ(open(mRoot + "/nowhere/None.app"), kLSApplicationNotFoundErr);
@@ -156,7 +157,7 @@ TEST_F(LaunchServicesTest, RefusesWhatCannotBeLaunched) {
 }
 
 TEST_F(LaunchServicesTest, ALaunchThatNeverRegistersTimesOut) {
-  BundleSpec sleeper;
+  BundleLayout sleeper;
   sleeper.executable = Executable::missing;
   std::string bundle = makeBundle(applications(), "Sleeper.app", sleeper);
   std::string pidFile = mRoot + "/sleeper.pid";

@@ -82,7 +82,7 @@ void SandboxTest::TearDown() {
 }
 
 std::string SandboxTest::makeBundle(const std::string& folder, const std::string& name,
-                                    const BundleSpec& spec) {
+                                    const BundleLayout& spec) {
   std::string bundle = folder + "/" + name;
   std::string exeName = "tester";
   fs::create_directories(bundle + "/Contents/MacOS");
@@ -136,7 +136,7 @@ OSStatus SandboxTest::open(const std::string& path, LSLaunchFlags flags) {
 }
 
 pid_t SandboxTest::launchServedApp(const std::string& signature) {
-  BundleSpec spec;
+  BundleLayout spec;
   spec.signature = signature;
   std::string bundle = makeBundle(mSystemRoot + "/Applications", signature + ".app", spec);
   EXPECT_EQ(open(bundle), noErr);

@@ -27,7 +27,7 @@ OSType codeOf(const std::string& text);
 
 enum class Executable { servedApp, exitsAtOnce, missing, notExecutable };
 
-struct BundleSpec {
+struct BundleLayout {
   std::string signature = "Tst1";
   std::string packageType = "APPL";
   std::string identifier = "org.example.tester";
@@ -43,7 +43,7 @@ protected:
 
   // Makes folder/name (creating folder) and returns the bundle's path.
   std::string makeBundle(const std::string& folder, const std::string& name,
-                         const BundleSpec& spec = {});
+                         const BundleLayout& spec = {});
   // LSOpenFromURLSpec on a path, with the given flags.
   OSStatus open(const std::string& path, LSLaunchFlags flags = kLSLaunchDontSwitch);
   // A bundle made in <root>/Applications and launched; returns its pid.

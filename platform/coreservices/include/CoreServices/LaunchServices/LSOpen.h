@@ -14,7 +14,7 @@
      kLSUnknownErr             -10810  the application exited before it registered
      kLSLaunchInProgressErr    -10818  started, but not registered within the launch wait
                                        (10 s, or LS_LAUNCH_TIMEOUT_SECONDS)
-     paramErr                  -50     no spec or no application URL */
+     paramErr                  -50     no launch specification or no application URL */
 #ifndef CORESERVICES_LAUNCHSERVICES_LSOPEN_H
 #define CORESERVICES_LAUNCHSERVICES_LSOPEN_H
 
