@@ -82,11 +82,11 @@ void SandboxTest::TearDown() {
 }
 
 std::string SandboxTest::makeBundle(const std::string& folder, const std::string& name,
-                                    const BundleLayout& spec) {
+                                    const BundleLayout& layout) {
   std::string bundle = folder + "/" + name;
   std::string exeName = "tester";
   fs::create_directories(bundle + "/Contents/MacOS");
-  if (spec.infoPlist) {
+  if (layout.infoPlist) {
     writeFile(bundle + "/Contents/Info.plist",
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
               "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
@@ -96,20 +96,20 @@ std::string SandboxTest::makeBundle(const std::string& folder, const std::string
                   exeName +
                   "</string>\n"
                   "<key>CFBundleIdentifier</key><string>" +
-                  spec.identifier +
+                  layout.identifier +
                   "</string>\n"
                   "<key>CFBundlePackageType</key><string>" +
-                  spec.packageType +
+                  layout.packageType +
                   "</string>\n"
                   "<key>CFBundleSignature</key><string>" +
-                  spec.signature +
+                  layout.signature +
                   "</string>\n"
                   "</dict></plist>\n");
   }
-  if (spec.pkgInfo)
-    writeFile(bundle + "/Contents/PkgInfo", spec.packageType + spec.signature);
+  if (layout.pkgInfo)
+    writeFile(bundle + "/Contents/PkgInfo", layout.packageType + layout.signature);
   std::string executable = bundle + "/Contents/MacOS/" + exeName;
-  switch (spec.executable) {
+  switch (layout.executable) {
   case Executable::servedApp:
     fs::create_symlink(SERVED_TEST_APP, executable);
     break;
@@ -129,8 +129,8 @@ OSStatus SandboxTest::open(const std::string& path, LSLaunchFlags flags) {
   CFURLRef url = CFURLCreateFromFileSystemRepresentation(
       kCFAllocatorDefault, reinterpret_cast<const UInt8*>(path.data()),
       static_cast<CFIndex>(path.size()), false);
-  LSLaunchURLSpec spec{url, nullptr, nullptr, flags, nullptr};
-  OSStatus status = LSOpenFromURLSpec(&spec, nullptr);
+  LSLaunchURLSpec launchSpec{url, nullptr, nullptr, flags, nullptr};
+  OSStatus status = LSOpenFromURLSpec(&launchSpec, nullptr);
   CFRelease(url);
   return status;
 }
