@@ -136,9 +136,9 @@ OSStatus SandboxTest::open(const std::string& path, LSLaunchFlags flags) {
 }
 
 pid_t SandboxTest::launchServedApp(const std::string& signature) {
-  BundleLayout spec;
-  spec.signature = signature;
-  std::string bundle = makeBundle(mSystemRoot + "/Applications", signature + ".app", spec);
+  BundleLayout layout;
+  layout.signature = signature;
+  std::string bundle = makeBundle(mSystemRoot + "/Applications", signature + ".app", layout);
   EXPECT_EQ(open(bundle), noErr);
   for (pid_t pid : runningApps()) {
     ProcessSerialNumber psn;
