@@ -43,7 +43,7 @@ protected:
 
   // Makes folder/name (creating folder) and returns the bundle's path.
   std::string makeBundle(const std::string& folder, const std::string& name,
-                         const BundleLayout& spec = {});
+                         const BundleLayout& layout = {});
   // LSOpenFromURLSpec on a path, with the given flags.
   OSStatus open(const std::string& path, LSLaunchFlags flags = kLSLaunchDontSwitch);
   // A bundle made in <root>/Applications and launched; returns its pid.
