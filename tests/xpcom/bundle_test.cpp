@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -39,27 +38,16 @@ protected:
                ("xpcom-bundle-" + std::to_string(getpid()) + "-" +
                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::create_directories(mScratch);
-    mLog = (mScratch / "events.log").string();
-    setenv(TEST_BUNDLE_LOG_ENV, mLog.c_str(), 1);
     RuntimeTest::SetUp();
   }
   void TearDown() override {
     RuntimeTest::TearDown();
-    unsetenv(TEST_BUNDLE_LOG_ENV);
     fs::remove_all(mScratch);
-  }
-  std::vector<std::string> Events() const {
-    std::vector<std::string> lines;
-    std::ifstream in(mLog);
-    for (std::string line; std::getline(in, line);)
-      lines.push_back(line);
-    return lines;
   }
   nsresult Register(const std::string& aPath) { return mRegistrar->AutoRegister(FileAt(aPath)); }
   std::string Echo() const { return LibDir() + "/xpcom_echo_bundle.so"; }
 
   fs::path mScratch;
-  std::string mLog;
 };
 
 TEST_F(BundleTest, RegistersAndServesTheBundlesClassAcrossTheStringBoundary) {
@@ -107,20 +95,6 @@ TEST_F(BundleTest, RegistersAndServesTheBundlesClassAcrossTheStringBoundary) {
   ASSERT_EQ(echo->Greet(out), NS_OK);
   EXPECT_STREQ(out.get(), "hello from the bundle");
   EXPECT_EQ(out.Length(), 21u);
-}
-
-TEST_F(BundleTest, ModuleLifecycleHooksRunInOrder) {
-  ASSERT_EQ(Register(Echo()), NS_OK) << NS_GetLastLoaderError();
-  {
-    nsCOMPtr<nsITestEcho> echo = do_GetService(TEST_ECHO_CONTRACTID);
-    ASSERT_TRUE(echo);
-    nsCOMPtr<nsITestEcho> again = do_GetService(TEST_ECHO_CONTRACTID);
-    EXPECT_EQ(echo.get(), again.get());
-  }
-  Shutdown();
-  std::vector<std::string> expected = {"module-ctor",   "register-hook", "instance",
-                                       "instance-gone", "factory-dtor",  "module-dtor"};
-  EXPECT_EQ(Events(), expected);
 }
 
 TEST_F(BundleTest, BundleTakesOverAClassTheHostRegistered) {

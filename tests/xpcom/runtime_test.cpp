@@ -33,16 +33,6 @@ TEST(RuntimeLifecycle, RefusesUseOutsideItsLife) {
   EXPECT_EQ(NS_ShutdownXPCOM(nullptr), NS_ERROR_NOT_INITIALIZED);
 }
 
-TEST_F(ManagerTest, OneManagerAnswersAllThreeFaces) {
-  nsCOMPtr<nsIComponentRegistrar> registrar = do_QueryInterface(mServices);
-  nsCOMPtr<nsIComponentManager> components = do_QueryInterface(registrar);
-  EXPECT_EQ(registrar.get(), mRegistrar.get());
-  EXPECT_EQ(components.get(), mComponents.get());
-  nsCOMPtr<nsISupports> a = do_QueryInterface(mServices);
-  nsCOMPtr<nsISupports> b = do_QueryInterface(mRegistrar);
-  EXPECT_EQ(a.get(), b.get()) << "one identity whichever face is asked";
-}
-
 TEST_F(ManagerTest, ServiceIsMadeOnceAndReleasedAtShutdown) {
   ASSERT_EQ(Register(kFirstCID, 7), NS_OK);
   PRBool instantiated = PR_TRUE;

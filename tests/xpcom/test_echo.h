@@ -14,8 +14,6 @@
 #define TEST_ECHO_CLASSNAME "Test Echo"
 #define TEST_DATA_ONLY_CONTRACTID "@test/data-only;1"
 #define TEST_MODULE_NAME "TestEchoModule"
-// The bundle appends one line per lifecycle event to the file this variable names.
-#define TEST_BUNDLE_LOG_ENV "XPCOM_TEST_BUNDLE_LOG"
 
 class nsITestEcho : public nsISupports {
 public:

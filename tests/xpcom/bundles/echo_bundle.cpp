@@ -1,25 +1,11 @@
 // A component bundle as a plug-in would build it: generic-module records and NSGetModule.
-#include <stdio.h>
-#include <stdlib.h>
-
 #include "../test_echo.h"
 #include "nsIGenericFactory.h"
 
 namespace {
 
-void Log(const char* aEvent) {
-  const char* path = getenv(TEST_BUNDLE_LOG_ENV);
-  if (!path)
-    return;
-  if (FILE* file = fopen(path, "a")) {
-    fprintf(file, "%s\n", aEvent);
-    fclose(file);
-  }
-}
-
 class EchoImpl final : public nsITestEcho {
 public:
-  EchoImpl() { Log("instance"); }
 
   NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override {
     if (aIID.Equals(NS_GET_IID(nsITestEcho)) || aIID.Equals(NS_GET_IID(nsISupports))) {
@@ -49,39 +35,22 @@ public:
   }
 
 private:
-  ~EchoImpl() { Log("instance-gone"); }
+  ~EchoImpl() = default;
   nsrefcnt mRefCount = 0;
 };
 
 NS_GENERIC_FACTORY_CONSTRUCTOR(EchoImpl)
 
-nsresult ModuleCtor(nsIModule*) {
-  Log("module-ctor");
-  return NS_OK;
-}
-void ModuleDtor(nsIModule*) {
-  Log("module-dtor");
-}
-nsresult FactoryDtor() {
-  Log("factory-dtor");
-  return NS_OK;
-}
-nsresult RegisterHook(nsIComponentManager*, nsIFile*, const char*, const char*,
-                      const nsModuleComponentInfo*) {
-  Log("register-hook");
-  return NS_OK;
-}
-
 const nsModuleComponentInfo kComponents[] = {
-    {TEST_ECHO_CLASSNAME, TEST_ECHO_CID, TEST_ECHO_CONTRACTID, EchoImplConstructor, RegisterHook,
-     nullptr, FactoryDtor, nullptr, nullptr, nullptr, 0},
+    {TEST_ECHO_CLASSNAME, TEST_ECHO_CID, TEST_ECHO_CONTRACTID, EchoImplConstructor, nullptr,
+     nullptr, nullptr, nullptr, nullptr, nullptr, 0},
     // No constructor: described, never registered.
     {"Data Only", TEST_DATA_ONLY_CID, TEST_DATA_ONLY_CONTRACTID, nullptr, nullptr, nullptr, nullptr,
      nullptr, nullptr, nullptr, 0},
 };
 
 const nsModuleInfo kModuleInfo = {
-    NS_MODULEINFO_VERSION, TEST_MODULE_NAME, kComponents, 2, ModuleCtor, ModuleDtor};
+    NS_MODULEINFO_VERSION, TEST_MODULE_NAME, kComponents, 2, nullptr, nullptr};
 
 } // namespace
 
