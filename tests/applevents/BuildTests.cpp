@@ -36,11 +36,11 @@ INSTANTIATE_TEST_SUITE_P(
         Built{"-32768", "'long' 00000004 FFFF8000"}, Built{"40000", "'long' 00000004 00009C40"},
         Built{"\"hi\"", "'TEXT' 00000002 \"hi\""},
         Built{"\xE2\x80\x9Chi\xE2\x80\x9D", "'TEXT' 00000002 \"hi\""},
-        Built{"\xD2hi\"\xD3", "'TEXT' 00000003 \"hi\" 22"}, Built{"obj", "'enum' 00000004 'obj '"},
-        Built{"'abcdef'", "'enum' 00000004 'abcd'"}, Built{"'a\\'b'", "'enum' 00000004 61276220"},
+        Built{"obj", "'enum' 00000004 'obj '"}, Built{"'abcdef'", "'enum' 00000004 'abcd'"},
+        Built{"'a\\'b'", "'enum' 00000004 61276220"},
         Built{"\xE2\x80\x98x y\xE2\x80\x99", "'enum' 00000004 'x y '"},
-        Built{"\xD4wxyz\xD5", "'enum' 00000004 'wxyz'"}, Built{"short(1)", "'shor' 00000002 0001"},
-        Built{"long(7)", "'long' 00000004 00000007"}, Built{"(7)", "'long' 00000004 00000007"},
+        Built{"short(1)", "'shor' 00000002 0001"}, Built{"long(7)", "'long' 00000004 00000007"},
+        Built{"(7)", "'long' 00000004 00000007"},
         Built{"doub(2)", "'doub' 00000008 4000000000000000"},
         Built{"comp(5000000000)", "'comp' 00000008 000000012A05F200"},
         Built{"bool(1)", "'bool' 00000001 01"}, Built{"TEXT(-42)", "'TEXT' 00000003 \"-42\""},
@@ -50,9 +50,6 @@ INSTANTIATE_TEST_SUITE_P(
         Built{"tdta($01 02\t0a0B$)", "'tdta' 00000004 01020A0B"},
         Built{"tdta(\xC2\xAB"
               "ff\xC2\xBB)",
-              "'tdta' 00000001 FF"},
-        Built{"tdta(\xC7"
-              "ff\xC8)",
               "'tdta' 00000001 FF"}));
 
 INSTANTIATE_TEST_SUITE_P(
@@ -125,7 +122,6 @@ INSTANTIATE_TEST_SUITE_P(
         SyntaxError{"(@@)", aeBuildSyntaxUncoercedDoubleAt, 1},
         SyntaxError{"sign(5)", aeBuildSyntaxBadData, 5, errAECoercionFail},
         SyntaxError{"shor(40000)", aeBuildSyntaxBadData, 5, errAECoercionFail},
-        SyntaxError{"~a:1", aeBuildSyntaxBadDesc, 0},
         SyntaxError{"[shor{}]", aeBuildSyntaxBadData, 1, errAECoercionFail},
         SyntaxError{"aevt{a:1}", aeBuildSyntaxBadData, 0, errAECoercionFail}));
 
@@ -179,50 +175,6 @@ TEST(BuildDesc, SubstitutesArgumentsByType) {
   }
 }
 
-// The event the mail plug-in sends, built exactly as it builds it.
-TEST(BuildAppleEvent, PluginScoreEvent) {
-  Desc ev;
-  AEBuildError err{};
-  ASSERT_EQ(AEBuildAppleEvent(fcc("Qbrk"), fcc("Qscr"), typeApplSignature, "Qbrk", 4,
-                              kAutoGenerateReturnID, kAnyTransactionID, &ev, &err,
-                              "'----':'null'(),bDec:bool(@),bRFC:bool(@),sSEP:'TEXT'(@)", true,
-                              true, ""),
-            noErr);
-  EXPECT_EQ(err.fError, aeBuildSyntaxNoErr);
-  struct Param {
-    AEKeyword key;
-    DescType type;
-    Bytes data;
-  } params[] = {{keyDirectObject, typeNull, {}},
-                {fcc("bDec"), typeBoolean, {1}},
-                {fcc("bRFC"), typeBoolean, {1}},
-                {fcc("sSEP"), typeChar, {}}};
-  long count = 0;
-  ASSERT_EQ(AECountItems(&ev, &count), noErr);
-  ASSERT_EQ(count, 4);
-  for (long i = 1; i <= count; ++i) {
-    AEKeyword key = 0;
-    Desc p;
-    ASSERT_EQ(AEGetNthDesc(&ev, i, typeWildCard, &key, &p), noErr);
-    EXPECT_EQ(key, params[i - 1].key) << i;
-    EXPECT_EQ(p.descriptorType, params[i - 1].type) << i;
-    EXPECT_EQ(data(p), params[i - 1].data) << i;
-  }
-  AEEventClass cls = 0;
-  DescType type = 0;
-  ASSERT_EQ(AEGetAttributePtr(&ev, keyEventClassAttr, typeWildCard, &type, &cls, 4, nullptr),
-            noErr);
-  EXPECT_EQ(type, typeType);
-  EXPECT_EQ(cls, fcc("Qbrk"));
-  Desc addr;
-  ASSERT_EQ(AEGetAttributeDesc(&ev, keyAddressAttr, typeWildCard, &addr), noErr);
-  EXPECT_EQ(addr.descriptorType, typeApplSignature);
-  EXPECT_EQ(data(addr), text("Qbrk"));
-  AEReturnID rtid = 0;
-  ASSERT_EQ(AEGetAttributePtr(&ev, keyReturnIDAttr, typeSInt16, nullptr, &rtid, 2, nullptr), noErr);
-  EXPECT_NE(rtid, kAutoGenerateReturnID);
-}
-
 TEST(BuildAppleEvent, SyntaxErrorLeavesNullEvent) {
   Desc ev;
   AEBuildError err{};
@@ -232,56 +184,6 @@ TEST(BuildAppleEvent, SyntaxErrorLeavesNullEvent) {
   EXPECT_EQ(err.fError, aeBuildSyntaxNoEOF);
   EXPECT_EQ(err.fErrorPos, 29u);
   EXPECT_TRUE(ev.isNull());
-}
-
-struct ParamError {
-  const char* src;
-  AEBuildErrorCode code;
-  UInt32 pos;
-};
-
-class RejectsParameters : public testing::TestWithParam<ParamError> {};
-
-// A failed AEBuildParameters changes nothing in the event it was given.
-TEST_P(RejectsParameters, LeavesEventUntouched) {
-  Desc ev;
-  ASSERT_EQ(AECreateAppleEvent(fcc("test"), fcc("test"), nullptr, 1, 0, &ev), noErr);
-  ASSERT_EQ(AEBuildParameters(&ev, nullptr, "keep:1"), noErr);
-  AEBuildError err{};
-  EXPECT_EQ(AEBuildParameters(&ev, &err, GetParam().src), errAEBuildSyntaxError);
-  EXPECT_EQ(err.fError, GetParam().code);
-  EXPECT_EQ(err.fErrorPos, GetParam().pos);
-  long count = 0;
-  ASSERT_EQ(AECountItems(&ev, &count), noErr);
-  EXPECT_EQ(count, 1);
-}
-
-INSTANTIATE_TEST_SUITE_P(Params, RejectsParameters,
-                         testing::Values(ParamError{"a:1,", aeBuildSyntaxNoKey, 4},
-                                         ParamError{"a 1", aeBuildSyntaxNoColon, 2},
-                                         ParamError{"a:1 b:2", aeBuildSyntaxNoEOF, 4},
-                                         ParamError{"new:1,5:2", aeBuildSyntaxNoKey, 6},
-                                         ParamError{"a:", aeBuildSyntaxBadEOF, 2}));
-
-TEST(BuildParameters, OptionalKeywordsJoinTheOptkList) {
-  Desc ev;
-  ASSERT_EQ(AECreateAppleEvent(fcc("test"), fcc("test"), nullptr, 1, 0, &ev), noErr);
-  ASSERT_EQ(AEBuildParameters(&ev, nullptr, "~opt1:1, must:2"), noErr);
-  ASSERT_EQ(AEBuildParameters(&ev, nullptr, "~opt2:3, ~opt1:4"), noErr);
-  Desc optk;
-  ASSERT_EQ(AEGetAttributeDesc(&ev, keyOptionalKeywordAttr, typeAEList, &optk), noErr);
-  long count = 0;
-  ASSERT_EQ(AECountItems(&optk, &count), noErr);
-  ASSERT_EQ(count, 2);
-  FourCharCode keys[2] = {};
-  for (long i = 1; i <= 2; ++i)
-    ASSERT_EQ(AEGetNthPtr(&optk, i, typeKeyword, nullptr, nullptr, &keys[i - 1], 4, nullptr),
-              noErr);
-  EXPECT_EQ(keys[0], fcc("opt1"));
-  EXPECT_EQ(keys[1], fcc("opt2"));
-  SInt16 v = 0;
-  ASSERT_EQ(AEGetParamPtr(&ev, fcc("opt1"), typeSInt16, nullptr, &v, 2, nullptr), noErr);
-  EXPECT_EQ(v, 4);
 }
 
 } // namespace

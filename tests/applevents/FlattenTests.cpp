@@ -27,27 +27,6 @@ OSStatus unflattenStatus(const Bytes& b) {
   return status;
 }
 
-TEST(Flatten, KnownLayouts) {
-  Desc null, type, list, rec;
-  FourCharCode josh = fcc("Josh"), test = fcc("Test");
-  ASSERT_EQ(AECreateDesc(typeType, &josh, 4, &type), noErr);
-  ASSERT_EQ(AECreateList(nullptr, 0, false, &list), noErr);
-  ASSERT_EQ(AEPutPtr(&list, 0, typeChar, "/", 1), noErr);
-  ASSERT_EQ(AEPutPtr(&list, 0, typeType, &test, 4), noErr);
-  ASSERT_EQ(AECreateList(nullptr, 0, true, &rec), noErr);
-  ASSERT_EQ(AEPutKeyPtr(&rec, fcc("foo "), typeChar, "/", 1), noErr);
-  ASSERT_EQ(AEPutKeyPtr(&rec, fcc("bar "), typeType, &test, 4), noErr);
-
-  EXPECT_EQ(flatten(null), bytes("'dle2' 00000000 'null' 00000000"));
-  EXPECT_EQ(flatten(type), bytes("'dle2' 00000000 'type' 00000004 'Josh'"));
-  EXPECT_EQ(flatten(list), bytes("'dle2' 00000000 'list' 0000002E 00000000 00000000 00000018 "
-                                 "'list' 00000002 00000000 'TEXT' 00000001 2F00 "
-                                 "'type' 00000004 'Test'"));
-  EXPECT_EQ(flatten(rec), bytes("'dle2' 00000000 'reco' 00000036 00000000 00000000 00000018 "
-                                "'reco' 00000002 00000000 'foo ' 'TEXT' 00000001 2F00 "
-                                "'bar ' 'type' 00000004 'Test'"));
-}
-
 // The worked example of docs/flattened-descriptors.md: the layout a peer relies on.
 TEST(Flatten, DocumentedEventLayout) {
   Desc ev;
