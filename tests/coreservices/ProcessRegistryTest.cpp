@@ -49,46 +49,6 @@ TEST_F(ProcessRegistryTest, EnumeratesRegisteredApplicationsInLaunchOrderThenEnd
   EXPECT_EQ(seen[1], std::make_pair(second, code("Two2")));
 }
 
-TEST_F(ProcessRegistryTest, SerialNumbersAreStableAndNameOneProcess) {
-  pid_t pid = launchServedApp("Stbl");
-  ProcessSerialNumber a, b, current, self;
-  ASSERT_EQ(GetProcessForPID(pid, &a), noErr);
-  ASSERT_EQ(GetProcessForPID(pid, &b), noErr);
-  Boolean same = false;
-  EXPECT_EQ(SameProcess(&a, &b, &same), noErr);
-  EXPECT_TRUE(same);
-
-  ASSERT_EQ(GetCurrentProcess(&self), noErr);
-  current = {0, kCurrentProcess};
-  EXPECT_EQ(SameProcess(&self, &current, &same), noErr);
-  EXPECT_TRUE(same);
-  EXPECT_EQ(SameProcess(&a, &current, &same), noErr);
-  EXPECT_FALSE(same);
-
-  // The same pid with another start time is another process: not found.
-  ProcessSerialNumber reused{a.highLongOfPSN + 1, a.lowLongOfPSN};
-  pid_t found = 0;
-  EXPECT_EQ(GetProcessPID(&reused, &found), procNotFound);
-  ProcessInfoRec info{};
-  info.processInfoLength = sizeof info;
-  EXPECT_EQ(GetProcessInformation(&reused, &info), procNotFound);
-  ProcessSerialNumber system{0, kSystemProcess};
-  EXPECT_EQ(GetProcessInformation(&system, &info), procNotFound);
-  info.processInfoLength = 40;
-  EXPECT_EQ(GetProcessInformation(&a, &info), paramErr);
-
-  // The full-length record also gives the bundle back as a file reference.
-  FSRef ref;
-  info = {};
-  info.processInfoLength = sizeof info;
-  info.processAppRef = &ref;
-  ASSERT_EQ(GetProcessInformation(&a, &info), noErr);
-  UInt8 path[1024];
-  ASSERT_EQ(FSRefMakePath(&ref, path, sizeof path), noErr);
-  EXPECT_TRUE(std::string(reinterpret_cast<char*>(path)).ends_with("/Applications/Stbl.app"));
-  EXPECT_EQ(FSRefMakePath(&ref, path, 4), paramErr);
-}
-
 TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
   pid_t live = launchServedApp("Live");
   // A process that has exited, and a live pid (our own) recorded with a wrong start time.

@@ -171,15 +171,4 @@ AppleEvent testEvent(const char* id, const std::string& signature) {
   return event;
 }
 
-AppleEvent testEventToPid(const char* id, pid_t pid) {
-  AppleEvent event;
-  AEInitializeDesc(&event);
-  AEAddressDesc target;
-  AECreateDesc(typeKernelProcessID, &pid, sizeof pid, &target);
-  AECreateAppleEvent(code("TEST"), codeOf(id), &target, kAutoGenerateReturnID, kAnyTransactionID,
-                     &event);
-  AEDisposeDesc(&target);
-  return event;
-}
-
 } // namespace cstest

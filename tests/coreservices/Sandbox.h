@@ -59,7 +59,6 @@ protected:
 
 // An Apple Event of class 'TEST' addressed by signature (the bytes in order).
 AppleEvent testEvent(const char* id, const std::string& signature);
-AppleEvent testEventToPid(const char* id, pid_t pid);
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes, mode_t mode = 0644);

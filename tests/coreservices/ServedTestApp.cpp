@@ -52,17 +52,6 @@ OSErr countDescriptors(const AppleEvent*, AppleEvent* reply, SRefCon) {
   return AEPutParamPtr(reply, keyDirectObject, typeSInt32, &count, sizeof count);
 }
 
-SInt32 gEventsSeen = 0;
-
-OSErr note(const AppleEvent*, AppleEvent*, SRefCon) {
-  ++gEventsSeen;
-  return noErr;
-}
-
-OSErr seen(const AppleEvent*, AppleEvent* reply, SRefCon) {
-  return AEPutParamPtr(reply, keyDirectObject, typeSInt32, &gEventsSeen, sizeof gEventsSeen);
-}
-
 } // namespace
 
 int main() {
@@ -71,8 +60,7 @@ int main() {
     AEEventHandlerProcPtr handler;
   } handlers[] = {{0x6563686F /* echo */, echo},   {0x736C6F77 /* slow */, slow},
                   {0x65786974 /* exit */, vanish}, {0x71756974 /* quit */, quit},
-                  {0x6661696C /* fail */, fail},   {0x66646374 /* fdct */, countDescriptors},
-                  {0x6E6F7465 /* note */, note},   {0x7365656E /* seen */, seen}};
+                  {0x6661696C /* fail */, fail},   {0x66646374 /* fdct */, countDescriptors}};
   for (auto& entry : handlers)
     AEInstallEventHandler(kTestClass, entry.id, NewAEEventHandlerUPP(entry.handler), nullptr,
                           false);

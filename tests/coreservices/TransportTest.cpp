@@ -113,58 +113,6 @@ TEST_F(TransportTest, SendsBySignatureAndReturnsTheReply) {
   AEDisposeDesc(&event);
 }
 
-TEST_F(TransportTest, LargeBinaryMessagesArriveIntact) {
-  launchServedApp("Big1");
-  for (std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{8} << 20}) {
-    SCOPED_TRACE(size);
-    std::string message(size, '\0');
-    for (std::size_t i = 0; i < size; ++i)
-      message[i] = static_cast<char>((i * 131 + 7) & 0xFF); // NUL and 0xFF included
-    AppleEvent event = testEvent("echo", "Big1");
-    AEPutParamPtr(&event, keyDirectObject, typeChar, message.data(),
-                  static_cast<Size>(message.size()));
-    AppleEvent reply;
-    AEInitializeDesc(&reply);
-    ASSERT_EQ(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
-    std::string echoed(size, 'x');
-    Size actual = -1;
-    EXPECT_EQ(AEGetParamPtr(&reply, keyDirectObject, typeChar, nullptr, echoed.data(),
-                            static_cast<Size>(size), &actual),
-              noErr);
-    EXPECT_EQ(actual, static_cast<Size>(size));
-    EXPECT_TRUE(echoed == message);
-    AEDisposeDesc(&reply);
-    AEDisposeDesc(&event);
-  }
-}
-
-TEST_F(TransportTest, AddressesByPidAndSerialNumber) {
-  pid_t pid = launchServedApp("Addr");
-  SInt32 value = 11, echoed = 0;
-
-  AppleEvent byPid = testEventToPid("echo", pid);
-  AEPutParamPtr(&byPid, keyDirectObject, typeSInt32, &value, sizeof value);
-  AppleEvent reply;
-  AEInitializeDesc(&reply);
-  ASSERT_EQ(AESendMessage(&byPid, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
-  AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &echoed, sizeof echoed, nullptr);
-  EXPECT_EQ(echoed, 11);
-  AEDisposeDesc(&reply);
-  AEDisposeDesc(&byPid);
-
-  ProcessSerialNumber psn;
-  ASSERT_EQ(GetProcessForPID(pid, &psn), noErr);
-  AEAddressDesc target;
-  AECreateDesc(typeProcessSerialNumber, &psn, sizeof psn, &target);
-  AppleEvent byPSN;
-  AECreateAppleEvent(code("TEST"), code("echo"), &target, kAutoGenerateReturnID, kAnyTransactionID,
-                     &byPSN);
-  AEDisposeDesc(&target);
-  EXPECT_EQ(AESendMessage(&byPSN, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
-  AEDisposeDesc(&reply);
-  AEDisposeDesc(&byPSN);
-}
-
 TEST_F(TransportTest, ReportsMissingTargetsAndBadRequests) {
   launchServedApp("Here");
   EXPECT_EQ(sendValue("echo", "Gone", 1), procNotFound);
@@ -212,51 +160,6 @@ TEST_F(TransportTest, APeerThatDiesMidExchangeFailsAtOnce) {
   for (int i = 0; i < 200 && kill(pid, 0) == 0 && !runningApps().empty(); ++i)
     usleep(10'000);
   EXPECT_EQ(sendValue("echo", "Dies", 0), procNotFound);
-}
-
-TEST_F(TransportTest, NoReplyReturnsOnceAccepted) {
-  launchServedApp("Note");
-  AppleEvent reply;
-  AEInitializeDesc(&reply);
-  for (int i = 0; i < 5; ++i) {
-    AppleEvent event = testEvent("note", "Note");
-    EXPECT_EQ(AESendMessage(&event, &reply, kAENoReply, kAEDefaultTimeout), noErr);
-    EXPECT_EQ(reply.descriptorType, typeNull);
-    AEDisposeDesc(&event);
-  }
-  SInt32 seen = 0;
-  EXPECT_EQ(sendValue("seen", "Note", 0, &seen), noErr);
-  EXPECT_EQ(seen, 5);
-}
-
-OSErr answerLocally(const AppleEvent*, AppleEvent* reply, SRefCon refcon) {
-  ++*static_cast<int*>(refcon);
-  SInt32 answer = 99;
-  if (reply->descriptorType == typeNull)
-    return noErr;
-  return AEPutParamPtr(reply, keyDirectObject, typeSInt32, &answer, sizeof answer);
-}
-
-TEST_F(TransportTest, CurrentProcessIsServedInProcess) {
-  int calls = 0;
-  ASSERT_EQ(AEInstallEventHandler(code("LOCL"), code("here"), answerLocally, &calls, false), noErr);
-  ProcessSerialNumber self{0, kCurrentProcess};
-  AEAddressDesc target;
-  AECreateDesc(typeProcessSerialNumber, &self, sizeof self, &target);
-  AppleEvent event, reply;
-  AECreateAppleEvent(code("LOCL"), code("here"), &target, kAutoGenerateReturnID, kAnyTransactionID,
-                     &event);
-  AEInitializeDesc(&reply);
-  ASSERT_EQ(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
-  SInt32 answer = 0;
-  AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &answer, sizeof answer, nullptr);
-  EXPECT_EQ(answer, 99);
-  AEDisposeDesc(&reply);
-  EXPECT_EQ(AESendMessage(&event, &reply, kAENoReply, kAEDefaultTimeout), noErr);
-  EXPECT_EQ(calls, 2);
-  AEDisposeDesc(&event);
-  AEDisposeDesc(&target);
-  AERemoveEventHandler(code("LOCL"), code("here"), answerLocally, false);
 }
 
 TEST_F(TransportTest, ReplyPortCarriesTheExchangeAndDestroyingItClosesTheChannel) {
