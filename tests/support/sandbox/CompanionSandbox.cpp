@@ -226,16 +226,19 @@ void stopProcess(pid_t pid) {
   }
 }
 
-bool isRegistered(pid_t pid) {
-  ProcessSerialNumber process = {0, kNoProcess};
-  while (GetNextProcess(&process) == noErr) {
-    ProcessInfoRec info = {};
-    info.processInfoLength = sizeof info;
-    pid_t processPid = -1;
-    if (GetProcessInformation(&process, &info) == noErr &&
-        info.processSignature == kCompanionSignature &&
-        GetProcessPID(&process, &processPid) == noErr && processPid == pid)
-      return true;
+bool waitUntilRegistered(pid_t pid) {
+  for (int tries = 0; tries < 1000 && !isGone(pid); ++tries) {
+    ProcessSerialNumber process = {0, kNoProcess};
+    while (GetNextProcess(&process) == noErr) {
+      ProcessInfoRec info = {};
+      info.processInfoLength = sizeof info;
+      pid_t processPid = -1;
+      if (GetProcessInformation(&process, &info) == noErr &&
+          info.processSignature == kCompanionSignature &&
+          GetProcessPID(&process, &processPid) == noErr && processPid == pid)
+        return true;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   return false;
 }

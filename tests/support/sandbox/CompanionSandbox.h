@@ -75,8 +75,9 @@ std::vector<Json> receivedEvents(const fs::path& events);
 // Terminates a process that is not necessarily a child and waits until it is gone.
 void stopProcess(pid_t pid);
 
-// Whether an application with Quellbark's signature and this pid is registered.
-bool isRegistered(pid_t pid);
+// Waits until an application with Quellbark's signature and this pid is registered; false when
+// the process exits or ten seconds pass first.
+bool waitUntilRegistered(pid_t pid);
 
 std::string readFile(const fs::path& file);
 std::string hexOf(const std::vector<unsigned char>& bytes);

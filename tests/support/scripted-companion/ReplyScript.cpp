@@ -13,8 +13,6 @@ std::optional<DescType> typeNamed(std::string_view name) {
     return typeSInt16;
   if (name == "long")
     return typeSInt32;
-  if (name == "doub")
-    return typeIEEE64BitFloatingPoint;
   if (name == "TEXT")
     return typeChar;
   return std::nullopt;
@@ -54,13 +52,6 @@ std::optional<ScriptedValue> parseValue(std::string_view text, DescType defaultT
   }
   case typeSInt32: {
     std::int32_t n = 0;
-    if (!parseNumber(text, n))
-      return std::nullopt;
-    value.bytes = bytesOf(n);
-    break;
-  }
-  case typeIEEE64BitFloatingPoint: {
-    double n = 0;
     if (!parseNumber(text, n))
       return std::nullopt;
     value.bytes = bytesOf(n);

@@ -5,7 +5,7 @@
 // words separated by blanks:
 //   ok                   the default reply, nothing added
 // Blank lines and comment lines are skipped.
-//   score=TYPE:VALUE     the direct object '----': TYPE is shor, long, doub or TEXT
+//   score=TYPE:VALUE     the direct object '----': TYPE is shor, long or TEXT
 //   errn=VALUE           'errn' as 'shor'; errn=TYPE:VALUE for another type
 //   null                 answer with a null descriptor instead of a reply event
 //   delay=MS             wait MS milliseconds before answering

@@ -2,18 +2,14 @@
 // application bundle whose signature is the one under test, it registers like any application,
 // answers each Apple Event as its reply script says, and writes every event down.
 //
-//   scripted-companion [--script FILE] [--events FILE] [--hex-limit BYTES]
-//
-// Without options the files come from the environment: SCRIPTED_COMPANION_SCRIPT (the reply
-// script, see ReplyScript.h; none: every event gets the default reply) and
-// SCRIPTED_COMPANION_EVENTS (the record, see EventRecord.h; none: nothing is recorded) and
-// SCRIPTED_COMPANION_HEX_LIMIT (data longer than this is recorded by length and SHA-256; none:
-// everything in hex). The record is appended to, one line per event, before the event is
-// answered.
+// It takes its settings from the environment: SCRIPTED_COMPANION_SCRIPT (the reply script, see
+// ReplyScript.h; none: every event gets the default reply), SCRIPTED_COMPANION_EVENTS (the
+// record, see EventRecord.h; none: nothing is recorded) and SCRIPTED_COMPANION_HEX_LIMIT (data
+// longer than this is recorded by length and SHA-256; none: everything in hex). The record is
+// appended to, one line per event, before the event is answered.
 #include "EventRecord.h"
 #include "ReplyScript.h"
 
-#include <CLI/CLI.hpp>
 #include <Carbon/Carbon.h>
 
 #include <charconv>
@@ -79,35 +75,24 @@ OSErr answer(const AppleEvent* event, AppleEvent* reply, SRefCon refcon) {
   return noErr;
 }
 
-std::string envOr(const char* name, const std::string& given) {
-  if (!given.empty())
-    return given;
+std::string fromEnvironment(const char* name) {
   const char* value = std::getenv(name);
   return value ? value : "";
 }
 
 } // namespace
 
-int main(int argc, char** argv) {
-  CLI::App app{"Answers Apple Events as a reply script says and records them."};
-  std::string scriptPath, recordPath, hexLimit;
-  app.add_option("--script", scriptPath, "reply script (default $SCRIPTED_COMPANION_SCRIPT)");
-  app.add_option("--events", recordPath, "event record (default $SCRIPTED_COMPANION_EVENTS)");
-  app.add_option(
-      "--hex-limit", hexLimit,
-      "record longer data by length and SHA-256 (default $SCRIPTED_COMPANION_HEX_LIMIT)");
-  CLI11_PARSE(app, argc, argv);
-
+int main() {
   static Companion companion;
-  companion.recordPath = envOr("SCRIPTED_COMPANION_EVENTS", recordPath);
-  if (std::string limit = envOr("SCRIPTED_COMPANION_HEX_LIMIT", hexLimit); !limit.empty()) {
+  companion.recordPath = fromEnvironment("SCRIPTED_COMPANION_EVENTS");
+  if (std::string limit = fromEnvironment("SCRIPTED_COMPANION_HEX_LIMIT"); !limit.empty()) {
     auto [end, ec] = std::from_chars(limit.data(), limit.data() + limit.size(), companion.hexLimit);
     if (ec != std::errc() || end != limit.data() + limit.size()) {
       std::fprintf(stderr, "scripted-companion: bad hex limit %s\n", limit.c_str());
       return 2;
     }
   }
-  if (std::string path = envOr("SCRIPTED_COMPANION_SCRIPT", scriptPath); !path.empty()) {
+  if (std::string path = fromEnvironment("SCRIPTED_COMPANION_SCRIPT"); !path.empty()) {
     std::ifstream file(path);
     if (!file) {
       std::fprintf(stderr, "scripted-companion: cannot read %s\n", path.c_str());
