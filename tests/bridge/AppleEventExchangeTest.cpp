@@ -1,18 +1,14 @@
 // The bridge's events and replies against the scripted companion, over the real transport: what
 // goes out byte for byte, and what each shape of reply makes of the result.
 #include "CompanionSandbox.h"
+#include "HostTestSupport.h"
 
 #include "bridge/QuellbarkAppleEvents.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <fcntl.h>
 #include <fstream>
 #include <optional>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
 
 using namespace sandbox;
 
@@ -28,45 +24,12 @@ CFDataRef dataOf(const std::vector<unsigned char>& bytes) {
   return CFDataCreate(kCFAllocatorDefault, bytes.data(), CFIndex(bytes.size()));
 }
 
-// Everything written to stderr between construction and lines().
-class CapturedStderr {
-public:
-  explicit CapturedStderr(const fs::path& file) : mFile(file), mSaved(dup(2)) {
-    fflush(stderr);
-    int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    dup2(fd, 2);
-    close(fd);
-  }
-  ~CapturedStderr() { restore(); }
-  std::vector<std::string> lines() {
-    restore();
-    std::vector<std::string> result;
-    std::ifstream in(mFile);
-    for (std::string line; std::getline(in, line);)
-      result.push_back(line);
-    return result;
-  }
-
-private:
-  void restore() {
-    if (mSaved < 0)
-      return;
-    fflush(stderr);
-    dup2(mSaved, 2);
-    close(mSaved);
-    mSaved = -1;
-  }
-  fs::path mFile;
-  int mSaved;
-};
-
 class CompanionExchange : public testing::Test {
 protected:
   void SetUp() override { mSandbox.enterInThisProcess(); }
   void TearDown() override {
     if (mCompanion > 0)
       stopProcess(mCompanion);
-    unsetenv("AE_DEFAULT_TIMEOUT_TICKS");
   }
 
   // Starts the scripted companion from a bundle that no search would find, and waits until it
@@ -76,12 +39,7 @@ protected:
     fs::path bundle = makeCompanionBundle(mSandbox.root / "elsewhere");
     mCompanion =
         spawnProcess({(bundle / "Contents/MacOS/Quellbark").string()}, mSandbox.environment());
-    for (int tries = 0; !isRegistered(mCompanion); ++tries) {
-      int status = 0;
-      ASSERT_EQ(waitpid(mCompanion, &status, WNOHANG), 0) << "the companion exited";
-      ASSERT_LT(tries, 1000) << "the companion did not register";
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    ASSERT_TRUE(waitUntilRegistered(mCompanion));
   }
 
   AppleEvent built(AEEventID id, const std::vector<unsigned char>& message) {
@@ -93,6 +51,7 @@ protected:
   }
 
   Sandbox mSandbox;
+  testsupport::TempDir mScratch;
   pid_t mCompanion = -1;
 };
 
@@ -181,47 +140,7 @@ TEST_F(CompanionExchange, VoidSendReportsErrnAndIgnoresContent) {
   }
 }
 
-// --- Failed sends ----------------------------------------------------------------------------
-
-TEST_F(CompanionExchange, NobodyToTalkTo) {
-  AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("m"));
-  SInt16 score = kUntouched;
-  EXPECT_EQ(sendAppleEventReturnInt(&event, &score), procNotFound);
-  EXPECT_EQ(score, kUntouched);
-  EXPECT_EQ(event.descriptorType, typeNull);
-}
-
-TEST_F(CompanionExchange, ReplyTooLateTimesOut) {
-  startCompanion("delay=1500 score=shor:73");
-  setenv("AE_DEFAULT_TIMEOUT_TICKS", "12", 1);
-  AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("m"));
-  SInt16 score = kUntouched;
-  EXPECT_EQ(sendAppleEventReturnInt(&event, &score), errAETimeout);
-  EXPECT_EQ(score, kUntouched);
-  EXPECT_EQ(event.descriptorType, typeNull);
-}
-
-TEST_F(CompanionExchange, CompanionDyingMidExchangeFailsWithoutWaitingForTheTimeout) {
-  startCompanion("die");
-  setenv("AE_DEFAULT_TIMEOUT_TICKS", "1200", 1);
-  AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("m"));
-  SInt16 score = kUntouched;
-  OSErr result = sendAppleEventReturnInt(&event, &score);
-  EXPECT_NE(result, noErr);
-  EXPECT_NE(result, errAETimeout);
-  EXPECT_EQ(score, kUntouched);
-  EXPECT_EQ(event.descriptorType, typeNull);
-  EXPECT_EQ(receivedEvents(mSandbox.events).size(), 1u) << "it died after receiving the event";
-}
-
 // --- What goes out ---------------------------------------------------------------------------
-
-std::vector<unsigned char> severalMebibytes() {
-  std::vector<unsigned char> bytes(5 * 1024 * 1024 + 3);
-  for (std::size_t i = 0; i < bytes.size(); ++i)
-    bytes[i] = static_cast<unsigned char>(i * 7 + (i >> 11));
-  return bytes;
-}
 
 struct OutgoingCase {
   const char* name;
@@ -286,14 +205,14 @@ TEST_P(OutgoingEvent, CarriesTheFixedParametersAndTheMessageIntact) {
   EXPECT_TRUE(parameters[4]["hex"] == hexOf(GetParam().message)) << "the message bytes differ";
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Messages, OutgoingEvent,
-    testing::Values(
-        OutgoingCase{"QscrBinary", kQuellbarkScoreEvent, {0x00, 0xFF, 'a', 0x00, '\n', 0x80, 0xFF}},
-        OutgoingCase{"addSEmpty", kQuellbarkTrainSpamEvent, {}},
-        OutgoingCase{"addGOdd", kQuellbarkTrainGoodEvent, bytesOf("Subject: x\n\nodd")},
-        OutgoingCase{"QscrLarge", kQuellbarkScoreEvent, severalMebibytes()}),
-    [](const auto& c) { return std::string(c.param.name); });
+INSTANTIATE_TEST_SUITE_P(Messages, OutgoingEvent,
+                         testing::Values(OutgoingCase{"QscrBinary",
+                                                      kQuellbarkScoreEvent,
+                                                      {0x00, 0xFF, 'a', 0x00, '\n', 0x80, 0xFF}},
+                                         OutgoingCase{"addSEmpty", kQuellbarkTrainSpamEvent, {}},
+                                         OutgoingCase{"addGOdd", kQuellbarkTrainGoodEvent,
+                                                      bytesOf("Subject: x\n\nodd")}),
+                         [](const auto& c) { return std::string(c.param.name); });
 
 // --- The training exchange and its log -------------------------------------------------------
 
@@ -302,7 +221,7 @@ struct TrainingCase {
   const char* script;
   long threshold;
   bool withData;
-  std::vector<std::string> lines;
+  const char* log;
   std::size_t eventsSent;
 };
 
@@ -316,66 +235,23 @@ TEST_P(TrainingLog, WritesExactlyTheseLines) {
   mSandbox.setLogLevel(GetParam().threshold);
   startCompanion(GetParam().script);
   CFDataRef data = GetParam().withData ? dataOf(bytesOf("Subject: spam\n\nbuy\n")) : nullptr;
-  CapturedStderr captured(mSandbox.root / "stderr.txt");
+  testsupport::StderrCapture captured(mScratch);
   trainWithMessageData(data, kQuellbarkTrainSpamEvent);
-  EXPECT_EQ(captured.lines(), GetParam().lines);
+  EXPECT_EQ(captured.text(), GetParam().log);
   EXPECT_EQ(receivedEvents(mSandbox.events).size(), GetParam().eventsSent);
   if (data)
     CFRelease(data);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    AtTheErrorThreshold, TrainingLog,
-    testing::Values(TrainingCase{"Trained", "ok", 40, true, {}, 1},
-                    TrainingCase{"ErrnZero", "errn=0", 40, true, {}, 1},
-                    TrainingCase{"Refused",
-                                 "errn=-50",
-                                 40,
-                                 true,
-                                 {"Quellbark Thunderbird Plug-In: error sending train event -50"},
-                                 1},
-                    TrainingCase{"RefusedBelowThreshold", "errn=-50", 41, true, {}, 1},
-                    TrainingCase{"NoData",
-                                 "ok",
-                                 40,
-                                 false,
-                                 {"Quellbark Thunderbird Plug-In: NULL messageData when training"},
-                                 0}),
-    [](const auto& c) { return std::string(c.param.name); });
+constexpr const char* kRefused = "Quellbark Thunderbird Plug-In: error sending train event -50\n";
+constexpr const char* kNoData = "Quellbark Thunderbird Plug-In: NULL messageData when training\n";
 
-TEST_F(CompanionExchange, TrainingThatTimesOutLogsTheTimeout) {
-  mSandbox.setLogLevel(40);
-  startCompanion("delay=1500");
-  setenv("AE_DEFAULT_TIMEOUT_TICKS", "12", 1);
-  CFDataRef data = dataOf(bytesOf("m"));
-  CapturedStderr captured(mSandbox.root / "stderr.txt");
-  trainWithMessageData(data, kQuellbarkTrainGoodEvent);
-  EXPECT_EQ(
-      captured.lines(),
-      std::vector<std::string>{"Quellbark Thunderbird Plug-In: error sending train event -1712"});
-  CFRelease(data);
-}
-
-// --- Resources -------------------------------------------------------------------------------
-
-std::size_t openDescriptors() {
-  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-}
-
-TEST_F(CompanionExchange, AThousandExchangesLeaveNoDescriptorOpen) {
-  startCompanion("score=shor:42");
-  fs::remove(mSandbox.events); // keep the record small: only count from here
-  auto exchange = [&] {
-    AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("Subject: a\n\nb\n"));
-    SInt16 score = 0;
-    ASSERT_EQ(sendAppleEventReturnInt(&event, &score), noErr);
-    ASSERT_EQ(score, 42);
-  };
-  exchange();
-  std::size_t before = openDescriptors();
-  for (int i = 0; i < 1000; ++i)
-    exchange();
-  EXPECT_EQ(openDescriptors(), before);
-}
+INSTANTIATE_TEST_SUITE_P(AtTheErrorThreshold, TrainingLog,
+                         testing::Values(TrainingCase{"Trained", "ok", 40, true, "", 1},
+                                         TrainingCase{"Refused", "errn=-50", 40, true, kRefused, 1},
+                                         TrainingCase{"RefusedBelowThreshold", "errn=-50", 41, true,
+                                                      "", 1},
+                                         TrainingCase{"NoData", "ok", 40, false, kNoData, 0}),
+                         [](const auto& c) { return std::string(c.param.name); });
 
 } // namespace

@@ -4,12 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
 #include <optional>
 #include <sstream>
-#include <sys/wait.h>
-#include <thread>
 
 using namespace sandbox;
 
@@ -181,12 +178,7 @@ TEST_F(Launcher, AlreadyRunningMeansNoSearchNoLaunchNoNotice) {
   fs::path bundle = makeCompanionBundle(mSandbox.root / "elsewhere");
   pid_t running =
       spawnProcess({(bundle / "Contents/MacOS/Quellbark").string()}, mSandbox.environment());
-  for (int tries = 0; !isRegistered(running); ++tries) {
-    int status = 0;
-    ASSERT_EQ(waitpid(running, &status, WNOHANG), 0) << "the companion exited";
-    ASSERT_LT(tries, 1000) << "the companion did not register";
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
+  ASSERT_TRUE(waitUntilRegistered(running));
   EXPECT_TRUE(drive({"launch", "2"}).empty());
   EXPECT_EQ(startedCompanions(mSandbox.events), std::vector<pid_t>{running});
   expectNotices(notices(), std::nullopt);
