@@ -13,18 +13,15 @@
 #include "nsIGenericFactory.h"
 #include "nsIInputStream.h"
 #include "nsIJunkMailPlugin.h"
-#include "nsILocalFile.h"
 #include "nsIMIMEHeaderParam.h"
 #include "nsIMimeMiscStatus.h"
 #include "nsIModule.h"
-#include "nsIMsgHdr.h"
 #include "nsIMsgMailNewsUrl.h"
 #include "nsIMsgMessageService.h"
 #include "nsIMsgWindow.h"
 #include "nsIPrefBranch.h"
 #include "nsIPrefService.h"
 #include "nsIServiceManager.h"
-#include "nsISimpleEnumerator.h"
 #include "nsIStreamListener.h"
 #include "nsIStringEnumerator.h"
 #include "nsIURL.h"
@@ -59,14 +56,11 @@ TEST(InterfaceIDs, MatchTheHostsIdentities) {
       IID_CASE(nsIServiceManager, "{8bb35ed9-e332-462d-9155-4a002ab5c958}"),
       IID_CASE(nsIComponentRegistrar, "{2417cbfe-65ad-48a6-b4b6-eb84db174392}"),
       IID_CASE(nsIFile, "{c8c0a080-0868-11d3-915f-d9d889d48e3c}"),
-      IID_CASE(nsILocalFile, "{aa610f20-a889-11d3-8c81-000064657374}"),
-      IID_CASE(nsISimpleEnumerator, "{d1899240-f9d2-11d2-bdd6-000064657374}"),
       IID_CASE(nsIGenericFactory, "{3bc97f00-ccdf-11d2-bab8-b548654461fc}"),
       IID_CASE(nsIMsgFilterPlugin, "{e2e56690-a676-11d6-80c9-00008646b737}"),
       IID_CASE(nsIJunkMailPlugin, "{caf3d467-d57c-11d6-96a9-00039310a47a}"),
       IID_CASE(nsIJunkMailClassificationListener, "{0243f3d6-d583-11d6-898a-00039310a47a}"),
       IID_CASE(nsIMsgWindow, "{bce0ab71-11ff-428e-9edc-69abad73b697}"),
-      IID_CASE(nsIMsgDBHdr, "{b5212a60-f93f-11d2-951c-006097222b83}"),
       IID_CASE(nsIMsgMessageService, "{f11009c1-f697-11d2-807f-006008128c4e}"),
       IID_CASE(nsIMsgMailNewsUrl, "{6cffceb0-cb8c-11d2-8065-006008128c4e}"),
       IID_CASE(nsIMsgHeaderSink, "{c3c4473c-fe01-4afc-bf91-c811baebef63}"),
@@ -215,8 +209,6 @@ TEST(SlotLayout, ComponentAndPreferenceInterfaces) {
       SLOT(nsIModule::CanUnload, 6),
       SLOT(nsIComponentManager::CreateInstanceByContractID, 6),
       SLOT(nsIServiceManager::GetServiceByContractID, 4),
-      SLOT(nsIComponentRegistrar::RegisterFactoryLocation, 7),
-      SLOT(nsIComponentRegistrar::ContractIDToCID, 14),
       SLOT(nsIPrefBranch::GetIntPref, 9),
       SLOT(nsIPrefBranch::ResetBranch, 20),
       SLOT(nsIPrefService::GetBranch, 7),
