@@ -6,7 +6,6 @@ namespace {
 
 class EchoImpl final : public nsITestEcho {
 public:
-
   NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override {
     if (aIID.Equals(NS_GET_IID(nsITestEcho)) || aIID.Equals(NS_GET_IID(nsISupports))) {
       *aResult = this;
