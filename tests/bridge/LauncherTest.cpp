@@ -141,7 +141,6 @@ INSTANTIATE_TEST_SUITE_P(
                    1,
                    {"system/Applications/Internet/Quellbark.app"},
                    std::nullopt},
-        LaunchCase{"NowhereAtAll", [](const Sandbox&) {}, 2, 2, {}, kNotFound},
         LaunchCase{"OnlyBrokenFixedCopies",
                    [](const Sandbox& s) {
                      makeCompanionBundle(s.systemRoot / "Applications", kUnsignedBroken);

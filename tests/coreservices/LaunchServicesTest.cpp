@@ -99,21 +99,6 @@ TEST_F(LaunchServicesTest, LaunchReturnsOnceRegisteredAndDoesNotLaunchTwice) {
   EXPECT_EQ(runningApps().size(), 2u);
 }
 
-TEST_F(LaunchServicesTest, FixedLocationsUnderApplicationsFollowTheSystemRoot) {
-  EXPECT_EQ(open("/Applications/Fixed.app"), kLSApplicationNotFoundErr);
-  makeBundle(applications() + "/Internet", "Fixed.app");
-  EXPECT_EQ(open("/Applications/Fixed.app"), kLSApplicationNotFoundErr);
-  EXPECT_EQ(open("/Applications/Internet/Fixed.app"), noErr);
-  EXPECT_EQ(runningApps().size(), 1u);
-
-  makeBundle(applications(), "Fixed.app");
-  EXPECT_EQ(open("/Applications/Fixed.app"), noErr);
-  EXPECT_EQ(runningApps().size(), 2u);
-  // Only the local domain moves: other absolute paths are taken as they are.
-  EXPECT_EQ(open(mSystemRoot + "/Applications/Fixed.app"), noErr);
-  EXPECT_EQ(runningApps().size(), 2u);
-}
-
 struct RefusalCase {
   const char* name;
   BundleLayout layout;
