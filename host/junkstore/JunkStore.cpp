@@ -75,8 +75,8 @@ JunkStore::JunkStore(const std::filesystem::path& file) : mFile(file) {
     // write-ahead log a commit needs no sync, and only a power loss can take the last ones.
     execute("PRAGMA journal_mode = WAL");
     execute("PRAGMA synchronous = NORMAL");
-    // The table grows with the mail; the pages a lookup or an insert touches do not.
-    execute("PRAGMA cache_size = -256");
+    // The table grows with the mail; the few pages an insert or a lookup touches do not.
+    execute("PRAGMA cache_size = -64");
     execute(kSchema);
   } catch (...) {
     sqlite3_close(mDb);
