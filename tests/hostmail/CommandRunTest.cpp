@@ -84,6 +84,27 @@ TEST_F(CommandRunTest, ClassifiesEachFolderAsABatchAndStoresPluginVerdicts) {
   EXPECT_EQ(store.all().size(), 5u);
 }
 
+TEST_F(CommandRunTest, ALargeFolderGoesInBoundedBatchesAndEveryMessageIsReported) {
+  constexpr std::size_t kCount = 2 * ClassifyRun::kBatchSize + 1;
+  for (std::size_t i = 0; i < kCount; ++i)
+    dir.write("Big/cur/" + std::to_string(1000 + i) + ".x:2,",
+              i % 3 == 0 ? "Subject: SPAM\n\nx\n" : "Subject: ok\n\nx\n");
+  ClassifyRun run(plugin, mail, store);
+  ClassifyReport report = classify(run, {dir / "Big"});
+
+  EXPECT_EQ(plugin->requestSizes,
+            (std::vector<std::size_t>{ClassifyRun::kBatchSize, ClassifyRun::kBatchSize, 1}));
+  std::vector<std::pair<std::string, Verdict>> got = verdicts();
+  ASSERT_EQ(got.size(), kCount);
+  for (std::size_t i = 0; i < kCount; ++i)
+    ASSERT_EQ(got[i], std::make_pair("Big#" + std::to_string(1000 + i) + ".x",
+                                     i % 3 == 0 ? Verdict::Junk : Verdict::Good));
+  EXPECT_EQ(report.messages, kCount);
+  EXPECT_EQ(report.junk, (kCount + 2) / 3);
+  EXPECT_TRUE(report.errors.empty() && report.unclassified.empty());
+  EXPECT_EQ(store.all().size(), kCount);
+}
+
 TEST_F(CommandRunTest, ProblemsStayWithTheirFolderOrMessage) {
   dir.write("Stalls", "From a\nSubject: 1\n\nok\n\nFrom b\nSubject: 2\n\nNOREPORT\n\n"
                       "From c\nSubject: 3\n\nnever reached\n");
