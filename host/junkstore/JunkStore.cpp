@@ -87,6 +87,8 @@ JunkStore::JunkStore(const std::filesystem::path& file) : mFile(file) {
 JunkStore::~JunkStore() {
   sqlite3_finalize(mInsert);
   sqlite3_finalize(mFind);
+  sqlite3_finalize(mBegin);
+  sqlite3_finalize(mCommit);
   sqlite3_close(mDb);
 }
 
@@ -100,7 +102,7 @@ void JunkStore::execute(const char* sql) {
 }
 
 void JunkStore::record(const std::vector<JunkStatus>& statuses) {
-  execute("BEGIN IMMEDIATE");
+  step(prepared(mBegin, "BEGIN IMMEDIATE"));
   try {
     sqlite3_stmt* insert =
         prepared(mInsert, "INSERT INTO junk_status (uri, score, origin, time) VALUES (?, ?, ?, ?)"
@@ -113,13 +115,13 @@ void JunkStore::record(const std::vector<JunkStatus>& statuses) {
       sqlite3_bind_int(insert, 2, status.score);
       sqlite3_bind_text(insert, 3, originName(status.origin), -1, SQLITE_STATIC);
       sqlite3_bind_int64(insert, 4, status.time ? status.time : now);
-      int step = sqlite3_step(insert);
+      int result = sqlite3_step(insert);
       sqlite3_reset(insert);
       sqlite3_clear_bindings(insert);
-      if (step != SQLITE_DONE)
+      if (result != SQLITE_DONE)
         throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
     }
-    execute("COMMIT");
+    step(prepared(mCommit, "COMMIT"));
   } catch (...) {
     sqlite3_exec(mDb, "ROLLBACK", nullptr, nullptr, nullptr);
     throw;
@@ -135,6 +137,13 @@ sqlite3_stmt* JunkStore::prepared(sqlite3_stmt*& statement, const char* sql) con
       sqlite3_prepare_v3(mDb, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
     throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
   return statement;
+}
+
+void JunkStore::step(sqlite3_stmt* statement) {
+  int result = sqlite3_step(statement);
+  sqlite3_reset(statement);
+  if (result != SQLITE_DONE)
+    throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
 }
 
 std::optional<JunkStatus> JunkStore::find(const std::string& uri) const {

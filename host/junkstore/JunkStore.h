@@ -68,11 +68,14 @@ public:
 private:
   void execute(const char* sql);
   sqlite3_stmt* prepared(sqlite3_stmt*& statement, const char* sql) const;
+  void step(sqlite3_stmt* statement); // one that returns no rows
 
   std::filesystem::path mFile;
   sqlite3* mDb = nullptr;
   mutable sqlite3_stmt* mInsert = nullptr; // prepared once, used for every status
   mutable sqlite3_stmt* mFind = nullptr;
+  sqlite3_stmt* mBegin = nullptr;
+  sqlite3_stmt* mCommit = nullptr;
 };
 
 } // namespace mailhost
