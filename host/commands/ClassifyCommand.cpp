@@ -94,6 +94,7 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
         if (options.json) {
           json.emplace(out);
           run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
+            progress.clear();
             for (const ClassifyOutcome& outcome : batch)
               json->add(outcome);
           });
