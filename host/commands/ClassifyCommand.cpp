@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
+#include <optional>
 #include <ostream>
 
 namespace mailhost {
@@ -24,23 +25,45 @@ const char* verdictName(ClassifyOutcome::Verdict verdict) {
   }
 }
 
-nlohmann::json toJson(const ClassifyReport& report) {
-  nlohmann::json messages = nlohmann::json::array();
-  for (const ClassifyOutcome& m : report.messages) {
+// Writes the --json document as the run goes: the messages batch by batch, the summary and
+// the errors at the end, so that the output need not be held in memory.
+class JsonReportWriter {
+public:
+  explicit JsonReportWriter(std::ostream& out) : mOut(out) { mOut << "{\n  \"messages\": ["; }
+
+  void add(const ClassifyOutcome& m) {
     nlohmann::json entry = {
         {"uri", m.uri}, {"folder", m.folder}, {"verdict", verdictName(m.verdict)}};
     if (!m.error.empty())
       entry["error"] = m.error;
-    messages.push_back(entry);
+    mOut << (mFirst ? "\n    " : ",\n    ") << indented(entry, 4);
+    mFirst = false;
   }
-  return {{"messages", messages},
-          {"summary",
-           {{"messages", report.messages.size()},
-            {"junk", report.count(ClassifyOutcome::Verdict::Junk)},
-            {"good", report.count(ClassifyOutcome::Verdict::Good)},
-            {"unclassified", report.count(ClassifyOutcome::Verdict::Unclassified)}}},
-          {"errors", report.errors}};
-}
+
+  void finish(const ClassifyReport& report) {
+    nlohmann::json summary = {{"messages", report.messages},
+                              {"junk", report.junk},
+                              {"good", report.good},
+                              {"unclassified", report.unclassified.size()}};
+    mOut << (mFirst ? "]" : "\n  ]") << ",\n  \"summary\": " << indented(summary, 2)
+         << ",\n  \"errors\": " << indented(report.errors, 2) << "\n}\n";
+  }
+
+private:
+  static std::string indented(const nlohmann::json& value, std::size_t depth) {
+    std::string text = value.dump(2);
+    std::string result;
+    for (char c : text) {
+      result += c;
+      if (c == '\n')
+        result.append(depth, ' ');
+    }
+    return result;
+  }
+
+  std::ostream& mOut;
+  bool mFirst = true;
+};
 
 } // namespace
 
@@ -67,27 +90,33 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
             progress.clear();
             out << verdictName(outcome.verdict) << "  " << outcome.uri << std::endl;
           });
+        std::optional<JsonReportWriter> json;
+        if (options.json) {
+          json.emplace(out);
+          run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
+            progress.clear();
+            for (const ClassifyOutcome& outcome : batch)
+              json->add(outcome);
+          });
+        }
         run.onProgress([&](std::size_t done, std::size_t total) { progress.draw(done, total); });
 
         std::vector<std::filesystem::path> paths(options.paths.begin(), options.paths.end());
         ClassifyReport report = run.run(paths);
         progress.clear();
 
-        if (options.json) {
-          out << toJson(report).dump(2) << "\n";
+        if (json) {
+          json->finish(report);
         } else {
-          for (const ClassifyOutcome& m : report.messages)
-            if (m.verdict == ClassifyOutcome::Verdict::Unclassified)
-              out << "unclassified  " << m.uri << "\n";
-          out << report.messages.size()
-              << " messages: " << report.count(ClassifyOutcome::Verdict::Junk) << " junk, "
-              << report.count(ClassifyOutcome::Verdict::Good) << " good, "
+          for (const std::string& uri : report.unclassified)
+            out << "unclassified  " << uri << "\n";
+          out << report.messages << " messages: " << report.count(ClassifyOutcome::Verdict::Junk)
+              << " junk, " << report.count(ClassifyOutcome::Verdict::Good) << " good, "
               << report.count(ClassifyOutcome::Verdict::Unclassified) << " not classified\n";
         }
         for (const std::string& error : report.errors)
           err << "mailhost: " << error << "\n";
-        bool complete =
-            report.errors.empty() && report.count(ClassifyOutcome::Verdict::Unclassified) == 0;
+        bool complete = report.errors.empty() && report.unclassified.empty();
         return complete ? 0 : 1;
       });
 }

@@ -2,10 +2,12 @@
 
 #include "ClassificationListener.h"
 #include "MailError.h"
+#include "MailStore.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <string_view>
 
 namespace mailhost {
 
@@ -25,9 +27,14 @@ std::string refusalReason(const std::string& uri, nsresult rv) {
 }
 
 std::size_t ClassifyReport::count(ClassifyOutcome::Verdict verdict) const {
-  return static_cast<std::size_t>(
-      std::count_if(messages.begin(), messages.end(),
-                    [verdict](const ClassifyOutcome& m) { return m.verdict == verdict; }));
+  switch (verdict) {
+  case ClassifyOutcome::Verdict::Junk:
+    return junk;
+  case ClassifyOutcome::Verdict::Good:
+    return good;
+  default:
+    return unclassified.size();
+  }
 }
 
 ClassifyRun::ClassifyRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store)
@@ -35,34 +42,41 @@ ClassifyRun::ClassifyRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStor
 
 ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folders) {
   ClassifyReport report;
-  std::vector<std::pair<std::size_t, std::size_t>> batches; // first message, count
+  // Listed up front for the count; a listing names its messages only when asked.
+  std::vector<std::pair<std::string, FolderListing>> listings;
   for (const std::filesystem::path& folder : folders) {
     try {
-      std::vector<MessageRef> refs = mMail.store().messagesIn(folder);
-      batches.emplace_back(report.messages.size(), refs.size());
-      for (const MessageRef& ref : refs)
-        report.messages.push_back(
-            {ref.uri, folder.string(), ClassifyOutcome::Verdict::Unclassified, {}});
+      listings.emplace_back(folder.string(), mMail.store().list(folder));
+      report.messages += listings.back().second.size();
     } catch (const MailError& error) {
       report.errors.push_back(std::string("cannot read folder ") + error.what());
     }
   }
-  mTotal = report.messages.size();
+  mTotal = report.messages;
   mDone = 0;
   if (mOnProgress)
     mOnProgress(mDone, mTotal);
-  for (auto [first, count] : batches)
-    if (count > 0) // the plug-in reads the first URI even of an empty batch
-      classifyBatch(first, count, report);
+  std::vector<ClassifyOutcome> batch;
+  for (auto& [folder, listing] : listings) {
+    for (std::size_t first = 0; first < listing.size(); first += kBatchSize) {
+      batch.clear();
+      for (std::size_t i = first; i < std::min(listing.size(), first + kBatchSize); ++i)
+        batch.push_back({listing.at(i).uri, folder, ClassifyOutcome::Verdict::Unclassified, {}});
+      classifyBatch(batch, report);
+      if (mOnBatch)
+        mOnBatch(batch);
+    }
+    listing = FolderListing(); // done with: let its keys go
+  }
   return report;
 }
 
-void ClassifyRun::classifyBatch(std::size_t first, std::size_t count, ClassifyReport& report) {
-  std::map<std::string, std::size_t> waiting; // URI -> index in the report
+void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
+  std::map<std::string_view, std::size_t> waiting; // URI -> index in the batch
   std::vector<const char*> uris;
-  for (std::size_t i = first; i < first + count; ++i) {
-    waiting.emplace(report.messages[i].uri, i);
-    uris.push_back(report.messages[i].uri.c_str());
+  for (std::size_t i = 0; i < batch.size(); ++i) {
+    waiting.emplace(batch[i].uri, i);
+    uris.push_back(batch[i].uri.c_str());
   }
 
   // Called from inside the plug-in: nothing may be thrown back through it.
@@ -75,11 +89,11 @@ void ClassifyRun::classifyBatch(std::size_t first, std::size_t count, ClassifyRe
                                   uri);
           return;
         }
-        ClassifyOutcome& outcome = report.messages[it->second];
+        ClassifyOutcome& outcome = batch[it->second];
         waiting.erase(it);
-        outcome.verdict = classification == nsIJunkMailPlugin::JUNK
-                              ? ClassifyOutcome::Verdict::Junk
-                              : ClassifyOutcome::Verdict::Good;
+        bool junk = classification == nsIJunkMailPlugin::JUNK;
+        outcome.verdict = junk ? ClassifyOutcome::Verdict::Junk : ClassifyOutcome::Verdict::Good;
+        ++(junk ? report.junk : report.good);
         try {
           mStore.record(uri, junkScoreFor(classification), JunkOrigin::Plugin);
         } catch (const JunkStoreError& error) {
@@ -96,7 +110,7 @@ void ClassifyRun::classifyBatch(std::size_t first, std::size_t count, ClassifyRe
   nsresult rv =
       mPlugin->ClassifyMessages(static_cast<PRUint32>(uris.size()), uris.data(), nullptr, listener);
   if (NS_FAILED(rv)) {
-    const std::string& uri = report.messages[first].uri;
+    const std::string& uri = batch.front().uri;
     auto why = mMail.failures().find(uri);
     report.errors.push_back("cannot classify " + uri + ": " +
                             (why != mMail.failures().end() ? why->second : refusalReason(uri, rv)));
@@ -105,8 +119,7 @@ void ClassifyRun::classifyBatch(std::size_t first, std::size_t count, ClassifyRe
   }
   listener->detach();
 
-  for (std::size_t i = first; i < first + count; ++i) {
-    ClassifyOutcome& outcome = report.messages[i];
+  for (ClassifyOutcome& outcome : batch) {
     auto why = mMail.failures().find(outcome.uri);
     if (why != mMail.failures().end()) {
       outcome.error = why->second;
@@ -115,6 +128,8 @@ void ClassifyRun::classifyBatch(std::size_t first, std::size_t count, ClassifyRe
     } else if (outcome.verdict == ClassifyOutcome::Verdict::Unclassified) {
       outcome.error = NS_FAILED(rv) ? "the request failed" : "never classified";
     }
+    if (outcome.verdict == ClassifyOutcome::Verdict::Unclassified)
+      report.unclassified.push_back(outcome.uri);
   }
 }
 

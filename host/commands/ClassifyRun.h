@@ -21,35 +21,48 @@ struct ClassifyOutcome {
   std::string error; // why it could not be read or classified, if it could not
 };
 
+// The sum of a run. The outcomes themselves are handed out batch by batch as the run goes (a
+// run may cover any number of messages); only those never classified are kept.
 struct ClassifyReport {
-  std::vector<ClassifyOutcome> messages; // folder by folder, in folder order
+  std::size_t messages = 0;
+  std::size_t junk = 0;
+  std::size_t good = 0;
+  std::vector<std::string> unclassified; // their URIs, in folder order
   std::vector<std::string> errors;       // one line per problem, naming its folder or message
   std::size_t count(ClassifyOutcome::Verdict verdict) const;
 };
 
-// Classifies folders through the junk-mail plug-in as the host does for new mail: one
-// ClassifyMessages batch per folder, one after the other, each verdict stored (origin plugin,
-// score 100 or 0) in its own transaction as it arrives. A batch ends when every message is
-// reported or the event loop runs dry; what was never reported stays unclassified.
+// Classifies folders through the junk-mail plug-in as the host does for new mail: each folder
+// in ClassifyMessages batches of at most kBatchSize messages, one after the other, each verdict
+// stored (origin plugin, score 100 or 0) in its own transaction as it arrives. A batch ends
+// when every message is reported or the event loop runs dry; what was never reported stays
+// unclassified.
 class ClassifyRun {
 public:
+  static constexpr std::size_t kBatchSize = 256;
+
   using ResultCallback = std::function<void(const ClassifyOutcome&)>;
+  using BatchCallback = std::function<void(const std::vector<ClassifyOutcome>&)>;
   using ProgressCallback = std::function<void(std::size_t done, std::size_t total)>;
 
   ClassifyRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store);
 
+  // Each verdict as it arrives.
   void onResult(ResultCallback callback) { mOnResult = std::move(callback); }
+  // Each batch's outcomes in folder order once the batch has ended, errors included.
+  void onBatch(BatchCallback callback) { mOnBatch = std::move(callback); }
   void onProgress(ProgressCallback callback) { mOnProgress = std::move(callback); }
 
   ClassifyReport run(const std::vector<std::filesystem::path>& folders);
 
 private:
-  void classifyBatch(std::size_t first, std::size_t count, ClassifyReport& report);
+  void classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
 
   nsCOMPtr<nsIJunkMailPlugin> mPlugin;
   MailServices& mMail;
   JunkStore& mStore;
   ResultCallback mOnResult;
+  BatchCallback mOnBatch;
   ProgressCallback mOnProgress;
   std::size_t mDone = 0;
   std::size_t mTotal = 0;

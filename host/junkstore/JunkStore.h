@@ -8,6 +8,7 @@
 #include <vector>
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 namespace mailhost {
 
@@ -43,7 +44,9 @@ public:
 
 // The junk statuses of a profile, in an SQLite database readable by its owner only (0600).
 // Every record call is its own transaction, so a run that is cut short keeps every status it
-// has already recorded.
+// has already recorded. Commits are not synced to the disk one by one (a write-ahead log with
+// normal synchronisation): a crash of the process loses nothing, a power loss may lose the
+// statuses recorded last.
 class JunkStore {
 public:
   static constexpr const char* kFileName = "junkstatus.sqlite";
@@ -64,9 +67,15 @@ public:
 
 private:
   void execute(const char* sql);
+  sqlite3_stmt* prepared(sqlite3_stmt*& statement, const char* sql) const;
+  void step(sqlite3_stmt* statement); // one that returns no rows
 
   std::filesystem::path mFile;
   sqlite3* mDb = nullptr;
+  mutable sqlite3_stmt* mInsert = nullptr; // prepared once, used for every status
+  mutable sqlite3_stmt* mFind = nullptr;
+  sqlite3_stmt* mBegin = nullptr;
+  sqlite3_stmt* mCommit = nullptr;
 };
 
 } // namespace mailhost

@@ -210,6 +210,7 @@ FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize) {
 }
 
 constexpr std::string_view kFromLine = "From ";
+constexpr std::uint64_t kReadAtOnceLimit = 64 * 1024;
 
 } // namespace
 
@@ -256,9 +257,20 @@ FilterForm toFilterForm(const MessageExtent& extent) {
     start = at;
   }
 
-  GRef<GMimeStream> whole(g_mime_stream_fs_new(file.release()));
-  GRef<GMimeStream> message(
-      g_mime_stream_substream(whole.get(), static_cast<gint64>(start), static_cast<gint64>(end)));
+  // A small message is read at once (one read instead of the parser's seeks and reads, for
+  // most mail); a large one is read part by part from the file as it is converted.
+  GRef<GMimeStream> message;
+  if (end - start <= kReadAtOnceLimit) {
+    GByteArray* bytes = g_byte_array_sized_new(static_cast<guint>(end - start));
+    g_byte_array_set_size(bytes, static_cast<guint>(end - start));
+    message.reset(g_mime_stream_mem_new_with_byte_array(bytes)); // the stream owns the bytes
+    std::size_t got = file.readAt(start, reinterpret_cast<char*>(bytes->data), bytes->len);
+    g_byte_array_set_size(bytes, static_cast<guint>(got));
+  } else {
+    GRef<GMimeStream> whole(g_mime_stream_fs_new(file.release()));
+    message.reset(
+        g_mime_stream_substream(whole.get(), static_cast<gint64>(start), static_cast<gint64>(end)));
+  }
   try {
     return convert(message.get(), static_cast<std::size_t>(end - start));
   } catch (const MailError& error) {

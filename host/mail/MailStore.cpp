@@ -62,34 +62,93 @@ std::string MailStore::messageFileUri(const fs::path& file) {
          std::string(kMessageDisplayType);
 }
 
+std::size_t FolderListing::size() const {
+  if (mMaildir)
+    return mMaildir->size();
+  return mFileUri.empty() ? mMboxKeys.size() : 1;
+}
+
+MessageRef FolderListing::at(std::size_t i) const {
+  if (!mFileUri.empty())
+    return {mFileUri, MessageRef::Kind::MessageFile, mPath, {}};
+  std::string key = mMaildir ? std::string(mMaildir->key(i)) : std::to_string(mMboxKeys[i]);
+  return {mUriPrefix + percentEscape(key, false), MessageRef::Kind::FolderMessage, mPath,
+          std::move(key)};
+}
+
 std::vector<MessageRef> MailStore::messagesIn(const fs::path& given) const {
+  FolderListing listing = list(given);
+  std::vector<MessageRef> refs;
+  refs.reserve(listing.size());
+  for (std::size_t i = 0; i < listing.size(); ++i)
+    refs.push_back(listing.at(i));
+  return refs;
+}
+
+FolderListing MailStore::list(const fs::path& given) const {
   fs::path path = canonicalMailPath(given);
   std::error_code ec;
   fs::file_status status = fs::status(path, ec);
   if (status.type() == fs::file_type::not_found)
     throw MailError(MailErrorKind::NotFound, given.string() + ": no such file or directory");
 
-  std::vector<MessageRef> refs;
+  FolderListing listing;
+  listing.mPath = path;
   if (status.type() == fs::file_type::directory) {
     if (!isMaildir(path))
       throw MailError(MailErrorKind::NotAFolder,
                       given.string() + ": a directory that is not a Maildir (no cur/ or new/)");
-    for (const MaildirEntry& entry : listMaildir(path))
-      refs.push_back(
-          {messageUri(path, entry.key), MessageRef::Kind::FolderMessage, path, entry.key});
-    return refs;
+    listing.mUriPrefix = std::string(kMessageUriPrefix) + mRoot.uriPathFor(path) + "#";
+    listing.mMaildir = maildirIndex(path, true);
+    return listing;
   }
 
   ReadOnlyFile file(path);
   if (hasMessageFileExtension(path) || (file.size() > 0 && !looksLikeMbox(file))) {
-    refs.push_back({messageFileUri(path), MessageRef::Kind::MessageFile, path, {}});
-    return refs;
+    listing.mFileUri = messageFileUri(path);
+    return listing;
   }
-  for (const MboxEntry& entry : scanMbox(file)) {
-    std::string key = std::to_string(entry.key);
-    refs.push_back({messageUri(path, key), MessageRef::Kind::FolderMessage, path, key});
+  listing.mUriPrefix = std::string(kMessageUriPrefix) + mRoot.uriPathFor(path) + "#";
+  for (const MboxEntry& entry : scanMbox(file))
+    listing.mMboxKeys.push_back(entry.key);
+  return listing;
+}
+
+std::shared_ptr<const MaildirIndex> MailStore::maildirIndex(const fs::path& dir,
+                                                            bool relist) const {
+  std::shared_ptr<const MaildirIndex>& index = mMaildirs[dir];
+  if (!index || relist) {
+    try {
+      index = std::make_shared<const MaildirIndex>(dir);
+    } catch (...) {
+      mMaildirs.erase(dir);
+      throw;
+    }
   }
-  return refs;
+  return index;
+}
+
+MessageExtent MailStore::locateInMaildir(const MessageRef& message) const {
+  checkMaildirKey(message.key);
+  bool listedNow = !mMaildirs.contains(message.path);
+  std::shared_ptr<const MaildirIndex> index = maildirIndex(message.path, false);
+  for (;;) {
+    if (std::optional<std::size_t> i = index->find(message.key)) {
+      fs::path file = index->file(*i);
+      try {
+        return {file, 0, ReadOnlyFile(file).size()};
+      } catch (const MailError& error) {
+        if (error.kind() != MailErrorKind::NotFound || listedNow)
+          throw;
+      }
+    } else if (listedNow) {
+      throw MailError(MailErrorKind::NoSuchMessage,
+                      message.path.string() + ": no message with key " + message.key);
+    }
+    // Another program moved, renamed or deleted messages since the folder was listed.
+    index = maildirIndex(message.path, true);
+    listedNow = true;
+  }
 }
 
 MessageRef MailStore::parseUri(std::string_view uri) const {
@@ -103,8 +162,12 @@ MessageRef MailStore::parseUri(std::string_view uri) const {
     std::string key = percentUnescape(keyText);
     if (key.empty())
       throw badUri(uri, "an empty message key");
-    return {std::string(uri), MessageRef::Kind::FolderMessage,
-            mRoot.folderPathFor(rest.substr(0, hash)), key};
+    std::string_view uriPath = rest.substr(0, hash);
+    if (uriPath != mLastUriPath || mLastUriPath.empty()) {
+      mLastFolder = mRoot.folderPathFor(uriPath);
+      mLastUriPath = uriPath;
+    }
+    return {std::string(uri), MessageRef::Kind::FolderMessage, mLastFolder, key};
   }
   std::size_t colon = uri.find(':');
   std::string_view scheme = uri.substr(0, colon == std::string_view::npos ? 0 : colon);
@@ -122,10 +185,8 @@ MessageExtent MailStore::locate(const MessageRef& message) const {
     return {message.path, 0, file.size()};
   }
   std::error_code ec;
-  if (fs::is_directory(message.path, ec)) {
-    fs::path file = findMaildirMessage(message.path, message.key);
-    return {file, 0, ReadOnlyFile(file).size()};
-  }
+  if (mMaildirs.contains(message.path) || fs::is_directory(message.path, ec))
+    return locateInMaildir(message);
   ReadOnlyFile file(message.path);
   if (!isDecimal(message.key))
     throw MailError(MailErrorKind::NoSuchMessage,

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +37,24 @@ struct MessageExtent {
   std::uint64_t length = 0;
 };
 
+class MaildirIndex;
+
+// The messages of one folder (or the one message of a message file) in folder order, as listed
+// at one moment, each named only when asked for: a folder may hold tens of thousands.
+class FolderListing {
+public:
+  std::size_t size() const;
+  MessageRef at(std::size_t i) const;
+
+private:
+  friend class MailStore;
+  std::filesystem::path mPath;
+  std::string mUriPrefix; // the URI of a message up to its key
+  std::shared_ptr<const MaildirIndex> mMaildir;
+  std::vector<std::uint64_t> mMboxKeys;
+  std::string mFileUri; // a message file: its one URI
+};
+
 // The local mail folders as seen through their URIs. Opens mail files read-only, always.
 class MailStore {
 public:
@@ -46,12 +66,15 @@ public:
   // file, in folder order. A regular file is a message file when it is named *.eml or *.msg,
   // or when it is neither empty nor has a "From " separator line. Throws MailError.
   std::vector<MessageRef> messagesIn(const std::filesystem::path& path) const;
+  FolderListing list(const std::filesystem::path& path) const;
 
   // Reads a URI's text. Throws MailError(BadUri) for anything that is not a message URI of
   // the forms above (also accepted: a mailbox: URL carrying type=application/x-message-display).
   MessageRef parseUri(std::string_view uri) const;
 
   // Finds the message's bytes. Throws MailError (NotFound, AccessDenied, NoSuchMessage, ...).
+  // A Maildir folder is listed once and its index kept; it is listed again when a message is
+  // not where the index has it (moved to cur/, renamed for its flags, deleted).
   MessageExtent locate(const MessageRef& message) const;
 
   // The mail URL of a message as the mailbox service names it: mailbox:///<path>?number=<key>
@@ -61,7 +84,16 @@ public:
   static std::string messageFileUri(const std::filesystem::path& file);
 
 private:
+  std::shared_ptr<const MaildirIndex> maildirIndex(const std::filesystem::path& dir,
+                                                   bool relist) const;
+  MessageExtent locateInMaildir(const MessageRef& message) const;
+
   MailRoot mRoot;
+  // What the lookups of one run have learnt: the Maildir folders listed, and the folder path
+  // of the URI path last resolved (a batch names one folder message after message).
+  mutable std::map<std::filesystem::path, std::shared_ptr<const MaildirIndex>> mMaildirs;
+  mutable std::string mLastUriPath;
+  mutable std::filesystem::path mLastFolder;
 };
 
 } // namespace mailhost

@@ -3,7 +3,12 @@
 #include "MailError.h"
 
 #include <algorithm>
-#include <map>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
@@ -12,49 +17,32 @@ namespace mailhost {
 namespace {
 
 constexpr const char* kSubdirs[] = {"cur", "new"};
+constexpr std::size_t kSubdirPrefix = 4; // "cur/" or "new/"
 
-std::string keyOf(const std::string& name) {
+std::string_view keyOf(std::string_view name) {
   return name.substr(0, name.find(':'));
 }
 
-MailError listError(const fs::path& dir, const std::error_code& ec) {
+MailError listError(const fs::path& dir, int error) {
   MailErrorKind kind = MailErrorKind::Io;
-  if (ec == std::errc::no_such_file_or_directory)
+  if (error == ENOENT)
     kind = MailErrorKind::NotFound;
-  else if (ec == std::errc::permission_denied)
+  else if (error == EACCES)
     kind = MailErrorKind::AccessDenied;
-  return MailError(kind, dir.string() + ": " + ec.message());
+  return MailError(kind, dir.string() + ": " + std::strerror(error));
 }
 
-// Calls `visit(name, path)` for every message file of the folder.
-template <typename Visit>
-void forEachMessageFile(const fs::path& dir, Visit visit) {
-  bool listedAny = false;
-  for (const char* sub : kSubdirs) {
-    std::error_code ec;
-    fs::directory_iterator it(dir / sub, ec);
-    if (ec) {
-      if (ec == std::errc::no_such_file_or_directory)
-        continue;
-      throw listError(dir / sub, ec);
-    }
-    listedAny = true;
-    for (; it != fs::directory_iterator(); it.increment(ec)) {
-      std::string name = it->path().filename().string();
-      std::error_code typeError;
-      if (name.empty() || name.front() == '.' || !it->is_regular_file(typeError))
-        continue;
-      visit(name, it->path());
-    }
-    if (ec)
-      throw listError(dir / sub, ec);
-  }
-  if (!listedAny) {
-    std::error_code ec;
-    if (!fs::exists(dir, ec))
-      throw MailError(MailErrorKind::NotFound, dir.string() + ": no such file or directory");
-    throw MailError(MailErrorKind::NotAFolder, dir.string() + ": not a Maildir folder");
-  }
+struct DirCloser {
+  void operator()(DIR* dir) const { ::closedir(dir); }
+};
+
+bool isRegularFile(DIR* dir, const dirent* entry) {
+  if (entry->d_type == DT_REG)
+    return true;
+  if (entry->d_type != DT_LNK && entry->d_type != DT_UNKNOWN)
+    return false;
+  struct stat info {};
+  return ::fstatat(::dirfd(dir), entry->d_name, &info, 0) == 0 && S_ISREG(info.st_mode);
 }
 
 } // namespace
@@ -64,29 +52,73 @@ bool isMaildir(const fs::path& dir) {
   return fs::is_directory(dir / "cur", ec) || fs::is_directory(dir / "new", ec);
 }
 
-std::vector<MaildirEntry> listMaildir(const fs::path& dir) {
-  std::map<std::string, fs::path> byKey; // cur/ is listed first and wins over a stale new/ copy
-  forEachMessageFile(dir, [&](const std::string& name, const fs::path& path) {
-    byKey.emplace(keyOf(name), path);
+MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
+  bool listedAny = false;
+  for (const char* sub : kSubdirs) {
+    fs::path subdir = dir / sub;
+    std::unique_ptr<DIR, DirCloser> listing(::opendir(subdir.c_str()));
+    if (!listing) {
+      if (errno == ENOENT)
+        continue;
+      throw listError(subdir, errno);
+    }
+    listedAny = true;
+    errno = 0;
+    while (const dirent* entry = ::readdir(listing.get())) {
+      if (entry->d_name[0] != '.' && isRegularFile(listing.get(), entry)) {
+        mEntries.push_back(static_cast<std::uint32_t>(mNames.size()));
+        mNames.append(sub).append("/").append(entry->d_name).push_back('\0');
+      }
+      errno = 0;
+    }
+    if (errno != 0)
+      throw listError(subdir, errno);
+  }
+  if (!listedAny) {
+    std::error_code ec;
+    if (!fs::exists(dir, ec))
+      throw MailError(MailErrorKind::NotFound, dir.string() + ": no such file or directory");
+    throw MailError(MailErrorKind::NotAFolder, dir.string() + ": not a Maildir folder");
+  }
+  // Stable, so that of two files with one key the one in cur/ (listed first) stays.
+  std::stable_sort(mEntries.begin(), mEntries.end(), [this](std::uint32_t a, std::uint32_t b) {
+    return keyOf(mNames.c_str() + a + kSubdirPrefix) < keyOf(mNames.c_str() + b + kSubdirPrefix);
   });
-  std::vector<MaildirEntry> entries;
-  for (auto& [key, path] : byKey)
-    entries.push_back({key, path});
-  return entries;
+  mEntries.erase(std::unique(mEntries.begin(), mEntries.end(),
+                             [this](std::uint32_t a, std::uint32_t b) {
+                               return keyOf(mNames.c_str() + a + kSubdirPrefix) ==
+                                      keyOf(mNames.c_str() + b + kSubdirPrefix);
+                             }),
+                 mEntries.end());
+  mEntries.shrink_to_fit();
+  mNames.shrink_to_fit();
 }
 
-fs::path findMaildirMessage(const fs::path& dir, std::string_view key) {
+std::string_view MaildirIndex::name(std::size_t i) const {
+  return mNames.c_str() + mEntries[i];
+}
+
+std::string_view MaildirIndex::key(std::size_t i) const {
+  return keyOf(name(i).substr(kSubdirPrefix));
+}
+
+fs::path MaildirIndex::file(std::size_t i) const {
+  return mDir / name(i);
+}
+
+std::optional<std::size_t> MaildirIndex::find(std::string_view wanted) const {
+  auto it = std::lower_bound(mEntries.begin(), mEntries.end(), wanted,
+                             [this](std::uint32_t entry, std::string_view k) {
+                               return keyOf(mNames.c_str() + entry + kSubdirPrefix) < k;
+                             });
+  if (it == mEntries.end() || keyOf(mNames.c_str() + *it + kSubdirPrefix) != wanted)
+    return std::nullopt;
+  return static_cast<std::size_t>(it - mEntries.begin());
+}
+
+void checkMaildirKey(std::string_view key) {
   if (key.empty() || key.find('/') != std::string_view::npos || key == "." || key == "..")
     throw MailError(MailErrorKind::BadUri, "bad Maildir key \"" + std::string(key) + "\"");
-  fs::path found;
-  forEachMessageFile(dir, [&](const std::string& name, const fs::path& path) {
-    if (found.empty() && keyOf(name) == key)
-      found = path;
-  });
-  if (found.empty())
-    throw MailError(MailErrorKind::NoSuchMessage,
-                    dir.string() + ": no message with key " + std::string(key));
-  return found;
 }
 
 } // namespace mailhost

@@ -1,28 +1,44 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace mailhost {
 
-// One message of a Maildir folder. Its key is the file's unique name: the file name up to the
-// first ':' (the part after it holds flags that change when a message is read or moved from
-// new/ to cur/), so the key, and the message's URI, stay the same for the message's life.
-struct MaildirEntry {
-  std::string key;
-  std::filesystem::path file;
-};
-
 // True for a directory with a cur/ or new/ subdirectory.
 bool isMaildir(const std::filesystem::path& dir);
 
-// The messages of cur/ and new/, sorted by key (hidden files and subdirectories skipped).
-// Throws MailError(NotFound / AccessDenied) when the folder cannot be listed.
-std::vector<MaildirEntry> listMaildir(const std::filesystem::path& dir);
+// The messages of a Maildir folder as listed at one moment. A message's key is the file's unique
+// name: the file name up to the first ':' (the part after it holds flags that change when a
+// message is read or moved from new/ to cur/), so the key, and the message's URI, stay the same
+// for the message's life.
+// Sorted by key; hidden files and subdirectories are skipped, and cur/ wins over a stale copy
+// in new/. The names live in one buffer: a folder may hold tens of thousands of messages and
+// its index is kept for a whole run.
+class MaildirIndex {
+public:
+  // Lists cur/ and new/. Throws MailError(NotFound / AccessDenied / NotAFolder / Io).
+  explicit MaildirIndex(const std::filesystem::path& dir);
 
-// The file of the message with that key; throws MailError(NoSuchMessage) when there is none.
-std::filesystem::path findMaildirMessage(const std::filesystem::path& dir, std::string_view key);
+  const std::filesystem::path& dir() const { return mDir; }
+  std::size_t size() const { return mEntries.size(); }
+  std::string_view key(std::size_t i) const;
+  std::filesystem::path file(std::size_t i) const;
+  std::optional<std::size_t> find(std::string_view key) const;
+
+private:
+  std::string_view name(std::size_t i) const; // "cur/<file name>" or "new/<file name>"
+
+  std::filesystem::path mDir;
+  std::string mNames;                  // the names one after the other, each ended by '\0'
+  std::vector<std::uint32_t> mEntries; // where each name starts in mNames, in key order
+};
+
+// Throws MailError(BadUri) for a key that cannot name a file of the folder.
+void checkMaildirKey(std::string_view key);
 
 } // namespace mailhost

@@ -26,9 +26,17 @@ class CommandRunTest : public ::testing::Test {
 protected:
   CommandRunTest() : store(dir / "junkstatus.sqlite"), plugin(new FakeJunkPlugin) {}
 
-  std::vector<std::pair<std::string, Verdict>> verdicts(const ClassifyReport& report) {
+  // Runs the folders, keeping every outcome as the batches hand them out.
+  ClassifyReport classify(ClassifyRun& run, const std::vector<std::filesystem::path>& folders) {
+    run.onBatch([this](const std::vector<ClassifyOutcome>& batch) {
+      outcomes.insert(outcomes.end(), batch.begin(), batch.end());
+    });
+    return run.run(folders);
+  }
+
+  std::vector<std::pair<std::string, Verdict>> verdicts() {
     std::vector<std::pair<std::string, Verdict>> result;
-    for (const ClassifyOutcome& m : report.messages) {
+    for (const ClassifyOutcome& m : outcomes) {
       std::string uri = m.uri.substr(0, m.uri.find('?'));
       result.emplace_back(uri.substr(uri.rfind('/') + 1), m.verdict);
     }
@@ -39,6 +47,7 @@ protected:
   JunkStore store;
   MailServices mail;
   nsCOMPtr<FakeJunkPlugin> plugin;
+  std::vector<ClassifyOutcome> outcomes;
 };
 
 } // namespace
@@ -54,24 +63,46 @@ TEST_F(CommandRunTest, ClassifiesEachFolderAsABatchAndStoresPluginVerdicts) {
   run.onProgress([&](std::size_t done, std::size_t total) { progress.emplace_back(done, total); });
   run.onResult([&](const ClassifyOutcome& outcome) { announced.push_back(outcome.uri); });
 
-  ClassifyReport report = run.run({dir / "Inbox", dir / "Box", dir / "one.eml"});
-  EXPECT_EQ(verdicts(report),
-            (std::vector<std::pair<std::string, Verdict>>{{"Inbox#0", Verdict::Junk},
-                                                          {"Inbox#33", Verdict::Good},
-                                                          {"Box#1.x", Verdict::Junk},
-                                                          {"Box#2.y", Verdict::Good},
-                                                          {"one.eml", Verdict::Good}}));
+  ClassifyReport report = classify(run, {dir / "Inbox", dir / "Box", dir / "one.eml"});
+  EXPECT_EQ(verdicts(), (std::vector<std::pair<std::string, Verdict>>{{"Inbox#0", Verdict::Junk},
+                                                                      {"Inbox#33", Verdict::Good},
+                                                                      {"Box#1.x", Verdict::Junk},
+                                                                      {"Box#2.y", Verdict::Good},
+                                                                      {"one.eml", Verdict::Good}}));
   EXPECT_TRUE(report.errors.empty()) << report.errors.front();
   EXPECT_EQ(announced.size(), 5u);
   EXPECT_EQ(progress.front(), std::make_pair(std::size_t{0}, std::size_t{5}));
   EXPECT_EQ(progress.back(), std::make_pair(std::size_t{5}, std::size_t{5}));
 
-  std::optional<JunkStatus> junk = store.find(report.messages[0].uri);
+  EXPECT_EQ(report.count(Verdict::Junk), 2u);
+  EXPECT_EQ(report.count(Verdict::Good), 3u);
+  std::optional<JunkStatus> junk = store.find(outcomes[0].uri);
   ASSERT_TRUE(junk);
   EXPECT_EQ(junk->score, 100);
   EXPECT_EQ(junk->origin, JunkOrigin::Plugin);
-  EXPECT_EQ(store.find(report.messages[1].uri)->score, 0);
+  EXPECT_EQ(store.find(outcomes[1].uri)->score, 0);
   EXPECT_EQ(store.all().size(), 5u);
+}
+
+TEST_F(CommandRunTest, ALargeFolderGoesInBoundedBatchesAndEveryMessageIsReported) {
+  constexpr std::size_t kCount = 2 * ClassifyRun::kBatchSize + 1;
+  for (std::size_t i = 0; i < kCount; ++i)
+    dir.write("Big/cur/" + std::to_string(1000 + i) + ".x:2,",
+              i % 3 == 0 ? "Subject: SPAM\n\nx\n" : "Subject: ok\n\nx\n");
+  ClassifyRun run(plugin, mail, store);
+  ClassifyReport report = classify(run, {dir / "Big"});
+
+  EXPECT_EQ(plugin->requestSizes,
+            (std::vector<std::size_t>{ClassifyRun::kBatchSize, ClassifyRun::kBatchSize, 1}));
+  std::vector<std::pair<std::string, Verdict>> got = verdicts();
+  ASSERT_EQ(got.size(), kCount);
+  for (std::size_t i = 0; i < kCount; ++i)
+    ASSERT_EQ(got[i], std::make_pair("Big#" + std::to_string(1000 + i) + ".x",
+                                     i % 3 == 0 ? Verdict::Junk : Verdict::Good));
+  EXPECT_EQ(report.messages, kCount);
+  EXPECT_EQ(report.junk, (kCount + 2) / 3);
+  EXPECT_TRUE(report.errors.empty() && report.unclassified.empty());
+  EXPECT_EQ(store.all().size(), kCount);
 }
 
 TEST_F(CommandRunTest, ProblemsStayWithTheirFolderOrMessage) {
@@ -84,9 +115,9 @@ TEST_F(CommandRunTest, ProblemsStayWithTheirFolderOrMessage) {
   plugin->refusedUri = mail.store().messagesIn(dir / "Refused").at(0).uri;
 
   ClassifyRun run(plugin, mail, store);
-  ClassifyReport report = run.run({dir / "Stalls", dir / "Missing", dir / "Refused", dir / "Broken",
-                                   dir / "Chatty", dir / "Fine"});
-  EXPECT_EQ(verdicts(report),
+  ClassifyReport report = classify(run, {dir / "Stalls", dir / "Missing", dir / "Refused",
+                                         dir / "Broken", dir / "Chatty", dir / "Fine"});
+  EXPECT_EQ(verdicts(),
             (std::vector<std::pair<std::string, Verdict>>{{"Stalls#0", Verdict::Good},
                                                           {"Stalls#23", Verdict::Unclassified},
                                                           {"Stalls#52", Verdict::Unclassified},
@@ -94,16 +125,17 @@ TEST_F(CommandRunTest, ProblemsStayWithTheirFolderOrMessage) {
                                                           {"Broken#1.z", Verdict::Good},
                                                           {"Chatty#0", Verdict::Good},
                                                           {"Fine#0", Verdict::Junk}}));
-  EXPECT_EQ(report.messages[1].error, "never classified");
+  EXPECT_EQ(outcomes[1].error, "never classified");
   // The plug-in classified the unreadable message all the same (as good); the host knows why.
-  EXPECT_NE(report.messages[4].error.find("not a mail message"), std::string::npos);
+  EXPECT_NE(outcomes[4].error.find("not a mail message"), std::string::npos);
   ASSERT_EQ(report.errors.size(), 4u);
   EXPECT_NE(report.errors[0].find((dir / "Missing").string()), std::string::npos);
   EXPECT_EQ(report.errors[1].rfind("cannot classify " + plugin->refusedUri, 0), 0u);
-  EXPECT_EQ(report.errors[2].rfind("cannot read message " + report.messages[4].uri, 0), 0u);
+  EXPECT_EQ(report.errors[2].rfind("cannot read message " + outcomes[4].uri, 0), 0u);
   EXPECT_NE(report.errors[3].find("bogus://nothing"), std::string::npos);
-  EXPECT_EQ(report.count(Verdict::Unclassified), 3u);
-  EXPECT_FALSE(store.find(report.messages[1].uri));
+  EXPECT_EQ(report.unclassified,
+            (std::vector<std::string>{outcomes[1].uri, outcomes[2].uri, outcomes[3].uri}));
+  EXPECT_FALSE(store.find(outcomes[1].uri));
 }
 
 TEST_F(CommandRunTest, MarkingPassesTheUsersPreviousVerdictAndStoresTheNewOne) {

@@ -82,6 +82,7 @@ NS_IMETHODIMP FakeJunkPlugin::ClassifyMessages(PRUint32 aCount, const char** aMs
                                                nsIMsgWindow*,
                                                nsIJunkMailClassificationListener* aListener) {
   mBatch.assign(aMsgURIs, aMsgURIs + aCount);
+  requestSizes.push_back(aCount);
   mListener = aListener;
   return classifyFrom(0);
 }

@@ -17,7 +17,8 @@ class FakeJunkPlugin final : public nsIJunkMailPlugin {
 public:
   std::string refusedUri;
   std::vector<std::tuple<std::string, nsMsgJunkStatus, nsMsgJunkStatus>> trained;
-  std::vector<nsresult> streamStatuses; // OnStopRequest statuses, in order
+  std::vector<nsresult> streamStatuses;  // OnStopRequest statuses, in order
+  std::vector<std::size_t> requestSizes; // of each ClassifyMessages request
 
   NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override;
   NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mRefCount; }

@@ -127,14 +127,26 @@ TEST(Maildir, KeysAreUniqueNamesThatSurviveFlagChanges) {
   EXPECT_EQ(before[1].key, "999.bb.host");
   EXPECT_EQ(before[0].uri, "mailbox-message://nobody@Local%20Folders/box#1000.aa.host");
 
-  // Reading the message moves it to cur/ with flags: same key, same URI, still found.
+  EXPECT_EQ(store.locate(before[1]).file, dir / "box/new/999.bb.host");
+
+  // Another program reads the message, moving it to cur/ with flags: the same key and URI, and
+  // the lookup still finds it although the folder was listed before.
   fs::rename(dir / "box/new/999.bb.host", dir / "box/cur/999.bb.host:2,RS");
-  std::vector<MessageRef> after = store.messagesIn(dir / "box");
-  ASSERT_EQ(after.size(), 2u);
-  EXPECT_EQ(after[1].uri, before[1].uri);
   MessageExtent extent = store.locate(store.parseUri(before[1].uri));
   EXPECT_EQ(extent.file, dir / "box/cur/999.bb.host:2,RS");
   EXPECT_EQ(extent.length, 14u);
+  // Flags changed again, a message arrived, one was deleted.
+  fs::rename(dir / "box/cur/999.bb.host:2,RS", dir / "box/cur/999.bb.host:2,RST");
+  EXPECT_EQ(store.locate(before[1]).file, dir / "box/cur/999.bb.host:2,RST");
+  dir.write("box/new/2000.cc.host", "Subject: c\n\nC\n");
+  EXPECT_EQ(store.locate(store.parseUri(store.messageUri(dir / "box", "2000.cc.host"))).file,
+            dir / "box/new/2000.cc.host");
+  fs::remove(dir / "box/cur/1000.aa.host:2,S");
+  EXPECT_EQ(errorKindOf([&] { store.locate(before[0]); }), MailErrorKind::NoSuchMessage);
+
+  std::vector<MessageRef> after = store.messagesIn(dir / "box");
+  ASSERT_EQ(after.size(), 2u);
+  EXPECT_EQ(after[1].uri, before[1].uri); // 2000.cc.host sorts first
 }
 
 TEST(MailRoot, FolderPathsAndUriPathsMapBothWays) {
