@@ -257,7 +257,25 @@ void BM_RawSocket_KeptConnection(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kMessageSize));
 }
 
+// The look-up the plug-in makes before every exchange: the process list walked from its start
+// until the served application's signature turns up.
+void BM_ProcessWalk(benchmark::State& state) {
+  setUpWorld();
+  for (auto _ : state) {
+    ProcessSerialNumber psn{0, kNoProcess};
+    bool found = false;
+    while (!found && GetNextProcess(&psn) == noErr) {
+      ProcessInfoRec info{};
+      info.processInfoLength = 60;
+      found = GetProcessInformation(&psn, &info) == noErr && info.processSignature == 0x426E6368;
+    }
+    if (!found)
+      state.SkipWithError("the served application is not in the process list");
+  }
+}
+
 BENCHMARK(BM_AppleEvent_PortPerExchange);
+BENCHMARK(BM_ProcessWalk);
 BENCHMARK(BM_RawSocket_ConnectionPerExchange);
 BENCHMARK(BM_AppleEvent_KeptPort);
 BENCHMARK(BM_RawSocket_KeptConnection);
