@@ -1,6 +1,7 @@
 #include "MessageMemory.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -23,8 +24,8 @@ bool MessageMemory::hold(std::string_view bytes) {
   if (mFd < 0) {
     return false;
   }
-  // Written over the old content, then cut to length: the pages are reused, not freed and
-  // allocated again for every message.
+  // Written over the old content, then cut to length when shorter: the pages are reused, not
+  // freed and allocated again for every message.
   std::size_t done = 0;
   while (done < bytes.size()) {
     ssize_t const n =
@@ -33,11 +34,17 @@ bool MessageMemory::hold(std::string_view bytes) {
       continue;
     }
     if (n <= 0) {
+      mSize = SIZE_MAX; // partly overwritten: cut next time
       return false;
     }
     done += static_cast<std::size_t>(n);
   }
-  return ::ftruncate(mFd, static_cast<off_t>(bytes.size())) == 0;
+  if (bytes.size() < mSize && ::ftruncate(mFd, static_cast<off_t>(bytes.size())) != 0) {
+    mSize = SIZE_MAX;
+    return false;
+  }
+  mSize = bytes.size();
+  return true;
 }
 
 } // namespace quellbark

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -25,6 +26,7 @@ public:
 private:
   int mFd = -1;
   std::string mName;
+  std::size_t mSize = 0; // of the content held
 };
 
 } // namespace quellbark
