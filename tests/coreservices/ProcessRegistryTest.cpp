@@ -127,12 +127,12 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
 // one that registers meanwhile must still be seen at once.
 TEST_F(ProcessRegistryTest, RememberedEntriesFollowProcessesThatEndOrStart) {
   pid_t first = launchServedApp("Frst");
-  usleep(200'000); // the folder's last change is now old enough for the lookup to be kept
+  usleep(1'200'000); // the folder's last change is now old enough for the lookup to be kept
   ASSERT_TRUE(coreservices::findLiveEntryBySignature(code("Frst")));
   ASSERT_TRUE(coreservices::findLiveEntryBySignature(code("Frst")));
   pid_t second = launchServedApp("Scnd");
   EXPECT_EQ(coreservices::findLiveEntryBySignature(code("Scnd"))->pid, second);
-  usleep(200'000);
+  usleep(1'200'000);
   ASSERT_TRUE(coreservices::findLiveEntryBySignature(code("Frst")));
 
   // Killed, so its entry stays behind in the folder.

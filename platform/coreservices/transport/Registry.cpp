@@ -194,7 +194,9 @@ struct LiveCache {
   }
 };
 
-constexpr long kTimestampMarginNs = 100'000'000; // well above the file system's clock tick
+// Longer than the coarsest timestamp step of a file system a runtime folder may be on (one
+// second), so that a later change can never carry the time already seen.
+constexpr std::int64_t kSettledAfterNs = 1'100'000'000;
 
 bool sameTime(const timespec& a, const timespec& b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
@@ -254,12 +256,10 @@ std::vector<RegistryEntry> liveEntries() {
       cache->processes.push_back(fd);
     trusted = trusted && fd >= 0 && processIsAlive(entry.pid, entry.startTime);
   }
-  timespec settled = scanned;
-  settled.tv_nsec -= kTimestampMarginNs;
-  if (settled.tv_nsec < 0) {
-    settled.tv_nsec += 1'000'000'000;
-    --settled.tv_sec;
-  }
+  std::int64_t settledNs =
+      static_cast<std::int64_t>(scanned.tv_sec) * 1'000'000'000 + scanned.tv_nsec - kSettledAfterNs;
+  timespec settled{static_cast<time_t>(settledNs / 1'000'000'000),
+                   static_cast<long>(settledNs % 1'000'000'000)};
   cache->current =
       trusted && olderThan(status.st_mtim, settled) && olderThan(status.st_ctim, settled);
   return cache->entries;
