@@ -7,6 +7,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -257,7 +258,29 @@ void BM_RawSocket_KeptConnection(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kMessageSize));
 }
 
+// The look-up the plug-in makes before every exchange: the process list walked from its start
+// until the served application's signature turns up.
+void BM_ProcessWalk(benchmark::State& state) {
+  setUpWorld();
+  // Measured in the steady state: a lookup is answered from memory once the registry's folder
+  // has not changed for a second.
+  static bool settled = (std::this_thread::sleep_for(std::chrono::milliseconds(1200)), true);
+  (void)settled;
+  for (auto _ : state) {
+    ProcessSerialNumber psn{0, kNoProcess};
+    bool found = false;
+    while (!found && GetNextProcess(&psn) == noErr) {
+      ProcessInfoRec info{};
+      info.processInfoLength = 60;
+      found = GetProcessInformation(&psn, &info) == noErr && info.processSignature == 0x426E6368;
+    }
+    if (!found)
+      state.SkipWithError("the served application is not in the process list");
+  }
+}
+
 BENCHMARK(BM_AppleEvent_PortPerExchange);
+BENCHMARK(BM_ProcessWalk);
 BENCHMARK(BM_RawSocket_ConnectionPerExchange);
 BENCHMARK(BM_AppleEvent_KeptPort);
 BENCHMARK(BM_RawSocket_KeptConnection);

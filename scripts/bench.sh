@@ -5,6 +5,8 @@
 #     over the same files with the same word list, alternately, BENCH_REPS (3) times each;
 #     wall time and the CPU time of every process involved;
 #   - agreement: the plug-in's verdicts against bogofilter's own (spamicity * 100 below 50 is good);
+#   - the ceiling of the plug-in's protocol: the same files sent to Quellbark by bench/quellbark_rate,
+#     one Apple Event per message as the plug-in sends it, without the host;
 #   - memory: the host's peak resident size classifying 1,000 and 10,000 messages;
 #   - the Apple Event round trip (bench/ae_roundtrip).
 # Everything lives under <build>/bench, with its own profile, preferences, runtime folder and
@@ -100,7 +102,7 @@ for rep in $(seq "$reps"); do
     "${host[@]}" classify --json "$work/mail/heldout/spam/000" "$work/mail/heldout/ham/000" \
     >"$work/out/classify-$rep.json" 2>"$work/out/classify-$rep.err" || true
   after=$(tree_cpu "$qpid")
-  calc "$after - $before" >"$work/out/quellbark-cpu-$rep.txt"
+  echo "$(calc "$after - $before")" >"$work/out/quellbark-cpu-$rep.txt"
   /usr/bin/time -f '%e %U %S %M' -o "$work/out/bogofilter-time-$rep.txt" \
     bogofilter -C -d "$QUELLBARK_DATA_DIR" -b -TT <"$work/out/heldout-files.txt" \
     >"$work/out/bogofilter-$rep.txt" || true
@@ -120,6 +122,26 @@ share=$(calc "100 * $pipe_rate / $bf_rate" 1)
 pipe_cpu=$(calc "$host_cpu + $q_cpu")
 cpu_ms() { calc "1000 * $1 / $heldout"; }
 classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/classify-1.json" || true)
+
+log "bench: Quellbark alone, one Apple Event per message, $reps runs"
+rate_client=$root/$build/bin/quellbark_rate
+rate_row="| Quellbark alone, one Apple Event per message | not measured ($rate_client missing) |"
+if [[ -x $rate_client ]]; then
+  for rep in $(seq "$reps"); do
+    before=$(tree_cpu "$qpid")
+    "$rate_client" <"$work/out/heldout-files.txt" >"$work/out/quellbark-rate-$rep.txt" 2>&1 || true
+    after=$(tree_cpu "$qpid")
+    echo "$(calc "$after - $before")" >"$work/out/quellbark-rate-cpu-$rep.txt"
+  done
+  # "<n> messages in <s> s, <rate> messages/s, <ms> ms CPU per message (this process), ..."
+  q_wall=$(for r in $(seq "$reps"); do tail -n 1 "$work/out/quellbark-rate-$r.txt" | awk '{ print $4 }'; done | median)
+  q_sender=$(for r in $(seq "$reps"); do tail -n 1 "$work/out/quellbark-rate-$r.txt" | awk '{ print $8 }'; done | median)
+  q_alone_cpu=$(for r in $(seq "$reps"); do cat "$work/out/quellbark-rate-cpu-$r.txt"; done | median)
+  q_failed=$(for r in $(seq "$reps"); do tail -n 1 "$work/out/quellbark-rate-$r.txt" | awk '{ print $(NF - 1) }'; done | sort -n | tail -1)
+  q_rate=$(rate "$heldout" "$q_wall")
+  rate_row=$(printf '| Quellbark alone, one Apple Event per message (median of %d) | %s s, %s messages/s, %s%% of bogofilter -b; CPU per message: sender %s / Quellbark+bogofilter %s ms; at most %s failed |' \
+    "$reps" "$q_wall" "$q_rate" "$(calc "100 * $q_rate / $bf_rate" 1)" "$q_sender" "$(cpu_ms "$q_alone_cpu")" "$q_failed")
+fi
 
 agreement=$(node scripts/corpus.mjs agreement "$work/out/classify-1.json" "$work/out/bogofilter-1.txt")
 
@@ -165,6 +187,7 @@ log "bench: Apple Event round trip"
   printf '| pipeline: wall time (median of %d) | %s s, %s messages/s |\n' "$reps" "$pipe_wall" "$pipe_rate"
   printf '| bogofilter -b: wall time (median of %d) | %s s, %s messages/s |\n' "$reps" "$bf_wall" "$bf_rate"
   printf '| pipeline rate / bogofilter rate | %s%% |\n' "$share"
+  printf '%s\n' "$rate_row"
   printf '| CPU per message: host / Quellbark+bogofilter / bogofilter alone | %s / %s / %s ms |\n' \
     "$(cpu_ms "$host_cpu")" "$(cpu_ms "$q_cpu")" "$(cpu_ms "$bf_cpu")"
   printf '| pipeline CPU / bogofilter CPU | %s |\n' "$(calc "$pipe_cpu / $bf_cpu" 1)"

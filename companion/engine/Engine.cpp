@@ -136,6 +136,13 @@ EngineError Engine::prepare() {
                   "cannot make a private folder in " + mConfig.workRoot.string());
     }
   }
+  if (!mMessage || !mMessage->valid()) {
+    mMessage = std::make_unique<MessageMemory>();
+    if (!mMessage->valid()) {
+      return fail(EngineError::workFolderUnusable,
+                  std::string("cannot make a memory file for messages: ") + std::strerror(errno));
+    }
+  }
   if (mChildErrors < 0) {
     fs::path const errors = mWork->path() / "engine-errors.txt";
     mChildErrors = ::open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
@@ -207,6 +214,7 @@ EngineError Engine::useSession(Mode mode) {
                 mBogofilter.string() + " cannot be started: " + std::strerror(spawnError));
   }
   mMode = mode;
+  mWake.notify_all(); // the idle watch starts timing the new process
   return EngineError::none;
 }
 
@@ -255,31 +263,27 @@ ScoreResult Engine::score(std::string_view message) {
   if (EngineError const e = prepare(); e != EngineError::none) {
     return {e, 0};
   }
-  fs::path const file = mWork->writeMessage(message);
-  if (file.empty()) {
+  if (!mMessage->hold(message)) {
     return {fail(EngineError::workFolderUnusable,
-                 "cannot write a message file in " + mWork->path().string()),
+                 std::string("cannot hold a message in memory: ") + std::strerror(errno)),
             0};
   }
   bool const reused = mChild && mMode == Mode::classify;
   if (EngineError const e = useSession(Mode::classify); e != EngineError::none) {
-    removeFile(file);
     return {e, 0};
   }
-  ScoreResult const result = classify(file, reused);
-  removeFile(file);
+  ScoreResult const result = classify(mMessage->name(), reused);
   mLastUse = Clock::now();
   if (mConfig.idleTimeout.count() <= 0) {
     endSession();
   }
-  mWake.notify_all();
   return result;
 }
 
-ScoreResult Engine::classify(fs::path const& file, bool mayRetry) {
+ScoreResult Engine::classify(std::string const& file, bool mayRetry) {
   std::string line;
   LineChild::Read read = LineChild::Read::endOfOutput;
-  if (mChild->sendLine(file.string())) {
+  if (mChild->sendLine(file)) {
     read = mChild->readLine(line, Clock::now() + mConfig.replyTimeout);
   }
   if (read == LineChild::Read::endOfOutput && mayRetry) {
@@ -301,7 +305,7 @@ ScoreResult Engine::classify(fs::path const& file, bool mayRetry) {
     ExitStatus const status = mChild->finish(Clock::now() + mConfig.replyTimeout);
     return {childFailure("bogofilter classifying " + describeExit(status)), 0};
   }
-  std::optional<double> const spamicity = bogofilter::parseBulkLine(line, file.string());
+  std::optional<double> const spamicity = bogofilter::parseBulkLine(line, file);
   if (!spamicity) {
     return {fail(EngineError::engineFailed, "bogofilter answered \"" + line + "\""), 0};
   }
@@ -333,7 +337,6 @@ EngineError Engine::learn(Verdict verdict, std::string_view message) {
   if (mPending.size() >= mConfig.maxBatch || mConfig.idleTimeout.count() <= 0) {
     return endSession();
   }
-  mWake.notify_all();
   return EngineError::none;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Bogofilter.h"
 #include "EngineError.h"
+#include "MessageMemory.h"
 #include "PrivateFolder.h"
 #include "Score.h"
 #include "Subprocess.h"
@@ -80,7 +81,7 @@ private:
   EngineError readCounts();
   EngineError useSession(bogofilter::Mode mode);
   EngineError endSession();
-  ScoreResult classify(std::filesystem::path const& file, bool mayRetry);
+  ScoreResult classify(std::string const& file, bool mayRetry);
   EngineError fail(EngineError error, std::string const& detail);
   EngineError childFailure(std::string const& what);
   std::string childErrors() const;
@@ -94,7 +95,8 @@ private:
   std::filesystem::path mBogofilter;
   std::filesystem::path mBogoutil;
   std::unique_ptr<WorkFolder> mWork;
-  int mChildErrors = -1; // file that receives the child's stderr
+  std::unique_ptr<MessageMemory> mMessage; // the message being scored
+  int mChildErrors = -1;                   // file that receives the child's stderr
   std::unique_ptr<LineChild> mChild;
   std::optional<bogofilter::Mode> mMode;
   std::vector<std::filesystem::path> mPending; // learned but not yet committed

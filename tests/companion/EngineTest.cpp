@@ -99,6 +99,31 @@ TEST_F(EngineTest, IdleEngineFreesTheWordList) {
   EXPECT_EQ(engine.status().learned.good, 1);
 }
 
+// Messages reach bogofilter through memory that is rewritten for each one: every score must be
+// bogofilter's own for those bytes alone, also after a longer message.
+TEST_F(EngineTest, ScoresAreBogofiltersOwnForEachMessage) {
+  EngineConfig c = config();
+  c.minimumLearned = 0;
+  Engine engine(c);
+  learnSome(engine, 3, 3);
+  ASSERT_EQ(engine.commit(), EngineError::none);
+  std::string longSpam;
+  for (int i = 0; i < 40; ++i) {
+    longSpam += spamMessage(200 + i);
+  }
+  for (std::string const& message :
+       {longSpam, goodMessage(300), spamMessage(301), std::string(), goodMessage(302)}) {
+    fs::path const file = mFolder.path() / "direct.eml";
+    std::ofstream(file, std::ios::binary | std::ios::trunc) << message;
+    ProgramRun const direct = runProgram(
+        {"/usr/bin/bogofilter", "-C", "-d", c.dataFolder.string(), "-TT", "-I", file.string()},
+        std::chrono::seconds(5));
+    ScoreResult const scored = engine.score(message);
+    ASSERT_EQ(scored.error, EngineError::none);
+    EXPECT_EQ(scored.score, scoreFromSpamicity(std::stod(direct.out))) << message.size();
+  }
+}
+
 TEST_F(EngineTest, MessageBytesStayPrivateAndAreRemoved) {
   fs::path const run = mFolder.path() / "run";
   fs::create_directories(run / "work-999999999-abcdef"); // left by a process that is gone

@@ -4,9 +4,11 @@
 
 #include <CoreServices/AE/AEServer.h>
 
+#include "processes/ProcessStat.h"
 #include "transport/Registry.h"
 #include "transport/RuntimeFolder.h"
 
+#include <csignal>
 #include <filesystem>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -79,6 +81,29 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
   EXPECT_FALSE(fs::exists(folder + "/999999.plist"));
   // The signature still finds the live application, not the ghost.
   EXPECT_EQ(coreservices::findLiveEntryBySignature(code("Live"))->pid, live);
+}
+
+// Lookups are answered from memory while the folder stands still; an application that ends or
+// one that registers meanwhile must still be seen at once.
+TEST_F(ProcessRegistryTest, RememberedEntriesFollowProcessesThatEndOrStart) {
+  pid_t first = launchServedApp("Frst");
+  usleep(1'200'000); // the folder's last change is now old enough for the lookup to be kept
+  ASSERT_TRUE(coreservices::findLiveEntryBySignature(code("Frst")));
+  ASSERT_TRUE(coreservices::findLiveEntryBySignature(code("Frst")));
+  pid_t second = launchServedApp("Scnd");
+  EXPECT_EQ(coreservices::findLiveEntryBySignature(code("Scnd"))->pid, second);
+  usleep(1'200'000);
+  ASSERT_TRUE(coreservices::findLiveEntryBySignature(code("Frst")));
+
+  // Killed, so its entry stays behind in the folder.
+  kill(first, SIGKILL);
+  for (int i = 0; i < 500 && coreservices::processStartTime(first); ++i)
+    usleep(2'000);
+  EXPECT_FALSE(coreservices::findLiveEntryBySignature(code("Frst")));
+  AppleEvent event = testEvent("echo", "Frst");
+  EXPECT_EQ(AESendMessage(&event, nullptr, kAEWaitReply, kAEDefaultTimeout), procNotFound);
+  AEDisposeDesc(&event);
+  EXPECT_EQ(runningApps(), std::vector<pid_t>{second});
 }
 
 TEST_F(ProcessRegistryTest, AnApplicationThatQuitsUnregisters) {

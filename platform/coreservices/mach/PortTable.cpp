@@ -1,7 +1,11 @@
 #include "mach/ReplyChannel.h"
 
+#include <iterator>
 #include <map>
+#include <poll.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 mach_port_t mach_task_self_ = 0x103;
 
@@ -25,7 +29,59 @@ PortTable& table() {
   return *ports;
 }
 
+// Connections of ended channels, newest last. A port per exchange then costs no connection of
+// its own: the next channel to the same application takes the last one over.
+struct KeptConnections {
+  static constexpr std::size_t kMost = 4;
+  std::mutex lock;
+  std::vector<std::pair<std::string, int>> idle;
+};
+
+KeptConnections& kept() {
+  static auto* connections = new KeptConnections;
+  return *connections;
+}
+
 } // namespace
+
+ReplyChannel::~ReplyChannel() {
+  if (mSocket < 0)
+    return;
+  auto& pool = kept();
+  std::lock_guard guard(pool.lock);
+  // A kept connection on which anything arrived (its peer ended, most likely) is of no use.
+  if (!pool.idle.empty()) {
+    std::vector<pollfd> watched;
+    for (const auto& [endpoint, socket] : pool.idle)
+      watched.push_back({socket, POLLIN, 0});
+    if (poll(watched.data(), watched.size(), 0) > 0) {
+      for (std::size_t i = watched.size(); i-- > 0;) {
+        if (watched[i].revents != 0) {
+          close(pool.idle[i].second);
+          pool.idle.erase(pool.idle.begin() + static_cast<std::ptrdiff_t>(i));
+        }
+      }
+    }
+  }
+  if (pool.idle.size() == KeptConnections::kMost) {
+    close(pool.idle.front().second);
+    pool.idle.erase(pool.idle.begin());
+  }
+  pool.idle.emplace_back(std::move(mEndpoint), mSocket);
+}
+
+bool ReplyChannel::adoptKept(const std::string& endpoint) {
+  auto& pool = kept();
+  std::lock_guard guard(pool.lock);
+  for (auto it = pool.idle.rbegin(); it != pool.idle.rend(); ++it) {
+    if (it->first == endpoint) {
+      adopt(it->second, it->first);
+      pool.idle.erase(std::next(it).base());
+      return true;
+    }
+  }
+  return false;
+}
 
 void ReplyChannel::adopt(int socket, std::string endpoint) {
   disconnect();

@@ -16,7 +16,7 @@ public:
   ReplyChannel() = default;
   ReplyChannel(const ReplyChannel&) = delete;
   ReplyChannel& operator=(const ReplyChannel&) = delete;
-  ~ReplyChannel() { disconnect(); }
+  ~ReplyChannel(); // a clean connection is kept for a later channel to the same endpoint
 
   // Held for the whole of one exchange: one exchange at a time per channel.
   std::mutex& inUse() { return mInUse; }
@@ -24,6 +24,8 @@ public:
   int socket() const { return mSocket; }
   const std::string& endpoint() const { return mEndpoint; }
   void adopt(int socket, std::string endpoint);
+  // Takes over a connection to `endpoint` kept from a channel that has ended; false if none.
+  bool adoptKept(const std::string& endpoint);
   void disconnect();
 
 private:

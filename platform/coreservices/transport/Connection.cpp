@@ -109,6 +109,10 @@ IOStatus writeAll(int socket, const std::uint8_t* bytes, std::size_t length, Dea
 
 IOStatus readFrame(int socket, Deadline deadline, FrameHeader& header,
                    std::vector<std::uint8_t>& payload) {
+  // A frame is read after a request has gone out, so its answer is hardly ever there yet:
+  // waiting first saves a read that would only say so.
+  if (auto waited = waitFor(socket, POLLIN, deadline); waited != IOStatus::ok)
+    return waited;
   std::uint8_t raw[kFrameHeaderSize];
   if (auto status = readExactly(socket, raw, sizeof raw, deadline); status != IOStatus::ok)
     return status;

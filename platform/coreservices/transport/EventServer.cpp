@@ -189,17 +189,19 @@ void readFrom(ClientConnection& client) {
   }
 }
 
-void acceptClients(Server& state) {
-  for (;;) {
-    int socket = accept4(state.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (socket < 0)
-      return;
-    if (!peerIsSameUser(socket) || state.clients.size() >= kMaxConnections) {
-      close(socket);
-      continue;
-    }
-    state.clients.emplace_back().socket = socket;
+// One connection per turn: a sender writes its event right after connecting, so the new
+// connection is read at once, and further waiting connections keep the listener ready for the
+// next turn.
+void acceptClient(Server& state) {
+  int socket = accept4(state.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  if (socket < 0)
+    return;
+  if (!peerIsSameUser(socket) || state.clients.size() >= kMaxConnections) {
+    close(socket);
+    return;
   }
+  state.clients.emplace_back().socket = socket;
+  readFrom(state.clients.back());
 }
 
 void handle(ClientConnection& client) {
@@ -230,6 +232,13 @@ void handle(ClientConnection& client) {
     }
   }
   AEDisposeDesc(&reply);
+}
+
+void dropFinished(Server& state) {
+  state.clients.remove_if([](const ClientConnection& client) {
+    bool drained = client.output.empty();
+    return !client.pending && ((client.peerGone) || (client.closeWhenFlushed && drained));
+  });
 }
 
 void closeServer(Server& state) {
@@ -332,21 +341,22 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
     while (read(state.wakeRead, drain, sizeof drain) > 0) {
     }
   }
-  if (watched[1].revents & POLLIN)
-    acceptClients(state);
   std::size_t index = 2;
   for (auto& client : state.clients) {
     if (index >= watched.size())
-      break; // accepted during this turn; served from the next one
+      break;
     short events = watched[index++].revents;
     if (events & POLLOUT)
       flush(client);
     if (events & (POLLIN | POLLHUP | POLLERR))
       readFrom(client);
   }
+  if (watched[1].revents & POLLIN)
+    acceptClient(state);
   if (gQuitRequested)
     return errAEWaitCanceled;
 
+  dropFinished(state); // before the handler runs, so that it never sees a finished connection
   // The event that arrived first is handled first; each connection holds at most one.
   ClientConnection* next = nullptr;
   for (auto& client : state.clients)
@@ -359,10 +369,7 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
   for (auto& client : state.clients)
     if (!client.output.empty())
       flush(client);
-  state.clients.remove_if([](const ClientConnection& client) {
-    bool drained = client.output.empty();
-    return !client.pending && ((client.peerGone) || (client.closeWhenFlushed && drained));
-  });
+  dropFinished(state);
   return gQuitRequested ? OSStatus{errAEWaitCanceled} : OSStatus{noErr};
 }
 

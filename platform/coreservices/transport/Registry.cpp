@@ -11,7 +11,10 @@
 #include <fcntl.h>
 #include <map>
 #include <mutex>
+#include <poll.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace coreservices {
@@ -132,12 +135,13 @@ void removeEntry(const std::string& folder, pid_t pid) {
   unlink(socketPathFor(folder, pid).c_str());
 }
 
-std::vector<RegistryEntry> liveEntries() {
+namespace {
+
+// Reads the folder afresh: every entry parsed (or taken from the parse cache), checked against
+// its process, and removed when that process is gone.
+std::vector<RegistryEntry> scanFolder(const std::string& folder) {
   std::vector<RegistryEntry> live;
-  auto folder = runtimeFolder(false);
-  if (!folder)
-    return live;
-  DIR* dir = opendir(folder->c_str());
+  DIR* dir = opendir(folder.c_str());
   if (!dir)
     return live;
   std::vector<std::string> names;
@@ -149,7 +153,7 @@ std::vector<RegistryEntry> liveEntries() {
   closedir(dir);
 
   for (const auto& name : names) {
-    std::string path = *folder + "/" + name;
+    std::string path = folder + "/" + name;
     auto entry = readEntry(path);
     if (entry && processIsAlive(entry->pid, entry->startTime)) {
       live.push_back(*entry);
@@ -160,13 +164,105 @@ std::vector<RegistryEntry> liveEntries() {
     if (!again || !processIsAlive(again->pid, again->startTime)) {
       unlink(path.c_str());
       if (again)
-        unlink(socketPathFor(*folder, again->pid).c_str());
+        unlink(socketPathFor(folder, again->pid).c_str());
     }
   }
   std::sort(live.begin(), live.end(), [](const RegistryEntry& a, const RegistryEntry& b) {
     return a.startTime != b.startTime ? a.startTime < b.startTime : a.pid < b.pid;
   });
   return live;
+}
+
+// Every exchange looks the registry up, so the last reading is kept for as long as it is
+// provably current: a process descriptor per entry reports at once when its process ends, and
+// the folder's own times change whenever an entry is added, replaced or removed. A folder
+// changed too recently to be told apart from a change still to come is read again each time.
+struct LiveCache {
+  std::mutex lock;
+  bool current = false;
+  std::string folder;
+  struct stat status {};
+  std::vector<RegistryEntry> entries;
+  std::vector<int> processes; // one descriptor per entry, kept so their number stays steady
+
+  void forget() {
+    for (int fd : processes)
+      close(fd);
+    processes.clear();
+    entries.clear();
+    current = false;
+  }
+};
+
+// Longer than the coarsest timestamp step of a file system a runtime folder may be on (one
+// second), so that a later change can never carry the time already seen.
+constexpr std::int64_t kSettledAfterNs = 1'100'000'000;
+
+bool sameTime(const timespec& a, const timespec& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool sameFolderState(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_mode == b.st_mode &&
+         sameTime(a.st_mtim, b.st_mtim) && sameTime(a.st_ctim, b.st_ctim);
+}
+
+bool olderThan(const timespec& time, const timespec& limit) {
+  return time.tv_sec < limit.tv_sec ||
+         (time.tv_sec == limit.tv_sec && time.tv_nsec < limit.tv_nsec);
+}
+
+bool anyProcessEnded(const std::vector<int>& processes) {
+  if (processes.empty())
+    return false;
+  std::vector<pollfd> watched;
+  watched.reserve(processes.size());
+  for (int fd : processes)
+    watched.push_back({fd, POLLIN, 0});
+  int ready = poll(watched.data(), watched.size(), 0);
+  return ready != 0; // readable: ended; an error: not known, so not trusted
+}
+
+int openProcess(pid_t pid) {
+  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+}
+
+} // namespace
+
+std::vector<RegistryEntry> liveEntries() {
+  static auto* cache = new LiveCache; // outlives every static destructor that might use it
+  timespec scanned{};
+  clock_gettime(CLOCK_REALTIME, &scanned);
+  struct stat status {};
+  auto folder = runtimeFolder(false, &status);
+  std::lock_guard guard(cache->lock);
+  if (!folder) {
+    cache->forget();
+    return {};
+  }
+  if (cache->current && cache->folder == *folder && sameFolderState(cache->status, status) &&
+      !anyProcessEnded(cache->processes))
+    return cache->entries;
+
+  cache->forget();
+  cache->entries = scanFolder(*folder);
+  cache->folder = *folder;
+  cache->status = status;
+  bool trusted = true;
+  for (const auto& entry : cache->entries) {
+    // Opened after the check, so the process is checked once more against a reused pid.
+    int fd = openProcess(entry.pid);
+    if (fd >= 0)
+      cache->processes.push_back(fd);
+    trusted = trusted && fd >= 0 && processIsAlive(entry.pid, entry.startTime);
+  }
+  std::int64_t settledNs =
+      static_cast<std::int64_t>(scanned.tv_sec) * 1'000'000'000 + scanned.tv_nsec - kSettledAfterNs;
+  timespec settled{static_cast<time_t>(settledNs / 1'000'000'000),
+                   static_cast<long>(settledNs % 1'000'000'000)};
+  cache->current =
+      trusted && olderThan(status.st_mtim, settled) && olderThan(status.st_ctim, settled);
+  return cache->entries;
 }
 
 std::optional<RegistryEntry> findLiveEntry(pid_t pid) {

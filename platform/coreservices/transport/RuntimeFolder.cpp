@@ -17,8 +17,7 @@ std::string folderPath() {
   return "/tmp/AppleEvents-" + std::to_string(geteuid());
 }
 
-bool isPrivateFolder(const std::string& path) {
-  struct stat info {};
+bool isPrivateFolder(const std::string& path, struct stat& info) {
   if (lstat(path.c_str(), &info) != 0)
     return false;
   return S_ISDIR(info.st_mode) && info.st_uid == geteuid() && (info.st_mode & 077) == 0;
@@ -26,17 +25,20 @@ bool isPrivateFolder(const std::string& path) {
 
 } // namespace
 
-std::optional<std::string> runtimeFolder(bool create) {
+std::optional<std::string> runtimeFolder(bool create, struct stat* seen) {
   std::string path = folderPath();
   if (create && mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
     return std::nullopt;
-  if (!isPrivateFolder(path)) {
+  struct stat checked {};
+  if (!isPrivateFolder(path, checked)) {
     struct stat info {};
     if (lstat(path.c_str(), &info) == 0)
       std::fprintf(stderr, "AppleEvents: refusing %s: not a folder of this user's alone\n",
                    path.c_str());
     return std::nullopt;
   }
+  if (seen)
+    *seen = checked;
   return path;
 }
 

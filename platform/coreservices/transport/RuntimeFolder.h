@@ -4,12 +4,14 @@
 
 #include <optional>
 #include <string>
+#include <sys/stat.h>
 
 namespace coreservices {
 
 // The folder's path when it exists (or, with create, has been made) as a directory of this
 // user's alone (mode 0700, not a symbolic link). A folder owned by someone else or open to
-// group or others is refused: nothing.
-std::optional<std::string> runtimeFolder(bool create);
+// group or others is refused: nothing. `seen`, when given, receives the folder's status as
+// checked.
+std::optional<std::string> runtimeFolder(bool create, struct stat* seen = nullptr);
 
 } // namespace coreservices

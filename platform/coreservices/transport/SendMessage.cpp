@@ -82,6 +82,10 @@ OSStatus exchange(ReplyChannel& channel, const RegistryEntry& target,
   if (channel.socket() >= 0 &&
       (channel.endpoint() != target.socketPath || !connectionIsQuiet(channel.socket())))
     channel.disconnect();
+  // A connection kept from an earlier channel serves if nothing has arrived on it since.
+  if (channel.socket() < 0 && channel.adoptKept(target.socketPath) &&
+      !connectionIsQuiet(channel.socket()))
+    channel.disconnect();
   if (channel.socket() < 0) {
     int socket = -1;
     if (IOStatus connected = connectTo(target.socketPath, deadline, socket);

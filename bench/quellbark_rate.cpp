@@ -1,0 +1,150 @@
+// quellbark_rate: the ceiling of one synchronous Apple Event per message. Reads message file
+// names from stdin, and for each one does what the plug-in does before and during a score: walks
+// the process list for Quellbark's signature (launching it through Launch Services when it does
+// not run), builds the 'Qscr' event, allocates a fresh reply port, sends with kAEWaitReply,
+// reads 'errn' and the score, and frees everything. Files are read before the clock starts.
+//
+//   find <folders> -path '*/cur/*' -type f | quellbark_rate [--scores]
+// Prints "<messages> messages in <s> s, <rate> messages/s, <ms> ms CPU per message (this
+// process)"; with --scores also "<file> <score|errn ...>" per message first.
+#include <ApplicationServices/ApplicationServices.h>
+#include <CoreServices/CoreServices.h>
+#include <CoreServices/LaunchServices/LaunchServices.h>
+#include <mach/mach.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr OSType code(char const (&text)[5]) {
+  return static_cast<OSType>(static_cast<unsigned char>(text[0])) << 24 |
+         static_cast<OSType>(static_cast<unsigned char>(text[1])) << 16 |
+         static_cast<OSType>(static_cast<unsigned char>(text[2])) << 8 |
+         static_cast<OSType>(static_cast<unsigned char>(text[3]));
+}
+
+constexpr OSType kSignature = code("Qbrk");
+constexpr OSType kScoreEvent = code("Qscr");
+constexpr AEKeyword kMessageParam = code("Mess");
+
+bool quellbarkRuns() {
+  ProcessSerialNumber psn{0, kNoProcess};
+  while (GetNextProcess(&psn) == noErr) {
+    ProcessInfoRec info{};
+    info.processInfoLength = 60;
+    info.processName = nullptr;
+    info.processAppRef = nullptr;
+    if (GetProcessInformation(&psn, &info) == noErr && info.processSignature == kSignature)
+      return true;
+  }
+  return false;
+}
+
+void launchIfNecessary() {
+  if (quellbarkRuns())
+    return;
+  CFURLRef app = nullptr;
+  if (LSFindApplicationForInfo(kSignature, nullptr, nullptr, nullptr, &app) != noErr)
+    return;
+  LSLaunchURLSpec spec{app, nullptr, nullptr, kLSLaunchDontSwitch, nullptr};
+  LSOpenFromURLSpec(&spec, nullptr);
+  CFRelease(app);
+}
+
+// One exchange as the plug-in makes it; the score, or the error that came instead.
+OSErr score(std::string const& message, SInt16& result) {
+  launchIfNecessary();
+  AppleEvent event{typeNull, nullptr};
+  AEBuildError buildError{};
+  OSType const target = kSignature;
+  OSErr err = static_cast<OSErr>(
+      AEBuildAppleEvent(kSignature, kScoreEvent, typeApplSignature, &target, sizeof target,
+                        kAutoGenerateReturnID, kAnyTransactionID, &event, &buildError,
+                        "'----':'null'(),bDec:bool(@),bRFC:bool(@),sSEP:'TEXT'(@)", 1, 1, ""));
+  if (err != noErr)
+    return err;
+  err = AEPutParamPtr(&event, kMessageParam, typeChar, message.data(),
+                      static_cast<Size>(message.size()));
+  if (err != noErr) {
+    AEDisposeDesc(&event);
+    return err;
+  }
+  mach_port_t port = MACH_PORT_NULL;
+  mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &port);
+  AEPutAttributePtr(&event, keyReplyPortAttr, typeMachPort, &port, sizeof port);
+  AppleEvent reply{typeNull, nullptr};
+  err = static_cast<OSErr>(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout));
+  if (err == noErr && reply.descriptorType != typeNull) {
+    SInt16 errn = 0;
+    if (AEGetParamPtr(&reply, keyErrorNumber, typeSInt16, nullptr, &errn, sizeof errn, nullptr) ==
+        noErr)
+      err = errn;
+    if (err == noErr)
+      err = AEGetParamPtr(&reply, keyDirectObject, typeSInt16, nullptr, &result, sizeof result,
+                          nullptr);
+  }
+  AEDisposeDesc(&reply);
+  mach_port_destroy(mach_task_self(), port);
+  AEDisposeDesc(&event);
+  return err;
+}
+
+double cpuSeconds() {
+  timespec used{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  bool const printScores = argc > 1 && std::strcmp(argv[1], "--scores") == 0;
+  std::vector<std::string> names;
+  std::vector<std::string> messages;
+  for (std::string name; std::getline(std::cin, name);) {
+    if (name.empty())
+      continue;
+    std::ifstream in(name, std::ios::binary);
+    if (!in) {
+      std::fprintf(stderr, "quellbark_rate: cannot read %s\n", name.c_str());
+      return 2;
+    }
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    names.push_back(name);
+    messages.push_back(bytes.str());
+  }
+  launchIfNecessary();
+
+  std::size_t failed = 0;
+  auto const start = std::chrono::steady_clock::now();
+  double const cpuStart = cpuSeconds();
+  for (std::size_t i = 0; i < messages.size(); ++i) {
+    SInt16 result = 0;
+    OSErr const err = score(messages[i], result);
+    failed += err != noErr;
+    if (printScores) {
+      if (err == noErr)
+        std::printf("%s %d\n", names[i].c_str(), result);
+      else
+        std::printf("%s errn %d\n", names[i].c_str(), err);
+    }
+  }
+  double const cpu = cpuSeconds() - cpuStart;
+  double const wall =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  double const count = static_cast<double>(messages.size());
+  std::printf("%zu messages in %.3f s, %.1f messages/s, %.3f ms CPU per message (this "
+              "process), %zu failed\n",
+              messages.size(), wall, wall > 0 ? count / wall : 0.0,
+              count > 0 ? 1000.0 * cpu / count : 0.0, failed);
+  return failed == 0 ? 0 : 1;
+}

@@ -1,0 +1,50 @@
+#include "MessageMemory.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace quellbark {
+
+MessageMemory::MessageMemory() {
+  mFd = ::memfd_create("quellbark-message", MFD_CLOEXEC);
+  if (mFd >= 0) {
+    mName = "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(mFd);
+  }
+}
+
+MessageMemory::~MessageMemory() {
+  if (mFd >= 0) {
+    ::close(mFd);
+  }
+}
+
+bool MessageMemory::hold(std::string_view bytes) {
+  if (mFd < 0) {
+    return false;
+  }
+  // Written over the old content, then cut to length when shorter: the pages are reused, not
+  // freed and allocated again for every message.
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    ssize_t const n =
+        ::pwrite(mFd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+    if (n < 0 && errno == EINTR) {
+      continue;
+    }
+    if (n <= 0) {
+      mSize = SIZE_MAX; // partly overwritten: cut next time
+      return false;
+    }
+    done += static_cast<std::size_t>(n);
+  }
+  if (bytes.size() < mSize && ::ftruncate(mFd, static_cast<off_t>(bytes.size())) != 0) {
+    mSize = SIZE_MAX;
+    return false;
+  }
+  mSize = bytes.size();
+  return true;
+}
+
+} // namespace quellbark
