@@ -149,8 +149,7 @@ log "bench: memory"
 memory_rows=()
 for count in $memory_counts; do
   node scripts/corpus.mjs volume "$data" "$work/volume-$count" "$count"
-  # Plain output, which streams: --json gathers one document for the end, so it grows with
-  # the batch by design.
+  # Plain output, one line per message (--json is written batch by batch as well).
   /usr/bin/time -f '%e %M' -o "$work/out/memory-$count.txt" \
     "${host[@]}" classify "$work/volume-$count" >"$work/out/memory-$count.txt.out" \
     2>"$work/out/memory-$count.err" || true
