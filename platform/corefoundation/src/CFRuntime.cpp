@@ -113,7 +113,7 @@ CFTypeID CFGetTypeID(CFTypeRef cf) {
 CFStringRef CFCopyTypeIDDescription(CFTypeID typeID) {
   static const char* const names[cf::kTypeIDCount] = {
       nullptr,   "CFAllocator", "CFNull",    "CFString", "CFData", "CFDictionary",
-      "CFArray", "CFNumber",    "CFBoolean", "CFDate",   "CFURL",  "CFBundle"};
+      "CFArray", "CFNumber",    "CFBoolean", "CFDate",   "CFURL"};
   if (typeID == 0 || typeID >= cf::kTypeIDCount) {
     return nullptr;
   }
