@@ -189,6 +189,14 @@ TEST(GenericModule, RefusesBadRecords) {
   info.mVersion = NS_MODULEINFO_VERSION;
   info.mCount = 1; // components missing
   EXPECT_EQ(NS_NewGenericModule2(&info, &module), NS_ERROR_INVALID_ARG);
+  // Hooks this runtime would not run are refused, not ignored.
+  nsModuleComponentInfo record{};
+  record.mFactoryDestructor = []() -> nsresult { return NS_OK; };
+  info.mComponents = &record;
+  EXPECT_EQ(NS_NewGenericModule2(&info, &module), NS_ERROR_INVALID_ARG);
+  record.mFactoryDestructor = nullptr;
+  info.mCtor = [](nsIModule*) -> nsresult { return NS_OK; };
+  EXPECT_EQ(NS_NewGenericModule2(&info, &module), NS_ERROR_INVALID_ARG);
   EXPECT_EQ(NS_NewGenericModule2(nullptr, &module), NS_ERROR_NULL_POINTER);
 }
 
