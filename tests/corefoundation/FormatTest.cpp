@@ -24,71 +24,44 @@ void check(const std::vector<Case>& cases) {
 
 } // namespace
 
-TEST(Format, IntegerDirectives) {
+// One row per directive family: flags, widths, length modifiers, positions and stars.
+TEST(Format, PrintfDirectives) {
+  const UniChar wide[] = {'h', 0xe9, 0};
   check({
-      {"%d", format("%d", -42), "-42"},
-      {"%i", format("%i", 7), "7"},
-      {"width", format("[%5d]", 42), "[   42]"},
-      {"left", format("[%-5d]", 42), "[42   ]"},
-      {"zero pad", format("%05d", 42), "00042"},
-      {"plus", format("%+d", 42), "+42"},
-      {"space", format("% d", 42), " 42"},
+      {"%d", format("%d %i", -42, 7), "-42 7"},
+      {"flags and width", format("[%5d|%-5d|%05d|%+d|% d]", 1, 2, 3, 4, 5),
+       "[    1|2    |00003|+4| 5]"},
       {"precision", format("%.4d", 7), "0007"},
-      {"hex", format("%x %X %#x", 255, 255, 255), "ff FF 0xff"},
-      {"octal", format("%o", 8), "10"},
+      {"hex and octal", format("%x %X %#x %o", 255, 255, 255, 8), "ff FF 0xff 10"},
       {"unsigned", format("%u", UINT_MAX), "4294967295"},
-      {"long", format("%ld", LONG_MAX), "9223372036854775807"},
       {"long long", format("%lld", LLONG_MIN), "-9223372036854775808"},
       {"quad", format("%qd", static_cast<long long>(-5000000000)), "-5000000000"},
       {"size_t", format("%zu", static_cast<size_t>(123456789012)), "123456789012"},
-      {"short", format("%hd", 70000), "4464"},
-      {"char-sized", format("%hhd", 300), "44"},
-      {"D is long", format("%D", LONG_MIN), "-9223372036854775808"},
-      {"U is unsigned long", format("%U", ULONG_MAX), "18446744073709551615"},
-      {"16-bit score widened", format("score: %d", static_cast<int>(static_cast<int16_t>(-1))),
-       "score: -1"},
-  });
-}
-
-TEST(Format, FloatingPointDirectives) {
-  check({
-      {"%f", format("%f", 3.14159), "3.141590"},
-      {"%.2f", format("%.2f", 3.14159), "3.14"},
-      {"%10.3f", format("[%10.3f]", -2.5), "[    -2.500]"},
-      {"%e", format("%e", 12345.678), "1.234568e+04"},
-      {"%E", format("%E", 0.5), "5.000000E-01"},
-      {"%g", format("%g %g", 0.0001, 1e20), "0.0001 1e+20"},
+      {"short and char", format("%hd %hhd", 70000, 300), "4464 44"},
+      {"D and U are long", format("%D %U", LONG_MIN, ULONG_MAX),
+       "-9223372036854775808 18446744073709551615"},
+      {"floating", format("%.2f [%10.3f] %e %g", 3.14159, -2.5, 12345.678, 1e20),
+       "3.14 [    -2.500] 1.234568e+04 1e+20"},
       {"%Lf", format("%.1Lf", 2.25L), "2.2"},
-  });
-}
-
-TEST(Format, CharacterAndStringDirectives) {
-  const UniChar wide[] = {'h', 0xe9, 0};
-  check({
-      {"%c", format("%c", 'A'), "A"},
-      {"%c above ASCII is Latin-1", format("%c", 0xe9), "\u00e9"},
-      {"%s", format("<%s>", "abc"), "<abc>"},
+      {"%c above ASCII is Latin-1", format("%c%c", 'A', 0xe9), "A\u00e9"},
       {"%s Latin-1 bytes", format("%s", "caf\xe9"), "caf\u00e9"},
-      {"%.2s", format("%.2s", "abc"), "ab"},
-      {"%5s", format("[%5s]", "abc"), "[  abc]"},
-      {"%-5s", format("[%-5s]", "abc"), "[abc  ]"},
-      {"%s NULL", format("%s", static_cast<const char*>(nullptr)), "(null)"},
-      {"%S", format("%S", wide), "h\u00e9"},
-      {"%S NULL", format("%S", static_cast<const UniChar*>(nullptr)), "(null)"},
-      {"%C", format("%C", 0x263a), "\u263a"},
+      {"%s precision and width", format("%.2s[%5s][%-5s]", "abc", "abc", "abc"),
+       "ab[  abc][abc  ]"},
+      {"NULL strings",
+       format("%s %S", static_cast<const char*>(nullptr), static_cast<const UniChar*>(nullptr)),
+       "(null) (null)"},
+      {"%S and %C", format("%S %C", wide, 0x263a), "h\u00e9 \u263a"},
       {"%P",
        format("%P", reinterpret_cast<const unsigned char*>("\x03"
                                                            "abcdef")),
        "abc"},
-      {"%%", format("100%%"), "100%"},
-  });
-}
-
-TEST(Format, PointerDirective) {
-  check({
-      {"NULL", format("%p", static_cast<void*>(nullptr)), "0x0"},
-      {"value", format("%p", reinterpret_cast<void*>(0x1234abcd)), "0x1234abcd"},
-      {"width", format("[%12p]", reinterpret_cast<void*>(0xff)), "[        0xff]"},
+      {"%p", format("%p [%12p]", static_cast<void*>(nullptr), reinterpret_cast<void*>(0xff)),
+       "0x0 [        0xff]"},
+      {"positional", format("%2$s=%1$.1f %1$.1f", 2.5, "x"), "x=2.5 2.5"},
+      {"stars", format("[%*d][%*d] %.*f|%s", 5, 42, -5, 42, 2, 3.14159, "z"),
+       "[   42][42   ] 3.14|z"},
+      {"literal text", format("\xc3\xa9nsThing::Method() 100%%"), "\u00e9nsThing::Method() 100%"},
+      {"dangling percent", format("50%"), "50"},
   });
 }
 
@@ -110,26 +83,6 @@ TEST(Format, ObjectDirective) {
   CFRelease(n);
   CFRelease(f);
   CFRelease(latin);
-}
-
-TEST(Format, ArgumentOrderAndStars) {
-  check({
-      {"positional", format("%2$d %1$d", 1, 2), "2 1"},
-      {"positional reuse", format("%1$d-%1$d", 9), "9-9"},
-      {"positional types", format("%2$s=%1$.1f", 2.5, "x"), "x=2.5"},
-      {"star width", format("[%*d]", 5, 42), "[   42]"},
-      {"negative star width left-justifies", format("[%*d]", -5, 42), "[42   ]"},
-      {"star precision", format("%.*f", 2, 3.14159), "3.14"},
-      {"mixed after star", format("%*d|%s", 3, 1, "z"), "  1|z"},
-  });
-}
-
-TEST(Format, LiteralText) {
-  check({
-      {"no directives", format("nsThing::Method()"), "nsThing::Method()"},
-      {"non-ASCII literal", format("\xc3\xa9%d", 1), "\u00e91"},
-      {"dangling percent", format("50%"), "50"},
-  });
 }
 
 TEST(Format, AppendingKeepsWhatIsThereAndAcceptsOptions) {

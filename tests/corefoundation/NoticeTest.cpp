@@ -64,17 +64,6 @@ TEST_F(Notice, EachNoticeIsOneStderrLineAndOnePrivateJsonLine) {
   EXPECT_EQ(lines[1]["timeout"], 2.5);
 }
 
-TEST_F(Notice, MissingTextsAreNull) {
-  testing::internal::CaptureStderr();
-  CFUserNotificationDisplayNotice(0, 0, nullptr, nullptr, nullptr, nullptr, CFSTR("Only text"),
-                                  nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Notice: Only text\n");
-  std::vector<nlohmann::json> lines = entries();
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_TRUE(lines[0]["title"].is_null());
-  EXPECT_EQ(lines[0]["message"], "Only text");
-}
-
 TEST_F(Notice, WithoutTheHookOnlyStderrIsWritten) {
   unsetenv("CF_USER_NOTIFICATION_LOG");
   testing::internal::CaptureStderr();

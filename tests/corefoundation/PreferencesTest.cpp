@@ -131,12 +131,6 @@ INSTANTIATE_TEST_SUITE_P(XmlAndBinary, PreferenceFormats, testing::Values(false,
                            return param.param ? "Binary" : "Xml";
                          });
 
-TEST_F(Preferences, MissingFileOrFolderMeansNoValue) {
-  EXPECT_EQ(lookup("Level"), (Lookup{0, false}));
-  std::filesystem::remove_all(home.path() + "/Library");
-  EXPECT_EQ(lookup("Level"), (Lookup{0, false}));
-}
-
 TEST_F(Preferences, ChangedFileIsSeenAtTheNextCall) {
   writeBytes(file, xmlWithInteger("Level", "10"));
   EXPECT_EQ(CFPreferencesGetAppIntegerValue(CFSTR("Level"), kApp, nullptr), 10) << "no validity";
@@ -208,7 +202,8 @@ TEST_F(Preferences, UnusableFilesBehaveAsEmptyAndSayNothing) {
   EXPECT_EQ(lookup("Level"), (Lookup{30, true}));
 }
 
-TEST_F(Preferences, NonRegularOrUnreadableFilesBehaveAsEmpty) {
+TEST_F(Preferences, MissingNonRegularOrUnreadableFilesBehaveAsEmpty) {
+  EXPECT_EQ(lookup("Level"), (Lookup{0, false})) << "no file";
   std::filesystem::create_directory(file);
   EXPECT_EQ(lookup("Level"), (Lookup{0, false})) << "directory";
   std::filesystem::remove(file);
@@ -283,32 +278,6 @@ TEST_F(Preferences, SynchronizeKeepsKeysWrittenByOthersAndRemovesNullValues) {
   ASSERT_TRUE(CFPreferencesAppSynchronize(kApp));
   EXPECT_EQ(lookup("Theirs"), (Lookup{0, false}));
   EXPECT_EQ(lookup("Mine"), (Lookup{12, true}));
-}
-
-TEST_F(Preferences, CopyAndBooleanValues) {
-  plist_t root = plist_new_dict();
-  plist_dict_set_item(root, "Text", plist_new_string("hello"));
-  plist_dict_set_item(root, "Yes", plist_new_string("YES"));
-  plist_dict_set_item(root, "Flag", plist_new_bool(1));
-  plist_dict_set_item(root, "Real", plist_new_real(1.0));
-  writeBytes(file, serialize(root, false));
-  plist_free(root);
-
-  CFPropertyListRef text = CFPreferencesCopyAppValue(CFSTR("Text"), kApp);
-  ASSERT_NE(text, nullptr);
-  EXPECT_TRUE(CFEqual(text, CFSTR("hello")));
-  CFRelease(text);
-  EXPECT_EQ(CFPreferencesCopyAppValue(CFSTR("None"), kApp), nullptr);
-
-  const std::pair<const char*, Lookup> booleans[] = {
-      {"Yes", {1, true}}, {"Flag", {1, true}}, {"Text", {0, false}}, {"Real", {0, false}}};
-  for (const auto& [key, expected] : booleans) {
-    CFStringRef k = CFStringCreateWithCString(nullptr, key, kCFStringEncodingASCII);
-    Boolean valid = false;
-    Boolean value = CFPreferencesGetAppBooleanValue(k, kApp, &valid);
-    EXPECT_EQ((Lookup{value, valid != 0}), expected) << key;
-    CFRelease(k);
-  }
 }
 
 TEST_F(Preferences, ConcurrentReadersSeeOnlyWholeValues) {

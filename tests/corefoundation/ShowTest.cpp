@@ -58,11 +58,3 @@ TEST(Show, NullAndOtherObjects) {
   EXPECT_EQ(shown(number).rfind("<CFNumber ", 0), 0u);
   CFRelease(number);
 }
-
-TEST(Show, MutableLineBuiltLikeALogLine) {
-  CFMutableStringRef line = CFStringCreateMutable(kCFAllocatorDefault, 0);
-  CFStringAppend(line, CFSTR("Prefix: "));
-  CFStringAppendFormat(line, nullptr, CFSTR("%@"), nullptr);
-  EXPECT_EQ(shown(line), "Prefix: (null)\n");
-  CFRelease(line);
-}

@@ -1,6 +1,6 @@
-// Mail that is not what it should be, through the whole path: broken mbox files, odd bytes in
-// headers, empty messages, folders that are not there, and one very large message. Nothing
-// crashes, every problem is named, the rest is classified, and no mail file changes.
+// Mail that is not what it should be, through the whole path: a truncated mbox, an empty
+// message, a folder that is not there, and one very large message. Nothing crashes, every
+// problem is named and the rest is classified. (Parsing and decoding are the host's own tests.)
 #include "EndToEnd.h"
 
 using namespace endtoend;
@@ -8,12 +8,6 @@ using namespace endtoend;
 namespace {
 
 using BadInput = EndToEndTest;
-
-// Text that may hold NUL bytes.
-template <std::size_t N>
-std::string bytes(const char (&text)[N]) {
-  return std::string(text, N - 1);
-}
 
 struct FolderCase {
   const char* folder;
@@ -23,26 +17,12 @@ struct FolderCase {
 };
 
 const std::vector<FolderCase> kFolders = {
-    {"NoFromLine",
-     "Subject: orphan\n\nlost its separator\n\nFrom b\nSubject: next\n\nsecond\n",
-     {"Subject: orphan\n\nlost its separator\n", "Subject: next\n\nsecond\n"},
-     {false, false}},
     // The second message stops inside its first header line: no header block, no message.
     // Its delivery still opens and stops, so the plug-in passes on an empty capture.
     {"Truncated",
      "From a\nSubject: whole\n\nfine\n\nFrom b\nSubj",
      {"Subject: whole\n\nfine\n", ""},
      {false, true}},
-    // Header lines are rebuilt with line feeds; the body keeps its own line ends.
-    {"Crlf",
-     "From a\r\nSubject: crlf one\r\n\r\nbody\r\n\r\nFrom b\r\nSubject: crlf two\r\n\r\nbody\r\n",
-     {"Subject: crlf one\n\nbody\r\n", "Subject: crlf two\n\nbody\r\n"},
-     {false, false}},
-    // A NUL ends a header value; raw 8-bit text that is no UTF-8 is read as Latin-1.
-    {"OddHeaders",
-     bytes("From a\nSubject: nul\0hidden\nX-Raw: caf\xe9\n\nbody\n"),
-     {"Subject: nul\nX-Raw: caf\xc3\xa9\n\nbody\n"},
-     {false}},
     // An empty message has no header fields: the listener still writes its one ": " line.
     {"EmptyMessage",
      "From a\n\nFrom b\nSubject: after\n\nx\n",
@@ -50,7 +30,7 @@ const std::vector<FolderCase> kFolders = {
      {false, false}},
 };
 
-TEST_F(BadInput, BrokenFoldersAreClassifiedWhereTheyCanBeAndLeftAsTheyWere) {
+TEST_F(BadInput, BrokenFoldersAreClassifiedWhereTheyCanBe) {
   installCompanion();
   replies({"score=shor:10"});
   std::vector<std::string> arguments = {"classify", "--json"};
@@ -60,12 +40,10 @@ TEST_F(BadInput, BrokenFoldersAreClassifiedWhereTheyCanBeAndLeftAsTheyWere) {
     expectedCaptures.insert(expectedCaptures.end(), c.captures.begin(), c.captures.end());
   }
   arguments.insert(arguments.begin() + 3, (mail / "Missing").string());
-  auto before = hashTree(mail);
 
   ProcessRun run = mailhost(arguments);
   EXPECT_EQ(run.exitCode, 1) << "problems were met: " << run.err;
   EXPECT_EQ(messagesReceived(), expectedCaptures);
-  EXPECT_EQ(hashTree(mail), before) << "mail files are only read";
 
   Json report = Json::parse(run.out);
   std::size_t index = 0;

@@ -153,14 +153,4 @@ TEST_F(DebugLog, EveryLineOfATraining) {
   expectLines(run.err, expected);
 }
 
-// At the default level only errors show: a clean classification prints nothing at all.
-TEST_F(DebugLog, TheDefaultLevelKeepsACleanRunQuiet) {
-  installCompanion();
-  replies({"score=shor:5"});
-  path file = writeMail("quiet.eml", "Subject: q\n\nquiet\n");
-  ProcessRun run = mailhost({"classify", file.string()});
-  EXPECT_EQ(run.exitCode, 0);
-  EXPECT_EQ(run.err, "");
-}
-
 } // namespace

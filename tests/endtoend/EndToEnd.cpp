@@ -2,7 +2,6 @@
 
 #include <glib.h>
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <fstream>
@@ -58,16 +57,6 @@ std::string sha256Of(std::string_view bytes) {
   std::string text = digest;
   g_free(digest);
   return text;
-}
-
-std::vector<std::pair<std::string, std::string>> hashTree(const path& folder) {
-  std::vector<std::pair<std::string, std::string>> hashes;
-  for (const auto& entry : fs::recursive_directory_iterator(folder))
-    if (entry.is_regular_file())
-      hashes.emplace_back(fs::relative(entry.path(), folder).string(),
-                          sha256Of(sandbox::readFile(entry.path())));
-  std::sort(hashes.begin(), hashes.end());
-  return hashes;
 }
 
 EndToEndTest::EndToEndTest() {

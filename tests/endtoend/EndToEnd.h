@@ -30,8 +30,6 @@ struct ProcessRun {
 std::vector<std::string> linesOf(const std::string& text);
 std::string fromHex(std::string_view hex);
 std::string sha256Of(std::string_view bytes);
-// SHA-256 of every regular file below a folder, by path relative to it.
-std::vector<std::pair<std::string, std::string>> hashTree(const path& folder);
 
 class EndToEndTest : public testing::Test {
 protected:

@@ -2,6 +2,7 @@
 // loaded by the host's own session, the host's real mailbox service and event loop, and the
 // scripted companion launched by the plug-in. Requests the command line cannot make, what the
 // plug-in does with the host's strings, and what a long batch leaves behind.
+#include "../host/HostTestSupport.h"
 #include "ClassificationListener.h"
 #include "CompanionSandbox.h"
 #include "MailServices.h"
@@ -12,14 +13,13 @@
 #include <nsIJunkMailPlugin.h>
 #include <nsServiceManagerUtils.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <fstream>
 #include <iostream>
 #include <malloc.h>
 #include <memory>
-#include <unistd.h>
+#include <sstream>
 
 namespace {
 
@@ -31,38 +31,13 @@ constexpr const char* kListenerMade =
 constexpr const char* kListenerGone =
     "Quellbark Thunderbird Plug-In: QuellbarkTokenStreamListener::~QuellbarkTokenStreamListener";
 
-// Everything this process writes to stderr, from construction to stop(), goes to a file.
-class StderrCapture {
-public:
-  explicit StderrCapture(fs::path file) : mFile(std::move(file)) {
-    std::fflush(stderr);
-    mSaved = dup(2);
-    int fd = open(mFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    dup2(fd, 2);
-    close(fd);
-  }
-  ~StderrCapture() { stop(); }
-  void stop() {
-    if (mSaved < 0)
-      return;
-    std::fflush(stderr);
-    dup2(mSaved, 2);
-    close(mSaved);
-    mSaved = -1;
-  }
-  std::vector<std::string> lines() {
-    stop();
-    std::vector<std::string> result;
-    std::ifstream in(mFile);
-    for (std::string line; std::getline(in, line);)
-      result.push_back(line);
-    return result;
-  }
-
-private:
-  fs::path mFile;
-  int mSaved = -1;
-};
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);)
+    lines.push_back(line);
+  return lines;
+}
 
 std::size_t countOf(const std::vector<std::string>& lines, const std::string& line) {
   return std::size_t(std::count(lines.begin(), lines.end(), line));
@@ -151,12 +126,13 @@ TEST_F(InProcess, TrainingSendsOnlyJunkAndGoodAndEndsEveryRequest) {
   for (const TrainingCase& c : cases) {
     SCOPED_TRACE(c.classification);
     reports.clear();
-    StderrCapture log(box.root / "stderr.txt");
+    testsupport::TempDir logScratch;
+    testsupport::StderrCapture log(logScratch);
     ASSERT_EQ(plugin->SetMessageClassification(uri.c_str(), 1, c.classification, nullptr,
                                                c.withListener ? listener.get() : nullptr),
               NS_OK);
     mail->loop().runUntilIdle();
-    std::vector<std::string> lines = log.lines();
+    std::vector<std::string> lines = linesOf(log.text());
     Reports expected;
     if (c.withListener)
       expected.emplace_back(uri, c.classification);
@@ -197,10 +173,11 @@ TEST_F(InProcess, ABatchEndsAtAMessageNoServiceStreams) {
   std::vector<std::string> uris = mbox("Stops", 3);
   std::vector<const char*> array = {uris[0].c_str(), "nosuch:message", uris[2].c_str()};
   nsrefcnt before = filterReferences();
-  StderrCapture log(box.root / "stderr.txt");
+  testsupport::TempDir logScratch;
+  testsupport::StderrCapture log(logScratch);
   ASSERT_EQ(plugin->ClassifyMessages(3, array.data(), nullptr, listener), NS_OK);
   mail->loop().runUntilIdle();
-  std::vector<std::string> lines = log.lines();
+  std::vector<std::string> lines = linesOf(log.text());
   EXPECT_EQ(reports, (Reports{{uris[0], 1}}));
   EXPECT_EQ(eventIds(), std::vector<std::string>{"Qscr"});
   EXPECT_EQ(countOf(lines, kListenerGone), 1u);
@@ -214,10 +191,11 @@ TEST_F(InProcess, ASingleClassificationReportsOnceAndFreesItsPair) {
   std::string uri =
       "file://" + fs::canonical(file).string() + "?type=application/x-message-display";
   std::ofstream(box.script) << "score=shor:90\n";
-  StderrCapture log(box.root / "stderr.txt");
+  testsupport::TempDir logScratch;
+  testsupport::StderrCapture log(logScratch);
   ASSERT_EQ(plugin->ClassifyMessage(uri.c_str(), nullptr, listener), NS_OK);
   mail->loop().runUntilIdle();
-  std::vector<std::string> lines = log.lines();
+  std::vector<std::string> lines = linesOf(log.text());
   EXPECT_EQ(reports, (Reports{{uri, 2}}));
   EXPECT_EQ(countOf(lines, kListenerMade), 1u);
   EXPECT_EQ(countOf(lines, kListenerGone), 1u);
@@ -255,13 +233,15 @@ TEST_F(InProcess, AThousandMessagesLeaveNoListenerAnalyzerOrCaptureBehind) {
   for (const std::string& uri : warmUp)
     warmUpArray.push_back(uri.c_str());
   {
-    StderrCapture quiet(box.root / "warm-up.txt");
+    testsupport::TempDir quietScratch;
+    testsupport::StderrCapture quiet(quietScratch);
     ASSERT_EQ(plugin->ClassifyMessages(20, warmUpArray.data(), nullptr, listener), NS_OK);
     mail->loop().runUntilIdle();
   }
   ASSERT_EQ(reports.size(), 20u);
 
-  StderrCapture log(box.root / "stderr.txt");
+  testsupport::TempDir logScratch;
+  testsupport::StderrCapture log(logScratch);
   nsrefcnt filterBefore = filterReferences();
   std::size_t heapBefore = heapInUse();
 
@@ -274,7 +254,7 @@ TEST_F(InProcess, AThousandMessagesLeaveNoListenerAnalyzerOrCaptureBehind) {
 
   EXPECT_EQ(filterReferences(), filterBefore);
   std::size_t heapAfter = heapInUse();
-  std::vector<std::string> lines = log.lines();
+  std::vector<std::string> lines = linesOf(log.text());
   EXPECT_EQ(reported, 1100u);
   EXPECT_TRUE(inOrder);
   EXPECT_EQ(countOf(lines, kListenerMade), 101u);

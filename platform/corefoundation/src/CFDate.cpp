@@ -21,13 +21,6 @@ struct __CFDate final : cf::Object {
   CFAbsoluteTime time;
 };
 
-CFAbsoluteTime CFAbsoluteTimeGetCurrent(void) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  return static_cast<double>(now.tv_sec) - kCFAbsoluteTimeIntervalSince1970 +
-         static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
 CFTypeID CFDateGetTypeID(void) {
   return cf::kDateTypeID;
 }
@@ -38,10 +31,4 @@ CFDateRef CFDateCreate(CFAllocatorRef allocator, CFAbsoluteTime at) {
 
 CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef theDate) {
   return theDate->time;
-}
-
-CFComparisonResult CFDateCompare(CFDateRef theDate, CFDateRef otherDate, void*) {
-  return theDate->time < otherDate->time   ? kCFCompareLessThan
-         : theDate->time > otherDate->time ? kCFCompareGreaterThan
-                                           : kCFCompareEqualTo;
 }

@@ -150,25 +150,6 @@ CFTypeID CFDictionaryGetTypeID(void) {
   return cf::kDictionaryTypeID;
 }
 
-CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, const void** values,
-                                   CFIndex numValues, const CFDictionaryKeyCallBacks* keyCallBacks,
-                                   const CFDictionaryValueCallBacks* valueCallBacks) {
-  auto* dict = new __CFDictionary(allocator, false, keyCallBacks, valueCallBacks);
-  for (CFIndex i = 0; i < numValues; ++i) {
-    dict->put(keys[i], values[i], true, true);
-  }
-  return dict;
-}
-
-CFDictionaryRef CFDictionaryCreateCopy(CFAllocatorRef allocator, CFDictionaryRef theDict) {
-  auto* dict =
-      new __CFDictionary(allocator, false, &theDict->keyCallBacks, &theDict->valueCallBacks);
-  for (const auto& [k, v] : theDict->map) {
-    dict->put(k, v, true, true);
-  }
-  return dict;
-}
-
 CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef allocator, CFIndex,
                                                  const CFDictionaryKeyCallBacks* keyCallBacks,
                                                  const CFDictionaryValueCallBacks* valueCallBacks) {
@@ -206,21 +187,6 @@ Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef theDict, const void* key,
   return true;
 }
 
-Boolean CFDictionaryContainsKey(CFDictionaryRef theDict, const void* key) {
-  return theDict->map.count(key) != 0;
-}
-
-void CFDictionaryGetKeysAndValues(CFDictionaryRef theDict, const void** keys, const void** values) {
-  for (const auto& [k, v] : theDict->map) {
-    if (keys != nullptr) {
-      *keys++ = k;
-    }
-    if (values != nullptr) {
-      *values++ = v;
-    }
-  }
-}
-
 void CFDictionaryApplyFunction(CFDictionaryRef theDict, CFDictionaryApplierFunction applier,
                                void* context) {
   std::vector<std::pair<const void*, const void*>> entries(theDict->map.begin(),
@@ -242,20 +208,8 @@ void CFDictionarySetValue(CFMutableDictionaryRef theDict, const void* key, const
   }
 }
 
-void CFDictionaryReplaceValue(CFMutableDictionaryRef theDict, const void* key, const void* value) {
-  if (theDict->isMutable) {
-    theDict->put(key, value, false, true);
-  }
-}
-
 void CFDictionaryRemoveValue(CFMutableDictionaryRef theDict, const void* key) {
   if (theDict->isMutable) {
     theDict->remove(key);
-  }
-}
-
-void CFDictionaryRemoveAllValues(CFMutableDictionaryRef theDict) {
-  if (theDict->isMutable) {
-    theDict->removeAll();
   }
 }

@@ -180,24 +180,6 @@ CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType theType, const
   return number;
 }
 
-CFNumberType CFNumberGetType(CFNumberRef number) {
-  return number->type;
-}
-
-CFIndex CFNumberGetByteSize(CFNumberRef number) {
-  switch (number->type) {
-  case kCFNumberSInt8Type:
-    return 1;
-  case kCFNumberSInt16Type:
-    return 2;
-  case kCFNumberSInt32Type:
-  case kCFNumberFloat32Type:
-    return 4;
-  default:
-    return 8;
-  }
-}
-
 Boolean CFNumberIsFloatType(CFNumberRef number) {
   return number->isFloat();
 }
@@ -245,15 +227,4 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePt
   default:
     return storeInteger<SInt64>(value, valuePtr) && exact;
   }
-}
-
-CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber, void*) {
-  if (!number->isFloat() && !otherNumber->isFloat()) {
-    return number->integer < otherNumber->integer   ? kCFCompareLessThan
-           : number->integer > otherNumber->integer ? kCFCompareGreaterThan
-                                                    : kCFCompareEqualTo;
-  }
-  double a = number->asDouble();
-  double b = otherNumber->asDouble();
-  return a < b ? kCFCompareLessThan : a > b ? kCFCompareGreaterThan : kCFCompareEqualTo;
 }

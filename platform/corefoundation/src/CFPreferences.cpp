@@ -76,9 +76,6 @@ std::string domainName(CFStringRef applicationID) {
     return ".GlobalPreferences";
   }
   if (CFEqual(applicationID, kCFPreferencesCurrentApplication)) {
-    if (CFStringRef identifier = CFBundleGetIdentifier(CFBundleGetMainBundle())) {
-      return cf::toUTF8(identifier);
-    }
     return program_invocation_short_name;
   }
   return cf::toUTF8(applicationID);
@@ -259,10 +256,6 @@ void applyChange(const void* key, const void* value, void* context) {
 
 } // namespace
 
-CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applicationID) {
-  return copyValue(key, applicationID);
-}
-
 CFIndex CFPreferencesGetAppIntegerValue(CFStringRef key, CFStringRef applicationID,
                                         Boolean* keyExistsAndHasValidFormat) {
   CFIndex result = 0;
@@ -284,40 +277,6 @@ CFIndex CFPreferencesGetAppIntegerValue(CFStringRef key, CFStringRef application
     *keyExistsAndHasValidFormat = valid;
   }
   return result;
-}
-
-Boolean CFPreferencesGetAppBooleanValue(CFStringRef key, CFStringRef applicationID,
-                                        Boolean* keyExistsAndHasValidFormat) {
-  bool result = false;
-  bool valid = false;
-  if (CFPropertyListRef value = copyValue(key, applicationID)) {
-    CFTypeID type = CFGetTypeID(value);
-    if (type == CFBooleanGetTypeID()) {
-      result = CFBooleanGetValue(static_cast<CFBooleanRef>(value));
-      valid = true;
-    } else if (type == CFNumberGetTypeID() &&
-               !CFNumberIsFloatType(static_cast<CFNumberRef>(value))) {
-      SInt64 number = 0;
-      CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number);
-      result = number != 0;
-      valid = true;
-    } else if (type == CFStringGetTypeID()) {
-      auto string = static_cast<CFStringRef>(value);
-      if (CFStringCompare(string, CFSTR("true"), kCFCompareCaseInsensitive) == 0 ||
-          CFStringCompare(string, CFSTR("YES"), kCFCompareCaseInsensitive) == 0) {
-        result = true;
-        valid = true;
-      } else if (CFStringCompare(string, CFSTR("false"), kCFCompareCaseInsensitive) == 0 ||
-                 CFStringCompare(string, CFSTR("NO"), kCFCompareCaseInsensitive) == 0) {
-        valid = true;
-      }
-    }
-    CFRelease(value);
-  }
-  if (keyExistsAndHasValidFormat != nullptr) {
-    *keyExistsAndHasValidFormat = valid;
-  }
-  return valid && result;
 }
 
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef applicationID) {

@@ -82,9 +82,6 @@ CFAllocatorRef cf::resolveAllocator(CFAllocatorRef allocator) {
 CFTypeID CFAllocatorGetTypeID(void) {
   return cf::kAllocatorTypeID;
 }
-CFAllocatorRef CFAllocatorGetDefault(void) {
-  return kCFAllocatorSystemDefault;
-}
 CFTypeID CFNullGetTypeID(void) {
   return cf::kNullTypeID;
 }
@@ -110,16 +107,6 @@ CFTypeID CFGetTypeID(CFTypeRef cf) {
   return cf ? cf::object(cf)->typeID() : 0;
 }
 
-CFStringRef CFCopyTypeIDDescription(CFTypeID typeID) {
-  static const char* const names[cf::kTypeIDCount] = {
-      nullptr,   "CFAllocator", "CFNull",    "CFString", "CFData", "CFDictionary",
-      "CFArray", "CFNumber",    "CFBoolean", "CFDate",   "CFURL",  "CFBundle"};
-  if (typeID == 0 || typeID >= cf::kTypeIDCount) {
-    return nullptr;
-  }
-  return cf::makeString(names[typeID]);
-}
-
 Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2) {
   if (cf1 == cf2) {
     return true;
@@ -142,10 +129,6 @@ CFStringRef CFCopyDescription(CFTypeRef cf) {
 
 CFAllocatorRef CFGetAllocator(CFTypeRef cf) {
   return cf ? cf::object(cf)->allocator() : kCFAllocatorSystemDefault;
-}
-
-CFTypeRef CFMakeCollectable(CFTypeRef cf) {
-  return cf;
 }
 
 const void* cf::retainCallBack(CFAllocatorRef, const void* value) {

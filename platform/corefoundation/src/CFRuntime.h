@@ -22,7 +22,6 @@ enum TypeID : CFTypeID {
   kBooleanTypeID,
   kDateTypeID,
   kURLTypeID,
-  kBundleTypeID,
   kTypeIDCount
 };
 

@@ -63,15 +63,3 @@ void CFShow(CFTypeRef obj) {
     std::fflush(stderr);
   }
 }
-
-void CFShowStr(CFStringRef str) {
-  if (str == nullptr) {
-    std::fputs("(null)\n", stdout);
-    return;
-  }
-  std::printf("Length %ld\nIsEightBit %d\nHasLengthByte 0\nHasNullByte 1\nInlineContents 0\n"
-              "Allocator %s\nMutable %d\nContents %s\n",
-              static_cast<long>(str->storage.length()), str->storage.wide ? 0 : 1,
-              cf::pointerText(str->allocator()).c_str(), str->isMutable ? 1 : 0,
-              cf::toUTF8(str).c_str());
-}

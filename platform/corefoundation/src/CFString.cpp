@@ -92,75 +92,6 @@ void appendBounded(__CFString* string, const cf::StringStorage& addition) {
   string->storage.append(addition, 0, count);
 }
 
-UniChar foldCase(UniChar c) {
-  return (c >= 'A' && c <= 'Z') ? static_cast<UniChar>(c + 32) : c;
-}
-
-bool isDigit(UniChar c) {
-  return c >= '0' && c <= '9';
-}
-
-CFComparisonResult compareStorage(const cf::StringStorage& a, size_t aFrom, size_t aCount,
-                                  const cf::StringStorage& b, size_t bFrom, size_t bCount,
-                                  CFStringCompareFlags flags) {
-  bool fold = (flags & kCFCompareCaseInsensitive) != 0;
-  bool numeric = (flags & kCFCompareNumerically) != 0;
-  size_t i = aFrom;
-  size_t j = bFrom;
-  size_t aEnd = aFrom + aCount;
-  size_t bEnd = bFrom + bCount;
-  while (i < aEnd && j < bEnd) {
-    UniChar ca = a.at(i);
-    UniChar cb = b.at(j);
-    if (numeric && isDigit(ca) && isDigit(cb)) {
-      // Compare the digit runs as numbers: skip leading zeros, then longer is larger.
-      size_t i0 = i;
-      size_t j0 = j;
-      while (i0 < aEnd && a.at(i0) == '0') {
-        ++i0;
-      }
-      while (j0 < bEnd && b.at(j0) == '0') {
-        ++j0;
-      }
-      size_t i1 = i0;
-      size_t j1 = j0;
-      while (i1 < aEnd && isDigit(a.at(i1))) {
-        ++i1;
-      }
-      while (j1 < bEnd && isDigit(b.at(j1))) {
-        ++j1;
-      }
-      if (i1 - i0 != j1 - j0) {
-        return (i1 - i0) < (j1 - j0) ? kCFCompareLessThan : kCFCompareGreaterThan;
-      }
-      for (size_t k = 0; k < i1 - i0; ++k) {
-        if (a.at(i0 + k) != b.at(j0 + k)) {
-          return a.at(i0 + k) < b.at(j0 + k) ? kCFCompareLessThan : kCFCompareGreaterThan;
-        }
-      }
-      i = i1;
-      j = j1;
-      continue;
-    }
-    if (fold) {
-      ca = foldCase(ca);
-      cb = foldCase(cb);
-    }
-    if (ca != cb) {
-      return ca < cb ? kCFCompareLessThan : kCFCompareGreaterThan;
-    }
-    ++i;
-    ++j;
-  }
-  if (i < aEnd) {
-    return kCFCompareGreaterThan;
-  }
-  if (j < bEnd) {
-    return kCFCompareLessThan;
-  }
-  return kCFCompareEqualTo;
-}
-
 std::unordered_map<std::string, const __CFString*>& constantStrings() {
   // Never destroyed: constant strings live as long as the process.
   static auto* table = new std::unordered_map<std::string, const __CFString*>();
@@ -214,15 +145,6 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr,
                                  static_cast<CFIndex>(std::strlen(cStr)), encoding, false);
 }
 
-CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars,
-                                         CFIndex numChars) {
-  cf::StringStorage storage;
-  if (chars != nullptr && numChars > 0) {
-    storage.appendUnits(reinterpret_cast<const char16_t*>(chars), static_cast<size_t>(numChars));
-  }
-  return cf::newString(alloc, std::move(storage));
-}
-
 CFStringRef CFStringCreateCopy(CFAllocatorRef alloc, CFStringRef theString) {
   if (theString == nullptr) {
     return nullptr;
@@ -232,23 +154,6 @@ CFStringRef CFStringCreateCopy(CFAllocatorRef alloc, CFStringRef theString) {
   }
   cf::StringStorage copy = theString->storage;
   return cf::newString(alloc, std::move(copy));
-}
-
-CFStringRef CFStringCreateWithSubstring(CFAllocatorRef alloc, CFStringRef str, CFRange range) {
-  cf::StringStorage part;
-  part.append(str->storage, static_cast<size_t>(range.location), static_cast<size_t>(range.length));
-  return cf::newString(alloc, std::move(part));
-}
-
-CFDataRef CFStringCreateExternalRepresentation(CFAllocatorRef alloc, CFStringRef theString,
-                                               CFStringEncoding encoding, UInt8 lossByte) {
-  std::string bytes;
-  size_t length = theString->storage.length();
-  if (cf::encodeUnits(theString->storage, 0, length, encoding, lossByte, true, &bytes) != length) {
-    return nullptr;
-  }
-  return CFDataCreate(alloc, reinterpret_cast<const UInt8*>(bytes.data()),
-                      static_cast<CFIndex>(bytes.size()));
 }
 
 CFStringRef CFStringCreateWithFormat(CFAllocatorRef alloc, CFDictionaryRef formatOptions,
@@ -273,15 +178,6 @@ CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef alloc, CFDiction
 
 CFMutableStringRef CFStringCreateMutable(CFAllocatorRef alloc, CFIndex maxLength) {
   return new __CFString(alloc, true, maxLength < 0 ? 0 : maxLength);
-}
-
-CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef alloc, CFIndex maxLength,
-                                             CFStringRef theString) {
-  auto* string = new __CFString(alloc, true, maxLength < 0 ? 0 : maxLength);
-  if (theString != nullptr) {
-    appendBounded(string, theString->storage);
-  }
-  return string;
 }
 
 CFIndex CFStringGetLength(CFStringRef theString) {
@@ -316,25 +212,6 @@ Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSi
   std::memcpy(buffer, bytes.data(), bytes.size());
   buffer[bytes.size()] = '\0';
   return true;
-}
-
-const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding encoding) {
-  const cf::StringStorage& storage = theString->storage;
-  if (storage.wide) {
-    return nullptr;
-  }
-  if (encoding == kCFStringEncodingISOLatin1) {
-    return storage.narrow.c_str();
-  }
-  bool asciiSuperset = encoding == kCFStringEncodingASCII || encoding == kCFStringEncodingUTF8 ||
-                       encoding == kCFStringEncodingMacRoman ||
-                       encoding == kCFStringEncodingWindowsLatin1;
-  return asciiSuperset && storage.isASCII() ? storage.narrow.c_str() : nullptr;
-}
-
-const UniChar* CFStringGetCharactersPtr(CFStringRef theString) {
-  return theString->storage.wide ? reinterpret_cast<const UniChar*>(theString->storage.units.data())
-                                 : nullptr;
 }
 
 CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding encoding,
@@ -386,63 +263,6 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encod
   }
 }
 
-// Bytes of "%s" and literal 8-bit text are read as Latin-1, as on CF's non-Mac builds.
-CFStringEncoding CFStringGetSystemEncoding(void) {
-  return kCFStringEncodingISOLatin1;
-}
-
-SInt32 CFStringGetIntValue(CFStringRef str) {
-  std::string text = cf::toUTF8(str);
-  long long value = std::strtoll(text.c_str(), nullptr, 10);
-  return static_cast<SInt32>(std::clamp<long long>(value, INT_MIN, INT_MAX));
-}
-
-double CFStringGetDoubleValue(CFStringRef str) {
-  std::string text = cf::toUTF8(str);
-  return std::strtod(text.c_str(), nullptr);
-}
-
-CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,
-                                   CFStringCompareFlags compareOptions) {
-  return compareStorage(theString1->storage, 0, theString1->storage.length(), theString2->storage,
-                        0, theString2->storage.length(), compareOptions);
-}
-
-CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind,
-                     CFStringCompareFlags compareOptions) {
-  const cf::StringStorage& hay = theString->storage;
-  const cf::StringStorage& needle = stringToFind->storage;
-  size_t n = needle.length();
-  if (n == 0 || n > hay.length()) {
-    return CFRangeMake(kCFNotFound, 0);
-  }
-  size_t last = hay.length() - n;
-  bool backwards = (compareOptions & kCFCompareBackwards) != 0;
-  bool anchored = (compareOptions & kCFCompareAnchored) != 0;
-  CFStringCompareFlags flags = compareOptions & kCFCompareCaseInsensitive;
-  for (size_t k = 0; k <= last; ++k) {
-    size_t at = backwards ? last - k : k;
-    if (compareStorage(hay, at, n, needle, 0, n, flags) == kCFCompareEqualTo) {
-      return CFRangeMake(static_cast<CFIndex>(at), static_cast<CFIndex>(n));
-    }
-    if (anchored) {
-      break;
-    }
-  }
-  return CFRangeMake(kCFNotFound, 0);
-}
-
-Boolean CFStringHasPrefix(CFStringRef theString, CFStringRef prefix) {
-  return CFStringFind(theString, prefix, kCFCompareAnchored).location == 0 ||
-         prefix->storage.length() == 0;
-}
-
-Boolean CFStringHasSuffix(CFStringRef theString, CFStringRef suffix) {
-  return CFStringFind(theString, suffix, kCFCompareAnchored | kCFCompareBackwards).location !=
-             kCFNotFound ||
-         suffix->storage.length() == 0;
-}
-
 void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString) {
   if (appendedString != nullptr) {
     if (appendedString == theString) {
@@ -452,13 +272,6 @@ void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString) {
       appendBounded(mutableString(theString), appendedString->storage);
     }
   }
-}
-
-void CFStringAppendCharacters(CFMutableStringRef theString, const UniChar* chars,
-                              CFIndex numChars) {
-  cf::StringStorage addition;
-  addition.appendUnits(reinterpret_cast<const char16_t*>(chars), static_cast<size_t>(numChars));
-  appendBounded(mutableString(theString), addition);
 }
 
 void CFStringAppendCString(CFMutableStringRef theString, const char* cStr,
@@ -491,26 +304,4 @@ void CFStringAppendFormatAndArguments(CFMutableStringRef theString, CFDictionary
   cf::StringStorage text;
   cf::appendFormatted(text, format->storage, arguments);
   appendBounded(string, text);
-}
-
-void CFStringInsert(CFMutableStringRef str, CFIndex idx, CFStringRef insertedStr) {
-  cf::StringStorage copy = insertedStr->storage;
-  mutableString(str)->storage.insert(static_cast<size_t>(idx), copy);
-}
-
-void CFStringDelete(CFMutableStringRef theString, CFRange range) {
-  mutableString(theString)->storage.erase(static_cast<size_t>(range.location),
-                                          static_cast<size_t>(range.length));
-}
-
-void CFStringReplace(CFMutableStringRef theString, CFRange range, CFStringRef replacement) {
-  cf::StringStorage copy = replacement->storage;
-  __CFString* string = mutableString(theString);
-  string->storage.erase(static_cast<size_t>(range.location), static_cast<size_t>(range.length));
-  string->storage.insert(static_cast<size_t>(range.location), copy);
-}
-
-void CFStringReplaceAll(CFMutableStringRef theString, CFStringRef replacement) {
-  cf::StringStorage copy = replacement->storage;
-  mutableString(theString)->storage = std::move(copy);
 }

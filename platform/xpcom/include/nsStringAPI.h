@@ -14,11 +14,10 @@ class nsAString;
 class nsCStringContainer;
 class nsCString;
 
-// Flags of NS_CStringContainerInit2. Dependent and adopted data are honoured by copying (and,
-// for adopted data, freeing the caller's buffer with NS_Free): the result is the same.
+// Flags of NS_CStringContainerInit2. Dependent data is honoured by copying: the result is the
+// same.
 enum {
   NS_CSTRING_CONTAINER_INIT_DEPEND = (1 << 1),
-  NS_CSTRING_CONTAINER_INIT_ADOPT = (1 << 2),
   NS_CSTRING_CONTAINER_INIT_SUBSTRING = (1 << 3)
 };
 
@@ -31,10 +30,6 @@ NS_EXPORT void NS_CStringContainerFinish(nsCStringContainer& aContainer);
 // (*aTerminated, if given, is always set to PR_TRUE).
 NS_EXPORT PRUint32 NS_CStringGetData(const nsACString& aStr, const char** aData,
                                      PRBool* aTerminated);
-// Resizes to aDataLength (PR_UINT32_MAX: keep the length) and hands out a writable buffer.
-NS_EXPORT PRUint32 NS_CStringGetMutableData(nsACString& aStr, PRUint32 aDataLength, char** aData);
-// A NUL-terminated copy from NS_Alloc; the caller frees it with NS_Free.
-NS_EXPORT char* NS_CStringCloneData(const nsACString& aStr);
 // aDataLength PR_UINT32_MAX means "up to the first NUL"; a null aData means the empty string.
 NS_EXPORT nsresult NS_CStringSetData(nsACString& aStr, const char* aData, PRUint32 aDataLength);
 // Replaces aCutLength characters at aCutOffset with aData; offsets past the end are clamped,
@@ -44,8 +39,6 @@ NS_EXPORT nsresult NS_CStringSetDataRange(nsACString& aStr, PRUint32 aCutOffset,
                                           PRUint32 aDataLength);
 NS_EXPORT nsresult NS_CStringCopy(nsACString& aDestStr, const nsACString& aSrcStr);
 NS_EXPORT nsresult NS_CStringAppendData(nsACString& aStr, const char* aData, PRUint32 aDataLength);
-NS_EXPORT nsresult NS_CStringInsertData(nsACString& aStr, PRUint32 aOffset, const char* aData,
-                                        PRUint32 aDataLength);
 NS_EXPORT nsresult NS_CStringCutData(nsACString& aStr, PRUint32 aCutOffset, PRUint32 aCutLength);
 }
 
@@ -62,20 +55,11 @@ public:
     NS_CStringGetData(*this, &data, nullptr);
     return data;
   }
-  const char* BeginReading() const { return get(); }
-  const char* EndReading() const {
-    const char* data;
-    PRUint32 len = NS_CStringGetData(*this, &data, nullptr);
-    return data + len;
-  }
   PRUint32 Length() const {
     const char* data;
     return NS_CStringGetData(*this, &data, nullptr);
   }
   PRBool IsEmpty() const { return Length() == 0; }
-  char CharAt(PRUint32 aIndex) const { return get()[aIndex]; }
-  char First() const { return CharAt(0); }
-  char Last() const { return CharAt(Length() - 1); }
 
   void Assign(const char* aData, PRUint32 aLength = PR_UINT32_MAX) {
     NS_CStringSetData(*this, aData, aLength);
@@ -91,26 +75,10 @@ public:
     NS_CStringAppendData(*this, data, len);
   }
   void Append(char aChar) { NS_CStringAppendData(*this, &aChar, 1); }
-  void AppendInt(PRInt32 aValue);
-  void Insert(const char* aData, PRUint32 aOffset, PRUint32 aLength = PR_UINT32_MAX) {
-    NS_CStringInsertData(*this, aOffset, aData, aLength);
-  }
-  void Replace(PRUint32 aCutStart, PRUint32 aCutLength, const char* aData,
-               PRUint32 aLength = PR_UINT32_MAX) {
-    NS_CStringSetDataRange(*this, aCutStart, aCutLength, aData, aLength);
-  }
-  void Cut(PRUint32 aCutStart, PRUint32 aCutLength) {
-    NS_CStringCutData(*this, aCutStart, aCutLength);
-  }
   // Shortens the string to aNewLength; a longer length leaves it as it is.
   void Truncate(PRUint32 aNewLength = 0) {
     if (aNewLength < Length())
       NS_CStringCutData(*this, aNewLength, PR_UINT32_MAX);
-  }
-  // Resizes, padding with undefined bytes when growing.
-  void SetLength(PRUint32 aLength) {
-    char* data;
-    NS_CStringGetMutableData(*this, aLength, &data);
   }
 
   nsACString& operator=(const char* aData) {
@@ -148,7 +116,6 @@ public:
     PRUint32 lb = NS_CStringGetData(aOther, &b, nullptr);
     return la == lb && memcmp(a, b, la) == 0;
   }
-  PRBool EqualsLiteral(const char* aOther) const { return Equals(aOther); }
 
   // Index of the first aChar at or after aOffset, or -1.
   PRInt32 FindChar(char aChar, PRUint32 aOffset = 0) const {
@@ -159,15 +126,6 @@ public:
     const void* hit = memchr(data + aOffset, aChar, len - aOffset);
     return hit ? PRInt32(static_cast<const char*>(hit) - data) : -1;
   }
-  // Index of the last aChar, or -1.
-  PRInt32 RFindChar(char aChar) const {
-    const char* data;
-    PRUint32 len = NS_CStringGetData(*this, &data, nullptr);
-    while (len > 0)
-      if (data[--len] == aChar)
-        return PRInt32(len);
-    return -1;
-  }
   // Index of the first occurrence of aPattern at or after aOffset (case-sensitive), or -1.
   // The empty pattern is found at aOffset.
   PRInt32 Find(const char* aPattern, PRUint32 aOffset = 0) const {
@@ -175,29 +133,6 @@ public:
   }
   PRInt32 Find(const nsACString& aPattern, PRUint32 aOffset = 0) const {
     return Find(aPattern.get(), aPattern.Length(), aOffset);
-  }
-  PRBool StartsWith(const char* aPrefix) const {
-    size_t n = strlen(aPrefix);
-    return Length() >= n && memcmp(get(), aPrefix, n) == 0;
-  }
-
-  // Copies the first aCount characters (or the whole string) into aResult; returns the count.
-  PRUint32 Left(nsACString& aResult, PRUint32 aCount) const { return Mid(aResult, 0, aCount); }
-  // Copies aCount characters from aStart (clamped to the string) into aResult.
-  PRUint32 Mid(nsACString& aResult, PRUint32 aStart, PRUint32 aCount) const {
-    const char* data;
-    PRUint32 len = NS_CStringGetData(*this, &data, nullptr);
-    if (aStart > len)
-      aStart = len;
-    if (aCount > len - aStart)
-      aCount = len - aStart;
-    NS_CStringSetData(aResult, data + aStart, aCount);
-    return aCount;
-  }
-  // Copies the last aCount characters (or the whole string) into aResult.
-  PRUint32 Right(nsACString& aResult, PRUint32 aCount) const {
-    PRUint32 len = Length();
-    return Mid(aResult, aCount > len ? 0 : len - aCount, aCount);
   }
 
 protected:
@@ -289,34 +224,6 @@ public:
   explicit nsDependentCString(const char* aData, PRUint32 aLength = PR_UINT32_MAX)
       : nsCString(aData, aLength) {}
 };
-
-inline void nsACString::AppendInt(PRInt32 aValue) {
-  char buf[16];
-  char* p = buf + sizeof buf;
-  PRUint32 magnitude = aValue < 0 ? 0U - PRUint32(aValue) : PRUint32(aValue);
-  do {
-    *--p = char('0' + magnitude % 10);
-    magnitude /= 10;
-  } while (magnitude);
-  if (aValue < 0)
-    *--p = '-';
-  Append(p, PRUint32(buf + sizeof buf - p));
-}
-
-inline nsCString Substring(const nsACString& aStr, PRUint32 aStart,
-                           PRUint32 aLength = PR_UINT32_MAX) {
-  nsCString result;
-  aStr.Mid(result, aStart, aLength);
-  return result;
-}
-inline nsCString StringHead(const nsACString& aStr, PRUint32 aCount) {
-  return Substring(aStr, 0, aCount);
-}
-inline nsCString StringTail(const nsACString& aStr, PRUint32 aCount) {
-  nsCString result;
-  aStr.Right(result, aCount);
-  return result;
-}
 
 #define NS_LITERAL_CSTRING(s) nsDependentCString(s, PRUint32(sizeof(s) - 1))
 #define NS_CSTRING_CONSTANT(s) nsDependentCString(s)

@@ -1,8 +1,5 @@
 #include "component_manager.h"
 
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 
 #include "generic_module.h"
@@ -292,45 +289,13 @@ nsresult ComponentManager::RegisterBundle(const std::string& aPath, nsIFile* aSp
   return NS_OK;
 }
 
-// A bundle file is loaded and registered; a directory has each "*.so" in it registered, in
-// name order, and reports the first failure after trying them all.
 NS_IMETHODIMP ComponentManager::AutoRegister(nsIFile* aSpec) {
   std::lock_guard<std::recursive_mutex> lock(mLock);
   if (!aSpec) {
     mLastLoaderError = "no bundle given";
     return NS_ERROR_INVALID_ARG;
   }
-  std::string path = PathOf(aSpec);
-  struct stat info;
-  if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
-    std::vector<std::string> names;
-    if (DIR* dir = opendir(path.c_str())) {
-      while (dirent* item = readdir(dir)) {
-        std::string name = item->d_name;
-        if (name.size() > 3 && name.compare(name.size() - 3, 3, ".so") == 0)
-          names.push_back(name);
-      }
-      closedir(dir);
-    }
-    std::sort(names.begin(), names.end());
-    nsresult first = NS_OK;
-    std::string firstError;
-    for (const std::string& name : names) {
-      nsCOMPtr<nsIFile> child;
-      nsresult rv = aSpec->Clone(getter_AddRefs(child));
-      if (NS_SUCCEEDED(rv))
-        rv = child->AppendNative(nsCString(name.c_str()));
-      if (NS_SUCCEEDED(rv))
-        rv = RegisterBundle(PathOf(child), child);
-      if (NS_FAILED(rv) && NS_SUCCEEDED(first)) {
-        first = rv;
-        firstError = mLastLoaderError;
-      }
-    }
-    mLastLoaderError = firstError;
-    return first;
-  }
-  return RegisterBundle(path, aSpec);
+  return RegisterBundle(PathOf(aSpec), aSpec);
 }
 
 NS_IMETHODIMP ComponentManager::AutoUnregister(nsIFile* aSpec) {

@@ -14,10 +14,7 @@ NS_IMETHODIMP GenericFactory::QueryInterface(REFNSIID aIID, void** aResult) {
       static_cast<nsIGenericFactory*>(this), aIID, aResult);
 }
 
-GenericFactory::~GenericFactory() {
-  if (mInfo && mInfo->mFactoryDestructor)
-    mInfo->mFactoryDestructor();
-}
+GenericFactory::~GenericFactory() = default;
 
 NS_IMETHODIMP GenericFactory::CreateInstance(nsISupports* aOuter, const nsIID& iid, void** result) {
   if (!result)
@@ -52,42 +49,20 @@ NS_IMETHODIMP GenericModule::QueryInterface(REFNSIID aIID, void** aResult) {
                                                           aResult);
 }
 
-GenericModule::~GenericModule() {
-  // Factories go first: their destructor hooks belong to a module that is still alive.
-  mFactories.clear();
-  if (mInitialized && mInfo->mDtor)
-    mInfo->mDtor(this);
-}
-
-// The module's constructor runs once, before the first request that needs the records.
-nsresult GenericModule::Initialize() {
-  if (mInitialized)
-    return NS_OK;
-  if (mInfo->mCtor) {
-    nsresult rv = mInfo->mCtor(this);
-    if (NS_FAILED(rv))
-      return rv;
-  }
-  mFactories.resize(mInfo->mCount);
-  mInitialized = true;
-  return NS_OK;
-}
+GenericModule::~GenericModule() = default;
 
 NS_IMETHODIMP GenericModule::GetClassObject(nsIComponentManager*, const nsCID& aClass,
                                             const nsIID& aIID, void** aResult) {
   if (!aResult)
     return NS_ERROR_NULL_POINTER;
   *aResult = nullptr;
-  nsresult rv = Initialize();
-  if (NS_FAILED(rv))
-    return rv;
   for (PRUint32 i = 0; i < mInfo->mCount; ++i) {
     const nsModuleComponentInfo& info = mInfo->mComponents[i];
     if (!info.mCID.Equals(aClass))
       continue;
     if (!mFactories[i]) {
       nsIGenericFactory* factory = nullptr;
-      rv = NS_NewGenericFactory(&factory, &info);
+      nsresult rv = NS_NewGenericFactory(&factory, &info);
       if (NS_FAILED(rv))
         return rv;
       mFactories[i] = already_AddRefed<nsIGenericFactory>(factory);
@@ -99,9 +74,7 @@ NS_IMETHODIMP GenericModule::GetClassObject(nsIComponentManager*, const nsCID& a
 
 NS_IMETHODIMP GenericModule::RegisterSelf(nsIComponentManager* aCompMgr, nsIFile* aLocation,
                                           const char* aLoaderStr, const char* aType) {
-  nsresult rv = Initialize();
-  if (NS_FAILED(rv))
-    return rv;
+  nsresult rv;
   nsCOMPtr<nsIComponentRegistrar> registrar = do_QueryInterface(aCompMgr, &rv);
   if (!registrar)
     return NS_FAILED(rv) ? rv : NS_ERROR_NO_INTERFACE;
@@ -113,27 +86,18 @@ NS_IMETHODIMP GenericModule::RegisterSelf(nsIComponentManager* aCompMgr, nsIFile
       if (NS_FAILED(rv))
         return rv;
     }
-    if (info.mRegisterSelfProc) {
-      rv = info.mRegisterSelfProc(aCompMgr, aLocation, aLoaderStr, aType, &info);
-      if (NS_FAILED(rv))
-        return rv;
-    }
   }
   return NS_OK;
 }
 
 NS_IMETHODIMP GenericModule::UnregisterSelf(nsIComponentManager* aCompMgr, nsIFile* aLocation,
-                                            const char* aLoaderStr) {
-  nsresult rv = Initialize();
-  if (NS_FAILED(rv))
-    return rv;
+                                            const char*) {
+  nsresult rv;
   nsCOMPtr<nsIComponentRegistrar> registrar = do_QueryInterface(aCompMgr, &rv);
   if (!registrar)
     return NS_FAILED(rv) ? rv : NS_ERROR_NO_INTERFACE;
   for (PRUint32 i = 0; i < mInfo->mCount; ++i) {
     const nsModuleComponentInfo& info = mInfo->mComponents[i];
-    if (info.mUnregisterSelfProc)
-      info.mUnregisterSelfProc(aCompMgr, aLocation, aLoaderStr, &info);
     if (info.mConstructor)
       registrar->UnregisterFactoryLocation(info.mCID, aLocation);
   }
@@ -149,6 +113,23 @@ NS_IMETHODIMP GenericModule::CanUnload(nsIComponentManager*, PRBool* _retval) {
 }
 
 } // namespace xpcom
+
+namespace {
+
+// This runtime runs no module or component hooks; a bundle that relies on them is refused
+// rather than served without them.
+bool HasHooks(const nsModuleInfo& aInfo) {
+  if (aInfo.mCtor || aInfo.mDtor)
+    return true;
+  for (PRUint32 i = 0; i < aInfo.mCount; ++i) {
+    const nsModuleComponentInfo& c = aInfo.mComponents[i];
+    if (c.mRegisterSelfProc || c.mUnregisterSelfProc || c.mFactoryDestructor)
+      return true;
+  }
+  return false;
+}
+
+} // namespace
 
 extern "C" {
 
@@ -172,7 +153,8 @@ nsresult NS_NewGenericModule2(nsModuleInfo const* info, nsIModule** result) {
   *result = nullptr;
   if (!info)
     return NS_ERROR_NULL_POINTER;
-  if (info->mVersion != NS_MODULEINFO_VERSION || (info->mCount && !info->mComponents))
+  if (info->mVersion != NS_MODULEINFO_VERSION || (info->mCount && !info->mComponents) ||
+      HasHooks(*info))
     return NS_ERROR_INVALID_ARG;
   auto* module = new (std::nothrow) xpcom::GenericModule(info);
   if (!module)

@@ -37,7 +37,7 @@ class GenericModule final : public nsIModule {
 public:
   NS_DECLARE_STATIC_IID_ACCESSOR(XPCOM_GENERIC_MODULE_IID)
 
-  explicit GenericModule(const nsModuleInfo* aInfo) : mInfo(aInfo) {}
+  explicit GenericModule(const nsModuleInfo* aInfo) : mInfo(aInfo), mFactories(aInfo->mCount) {}
 
   NS_DECL_ISUPPORTS
   NS_IMETHOD GetClassObject(nsIComponentManager* aCompMgr, const nsCID& aClass, const nsIID& aIID,
@@ -52,11 +52,9 @@ public:
 
 private:
   ~GenericModule();
-  nsresult Initialize();
 
   RefCount mRefCount;
   const nsModuleInfo* mInfo;
-  bool mInitialized = false;
   std::vector<nsCOMPtr<nsIGenericFactory>> mFactories; // one per component, made on demand
 };
 

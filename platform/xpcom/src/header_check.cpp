@@ -61,7 +61,6 @@ static_assert(NS_MODULEINFO_VERSION == 0x00015000UL);
   CallQueryInterface(aThing, &raw);
   NS_IF_RELEASE(raw);
   nsCString text("a:b");
-  nsCString left;
-  text.Left(left, PRUint32(text.FindChar(':')));
-  return (root == nullptr || module != nullptr || same == aThing) && left.Equals("a") ? rv : NS_OK;
+  text.Truncate(PRUint32(text.FindChar(':')));
+  return (root == nullptr || module != nullptr || same == aThing) && text.Equals("a") ? rv : NS_OK;
 }

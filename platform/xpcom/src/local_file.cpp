@@ -4,7 +4,6 @@
 #include <string.h>
 
 #include <new>
-#include <string_view>
 
 #include "nsCOMPtr.h"
 #include "nsStringAPI.h"
@@ -44,17 +43,6 @@ nsresult ResultFromErrno(int aErrno) {
   }
 }
 
-namespace {
-
-// A path component to append: not empty, no '/', not "." or "..".
-bool IsPlainName(const char* aName, PRUint32 aLength) {
-  std::string_view name(aName, aLength);
-  return !name.empty() && name.find('/') == std::string_view::npos && name != "." && name != ".." &&
-         name.find('\0') == std::string_view::npos;
-}
-
-} // namespace
-
 XPCOM_IMPL_ADDREF_RELEASE(LocalFile)
 
 NS_IMETHODIMP LocalFile::QueryInterface(REFNSIID aIID, void** aResult) {
@@ -62,34 +50,8 @@ NS_IMETHODIMP LocalFile::QueryInterface(REFNSIID aIID, void** aResult) {
                                                        aResult);
 }
 
-NS_IMETHODIMP LocalFile::AppendNative(const nsACString& node) {
-  if (mPath.empty())
-    return NS_ERROR_NOT_INITIALIZED;
-  if (!IsPlainName(node.get(), node.Length()))
-    return NS_ERROR_FILE_UNRECOGNIZED_PATH;
-  if (mPath != "/")
-    mPath += '/';
-  mPath.append(node.get(), node.Length());
-  return NS_OK;
-}
-
 NS_IMETHODIMP LocalFile::GetNativePath(nsACString& aNativePath) {
   aNativePath.Assign(mPath.c_str(), PRUint32(mPath.size()));
-  return NS_OK;
-}
-
-NS_IMETHODIMP LocalFile::Clone(nsIFile** _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
-  auto* copy = new (std::nothrow) LocalFile();
-  if (!copy) {
-    *_retval = nullptr;
-    return NS_ERROR_OUT_OF_MEMORY;
-  }
-  copy->mPath = mPath;
-  copy->mFollowLinks = mFollowLinks;
-  copy->AddRef();
-  *_retval = copy;
   return NS_OK;
 }
 

@@ -1,7 +1,6 @@
 // nsILocalFile for native (byte-string) absolute paths, as far as the runtime and its host use
-// one: made from a path, its path read back, cloned, and extended by one name. The runtime only
-// hands such a file to a bundle and reads its path; everything else answers
-// NS_ERROR_NOT_IMPLEMENTED.
+// one: made from a path and its path read back. The runtime only hands such a file to a bundle
+// and reads its path; everything else answers NS_ERROR_NOT_IMPLEMENTED.
 #ifndef xpcom_local_file_h
 #define xpcom_local_file_h
 
@@ -23,14 +22,14 @@ public:
 
   NS_DECL_ISUPPORTS
 
-  NS_IMETHOD AppendNative(const nsACString& node) override;
   NS_IMETHOD GetNativePath(nsACString& aNativePath) override;
-  NS_IMETHOD Clone(nsIFile** _retval) override;
   NS_IMETHOD InitWithNativePath(const nsACString& filePath) override;
   NS_IMETHOD GetFollowLinks(PRBool* aFollowLinks) override;
   NS_IMETHOD SetFollowLinks(PRBool aFollowLinks) override;
 
   XPCOM_NOT_IMPLEMENTED(Append, const nsAString&)
+  XPCOM_NOT_IMPLEMENTED(AppendNative, const nsACString&)
+  XPCOM_NOT_IMPLEMENTED(Clone, nsIFile**)
   XPCOM_NOT_IMPLEMENTED(Normalize)
   XPCOM_NOT_IMPLEMENTED(Create, PRUint32, PRUint32)
   XPCOM_NOT_IMPLEMENTED(GetLeafName, nsAString&)

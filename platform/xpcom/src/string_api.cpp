@@ -4,7 +4,6 @@
 #include <string>
 
 #include "nsStringAPI.h"
-#include "nsXPCOM.h"
 
 namespace {
 
@@ -45,15 +44,13 @@ nsresult NS_CStringContainerInit(nsCStringContainer& aContainer) {
 }
 
 nsresult NS_CStringContainerInit2(nsCStringContainer& aContainer, const char* aData,
-                                  PRUint32 aDataLength, PRUint32 aFlags) {
+                                  PRUint32 aDataLength, PRUint32) {
   std::string* s = new (std::nothrow) std::string();
   Storage(aContainer) = s;
   if (!s)
     return NS_ERROR_OUT_OF_MEMORY;
   if (aData)
     s->assign(aData, LengthOf(aData, aDataLength));
-  if ((aFlags & NS_CSTRING_CONTAINER_INIT_ADOPT) && aData)
-    NS_Free(const_cast<char*>(aData));
   return NS_OK;
 }
 
@@ -73,25 +70,6 @@ PRUint32 NS_CStringGetData(const nsACString& aStr, const char** aData, PRBool* a
   }
   *aData = s->c_str();
   return PRUint32(s->size());
-}
-
-PRUint32 NS_CStringGetMutableData(nsACString& aStr, PRUint32 aDataLength, char** aData) {
-  std::string& s = Writable(aStr);
-  if (aDataLength != PR_UINT32_MAX)
-    s.resize(aDataLength);
-  *aData = s.data();
-  return PRUint32(s.size());
-}
-
-char* NS_CStringCloneData(const nsACString& aStr) {
-  const char* data;
-  PRUint32 len = NS_CStringGetData(aStr, &data, nullptr);
-  char* copy = static_cast<char*>(NS_Alloc(len + 1));
-  if (copy) {
-    memcpy(copy, data, len);
-    copy[len] = '\0';
-  }
-  return copy;
 }
 
 nsresult NS_CStringSetData(nsACString& aStr, const char* aData, PRUint32 aDataLength) {
@@ -130,11 +108,6 @@ nsresult NS_CStringCopy(nsACString& aDestStr, const nsACString& aSrcStr) {
 
 nsresult NS_CStringAppendData(nsACString& aStr, const char* aData, PRUint32 aDataLength) {
   return NS_CStringSetDataRange(aStr, PR_UINT32_MAX, 0, aData, aDataLength);
-}
-
-nsresult NS_CStringInsertData(nsACString& aStr, PRUint32 aOffset, const char* aData,
-                              PRUint32 aDataLength) {
-  return NS_CStringSetDataRange(aStr, aOffset, 0, aData, aDataLength);
 }
 
 nsresult NS_CStringCutData(nsACString& aStr, PRUint32 aCutOffset, PRUint32 aCutLength) {

@@ -78,8 +78,6 @@ std::optional<ScriptedReply> parseLine(const std::string& line) {
       continue;
     } else if (w == "null") {
       reply.nullReply = true;
-    } else if (w == "die") {
-      reply.die = true;
     } else if (auto score = argument("score")) {
       if (!(reply.directObject = parseValue(*score, typeSInt16)))
         return std::nullopt;

@@ -9,7 +9,6 @@
 //   errn=VALUE           'errn' as 'shor'; errn=TYPE:VALUE for another type
 //   null                 answer with a null descriptor instead of a reply event
 //   delay=MS             wait MS milliseconds before answering
-//   die                  exit at once without answering
 #pragma once
 
 #include <CoreServices/CoreServices.h>
@@ -32,7 +31,6 @@ struct ScriptedReply {
   std::optional<ScriptedValue> errorNumber;
   bool nullReply = false;
   int delayMilliseconds = 0;
-  bool die = false;
 };
 
 class ReplyScript {

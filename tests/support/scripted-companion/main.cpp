@@ -60,8 +60,6 @@ OSErr answer(const AppleEvent* event, AppleEvent* reply, SRefCon refcon) {
   record(companion.recordPath, scripted::describeEvent(*event, companion.hexLimit));
   const scripted::ScriptedReply& scripted = companion.script.replyFor(companion.eventsSeen++);
 
-  if (scripted.die)
-    _exit(3); // as a crash would: no reply, no unregistering
   if (scripted.delayMilliseconds > 0)
     std::this_thread::sleep_for(std::chrono::milliseconds(scripted.delayMilliseconds));
   if (reply->descriptorType == typeNull)

@@ -68,7 +68,6 @@ CF_EXPORT const CFAllocatorRef kCFAllocatorSystemDefault;
 CF_EXPORT const CFAllocatorRef kCFAllocatorMalloc;
 CF_EXPORT const CFAllocatorRef kCFAllocatorNull;
 CF_EXPORT CFTypeID CFAllocatorGetTypeID(void);
-CF_EXPORT CFAllocatorRef CFAllocatorGetDefault(void);
 
 /* The null object. */
 CF_EXPORT const CFNullRef kCFNull;
@@ -79,12 +78,10 @@ CF_EXPORT CFTypeRef CFRetain(CFTypeRef cf);
 CF_EXPORT void CFRelease(CFTypeRef cf);
 CF_EXPORT CFIndex CFGetRetainCount(CFTypeRef cf);
 CF_EXPORT CFTypeID CFGetTypeID(CFTypeRef cf);
-CF_EXPORT CFStringRef CFCopyTypeIDDescription(CFTypeID type_id);
 CF_EXPORT Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2);
 CF_EXPORT CFHashCode CFHash(CFTypeRef cf);
 CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef cf);
 CF_EXPORT CFAllocatorRef CFGetAllocator(CFTypeRef cf);
-CF_EXPORT CFTypeRef CFMakeCollectable(CFTypeRef cf);
 
 CF_EXTERN_C_END
 

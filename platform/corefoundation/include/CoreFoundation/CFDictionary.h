@@ -42,12 +42,6 @@ typedef struct __CFDictionary* CFMutableDictionaryRef;
 
 CF_EXPORT CFTypeID CFDictionaryGetTypeID(void);
 
-/* NULL callbacks: keys and values are plain pointers, compared by identity. */
-CF_EXPORT CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys,
-                                             const void** values, CFIndex numValues,
-                                             const CFDictionaryKeyCallBacks* keyCallBacks,
-                                             const CFDictionaryValueCallBacks* valueCallBacks);
-CF_EXPORT CFDictionaryRef CFDictionaryCreateCopy(CFAllocatorRef allocator, CFDictionaryRef theDict);
 CF_EXPORT CFMutableDictionaryRef CFDictionaryCreateMutable(
     CFAllocatorRef allocator, CFIndex capacity, const CFDictionaryKeyCallBacks* keyCallBacks,
     const CFDictionaryValueCallBacks* valueCallBacks);
@@ -59,10 +53,6 @@ CF_EXPORT CFIndex CFDictionaryGetCount(CFDictionaryRef theDict);
 CF_EXPORT const void* CFDictionaryGetValue(CFDictionaryRef theDict, const void* key);
 CF_EXPORT Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef theDict, const void* key,
                                                 const void** value);
-CF_EXPORT Boolean CFDictionaryContainsKey(CFDictionaryRef theDict, const void* key);
-/* Fills keys and values (either may be NULL), each with GetCount entries, in insertion order. */
-CF_EXPORT void CFDictionaryGetKeysAndValues(CFDictionaryRef theDict, const void** keys,
-                                            const void** values);
 CF_EXPORT void CFDictionaryApplyFunction(CFDictionaryRef theDict,
                                          CFDictionaryApplierFunction applier, void* context);
 
@@ -70,10 +60,7 @@ CF_EXPORT void CFDictionaryAddValue(CFMutableDictionaryRef theDict, const void* 
                                     const void* value);
 CF_EXPORT void CFDictionarySetValue(CFMutableDictionaryRef theDict, const void* key,
                                     const void* value);
-CF_EXPORT void CFDictionaryReplaceValue(CFMutableDictionaryRef theDict, const void* key,
-                                        const void* value);
 CF_EXPORT void CFDictionaryRemoveValue(CFMutableDictionaryRef theDict, const void* key);
-CF_EXPORT void CFDictionaryRemoveAllValues(CFMutableDictionaryRef theDict);
 
 CF_EXTERN_C_END
 

@@ -40,14 +40,10 @@ CF_EXPORT CFTypeID CFNumberGetTypeID(void);
 /* Integers are stored as SInt64, floats as Float64. */
 CF_EXPORT CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType theType,
                                      const void* valuePtr);
-CF_EXPORT CFNumberType CFNumberGetType(CFNumberRef number);
-CF_EXPORT CFIndex CFNumberGetByteSize(CFNumberRef number);
 CF_EXPORT Boolean CFNumberIsFloatType(CFNumberRef number);
 /* Converts to theType; returns false when the conversion lost information (a fraction
    truncated or a value out of range, which is then clamped). */
 CF_EXPORT Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);
-CF_EXPORT CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber,
-                                             void* context);
 
 CF_EXTERN_C_END
 

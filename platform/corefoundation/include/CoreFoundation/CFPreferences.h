@@ -16,13 +16,9 @@ CF_EXPORT const CFStringRef kCFPreferencesCurrentHost;
 CF_EXPORT const CFStringRef kCFPreferencesAnyUser;
 CF_EXPORT const CFStringRef kCFPreferencesCurrentUser;
 
-/* The value stored for key (a property list object the caller releases), or NULL. */
-CF_EXPORT CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applicationID);
 /* 0 and *keyExistsAndHasValidFormat false when the key is missing or not an integer (an integer
    number, or a string holding nothing but an optionally signed decimal integer). */
 CF_EXPORT CFIndex CFPreferencesGetAppIntegerValue(CFStringRef key, CFStringRef applicationID,
-                                                  Boolean* keyExistsAndHasValidFormat);
-CF_EXPORT Boolean CFPreferencesGetAppBooleanValue(CFStringRef key, CFStringRef applicationID,
                                                   Boolean* keyExistsAndHasValidFormat);
 /* value NULL removes the key. Changes are written by CFPreferencesAppSynchronize. */
 CF_EXPORT void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value,

@@ -30,16 +30,6 @@ typedef enum {
 
 #define kCFStringEncodingInvalidId ((CFStringEncoding)0xffffffffU)
 
-typedef CFOptionFlags CFStringCompareFlags;
-enum {
-  kCFCompareCaseInsensitive = 1,
-  kCFCompareBackwards = 4,
-  kCFCompareAnchored = 8,
-  kCFCompareNonliteral = 16,
-  kCFCompareLocalized = 32,
-  kCFCompareNumerically = 64
-};
-
 /* CFSTR("text"): a constant string, made once per distinct text and never freed. Retain and
    release have no effect on it. The text should be ASCII (other bytes are read as UTF-8). */
 CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* cStr);
@@ -55,14 +45,7 @@ CF_EXPORT CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8*
                                               Boolean isExternalRepresentation);
 CF_EXPORT CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr,
                                                 CFStringEncoding encoding);
-CF_EXPORT CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars,
-                                                   CFIndex numChars);
 CF_EXPORT CFStringRef CFStringCreateCopy(CFAllocatorRef alloc, CFStringRef theString);
-CF_EXPORT CFStringRef CFStringCreateWithSubstring(CFAllocatorRef alloc, CFStringRef str,
-                                                  CFRange range);
-CF_EXPORT CFDataRef CFStringCreateExternalRepresentation(CFAllocatorRef alloc,
-                                                         CFStringRef theString,
-                                                         CFStringEncoding encoding, UInt8 lossByte);
 /* formatOptions is accepted and ignored, as in CF. */
 CF_EXPORT CFStringRef CFStringCreateWithFormat(CFAllocatorRef alloc, CFDictionaryRef formatOptions,
                                                CFStringRef format, ...);
@@ -72,8 +55,6 @@ CF_EXPORT CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef alloc,
 
 /* maxLength 0: unbounded. */
 CF_EXPORT CFMutableStringRef CFStringCreateMutable(CFAllocatorRef alloc, CFIndex maxLength);
-CF_EXPORT CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef alloc, CFIndex maxLength,
-                                                       CFStringRef theString);
 
 /* Access. Lengths and indices count UTF-16 code units. */
 CF_EXPORT CFIndex CFStringGetLength(CFStringRef theString);
@@ -83,29 +64,13 @@ CF_EXPORT void CFStringGetCharacters(CFStringRef theString, CFRange range, UniCh
    be represented in the encoding. */
 CF_EXPORT Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize,
                                      CFStringEncoding encoding);
-/* May return NULL; callers fall back to CFStringGetCString. */
-CF_EXPORT const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding encoding);
-CF_EXPORT const UniChar* CFStringGetCharactersPtr(CFStringRef theString);
 CF_EXPORT CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding encoding,
                                    UInt8 lossByte, Boolean isExternalRepresentation, UInt8* buffer,
                                    CFIndex maxBufLen, CFIndex* usedBufLen);
 CF_EXPORT CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
-CF_EXPORT CFStringEncoding CFStringGetSystemEncoding(void);
-CF_EXPORT SInt32 CFStringGetIntValue(CFStringRef str);
-CF_EXPORT double CFStringGetDoubleValue(CFStringRef str);
-
-/* Comparison and search. Case-insensitive comparison folds ASCII letters only. */
-CF_EXPORT CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,
-                                             CFStringCompareFlags compareOptions);
-CF_EXPORT Boolean CFStringHasPrefix(CFStringRef theString, CFStringRef prefix);
-CF_EXPORT Boolean CFStringHasSuffix(CFStringRef theString, CFStringRef suffix);
-CF_EXPORT CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind,
-                               CFStringCompareFlags compareOptions);
 
 /* Mutation (mutable strings only). */
 CF_EXPORT void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString);
-CF_EXPORT void CFStringAppendCharacters(CFMutableStringRef theString, const UniChar* chars,
-                                        CFIndex numChars);
 CF_EXPORT void CFStringAppendCString(CFMutableStringRef theString, const char* cStr,
                                      CFStringEncoding encoding);
 CF_EXPORT void CFStringAppendFormat(CFMutableStringRef theString, CFDictionaryRef formatOptions,
@@ -113,17 +78,10 @@ CF_EXPORT void CFStringAppendFormat(CFMutableStringRef theString, CFDictionaryRe
 CF_EXPORT void CFStringAppendFormatAndArguments(CFMutableStringRef theString,
                                                 CFDictionaryRef formatOptions, CFStringRef format,
                                                 va_list arguments);
-CF_EXPORT void CFStringInsert(CFMutableStringRef str, CFIndex idx, CFStringRef insertedStr);
-CF_EXPORT void CFStringDelete(CFMutableStringRef theString, CFRange range);
-CF_EXPORT void CFStringReplace(CFMutableStringRef theString, CFRange range,
-                               CFStringRef replacement);
-CF_EXPORT void CFStringReplaceAll(CFMutableStringRef theString, CFStringRef replacement);
 
 /* Debugging output on stderr: a string's characters (units >= 128 as \uXXXX), any other object
    its description, NULL "(null)"; a newline is added unless the text ended in one. */
 CF_EXPORT void CFShow(CFTypeRef obj);
-/* The internals of a string, on stdout. */
-CF_EXPORT void CFShowStr(CFStringRef str);
 
 CF_EXTERN_C_END
 

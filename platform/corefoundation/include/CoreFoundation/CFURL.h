@@ -1,4 +1,4 @@
-/* URLs; file URLs for POSIX paths are the supported case. */
+/* File URLs for POSIX paths. */
 #ifndef COREFOUNDATION_CFURL_H
 #define COREFOUNDATION_CFURL_H
 
@@ -22,25 +22,13 @@ CF_EXPORT CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStr
 CF_EXPORT CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator,
                                                            const UInt8* buffer, CFIndex bufLen,
                                                            Boolean isDirectory);
-/* Parses an absolute URL string, or a relative one against baseURL; NULL if malformed. */
-CF_EXPORT CFURLRef CFURLCreateWithString(CFAllocatorRef allocator, CFStringRef URLString,
-                                         CFURLRef baseURL);
 
 CF_EXPORT CFStringRef CFURLGetString(CFURLRef anURL);
-CF_EXPORT CFURLRef CFURLGetBaseURL(CFURLRef anURL);
-CF_EXPORT CFURLRef CFURLCopyAbsoluteURL(CFURLRef relativeURL);
-CF_EXPORT CFStringRef CFURLCopyScheme(CFURLRef anURL);
 /* The path with percent escapes removed and without a trailing '/' (unless it is "/"). */
 CF_EXPORT CFStringRef CFURLCopyFileSystemPath(CFURLRef anURL, CFURLPathStyle pathStyle);
 CF_EXPORT Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase,
                                                    UInt8* buffer, CFIndex maxBufLen);
 CF_EXPORT Boolean CFURLHasDirectoryPath(CFURLRef anURL);
-CF_EXPORT CFStringRef CFURLCopyLastPathComponent(CFURLRef url);
-CF_EXPORT CFStringRef CFURLCopyPathExtension(CFURLRef url);
-CF_EXPORT CFURLRef CFURLCreateCopyAppendingPathComponent(CFAllocatorRef allocator, CFURLRef url,
-                                                         CFStringRef pathComponent,
-                                                         Boolean isDirectory);
-CF_EXPORT CFURLRef CFURLCreateCopyDeletingLastPathComponent(CFAllocatorRef allocator, CFURLRef url);
 
 CF_EXTERN_C_END
 

@@ -4,7 +4,6 @@
 
 #include <CoreFoundation/CFArray.h>
 #include <CoreFoundation/CFBase.h>
-#include <CoreFoundation/CFBundle.h>
 #include <CoreFoundation/CFData.h>
 #include <CoreFoundation/CFDate.h>
 #include <CoreFoundation/CFDictionary.h>
