@@ -1,15 +1,13 @@
 // Quellbark.app as the plug-in meets it: a registered application answering events over the
 // real transport, with the real bogofilter behind it.
+#include "Sandbox.h"
 #include "TestSupport.h"
 
-#include <ApplicationServices/ApplicationServices.h>
 #include <CoreFoundation/CoreFoundation.h>
-#include <CoreServices/CoreServices.h>
 
+#include <algorithm>
 #include <csignal>
-#include <fcntl.h>
 #include <fstream>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <thread>
 
@@ -19,26 +17,10 @@ namespace fs = std::filesystem;
 namespace quellbark::test {
 namespace {
 
-constexpr OSType kSignature = 0x5162726B; // 'Qbrk'
-
 struct Reply {
   std::string errn;
   std::string score;
 };
-
-pid_t registeredQuellbark() {
-  ProcessSerialNumber process = {0, kNoProcess};
-  while (GetNextProcess(&process) == noErr) {
-    ProcessInfoRec info = {};
-    info.processInfoLength = sizeof info;
-    pid_t pid = -1;
-    if (GetProcessInformation(&process, &info) == noErr && info.processSignature == kSignature &&
-        GetProcessPID(&process, &pid) == noErr) {
-      return pid;
-    }
-  }
-  return -1;
-}
 
 bool waitFor(auto condition) {
   for (int i = 0; i < 500 && !condition(); ++i) {
@@ -72,15 +54,11 @@ protected:
   static fs::path app() { return build() / "Quellbark.app/Contents/MacOS/Quellbark"; }
 
   void startApp() {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 2, (mFolder.path() / "app.log").c_str(),
-                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
-    std::string const path = app().string();
-    char* args[] = {const_cast<char*>(path.c_str()), nullptr};
-    ASSERT_EQ(::posix_spawn(&mApp, path.c_str(), &actions, nullptr, args, environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
-    ASSERT_TRUE(waitFor([&] { return registeredQuellbark() == mApp; })) << appLog();
+    std::vector<std::string> environment;
+    for (char** variable = environ; *variable; ++variable)
+      environment.emplace_back(*variable);
+    mApp = sandbox::spawnProcess({app().string()}, environment, {}, mFolder.path() / "app.log");
+    ASSERT_TRUE(sandbox::waitUntilRegistered(mApp)) << appLog();
   }
 
   // SIGTERM; returns the exit status.
@@ -176,7 +154,8 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
   pid_t const pid = mApp;
   int const exit = stopApp();
   EXPECT_TRUE(WIFEXITED(exit) && WEXITSTATUS(exit) == 0) << exit << appLog();
-  EXPECT_NE(registeredQuellbark(), pid);
+  auto const running = sandbox::runningApps();
+  EXPECT_EQ(std::find(running.begin(), running.end(), pid), running.end()) << "unregistered";
   EXPECT_NE(runApp({"status"}).out.find("Learned:   11 spam"), std::string::npos);
 }
 

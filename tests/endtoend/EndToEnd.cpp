@@ -65,11 +65,6 @@ EndToEndTest::EndToEndTest() {
   fs::create_directories(mail);
 }
 
-EndToEndTest::~EndToEndTest() {
-  for (pid_t pid : sandbox::startedCompanions(box.events))
-    sandbox::stopProcess(pid);
-}
-
 void EndToEndTest::installCompanion() {
   sandbox::makeCompanionBundle(box.applicationPath);
 }

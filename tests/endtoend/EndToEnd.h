@@ -3,7 +3,7 @@
 // finds the scripted companion and the plug-in launches it when it first needs it.
 #pragma once
 
-#include "CompanionSandbox.h"
+#include "Sandbox.h"
 
 #include <gtest/gtest.h>
 
@@ -34,7 +34,6 @@ std::string sha256Of(std::string_view bytes);
 class EndToEndTest : public testing::Test {
 protected:
   EndToEndTest();
-  ~EndToEndTest() override; // stops every companion that started
 
   // Quellbark in the folder Launch Services searches first.
   void installCompanion();
