@@ -43,6 +43,14 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
+std::vector<std::string> pluginLines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (const std::string& line : linesOf(text))
+    if (line.starts_with(kLogPrefix))
+      lines.push_back(line.substr(kLogPrefix.size()));
+  return lines;
+}
+
 std::string fromHex(std::string_view hex) {
   auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
   std::string bytes(hex.size() / 2, '\0');

@@ -12,10 +12,7 @@ using Batches = EndToEndTest;
 // stream started, each capture's first line and each score.
 std::vector<std::string> batchProgress(const std::string& err) {
   std::vector<std::string> shown;
-  for (const std::string& line : linesOf(err)) {
-    if (!line.starts_with(kLogPrefix))
-      continue;
-    std::string text = line.substr(kLogPrefix.size());
+  for (const std::string& text : pluginLines(err)) {
     if (text == "nsBayesianFilter::ClassifyMessages()" ||
         text == "nsBayesianFilter::streamMessage()" ||
         text.starts_with("QuellbarkTokenStreamListener::QuellbarkTokenStreamListener") ||
