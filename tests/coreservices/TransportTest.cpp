@@ -25,27 +25,31 @@ std::ptrdiff_t openDescriptors() {
 
 class TransportTest : public SandboxTest {
 protected:
-  // Sends a 'TEST' event carrying value as its direct object and returns the send's status;
-  // *echoed receives the reply's direct object when there is one.
-  OSStatus sendValue(const char* id, const std::string& signature, SInt32 value,
-                     SInt32* echoed = nullptr, AESendMode mode = kAEWaitReply,
-                     long timeout = kAEDefaultTimeout) {
+  struct Sent {
+    OSStatus status;
+    SInt32 echoed = -1; // the reply's direct object
+    SInt16 errn = 0;
+  };
+
+  // A 'TEST' event carrying value as its direct object, sent through port when one is given.
+  static Sent sendValue(const char* id, const std::string& signature, SInt32 value,
+                        AESendMode mode = kAEWaitReply, long timeout = kAEDefaultTimeout,
+                        mach_port_t port = MACH_PORT_NULL) {
     AppleEvent event = testEvent(id, signature);
     AEPutParamPtr(&event, keyDirectObject, typeSInt32, &value, sizeof value);
-    AppleEvent reply;
-    AEInitializeDesc(&reply);
-    OSStatus status = AESendMessage(&event, &reply, mode, timeout);
-    if (echoed && status == noErr)
-      AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, echoed, sizeof *echoed, nullptr);
+    if (port != MACH_PORT_NULL)
+      AEPutAttributePtr(&event, keyReplyPortAttr, typeMachPort, &port, sizeof port);
+    AppleEvent reply{typeNull, nullptr};
+    Sent sent{AESendMessage(&event, &reply, mode, timeout)};
+    AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &sent.echoed, 4, nullptr);
+    AEGetParamPtr(&reply, keyErrorNumber, typeSInt16, nullptr, &sent.errn, 2, nullptr);
     AEDisposeDesc(&reply);
     AEDisposeDesc(&event);
-    return status;
+    return sent;
   }
 
-  SInt32 remoteDescriptorCount(const std::string& signature) {
-    SInt32 count = -1;
-    EXPECT_EQ(sendValue("fdct", signature, 0, &count), noErr);
-    return count;
+  static SInt32 remoteDescriptorCount(const std::string& signature) {
+    return sendValue("fdct", signature, 0).echoed;
   }
 
   // A raw connection to the application's socket, as a foreign client would make it.
@@ -90,30 +94,19 @@ protected:
 
 TEST_F(TransportTest, SendsBySignatureAndReturnsTheReply) {
   launchServedApp("Echo");
-  SInt32 echoed = 0;
-  EXPECT_EQ(sendValue("echo", "Echo", 4242, &echoed), noErr);
-  EXPECT_EQ(echoed, 4242);
-
+  Sent echoed = sendValue("echo", "Echo", 4242);
+  EXPECT_EQ(echoed.status, noErr);
+  EXPECT_EQ(echoed.echoed, 4242);
   // A handler's error, and an event nobody handles, arrive in the reply's 'errn'.
-  for (auto [id, expected] :
-       {std::pair<const char*, OSErr>{"fail", paramErr}, {"none", errAEEventNotHandled}}) {
-    AppleEvent event = testEvent(id, "Echo");
-    AppleEvent reply{typeNull, nullptr};
-    SInt16 error = 0;
-    ASSERT_EQ(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
-    AEGetParamPtr(&reply, keyErrorNumber, typeSInt16, nullptr, &error, sizeof error, nullptr);
-    EXPECT_EQ(error, expected) << id;
-    AEDisposeDesc(&reply);
-    AEDisposeDesc(&event);
-  }
+  EXPECT_EQ(sendValue("fail", "Echo", 0).errn, paramErr);
+  EXPECT_EQ(sendValue("none", "Echo", 0).errn, errAEEventNotHandled);
 }
 
 TEST_F(TransportTest, ReportsMissingTargetsAndBadRequests) {
   launchServedApp("Here");
-  EXPECT_EQ(sendValue("echo", "Gone", 1), procNotFound);
-  EXPECT_EQ(sendValue("echo", "Here", 1, nullptr, 0), errAEUnknownSendMode);
-  EXPECT_EQ(sendValue("echo", "Here", 1, nullptr, kAEQueueReply), errAEUnknownSendMode);
-  EXPECT_EQ(sendValue("echo", "Here", 1, nullptr, kAEWaitReply | 0x40000000), errAEUnknownSendMode);
+  EXPECT_EQ(sendValue("echo", "Gone", 1).status, procNotFound);
+  for (AESendMode mode : {AESendMode(0), AESendMode(kAEQueueReply), kAEWaitReply | 0x40000000})
+    EXPECT_EQ(sendValue("echo", "Here", 1, mode).status, errAEUnknownSendMode) << mode;
 
   AppleEvent noAddress;
   AEAddressDesc none;
@@ -124,22 +117,19 @@ TEST_F(TransportTest, ReportsMissingTargetsAndBadRequests) {
             errAEUnknownAddressType);
   AEDisposeDesc(&noAddress);
 
-  AppleEvent badPort = testEvent("echo", "Here");
-  mach_port_t bogus = 0x7777;
-  AEPutAttributePtr(&badPort, keyReplyPortAttr, typeMachPort, &bogus, sizeof bogus);
-  EXPECT_EQ(AESendMessage(&badPort, nullptr, kAEWaitReply, kAEDefaultTimeout), noPortErr);
-  AEDisposeDesc(&badPort);
+  EXPECT_EQ(sendValue("echo", "Here", 1, kAEWaitReply, kAEDefaultTimeout, 0x7777).status,
+            noPortErr);
 }
 
 TEST_F(TransportTest, TimesOutAndTheDefaultTimeoutFollowsTheEnvironment) {
   launchServedApp("Slow");
   auto start = Clock::now();
-  EXPECT_EQ(sendValue("slow", "Slow", 3000, nullptr, kAEWaitReply, 12), errAETimeout);
+  EXPECT_EQ(sendValue("slow", "Slow", 3000, kAEWaitReply, 12).status, errAETimeout);
   EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(1500));
 
   setenv("AE_DEFAULT_TIMEOUT_TICKS", "15", 1); // a quarter of a second
   start = Clock::now();
-  EXPECT_EQ(sendValue("slow", "Slow", 3000), errAETimeout);
+  EXPECT_EQ(sendValue("slow", "Slow", 3000).status, errAETimeout);
   auto waited = Clock::now() - start;
   EXPECT_GE(waited, std::chrono::milliseconds(200));
   EXPECT_LT(waited, std::chrono::milliseconds(1500));
@@ -149,12 +139,12 @@ TEST_F(TransportTest, APeerThatDiesMidExchangeFailsAtOnce) {
   pid_t pid = launchServedApp("Dies");
   setenv("AE_DEFAULT_TIMEOUT_TICKS", "3600", 1);
   auto start = Clock::now();
-  EXPECT_EQ(sendValue("exit", "Dies", 0), connectionInvalid);
+  EXPECT_EQ(sendValue("exit", "Dies", 0).status, connectionInvalid);
   EXPECT_LT(Clock::now() - start, std::chrono::seconds(3));
   // Once it is gone, its registry entry is stale and is not used again.
   for (int i = 0; i < 200 && kill(pid, 0) == 0 && !runningApps().empty(); ++i)
     usleep(10'000);
-  EXPECT_EQ(sendValue("echo", "Dies", 0), procNotFound);
+  EXPECT_EQ(sendValue("echo", "Dies", 0).status, procNotFound);
 }
 
 // A reply port owns one connection, reused by every send through it; when the port is destroyed
@@ -163,17 +153,7 @@ TEST_F(TransportTest, APeerThatDiesMidExchangeFailsAtOnce) {
 TEST_F(TransportTest, ThousandExchangesOnPortsOrNotLeaveNoDescriptorOpen) {
   launchServedApp("Many");
   auto exchange = [](mach_port_t port, SInt32 value) {
-    AppleEvent event = testEvent("echo", "Many");
-    AEPutParamPtr(&event, keyDirectObject, typeSInt32, &value, sizeof value);
-    if (port != MACH_PORT_NULL)
-      AEPutAttributePtr(&event, keyReplyPortAttr, typeMachPort, &port, sizeof port);
-    AppleEvent reply{typeNull, nullptr};
-    SInt32 echoed = -1;
-    EXPECT_EQ(AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout), noErr);
-    AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &echoed, sizeof echoed, nullptr);
-    AEDisposeDesc(&reply);
-    AEDisposeDesc(&event);
-    return echoed == value;
+    return sendValue("echo", "Many", value, kAEWaitReply, kAEDefaultTimeout, port).echoed == value;
   };
   mach_port_t port = MACH_PORT_NULL;
   ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &port), KERN_SUCCESS);
@@ -206,18 +186,11 @@ TEST_F(TransportTest, TwoClientsAtOnceAreBothAnswered) {
   launchServedApp("Both");
   std::atomic<int> answered{0};
   auto client = [&](SInt32 base) {
-    for (SInt32 i = 0; i < 50; ++i) {
-      SInt32 echoed = -1;
-      if (sendValue("echo", "Both", base + i, &echoed) == noErr && echoed == base + i)
-        ++answered;
-    }
+    for (SInt32 i = 0; i < 50; ++i)
+      answered += sendValue("echo", "Both", base + i).echoed == base + i;
   };
   // One client holds the server in a slow handler while the others queue up behind it.
-  std::thread slowClient([&] {
-    SInt32 echoed = 0;
-    if (sendValue("slow", "Both", 300, &echoed) == noErr && echoed == 300)
-      ++answered;
-  });
+  std::thread slowClient([&] { answered += sendValue("slow", "Both", 300).echoed == 300; });
   std::thread first(client, 1000), second(client, 2000);
   first.join();
   second.join();
@@ -277,9 +250,7 @@ TEST_F(TransportTest, MalformedAndOversizedFramesAreRefusedWhileOthersAreServed)
     ASSERT_EQ(payload.size(), 4u);
     EXPECT_EQ(static_cast<OSStatus>(readBigEndian32(payload.data())), c.expected);
 
-    SInt32 echoed = 0;
-    EXPECT_EQ(sendValue("echo", "Tuff", 3, &echoed), noErr);
-    EXPECT_EQ(echoed, 3);
+    EXPECT_EQ(sendValue("echo", "Tuff", 3).echoed, 3);
 
     if (c.connectionStaysOpen) {
       auto event = flattenedEvent("echo", "Tuff");
