@@ -72,6 +72,16 @@ bool isGone(pid_t pid) {
   return end != std::string::npos && end + 2 < line.size() && line[end + 2] == 'Z';
 }
 
+// Terminates a process that is not necessarily a child and waits until it is gone.
+void stopProcess(pid_t pid) {
+  kill(pid, SIGTERM);
+  for (int waited = 0; !isGone(pid); ++waited) {
+    if (waited == 1000)
+      kill(pid, SIGKILL);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
 } // namespace
 
 Sandbox::Sandbox() {
@@ -272,15 +282,6 @@ std::vector<Json> receivedEvents(const fs::path& events) {
     if (!line.contains("started"))
       received.push_back(std::move(line));
   return received;
-}
-
-void stopProcess(pid_t pid) {
-  kill(pid, SIGTERM);
-  for (int waited = 0; !isGone(pid); ++waited) {
-    if (waited == 1000)
-      kill(pid, SIGKILL);
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
 }
 
 bool waitUntilRegistered(pid_t pid, OSType signature) {

@@ -91,9 +91,6 @@ std::vector<pid_t> startedCompanions(const fs::path& events);
 // The events recorded (every line but the start lines).
 std::vector<Json> receivedEvents(const fs::path& events);
 
-// Terminates a process that is not necessarily a child and waits until it is gone.
-void stopProcess(pid_t pid);
-
 // Waits until an application with this signature and pid is registered; false when the process
 // exits or ten seconds pass first.
 bool waitUntilRegistered(pid_t pid, OSType signature = 0x5162726b); // 'Qbrk'
