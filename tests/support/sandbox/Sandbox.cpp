@@ -108,8 +108,10 @@ Sandbox::~Sandbox() {
   for (const auto& entry : fs::directory_iterator(runtime / "AppleEvents", ignored))
     if (entry.path().extension() == ".plist")
       running.push_back(std::atoi(entry.path().stem().c_str()));
+  // A stale entry's pid may since belong to another program: only what runs from here is ours.
   for (pid_t pid : running)
-    if (pid > 0 && pid != getpid())
+    if (pid > 0 && pid != getpid() &&
+        readFile("/proc/" + std::to_string(pid) + "/cmdline").starts_with(root.string()))
       stopProcess(pid);
   fs::remove_all(root, ignored);
 }
