@@ -4,6 +4,7 @@
 #include "TestSupport.h"
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <CoreServices/CoreServices.h>
 
 #include <algorithm>
 #include <csignal>
@@ -78,29 +79,40 @@ protected:
     return std::string(std::istreambuf_iterator<char>(in), {});
   }
 
-  // Sends `event` with `message` REPEAT times from a client process of its own.
-  std::vector<Reply> send(std::string const& event, std::string const& message,
-                          std::vector<std::string> const& options = {}) {
-    fs::path const file = mFolder.path() / ("message-" + std::to_string(mSent++));
-    std::ofstream(file, std::ios::binary) << message;
-    std::vector<std::string> argv{(build() / "bin/quellbark-test-client").string(), event,
-                                  file.string()};
-    argv.insert(argv.end(), options.begin(), options.end());
-    ProgramRun const run = runProgram(argv, std::chrono::seconds(60));
-    EXPECT_TRUE(run.exit.succeeded()) << run.out << run.err;
+  // Sends `event` as the plug-in does, `times` in a row; without `withMessage` no 'Mess' at all.
+  static std::vector<Reply> send(std::string const& event, std::string const& message,
+                                 int times = 1, std::string const& separator = "",
+                                 bool withMessage = true) {
+    OSType const signature = sandbox::codeOf("Qbrk");
+    auto const read = [](AppleEvent const& reply, AEKeyword key) {
+      SInt16 value = 0;
+      return AEGetParamPtr(&reply, key, typeSInt16, nullptr, &value, 2, nullptr) == noErr
+                 ? std::to_string(value)
+                 : "none";
+    };
     std::vector<Reply> replies;
-    std::istringstream lines(run.out);
-    for (std::string errn, score; lines >> errn >> score;) {
-      replies.push_back({errn.substr(5), score.substr(6)});
+    for (int i = 0; i < times; ++i) {
+      AppleEvent request = {typeNull, nullptr}, reply = {typeNull, nullptr};
+      OSStatus status = AEBuildAppleEvent(
+          signature, sandbox::codeOf(event), typeApplSignature, &signature, sizeof signature,
+          kAutoGenerateReturnID, kAnyTransactionID, &request, nullptr,
+          "'----':'null'(),bDec:bool(@),bRFC:bool(@),sSEP:'TEXT'(@)", 1, 1, separator.c_str());
+      if (status == noErr && withMessage)
+        status = AEPutParamPtr(&request, sandbox::codeOf("Mess"), typeChar, message.data(),
+                               Size(message.size()));
+      if (status == noErr)
+        status = AESendMessage(&request, &reply, kAEWaitReply, kAEDefaultTimeout);
+      EXPECT_EQ(status, noErr) << event;
+      replies.push_back({read(reply, keyErrorNumber), read(reply, keyDirectObject)});
+      AEDisposeDesc(&request);
+      AEDisposeDesc(&reply);
     }
     return replies;
   }
 
-  Reply sendOne(std::string const& event, std::string const& message,
-                std::vector<std::string> const& options = {}) {
-    std::vector<Reply> const replies = send(event, message, options);
-    EXPECT_EQ(replies.size(), 1u);
-    return replies.empty() ? Reply{"?", "?"} : replies.front();
+  static Reply sendOne(std::string const& event, std::string const& message,
+                       std::string const& separator = "", bool withMessage = true) {
+    return send(event, message, 1, separator, withMessage).front();
   }
 
   ProgramRun runApp(std::vector<std::string> arguments) {
@@ -110,7 +122,6 @@ protected:
 
   TempFolder mFolder;
   pid_t mApp = -1;
-  int mSent = 0;
 };
 
 std::string joined(std::string (*make)(int), int count, std::string const& separator) {
@@ -130,8 +141,8 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
 
   // Ten of each, in one event each: enough for a new user's engine to call mail junk.
   std::string const sep = "\n=====\n";
-  Reply const spam = sendOne("addS", joined(spamMessage, 10, sep), {"1", sep});
-  Reply const good = sendOne("addG", joined(goodMessage, 10, sep), {"1", sep});
+  Reply const spam = sendOne("addS", joined(spamMessage, 10, sep), sep);
+  Reply const good = sendOne("addG", joined(goodMessage, 10, sep), sep);
   EXPECT_EQ(spam.errn + spam.score + good.errn + good.score, "nonenonenonenone");
 
   Reply const spamScore = sendOne("Qscr", spamMessage(100));
@@ -141,8 +152,7 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
   EXPECT_GE(std::stoi(spamScore.score), 50);
   EXPECT_LT(std::stoi(goodScore.score), 50);
   // Several messages score as the most spam-like of them.
-  EXPECT_EQ(sendOne("Qscr", goodMessage(100) + sep + spamMessage(100), {"1", sep}).score,
-            spamScore.score);
+  EXPECT_EQ(sendOne("Qscr", goodMessage(100) + sep + spamMessage(100), sep).score, spamScore.score);
 
   ProgramRun const status = runApp({"status"});
   EXPECT_EQ(status.exit.code, 0) << status.out;
@@ -164,8 +174,8 @@ TEST_F(AppTest, TwoClientsAtOnceAreBothAnswered) {
   std::vector<Reply> scores;
   std::vector<Reply> learned;
   {
-    std::jthread a([&] { scores = send("Qscr", spamMessage(1), {"25"}); });
-    std::jthread b([&] { learned = send("addG", goodMessage(2), {"25"}); });
+    std::jthread a([&] { scores = send("Qscr", spamMessage(1), 25); });
+    std::jthread b([&] { learned = send("addG", goodMessage(2), 25); });
   }
   ASSERT_EQ(scores.size(), 25u);
   ASSERT_EQ(learned.size(), 25u);
@@ -181,14 +191,12 @@ TEST_F(AppTest, EngineFailuresBecomeErrnAndServingGoesOn) {
   startApp();
   struct Case {
     char const* event;
-    std::vector<std::string> options;
+    bool withMessage;
     char const* errn;
-  } const cases[] = {{"Qscr", {}, "1"},
-                     {"addS", {}, "1"},
-                     {"addG", {}, "1"},
-                     {"Qscr", {"1", "", "nomess"}, "-1701"}};
+  } const cases[] = {
+      {"Qscr", true, "1"}, {"addS", true, "1"}, {"addG", true, "1"}, {"Qscr", false, "-1701"}};
   for (auto const& c : cases) {
-    Reply const r = sendOne(c.event, spamMessage(1), c.options);
+    Reply const r = sendOne(c.event, spamMessage(1), "", c.withMessage);
     EXPECT_EQ(r.errn, c.errn) << c.event;
     EXPECT_EQ(r.score, "none") << c.event;
   }
