@@ -40,9 +40,9 @@ protected:
   std::vector<std::string> drive(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), (buildDirectory() / "bin/bridge-launch-driver").string());
     Finished run = runToEnd(arguments, mSandbox.environment(), mSandbox.root);
-    EXPECT_EQ(run.exitCode, 0) << run.output;
+    EXPECT_EQ(run.exitCode, 0) << run.err;
     std::vector<std::string> logLines;
-    std::istringstream output(run.output);
+    std::istringstream output(run.out + run.err);
     for (std::string line; std::getline(output, line);)
       if (line.starts_with(kLogPrefix))
         logLines.push_back(line);

@@ -20,11 +20,7 @@ namespace fs = sandbox::fs;
 
 inline constexpr std::string_view kLogPrefix = "Quellbark Thunderbird Plug-In: ";
 
-struct ProcessRun {
-  int exitCode = -1;
-  std::string out;
-  std::string err;
-};
+using ProcessRun = sandbox::Finished;
 
 // The lines of a text, without their line feeds.
 std::vector<std::string> linesOf(const std::string& text);

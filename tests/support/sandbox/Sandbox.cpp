@@ -254,12 +254,23 @@ pid_t spawnProcess(const std::vector<std::string>& arguments,
 
 Finished runToEnd(const std::vector<std::string>& arguments,
                   const std::vector<std::string>& environment, const fs::path& scratch) {
-  fs::path output = scratch / "output.txt";
-  pid_t pid = spawnProcess(arguments, environment, output);
+  fs::path out = scratch / "run.out", err = scratch / "run.err";
+  pid_t pid = spawnProcess(arguments, environment, out, err);
   int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  Finished run;
+  for (int waited = 0; waitpid(pid, &status, WNOHANG) != pid; ++waited) {
+    if (waited == 48'000) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+      run.err = "killed: it did not finish in time\n";
+      return run;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(output)};
+  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  run.out = readFile(out);
+  run.err = readFile(err);
+  return run;
 }
 
 std::vector<Json> readJsonLines(const fs::path& file) {

@@ -78,9 +78,12 @@ pid_t spawnProcess(const std::vector<std::string>& arguments,
                    const fs::path& errorFile = {});
 
 struct Finished {
-  int exitCode = -1;
-  std::string output; // stdout and stderr
+  int exitCode = -1; // -1 when it had to be killed
+  std::string out;
+  std::string err;
 };
+// Runs a program to its end, its output kept in files in scratch; killed after four minutes, far
+// above what any run here needs, so that a hang fails its test instead of the suite.
 Finished runToEnd(const std::vector<std::string>& arguments,
                   const std::vector<std::string>& environment, const fs::path& scratch);
 
