@@ -11,6 +11,8 @@ using namespace aetest;
 
 namespace {
 
+constexpr OSErr kFail = errAECoercionFail;
+
 struct Coercion {
   const char* name;
   DescType from;
@@ -20,58 +22,40 @@ struct Coercion {
   Bytes out = {};
 };
 
-void PrintTo(const Coercion& c, std::ostream* os) {
-  *os << c.name;
-}
-
-class CoercesPtr : public testing::TestWithParam<Coercion> {};
-
-TEST_P(CoercesPtr, GivesTableResult) {
-  const Coercion& c = GetParam();
-  Desc d;
-  ASSERT_EQ(AECoercePtr(c.from, c.in.data(), Size(c.in.size()), c.to, &d), c.err);
-  if (c.err != noErr) {
-    EXPECT_TRUE(d.isNull());
-    return;
+TEST(Coercion, PointersFollowTheTable) {
+  const Coercion cases[] = {
+      {"shor_to_long", typeSInt16, raw<SInt16>(-5), typeSInt32, noErr, raw<SInt32>(-5)},
+      {"long_fits_shor", typeSInt32, raw<SInt32>(-32768), typeSInt16, noErr, raw<SInt16>(-32768)},
+      {"long_too_big_for_shor", typeSInt32, raw<SInt32>(40000), typeSInt16, kFail},
+      {"negative_to_magn", typeSInt32, raw<SInt32>(-1), typeUInt32, kFail},
+      {"doub_rounds_to_long", typeIEEE64BitFloatingPoint, raw(3.6), typeSInt32, noErr,
+       raw<SInt32>(4)},
+      {"doub_nan_to_long", typeIEEE64BitFloatingPoint,
+       raw(std::numeric_limits<double>::quiet_NaN()), typeSInt32, kFail},
+      {"short_data_is_not_a_long", typeSInt32, Bytes{1, 2}, typeSInt16, kFail},
+      {"text_to_shor", typeChar, text("42"), typeSInt16, noErr, raw<SInt16>(42)},
+      {"blanks_and_sign", typeChar, text(" -7\n"), typeSInt32, noErr, raw<SInt32>(-7)},
+      {"trailing_junk", typeChar, text("4x"), typeSInt16, kFail},
+      {"empty", typeChar, Bytes{}, typeSInt16, kFail},
+      {"out_of_range", typeChar, text("70000"), typeSInt16, kFail},
+      {"embedded_nul", typeChar, Bytes{'1', 0, '2'}, typeSInt16, kFail},
+      {"long_to_text", typeSInt32, raw<SInt32>(-42), typeChar, noErr, text("-42")},
+      {"shor_1_to_bool", typeSInt16, raw<SInt16>(1), typeBoolean, noErr, Bytes{1}},
+      {"shor_2_to_bool", typeSInt16, raw<SInt16>(2), typeBoolean, kFail},
+      {"enum_true_to_bool", typeEnumerated, raw<FourCharCode>(typeTrue), typeBoolean, noErr,
+       Bytes{1}},
+      {"enum_other_to_bool", typeEnumerated, raw<FourCharCode>(fcc("yes ")), typeBoolean, kFail},
+      {"null_to_shor", typeNull, Bytes{}, typeSInt16, kFail},
+      {"shor_to_record", typeSInt16, raw<SInt16>(1), typeAERecord, kFail},
+  };
+  for (const Coercion& c : cases) {
+    SCOPED_TRACE(c.name);
+    Desc d;
+    ASSERT_EQ(AECoercePtr(c.from, c.in.data(), Size(c.in.size()), c.to, &d), c.err);
+    EXPECT_EQ(d.descriptorType, c.err == noErr ? c.to : DescType(typeNull));
+    EXPECT_EQ(data(d), c.out);
   }
-  EXPECT_EQ(d.descriptorType, c.to);
-  EXPECT_EQ(data(d), c.out);
 }
-
-constexpr OSErr kFail = errAECoercionFail;
-
-INSTANTIATE_TEST_SUITE_P(
-    Numbers, CoercesPtr,
-    testing::Values(
-        Coercion{"shor_to_long", typeSInt16, raw<SInt16>(-5), typeSInt32, noErr, raw<SInt32>(-5)},
-        Coercion{"long_fits_shor", typeSInt32, raw<SInt32>(-32768), typeSInt16, noErr,
-                 raw<SInt16>(-32768)},
-        Coercion{"long_too_big_for_shor", typeSInt32, raw<SInt32>(40000), typeSInt16, kFail},
-        Coercion{"negative_to_magn", typeSInt32, raw<SInt32>(-1), typeUInt32, kFail},
-        Coercion{"doub_rounds_to_long", typeIEEE64BitFloatingPoint, raw(3.6), typeSInt32, noErr,
-                 raw<SInt32>(4)},
-        Coercion{"doub_nan_to_long", typeIEEE64BitFloatingPoint,
-                 raw(std::numeric_limits<double>::quiet_NaN()), typeSInt32, kFail},
-        Coercion{"short_data_is_not_a_long", typeSInt32, Bytes{1, 2}, typeSInt16, kFail}));
-
-INSTANTIATE_TEST_SUITE_P(
-    Numerals, CoercesPtr,
-    testing::Values(
-        Coercion{"text_to_shor", typeChar, text("42"), typeSInt16, noErr, raw<SInt16>(42)},
-        Coercion{"blanks_and_sign", typeChar, text(" -7\n"), typeSInt32, noErr, raw<SInt32>(-7)},
-        Coercion{"trailing_junk", typeChar, text("4x"), typeSInt16, kFail},
-        Coercion{"empty", typeChar, Bytes{}, typeSInt16, kFail},
-        Coercion{"out_of_range", typeChar, text("70000"), typeSInt16, kFail},
-        Coercion{"embedded_nul", typeChar, Bytes{'1', 0, '2'}, typeSInt16, kFail},
-        Coercion{"long_to_text", typeSInt32, raw<SInt32>(-42), typeChar, noErr, text("-42")},
-        Coercion{"shor_1_to_bool", typeSInt16, raw<SInt16>(1), typeBoolean, noErr, Bytes{1}},
-        Coercion{"shor_2_to_bool", typeSInt16, raw<SInt16>(2), typeBoolean, kFail},
-        Coercion{"enum_true_to_bool", typeEnumerated, raw<FourCharCode>(typeTrue), typeBoolean,
-                 noErr, Bytes{1}},
-        Coercion{"enum_other_to_bool", typeEnumerated, raw<FourCharCode>(fcc("yes ")), typeBoolean,
-                 kFail},
-        Coercion{"null_to_shor", typeNull, Bytes{}, typeSInt16, kFail},
-        Coercion{"shor_to_record", typeSInt16, raw<SInt16>(1), typeAERecord, kFail}));
 
 // What a reader of a reply sees: a parameter stored in one type read as another.
 TEST(Coercion, ReadingParametersCoercesAndReportsActualType) {

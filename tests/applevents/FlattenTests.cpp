@@ -12,18 +12,10 @@ using namespace aetest;
 
 namespace {
 
-Desc* unflattened(const Bytes& b, OSStatus* status) {
-  auto* d = new Desc;
-  *status = AEUnflattenDescFromBuffer(b.data(), Size(b.size()), d);
-  return d;
-}
-
 OSStatus unflattenStatus(const Bytes& b) {
-  OSStatus status = 0;
-  std::unique_ptr<Desc> d(unflattened(b, &status));
-  if (status != noErr) {
-    EXPECT_TRUE(d->isNull());
-  }
+  Desc d;
+  OSStatus status = AEUnflattenDescFromBuffer(b.data(), Size(b.size()), &d);
+  EXPECT_TRUE(status == noErr || d.isNull());
   return status;
 }
 

@@ -1,7 +1,7 @@
 // The bridge's events and replies against the scripted companion, over the real transport: what
 // goes out byte for byte, and what each shape of reply makes of the result.
-#include "CompanionSandbox.h"
 #include "HostTestSupport.h"
+#include "Sandbox.h"
 
 #include "bridge/QuellbarkAppleEvents.h"
 
@@ -9,6 +9,7 @@
 
 #include <fstream>
 #include <optional>
+#include <tuple>
 
 using namespace sandbox;
 
@@ -27,19 +28,14 @@ CFDataRef dataOf(const std::vector<unsigned char>& bytes) {
 class CompanionExchange : public testing::Test {
 protected:
   void SetUp() override { mSandbox.enterInThisProcess(); }
-  void TearDown() override {
-    if (mCompanion > 0)
-      stopProcess(mCompanion);
-  }
 
   // Starts the scripted companion from a bundle that no search would find, and waits until it
   // takes events.
   void startCompanion(const std::string& script) {
     std::ofstream(mSandbox.script) << script << "\n";
     fs::path bundle = makeCompanionBundle(mSandbox.root / "elsewhere");
-    mCompanion =
-        spawnProcess({(bundle / "Contents/MacOS/Quellbark").string()}, mSandbox.environment());
-    ASSERT_TRUE(waitUntilRegistered(mCompanion));
+    ASSERT_TRUE(waitUntilRegistered(
+        spawnProcess({(bundle / "Contents/MacOS/Quellbark").string()}, mSandbox.environment())));
   }
 
   AppleEvent built(AEEventID id, const std::vector<unsigned char>& message) {
@@ -52,10 +48,16 @@ protected:
 
   Sandbox mSandbox;
   testsupport::TempDir mScratch;
-  pid_t mCompanion = -1;
 };
 
-// --- The score reply -------------------------------------------------------------------------
+// Every table runs against one companion that answers the n-th event with the n-th row's reply.
+template <class Case>
+std::string scriptOf(const std::vector<Case>& cases) {
+  std::string script;
+  for (const Case& c : cases)
+    script += std::string(c.script) + "\n";
+  return script;
+}
 
 struct ScoreCase {
   const char* name;
@@ -64,73 +66,55 @@ struct ScoreCase {
   SInt16 score;
 };
 
-void PrintTo(const ScoreCase& c, std::ostream* os) {
-  *os << c.name;
+TEST_F(CompanionExchange, ScoreReplyShapes) {
+  const std::vector<ScoreCase> cases = {
+      {"short", "score=shor:73", noErr, 73},
+      {"long", "score=long:73", noErr, 73},
+      {"text", "score=TEXT:73", noErr, 73},
+      {"negative", "score=shor:-12", noErr, -12},
+      // An 'errn' of 0 counts as success without a score: the score is never read.
+      {"errn zero hides the score", "errn=0 score=shor:73", noErr, kUntouched},
+      {"errn wins", "errn=-50 score=shor:73", -50, kUntouched},
+      {"errn as long", "errn=long:-1708", errAEEventNotHandled, kUntouched},
+      // Present but unreadable as a 16-bit number: still a failure, never success.
+      {"errn unreadable", "errn=TEXT:oops score=shor:73", errAECoercionFail, kUntouched},
+      {"no direct object", "ok", errAEDescNotFound, kUntouched},
+      {"score out of range", "score=long:100000", errAECoercionFail, kUntouched},
+      {"score not a number", "score=TEXT:high", errAECoercionFail, kUntouched},
+      {"null reply", "null", noErr, kUntouched},
+  };
+  startCompanion(scriptOf(cases));
+  for (const ScoreCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("Subject: hi\n\nbody\n"));
+    SInt16 score = kUntouched;
+    EXPECT_EQ(sendAppleEventReturnInt(&event, &score), c.result);
+    EXPECT_EQ(score, c.score);
+    EXPECT_EQ(event.descriptorType, typeNull) << "the event is disposed of on every path";
+  }
 }
 
-class ScoreReply : public CompanionExchange, public testing::WithParamInterface<ScoreCase> {};
-
-TEST_P(ScoreReply, ResultAndScore) {
-  startCompanion(GetParam().script);
-  AppleEvent event = built(kQuellbarkScoreEvent, bytesOf("Subject: hi\n\nbody\n"));
-  SInt16 score = kUntouched;
-  EXPECT_EQ(sendAppleEventReturnInt(&event, &score), GetParam().result);
-  EXPECT_EQ(score, GetParam().score);
-  EXPECT_EQ(event.descriptorType, typeNull) << "the event is disposed of on every path";
+// The reply is disposed of only when its 'errn' was read.
+TEST_F(CompanionExchange, WhoOwnsTheReply) {
+  const struct Case {
+    const char* script;
+    OSErr result;
+    DescType replyAfter;
+  } cases[] = {{"score=shor:5", noErr, typeAppleEvent},
+               {"errn=0", noErr, typeNull},
+               {"errn=-50", -50, typeNull},
+               {"null", noErr, typeNull}};
+  startCompanion(scriptOf(std::vector<Case>(std::begin(cases), std::end(cases))));
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.script);
+    AppleEvent event = built(kQuellbarkTrainGoodEvent, bytesOf("x"));
+    AppleEvent reply = {typeNull, nullptr};
+    EXPECT_EQ(sendAppleEvent(&event, &reply), c.result);
+    EXPECT_EQ(reply.descriptorType, c.replyAfter);
+    EXPECT_EQ(event.descriptorType, typeNull);
+    AEDisposeDesc(&reply);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Shapes, ScoreReply,
-    testing::Values(
-        ScoreCase{"Short", "score=shor:73", noErr, 73},
-        ScoreCase{"Long", "score=long:73", noErr, 73},
-        ScoreCase{"Text", "score=TEXT:73", noErr, 73},
-        ScoreCase{"Negative", "score=shor:-12", noErr, -12},
-        // An 'errn' of 0 counts as success without a score: the score is never read.
-        ScoreCase{"ErrnZeroHidesScore", "errn=0 score=shor:73", noErr, kUntouched},
-        ScoreCase{"ErrnWins", "errn=-50 score=shor:73", -50, kUntouched},
-        ScoreCase{"ErrnAsLong", "errn=long:-1708", errAEEventNotHandled, kUntouched},
-        // Present but unreadable as a 16-bit number: still a failure, never success.
-        ScoreCase{"ErrnUnreadable", "errn=TEXT:oops score=shor:73", errAECoercionFail, kUntouched},
-        ScoreCase{"NoDirectObject", "ok", errAEDescNotFound, kUntouched},
-        ScoreCase{"ScoreOutOfRange", "score=long:100000", errAECoercionFail, kUntouched},
-        ScoreCase{"ScoreNotANumber", "score=TEXT:high", errAECoercionFail, kUntouched},
-        ScoreCase{"NullReply", "null", noErr, kUntouched}),
-    [](const auto& c) { return std::string(c.param.name); });
-
-// --- Who owns the reply ----------------------------------------------------------------------
-
-struct OwnershipCase {
-  const char* name;
-  const char* script;
-  OSErr result;
-  DescType replyAfter;
-};
-
-void PrintTo(const OwnershipCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
-class ReplyOwnership : public CompanionExchange,
-                       public testing::WithParamInterface<OwnershipCase> {};
-
-TEST_P(ReplyOwnership, DisposedOnlyWhenErrnWasRead) {
-  startCompanion(GetParam().script);
-  AppleEvent event = built(kQuellbarkTrainGoodEvent, bytesOf("x"));
-  AppleEvent reply = {typeNull, nullptr};
-  EXPECT_EQ(sendAppleEvent(&event, &reply), GetParam().result);
-  EXPECT_EQ(reply.descriptorType, GetParam().replyAfter);
-  EXPECT_EQ(event.descriptorType, typeNull);
-  AEDisposeDesc(&reply);
-}
-
-INSTANTIATE_TEST_SUITE_P(Shapes, ReplyOwnership,
-                         testing::Values(OwnershipCase{"NoErrnLeftToCaller", "score=shor:5", noErr,
-                                                       typeAppleEvent},
-                                         OwnershipCase{"ErrnZero", "errn=0", noErr, typeNull},
-                                         OwnershipCase{"ErrnNonZero", "errn=-50", -50, typeNull},
-                                         OwnershipCase{"NullReply", "null", noErr, typeNull}),
-                         [](const auto& c) { return std::string(c.param.name); });
 
 TEST_F(CompanionExchange, VoidSendReportsErrnAndIgnoresContent) {
   startCompanion("errn=-50\nscore=shor:99\nnull");
@@ -140,20 +124,6 @@ TEST_F(CompanionExchange, VoidSendReportsErrnAndIgnoresContent) {
   }
 }
 
-// --- What goes out ---------------------------------------------------------------------------
-
-struct OutgoingCase {
-  const char* name;
-  AEEventID id;
-  std::vector<unsigned char> message;
-};
-
-void PrintTo(const OutgoingCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
-class OutgoingEvent : public CompanionExchange, public testing::WithParamInterface<OutgoingCase> {};
-
 std::optional<Json> entry(const Json& list, const char* key) {
   for (const Json& e : list)
     if (e["key"] == key)
@@ -161,89 +131,70 @@ std::optional<Json> entry(const Json& list, const char* key) {
   return std::nullopt;
 }
 
-TEST_P(OutgoingEvent, CarriesTheFixedParametersAndTheMessageIntact) {
+// Each kind of event carries the fixed parameters and its message byte for byte.
+TEST_F(CompanionExchange, OutgoingEventsCarryTheFixedParametersAndTheMessageIntact) {
+  const std::tuple<AEEventID, const char*, std::vector<unsigned char>> cases[] = {
+      {kQuellbarkScoreEvent, "Qscr", {0x00, 0xFF, 'a', 0x00, '\n', 0x80, 0xFF}},
+      {kQuellbarkTrainSpamEvent, "addS", {}},
+      {kQuellbarkTrainGoodEvent, "addG", bytesOf("Subject: x\n\nodd")}};
   startCompanion("score=shor:1");
-  AppleEvent event = built(GetParam().id, GetParam().message);
-  SInt16 score = 0;
-  ASSERT_EQ(sendAppleEventReturnInt(&event, &score), noErr);
-
+  for (const auto& [id, name, message] : cases) {
+    AppleEvent event = built(id, message);
+    SInt16 score = 0;
+    ASSERT_EQ(sendAppleEventReturnInt(&event, &score), noErr) << name;
+  }
   auto received = receivedEvents(mSandbox.events);
-  ASSERT_EQ(received.size(), 1u);
-  const Json& e = received[0];
-  EXPECT_EQ(e["class"], "Qbrk");
-  EXPECT_EQ(e["id"], std::string(GetParam().name).substr(0, 4));
-
-  auto address = entry(e["attributes"], "addr");
-  ASSERT_TRUE(address);
-  EXPECT_EQ((*address)["type"], "sign");
+  ASSERT_EQ(received.size(), std::size(cases));
   // The signature is a four-character code, held in memory in the host's byte order.
   const OSType signature = kQuellbarkSignature;
   const auto* signatureBytes = reinterpret_cast<const unsigned char*>(&signature);
-  EXPECT_EQ((*address)["hex"],
-            hexOf(std::vector<unsigned char>(signatureBytes, signatureBytes + sizeof signature)));
-  auto transaction = entry(e["attributes"], "tran");
-  ASSERT_TRUE(transaction);
-  EXPECT_EQ((*transaction)["hex"], "00000000") << "any transaction";
-  auto replyPort = entry(e["attributes"], "repp");
-  ASSERT_TRUE(replyPort) << "the reply port is added at send time";
-  EXPECT_EQ((*replyPort)["type"], "port");
-  EXPECT_EQ((*replyPort)["hex"].get<std::string>().size(), 8u);
+  for (std::size_t n = 0; n < received.size(); ++n) {
+    const Json& e = received[n];
+    SCOPED_TRACE(std::get<1>(cases[n]));
+    EXPECT_EQ(e["class"], "Qbrk");
+    EXPECT_EQ(e["id"], std::get<1>(cases[n]));
+    auto address = entry(e["attributes"], "addr");
+    ASSERT_TRUE(address);
+    EXPECT_EQ((*address)["type"], "sign");
+    EXPECT_EQ((*address)["hex"],
+              hexOf(std::vector<unsigned char>(signatureBytes, signatureBytes + sizeof signature)));
+    auto transaction = entry(e["attributes"], "tran");
+    ASSERT_TRUE(transaction);
+    EXPECT_EQ((*transaction)["hex"], "00000000") << "any transaction";
+    auto replyPort = entry(e["attributes"], "repp");
+    ASSERT_TRUE(replyPort) << "the reply port is added at send time";
+    EXPECT_EQ((*replyPort)["type"], "port");
+    EXPECT_EQ((*replyPort)["hex"].get<std::string>().size(), 8u);
 
-  // The parameters in the order they were put, the message last and byte for byte.
-  const Json& parameters = e["parameters"];
-  ASSERT_EQ(parameters.size(), 5u);
-  const std::pair<const char*, const char*> fixed[] = {
-      {"----", "null"}, {"bDec", "bool"}, {"bRFC", "bool"}, {"sSEP", "TEXT"}, {"Mess", "TEXT"}};
-  for (std::size_t i = 0; i < 5; ++i) {
-    EXPECT_EQ(parameters[i]["key"], fixed[i].first);
-    EXPECT_EQ(parameters[i]["type"], fixed[i].second);
+    // The parameters in the order they were put, the message last and byte for byte.
+    const Json& parameters = e["parameters"];
+    const std::tuple<const char*, const char*, std::string> fixed[] = {
+        {"----", "null", ""},
+        {"bDec", "bool", "01"},
+        {"bRFC", "bool", "01"},
+        {"sSEP", "TEXT", ""}, // an empty separator sends no bytes, not even a NUL
+        {"Mess", "TEXT", hexOf(std::get<2>(cases[n]))}};
+    ASSERT_EQ(parameters.size(), std::size(fixed));
+    for (std::size_t i = 0; i < std::size(fixed); ++i) {
+      EXPECT_EQ(parameters[i]["key"], std::get<0>(fixed[i]));
+      EXPECT_EQ(parameters[i]["type"], std::get<1>(fixed[i]));
+      EXPECT_TRUE(parameters[i]["hex"] == std::get<2>(fixed[i])) << std::get<0>(fixed[i]);
+    }
   }
-  EXPECT_EQ(parameters[0]["hex"], "");
-  EXPECT_EQ(parameters[1]["hex"], "01");
-  EXPECT_EQ(parameters[2]["hex"], "01");
-  EXPECT_EQ(parameters[3]["hex"], "") << "an empty separator sends no bytes, not even a NUL";
-  EXPECT_TRUE(parameters[4]["hex"] == hexOf(GetParam().message)) << "the message bytes differ";
 }
 
-INSTANTIATE_TEST_SUITE_P(Messages, OutgoingEvent,
-                         testing::Values(OutgoingCase{"QscrBinary",
-                                                      kQuellbarkScoreEvent,
-                                                      {0x00, 0xFF, 'a', 0x00, '\n', 0x80, 0xFF}},
-                                         OutgoingCase{"addSEmpty", kQuellbarkTrainSpamEvent, {}},
-                                         OutgoingCase{"addGOdd", kQuellbarkTrainGoodEvent,
-                                                      bytesOf("Subject: x\n\nodd")}),
-                         [](const auto& c) { return std::string(c.param.name); });
-
-// --- The training exchange and its log -------------------------------------------------------
-
-struct TrainingCase {
-  const char* name;
-  const char* script;
-  const char* log;
-};
-
-void PrintTo(const TrainingCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
-class TrainingLog : public CompanionExchange, public testing::WithParamInterface<TrainingCase> {};
-
-TEST_P(TrainingLog, WritesExactlyTheseLines) {
+// At the error threshold a training writes nothing when it succeeds and one line when refused.
+TEST_F(CompanionExchange, TrainingLogsOnlyARefusal) {
   mSandbox.setLogLevel(40);
-  startCompanion(GetParam().script);
+  startCompanion("ok\nerrn=-50");
   CFDataRef data = dataOf(bytesOf("Subject: spam\n\nbuy\n"));
-  testsupport::StderrCapture captured(mScratch);
-  trainWithMessageData(data, kQuellbarkTrainSpamEvent);
-  EXPECT_EQ(captured.text(), GetParam().log);
-  EXPECT_EQ(receivedEvents(mSandbox.events).size(), 1u);
+  for (const char* log : {"", "Quellbark Thunderbird Plug-In: error sending train event -50\n"}) {
+    testsupport::StderrCapture captured(mScratch);
+    trainWithMessageData(data, kQuellbarkTrainSpamEvent);
+    EXPECT_EQ(captured.text(), log);
+  }
+  EXPECT_EQ(receivedEvents(mSandbox.events).size(), 2u);
   CFRelease(data);
 }
-
-constexpr const char* kRefused = "Quellbark Thunderbird Plug-In: error sending train event -50\n";
-
-INSTANTIATE_TEST_SUITE_P(AtTheErrorThreshold, TrainingLog,
-                         testing::Values(TrainingCase{"Trained", "ok", ""},
-                                         TrainingCase{"Refused", "errn=-50", kRefused}),
-                         [](const auto& c) { return std::string(c.param.name); });
 
 } // namespace

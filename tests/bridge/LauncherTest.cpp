@@ -1,10 +1,9 @@
 // The launcher with real bundles in real places, run in a fresh process each time (its notice
 // is once per process): which copy it launches, what it logs and what the user is told.
-#include "CompanionSandbox.h"
+#include "Sandbox.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <optional>
 #include <sstream>
 
@@ -30,24 +29,20 @@ const Notice kInTrash{
     "Could Not Launch Quellbark",
     "Please empty the trash to remove your old copy of Quellbark and make sure that the latest "
     "version of Quellbark is installed in your Applications folder."};
-const Notice kNoExecutable{"Could Not Launch Quellbark",
+const Notice kCannotLaunch{"Could Not Launch Quellbark",
                            "Mac OS X reported error -10827 when trying to launch Quellbark."};
 
 class Launcher : public testing::Test {
 protected:
   void SetUp() override { mSandbox.enterInThisProcess(); }
-  void TearDown() override {
-    for (pid_t pid : startedCompanions(mSandbox.events))
-      stopProcess(pid);
-  }
 
   // Runs the driver and keeps the plug-in's log lines of its output.
   std::vector<std::string> drive(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), (buildDirectory() / "bin/bridge-launch-driver").string());
     Finished run = runToEnd(arguments, mSandbox.environment(), mSandbox.root);
-    EXPECT_EQ(run.exitCode, 0) << run.output;
+    EXPECT_EQ(run.exitCode, 0) << run.err;
     std::vector<std::string> logLines;
-    std::istringstream output(run.output);
+    std::istringstream output(run.out + run.err);
     for (std::string line; std::getline(output, line);)
       if (line.starts_with(kLogPrefix))
         logLines.push_back(line);
@@ -85,9 +80,17 @@ void expectNotices(const std::vector<Notice>& shown, const std::optional<Notice>
   }
 }
 
+// A copy that Launch Services cannot know by its signature (it has none) is reachable only at
+// the fixed locations. Such a copy also runs without the signature, so a later call would search
+// again; those cases make one call.
+const BundleShape kSigned{};
+const BundleShape kUnsigned{.signature = ""};
+const BundleShape kUnsignedBroken{.signature = "", .executable = Executable::missing};
+const BundleShape kNoExecutable{.executable = Executable::missing};
+
 struct LaunchCase {
   const char* name;
-  std::function<void(const Sandbox&)> arrange;
+  std::vector<std::pair<const char*, BundleShape>> bundles; // folder below the sandbox, shape
   int calls;
   std::size_t searchFailures;
   std::vector<fs::path> launched; // relative to the sandbox
@@ -101,74 +104,48 @@ void PrintTo(const LaunchCase& c, std::ostream* os) {
 class LaunchAttempts : public Launcher, public testing::WithParamInterface<LaunchCase> {};
 
 TEST_P(LaunchAttempts, LaunchLogAndNotice) {
-  GetParam().arrange(mSandbox);
+  for (const auto& [folder, shape] : GetParam().bundles)
+    makeCompanionBundle(mSandbox.root / folder, shape);
   auto lines = drive({"launch", std::to_string(GetParam().calls)});
   EXPECT_EQ(lines, std::vector<std::string>(GetParam().searchFailures, kSearchFailed));
   EXPECT_EQ(launchedBundles(), GetParam().launched);
   expectNotices(notices(), GetParam().notice);
 }
 
-// A copy that Launch Services cannot know by its signature (it has none) is reachable only at
-// the fixed locations. Such a copy also runs without the signature, so a later call would search
-// again; those cases make one call.
-const BundleShape kUnsigned{.signature = false};
-const BundleShape kUnsignedBroken{.signature = false, .executable = false};
+constexpr const char* kApps = "system/Applications";
+constexpr const char* kInternet = "system/Applications/Internet";
 
 INSTANTIATE_TEST_SUITE_P(
     Places, LaunchAttempts,
     testing::Values(
-        LaunchCase{"FoundBySignature",
-                   [](const Sandbox& s) { makeCompanionBundle(s.applicationPath); },
-                   2,
-                   0,
-                   {"apps/Quellbark.app"},
-                   std::nullopt},
+        LaunchCase{"FoundBySignature", {{"apps", kSigned}}, 2, 0, {"apps/Quellbark.app"}, {}},
         LaunchCase{"FirstFixedLocation",
-                   [](const Sandbox& s) {
-                     makeCompanionBundle(s.systemRoot / "Applications", kUnsigned);
-                     makeCompanionBundle(s.systemRoot / "Applications/Internet", kUnsigned);
-                   },
+                   {{kApps, kUnsigned}, {kInternet, kUnsigned}},
                    1,
                    1,
                    {"system/Applications/Quellbark.app"},
-                   std::nullopt},
+                   {}},
         LaunchCase{"SecondFixedLocationAfterABrokenFirst",
-                   [](const Sandbox& s) {
-                     makeCompanionBundle(s.systemRoot / "Applications", kUnsignedBroken);
-                     makeCompanionBundle(s.systemRoot / "Applications/Internet", kUnsigned);
-                   },
+                   {{kApps, kUnsignedBroken}, {kInternet, kUnsigned}},
                    1,
                    1,
                    {"system/Applications/Internet/Quellbark.app"},
-                   std::nullopt},
+                   {}},
         LaunchCase{"OnlyBrokenFixedCopies",
-                   [](const Sandbox& s) {
-                     makeCompanionBundle(s.systemRoot / "Applications", kUnsignedBroken);
-                     makeCompanionBundle(s.systemRoot / "Applications/Internet", kUnsignedBroken);
-                   },
+                   {{kApps, kUnsignedBroken}, {kInternet, kUnsignedBroken}},
                    2,
                    2,
                    {},
                    kNotFound},
         // A found copy that fails is reported; the fixed locations are not tried after it.
-        LaunchCase{"InTheTrash",
-                   [](const Sandbox& s) {
-                     makeCompanionBundle(s.home / ".Trash");
-                     makeCompanionBundle(s.systemRoot / "Applications", kUnsigned);
-                   },
-                   2,
-                   0,
-                   {},
-                   kInTrash},
+        LaunchCase{
+            "InTheTrash", {{"home/.Trash", kSigned}, {kApps, kUnsigned}}, 2, 0, {}, kInTrash},
         LaunchCase{"WithoutExecutable",
-                   [](const Sandbox& s) {
-                     makeCompanionBundle(s.applicationPath, {.executable = false});
-                     makeCompanionBundle(s.systemRoot / "Applications", kUnsigned);
-                   },
+                   {{"apps", kNoExecutable}, {kApps, kUnsigned}},
                    2,
                    0,
                    {},
-                   kNoExecutable}),
+                   kCannotLaunch}),
     [](const auto& c) { return std::string(c.param.name); });
 
 TEST_F(Launcher, AlreadyRunningMeansNoSearchNoLaunchNoNotice) {

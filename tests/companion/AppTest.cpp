@@ -1,15 +1,14 @@
 // Quellbark.app as the plug-in meets it: a registered application answering events over the
 // real transport, with the real bogofilter behind it.
+#include "Sandbox.h"
 #include "TestSupport.h"
 
-#include <ApplicationServices/ApplicationServices.h>
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreServices/CoreServices.h>
 
+#include <algorithm>
 #include <csignal>
-#include <fcntl.h>
 #include <fstream>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <thread>
 
@@ -19,26 +18,10 @@ namespace fs = std::filesystem;
 namespace quellbark::test {
 namespace {
 
-constexpr OSType kSignature = 0x5162726B; // 'Qbrk'
-
 struct Reply {
   std::string errn;
   std::string score;
 };
-
-pid_t registeredQuellbark() {
-  ProcessSerialNumber process = {0, kNoProcess};
-  while (GetNextProcess(&process) == noErr) {
-    ProcessInfoRec info = {};
-    info.processInfoLength = sizeof info;
-    pid_t pid = -1;
-    if (GetProcessInformation(&process, &info) == noErr && info.processSignature == kSignature &&
-        GetProcessPID(&process, &pid) == noErr) {
-      return pid;
-    }
-  }
-  return -1;
-}
 
 bool waitFor(auto condition) {
   for (int i = 0; i < 500 && !condition(); ++i) {
@@ -72,15 +55,11 @@ protected:
   static fs::path app() { return build() / "Quellbark.app/Contents/MacOS/Quellbark"; }
 
   void startApp() {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 2, (mFolder.path() / "app.log").c_str(),
-                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
-    std::string const path = app().string();
-    char* args[] = {const_cast<char*>(path.c_str()), nullptr};
-    ASSERT_EQ(::posix_spawn(&mApp, path.c_str(), &actions, nullptr, args, environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
-    ASSERT_TRUE(waitFor([&] { return registeredQuellbark() == mApp; })) << appLog();
+    std::vector<std::string> environment;
+    for (char** variable = environ; *variable; ++variable)
+      environment.emplace_back(*variable);
+    mApp = sandbox::spawnProcess({app().string()}, environment, {}, mFolder.path() / "app.log");
+    ASSERT_TRUE(sandbox::waitUntilRegistered(mApp)) << appLog();
   }
 
   // SIGTERM; returns the exit status.
@@ -100,29 +79,40 @@ protected:
     return std::string(std::istreambuf_iterator<char>(in), {});
   }
 
-  // Sends `event` with `message` REPEAT times from a client process of its own.
-  std::vector<Reply> send(std::string const& event, std::string const& message,
-                          std::vector<std::string> const& options = {}) {
-    fs::path const file = mFolder.path() / ("message-" + std::to_string(mSent++));
-    std::ofstream(file, std::ios::binary) << message;
-    std::vector<std::string> argv{(build() / "bin/quellbark-test-client").string(), event,
-                                  file.string()};
-    argv.insert(argv.end(), options.begin(), options.end());
-    ProgramRun const run = runProgram(argv, std::chrono::seconds(60));
-    EXPECT_TRUE(run.exit.succeeded()) << run.out << run.err;
+  // Sends `event` as the plug-in does, `times` in a row; without `withMessage` no 'Mess' at all.
+  static std::vector<Reply> send(std::string const& event, std::string const& message,
+                                 int times = 1, std::string const& separator = "",
+                                 bool withMessage = true) {
+    OSType const signature = sandbox::codeOf("Qbrk");
+    auto const read = [](AppleEvent const& reply, AEKeyword key) {
+      SInt16 value = 0;
+      return AEGetParamPtr(&reply, key, typeSInt16, nullptr, &value, 2, nullptr) == noErr
+                 ? std::to_string(value)
+                 : "none";
+    };
     std::vector<Reply> replies;
-    std::istringstream lines(run.out);
-    for (std::string errn, score; lines >> errn >> score;) {
-      replies.push_back({errn.substr(5), score.substr(6)});
+    for (int i = 0; i < times; ++i) {
+      AppleEvent request = {typeNull, nullptr}, reply = {typeNull, nullptr};
+      OSStatus status = AEBuildAppleEvent(
+          signature, sandbox::codeOf(event), typeApplSignature, &signature, sizeof signature,
+          kAutoGenerateReturnID, kAnyTransactionID, &request, nullptr,
+          "'----':'null'(),bDec:bool(@),bRFC:bool(@),sSEP:'TEXT'(@)", 1, 1, separator.c_str());
+      if (status == noErr && withMessage)
+        status = AEPutParamPtr(&request, sandbox::codeOf("Mess"), typeChar, message.data(),
+                               Size(message.size()));
+      if (status == noErr)
+        status = AESendMessage(&request, &reply, kAEWaitReply, kAEDefaultTimeout);
+      EXPECT_EQ(status, noErr) << event;
+      replies.push_back({read(reply, keyErrorNumber), read(reply, keyDirectObject)});
+      AEDisposeDesc(&request);
+      AEDisposeDesc(&reply);
     }
     return replies;
   }
 
-  Reply sendOne(std::string const& event, std::string const& message,
-                std::vector<std::string> const& options = {}) {
-    std::vector<Reply> const replies = send(event, message, options);
-    EXPECT_EQ(replies.size(), 1u);
-    return replies.empty() ? Reply{"?", "?"} : replies.front();
+  static Reply sendOne(std::string const& event, std::string const& message,
+                       std::string const& separator = "", bool withMessage = true) {
+    return send(event, message, 1, separator, withMessage).front();
   }
 
   ProgramRun runApp(std::vector<std::string> arguments) {
@@ -132,7 +122,6 @@ protected:
 
   TempFolder mFolder;
   pid_t mApp = -1;
-  int mSent = 0;
 };
 
 std::string joined(std::string (*make)(int), int count, std::string const& separator) {
@@ -152,8 +141,8 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
 
   // Ten of each, in one event each: enough for a new user's engine to call mail junk.
   std::string const sep = "\n=====\n";
-  Reply const spam = sendOne("addS", joined(spamMessage, 10, sep), {"1", sep});
-  Reply const good = sendOne("addG", joined(goodMessage, 10, sep), {"1", sep});
+  Reply const spam = sendOne("addS", joined(spamMessage, 10, sep), sep);
+  Reply const good = sendOne("addG", joined(goodMessage, 10, sep), sep);
   EXPECT_EQ(spam.errn + spam.score + good.errn + good.score, "nonenonenonenone");
 
   Reply const spamScore = sendOne("Qscr", spamMessage(100));
@@ -163,8 +152,7 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
   EXPECT_GE(std::stoi(spamScore.score), 50);
   EXPECT_LT(std::stoi(goodScore.score), 50);
   // Several messages score as the most spam-like of them.
-  EXPECT_EQ(sendOne("Qscr", goodMessage(100) + sep + spamMessage(100), {"1", sep}).score,
-            spamScore.score);
+  EXPECT_EQ(sendOne("Qscr", goodMessage(100) + sep + spamMessage(100), sep).score, spamScore.score);
 
   ProgramRun const status = runApp({"status"});
   EXPECT_EQ(status.exit.code, 0) << status.out;
@@ -176,7 +164,8 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
   pid_t const pid = mApp;
   int const exit = stopApp();
   EXPECT_TRUE(WIFEXITED(exit) && WEXITSTATUS(exit) == 0) << exit << appLog();
-  EXPECT_NE(registeredQuellbark(), pid);
+  auto const running = sandbox::runningApps();
+  EXPECT_EQ(std::find(running.begin(), running.end(), pid), running.end()) << "unregistered";
   EXPECT_NE(runApp({"status"}).out.find("Learned:   11 spam"), std::string::npos);
 }
 
@@ -185,8 +174,8 @@ TEST_F(AppTest, TwoClientsAtOnceAreBothAnswered) {
   std::vector<Reply> scores;
   std::vector<Reply> learned;
   {
-    std::jthread a([&] { scores = send("Qscr", spamMessage(1), {"25"}); });
-    std::jthread b([&] { learned = send("addG", goodMessage(2), {"25"}); });
+    std::jthread a([&] { scores = send("Qscr", spamMessage(1), 25); });
+    std::jthread b([&] { learned = send("addG", goodMessage(2), 25); });
   }
   ASSERT_EQ(scores.size(), 25u);
   ASSERT_EQ(learned.size(), 25u);
@@ -202,14 +191,12 @@ TEST_F(AppTest, EngineFailuresBecomeErrnAndServingGoesOn) {
   startApp();
   struct Case {
     char const* event;
-    std::vector<std::string> options;
+    bool withMessage;
     char const* errn;
-  } const cases[] = {{"Qscr", {}, "1"},
-                     {"addS", {}, "1"},
-                     {"addG", {}, "1"},
-                     {"Qscr", {"1", "", "nomess"}, "-1701"}};
+  } const cases[] = {
+      {"Qscr", true, "1"}, {"addS", true, "1"}, {"addG", true, "1"}, {"Qscr", false, "-1701"}};
   for (auto const& c : cases) {
-    Reply const r = sendOne(c.event, spamMessage(1), c.options);
+    Reply const r = sendOne(c.event, spamMessage(1), "", c.withMessage);
     EXPECT_EQ(r.errn, c.errn) << c.event;
     EXPECT_EQ(r.score, "none") << c.event;
   }

@@ -6,7 +6,6 @@
 #include <cstdint>
 
 using cftest::format;
-using cftest::take;
 
 namespace {
 
@@ -83,33 +82,4 @@ TEST(Format, ObjectDirective) {
   CFRelease(n);
   CFRelease(f);
   CFRelease(latin);
-}
-
-TEST(Format, AppendingKeepsWhatIsThereAndAcceptsOptions) {
-  CFMutableStringRef line = CFStringCreateMutable(kCFAllocatorDefault, 0);
-  CFStringAppend(line, CFSTR("Prefix: "));
-  CFMutableDictionaryRef options = CFDictionaryCreateMutable(
-      kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-  CFStringAppendFormat(line, options, CFSTR("score: %d"), 73);
-  EXPECT_EQ(cftest::utf8(line), "Prefix: score: 73");
-  EXPECT_EQ(take(CFStringCreateWithFormat(nullptr, options,
-                                          CFSTR("Mac OS X reported error %d when trying."), -50)),
-            "Mac OS X reported error -50 when trying.");
-  CFRelease(options);
-  CFRelease(line);
-}
-
-TEST(Format, LargeLatin1StringThroughObjectDirective) {
-  std::string bytes(4 << 20, 'x');
-  bytes[100] = static_cast<char>(0xe9);
-  CFStringRef big = CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                            static_cast<CFIndex>(bytes.size()),
-                                            kCFStringEncodingISOLatin1, false);
-  CFMutableStringRef line = CFStringCreateMutable(nullptr, 0);
-  CFStringAppend(line, CFSTR("P: "));
-  CFStringAppendFormat(line, nullptr, CFSTR("%@"), big);
-  ASSERT_EQ(CFStringGetLength(line), static_cast<CFIndex>(bytes.size()) + 3);
-  EXPECT_EQ(CFStringGetCharacterAtIndex(line, 103), 0xe9);
-  CFRelease(line);
-  CFRelease(big);
 }

@@ -1,4 +1,4 @@
-// Retain counts, collections with CF callbacks, and number conversions.
+// Retain counts in a dictionary with CF callbacks, and number conversions.
 #include "CFTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -29,21 +29,6 @@ TEST(Dictionary, TypeCallbacksRetainKeysAndValuesAndCompareByValue) {
   CFRelease(key);
   CFRelease(value);
   CFRelease(replacement);
-}
-
-TEST(Array, AppendRemoveAndRetain) {
-  CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
-  CFDataRef item = CFDataCreate(nullptr, nullptr, 0);
-  CFArrayAppendValue(array, CFSTR("a"));
-  CFArrayAppendValue(array, item);
-  CFArrayInsertValueAtIndex(array, 0, CFSTR("first"));
-  EXPECT_EQ(CFArrayGetCount(array), 3);
-  EXPECT_EQ(CFGetRetainCount(item), 2);
-  CFArrayRemoveValueAtIndex(array, 2);
-  EXPECT_EQ(CFGetRetainCount(item), 1);
-  EXPECT_EQ(CFArrayGetValueAtIndex(array, 0), CFSTR("first"));
-  CFRelease(array);
-  CFRelease(item);
 }
 
 TEST(Number, ConversionsReportLoss) {

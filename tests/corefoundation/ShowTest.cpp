@@ -46,15 +46,3 @@ TEST(Show, Latin1CaptureShowsHighBytesAsEscapes) {
   EXPECT_EQ(shown(s), "Sub: \\u00e4\n\\u00ff\n");
   CFRelease(s);
 }
-
-TEST(Show, NullAndOtherObjects) {
-  EXPECT_EQ(shown(nullptr), "(null)\n");
-  CFDataRef data = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("ab"), 2);
-  EXPECT_EQ(shown(data), cftest::take(CFCopyDescription(data)) + "\n");
-  CFRelease(data);
-  SInt32 value = 12;
-  CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &value);
-  // Not the short "%@" form: CFShow of a non-string prints the debug description.
-  EXPECT_EQ(shown(number).rfind("<CFNumber ", 0), 0u);
-  CFRelease(number);
-}

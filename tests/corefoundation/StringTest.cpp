@@ -90,10 +90,6 @@ TEST(StringCreation, Utf8DecodesOrRefuses) {
   }
 }
 
-TEST(StringCreation, UnknownEncodingGivesNull) {
-  EXPECT_EQ(fromBytes("abc", 0x7777), nullptr);
-}
-
 TEST(MutableString, AppendsItselfAndStopsAtItsBound) {
   CFMutableStringRef line = CFStringCreateMutable(kCFAllocatorDefault, 0);
   CFStringAppend(line, CFSTR("Prefix: "));

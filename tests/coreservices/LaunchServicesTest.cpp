@@ -1,5 +1,5 @@
 // Finding application bundles by creator, identifier and name, and launching them.
-#include "Sandbox.h"
+#include "ServedApps.h"
 
 #include <algorithm>
 #include <csignal>
@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 using namespace cstest;
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -38,120 +37,108 @@ protected:
     return reinterpret_cast<char*>(path);
   }
 
-  std::string applications() const { return mSystemRoot + "/Applications"; }
+  fs::path applications() const { return box.systemRoot / "Applications"; }
 };
 
 TEST_F(LaunchServicesTest, FindsByCreatorThroughInfoPlistOrPkgInfo) {
-  BundleLayout plistOnly;
-  plistOnly.signature = "Plst";
-  BundleLayout pkgOnly;
-  pkgOnly.signature = "Pkgi";
+  BundleShape pkgOnly = served("Pkgi");
   pkgOnly.infoPlist = false;
   pkgOnly.pkgInfo = true;
-  std::string a = makeBundle(applications(), "Alpha.app", plistOnly);
-  std::string b = makeBundle(applications() + "/Utilities", "Beta.app", pkgOnly);
-  makeBundle(applications(), "Gamma.bundle", BundleLayout{}); // not an .app: never looked at
+  fs::path a = makeBundle(applications(), "Alpha.app", served("Plst"));
+  fs::path b = makeBundle(applications() / "Utilities", "Beta.app", pkgOnly);
+  makeBundle(applications(), "Gamma.bundle", served()); // not an .app: never looked at
 
-  EXPECT_EQ(find(code("Plst")), a);
-  EXPECT_EQ(find(code("Pkgi")), b);
-  EXPECT_EQ(find(code("Tst1")), "error -10814");
-  EXPECT_EQ(find(code("Nope")), "error -10814");
+  EXPECT_EQ(find(codeOf("Plst")), a);
+  EXPECT_EQ(find(codeOf("Pkgi")), b);
+  EXPECT_EQ(find(codeOf("Tst1")), "error -10814");
+  EXPECT_EQ(find(codeOf("Nope")), "error -10814");
   EXPECT_EQ(find(kLSUnknownCreator), "error -50");
   // Identifier and name narrow the match, case-insensitively.
-  EXPECT_EQ(find(code("Plst"), "ORG.EXAMPLE.TESTER"), a);
-  EXPECT_EQ(find(code("Plst"), "org.example.other"), "error -10814");
+  EXPECT_EQ(find(codeOf("Plst"), "ORG.EXAMPLE.TESTER"), a);
+  EXPECT_EQ(find(codeOf("Plst"), "org.example.other"), "error -10814");
   EXPECT_EQ(find(kLSUnknownCreator, nullptr, "alpha.APP"), a);
-  EXPECT_EQ(find(code("Plst"), nullptr, "Beta.app"), "error -10814");
+  EXPECT_EQ(find(codeOf("Plst"), nullptr, "Beta.app"), "error -10814");
 }
 
 TEST_F(LaunchServicesTest, SearchOrderPutsTheTrashLast) {
-  BundleLayout layout;
-  layout.signature = "Ordr";
-  std::string trashed = makeBundle(mHome + "/.local/share/Trash/files", "Ordr.app", layout);
-  EXPECT_EQ(find(code("Ordr")), trashed) << "a trashed copy is still found";
-
-  std::string system = makeBundle(applications() + "/Internet", "Ordr.app", layout);
-  EXPECT_EQ(find(code("Ordr")), system);
-  std::string top = makeBundle(applications(), "Ordr.app", layout);
-  EXPECT_EQ(find(code("Ordr")), top);
-  std::string user = makeBundle(mHome + "/Applications", "Ordr.app", layout);
-  EXPECT_EQ(find(code("Ordr")), user);
-  std::string custom = makeBundle(mRoot + "/custom", "Ordr.app", layout);
-  setenv("LS_APPLICATION_PATH", (mRoot + "/missing:" + mRoot + "/custom").c_str(), 1);
-  EXPECT_EQ(find(code("Ordr")), custom);
+  // Each copy made is found before every one made earlier; a trashed copy is still found.
+  for (const fs::path& folder : {box.home / ".local/share/Trash/files", applications() / "Internet",
+                                 applications(), box.home / "Applications", box.root / "custom"}) {
+    if (folder == box.root / "custom")
+      setenv("LS_APPLICATION_PATH", (box.root.string() + "/missing:" + folder.string()).c_str(), 1);
+    EXPECT_EQ(find(codeOf("Ordr")), makeBundle(folder, "Ordr.app", served("Ordr")));
+  }
 }
 
 TEST_F(LaunchServicesTest, LaunchReturnsOnceRegisteredAndDoesNotLaunchTwice) {
-  std::string bundle = makeBundle(applications(), "Served.app");
-  ASSERT_EQ(open(bundle), noErr);
+  fs::path bundle = makeBundle(applications(), "Served.app", served());
+  ASSERT_EQ(launch(bundle), noErr);
   auto running = runningApps();
   ASSERT_EQ(running.size(), 1u) << "registered by the time the launch returns";
   // The launched application is nobody's child here: no zombie is left to reap.
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
 
-  EXPECT_EQ(open(bundle), noErr);
+  EXPECT_EQ(launch(bundle), noErr);
   EXPECT_EQ(runningApps(), running) << "already running: not launched again";
   // The same bundle reached through a differently spelled path is still the same application.
-  EXPECT_EQ(open(applications() + "/../Applications/Served.app/"), noErr);
+  EXPECT_EQ(launch(applications().string() + "/../Applications/Served.app/"), noErr);
   EXPECT_EQ(runningApps(), running);
 
-  EXPECT_EQ(open(bundle, kLSLaunchDontSwitch | kLSLaunchNewInstance), noErr);
+  EXPECT_EQ(launch(bundle, kLSLaunchDontSwitch | kLSLaunchNewInstance), noErr);
   EXPECT_EQ(runningApps().size(), 2u);
 }
 
-struct RefusalCase {
-  const char* name;
-  BundleLayout layout;
-  const char* folder; // relative to the sandbox root
-  OSStatus expected;
-};
-
 TEST_F(LaunchServicesTest, RefusesWhatCannotBeLaunched) {
-  BundleLayout notApp;
-  notApp.packageType = "BNDL";
-  BundleLayout bare;
-  bare.infoPlist = false;
-  BundleLayout missing;
-  missing.executable = Executable::missing;
-  BundleLayout notExecutable;
-  notExecutable.executable = Executable::notExecutable;
-  BundleLayout exitsAtOnce;
-  exitsAtOnce.executable = Executable::exitsAtOnce;
-  const RefusalCase cases[] = {
-      {"package type is not APPL", notApp, "system/Applications", kLSNotAnApplicationErr},
-      {"neither Info.plist nor PkgInfo", bare, "system/Applications", kLSNotAnApplicationErr},
-      {"executable missing", missing, "system/Applications", kLSNoExecutableErr},
-      {"executable without x bit", notExecutable, "system/Applications", kLSNoExecutableErr},
-      {"in ~/.Trash", BundleLayout{}, "home/.Trash", kLSAppInTrashErr},
-      {"in the freedesktop Trash", BundleLayout{}, "home/.local/share/Trash/files",
-       kLSAppInTrashErr},
-      {"exits before registering", exitsAtOnce, "system/Applications", kLSUnknownErr},
+  auto shaped = [](auto change) {
+    BundleShape shape = served();
+    change(shape);
+    return shape;
+  };
+  const struct {
+    const char* name;
+    BundleShape shape;
+    fs::path folder; // relative to the sandbox root
+    OSStatus expected;
+  } cases[] = {
+      {"package type is not APPL", shaped([](auto& s) { s.packageType = "BNDL"; }),
+       "system/Applications", kLSNotAnApplicationErr},
+      {"neither Info.plist nor PkgInfo", shaped([](auto& s) { s.infoPlist = false; }),
+       "system/Applications", kLSNotAnApplicationErr},
+      {"executable missing", shaped([](auto& s) { s.executable = Executable::missing; }),
+       "system/Applications", kLSNoExecutableErr},
+      {"executable without x bit",
+       shaped([](auto& s) { s.executable = Executable::notExecutable; }), "system/Applications",
+       kLSNoExecutableErr},
+      {"in ~/.Trash", served(), "home/.Trash", kLSAppInTrashErr},
+      {"in the freedesktop Trash", served(), "home/.local/share/Trash/files", kLSAppInTrashErr},
+      {"exits before registering", shaped([](auto& s) { s.executable = Executable::exitsAtOnce; }),
+       "system/Applications", kLSUnknownErr},
   };
   int index = 0;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    std::string bundle =
-        makeBundle(mRoot + "/" + c.folder, "Case" + std::to_string(index++) + ".app", c.layout);
-    EXPECT_EQ(open(bundle), c.expected);
+    EXPECT_EQ(
+        launch(makeBundle(box.root / c.folder, "Case" + std::to_string(index++) + ".app", c.shape)),
+        c.expected);
   }
-  EXPECT_EQ(open(mRoot + "/nowhere/None.app"), kLSApplicationNotFoundErr);
-  writeFile(mRoot + "/plain.app", "a file, not a bundle");
-  EXPECT_EQ(open(mRoot + "/plain.app"), kLSApplicationNotFoundErr);
+  EXPECT_EQ(launch(box.root / "nowhere/None.app"), kLSApplicationNotFoundErr);
+  writeFile(box.root / "plain.app", "a file, not a bundle");
+  EXPECT_EQ(launch(box.root / "plain.app"), kLSApplicationNotFoundErr);
   EXPECT_EQ(LSOpenFromURLSpec(nullptr, nullptr), paramErr);
   EXPECT_TRUE(runningApps().empty());
 }
 
 TEST_F(LaunchServicesTest, ALaunchThatNeverRegistersTimesOut) {
-  BundleLayout sleeper;
+  BundleShape sleeper = served();
   sleeper.executable = Executable::missing;
-  std::string bundle = makeBundle(applications(), "Sleeper.app", sleeper);
-  std::string pidFile = mRoot + "/sleeper.pid";
-  writeFile(bundle + "/Contents/MacOS/tester",
-            "#!/bin/sh\necho $$ >> " + pidFile + "\nexec sleep 30\n", 0755);
+  fs::path bundle = makeBundle(applications(), "Sleeper.app", sleeper);
+  fs::path pidFile = box.root / "sleeper.pid";
+  writeFile(bundle / "Contents/MacOS/tester",
+            "#!/bin/sh\necho $$ >> " + pidFile.string() + "\nexec sleep 30\n", fs::perms(0755));
   setenv("LS_LAUNCH_TIMEOUT_SECONDS", "0.3", 1);
-  EXPECT_EQ(open(bundle), kLSLaunchInProgressErr);
+  EXPECT_EQ(launch(bundle), kLSLaunchInProgressErr);
   // Asynchronous launches do not wait at all.
-  EXPECT_EQ(open(bundle, kLSLaunchAsync), noErr);
+  EXPECT_EQ(launch(bundle, kLSLaunchAsync), noErr);
   auto started = [&] {
     std::string text = readFile(pidFile);
     return std::count(text.begin(), text.end(), '\n');

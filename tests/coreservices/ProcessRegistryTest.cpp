@@ -1,6 +1,6 @@
-// The application registry as the Process Manager shows it, stale entries, the runtime folder's
-// privacy, and the Mach port names that carry replies.
-#include "Sandbox.h"
+// The application registry as the Process Manager shows it, stale entries, and the runtime
+// folder's privacy.
+#include "ServedApps.h"
 
 #include <CoreServices/AE/AEServer.h>
 
@@ -15,7 +15,6 @@
 #include <unistd.h>
 
 using namespace cstest;
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -34,7 +33,7 @@ TEST_F(ProcessRegistryTest, EnumeratesRegisteredApplicationsInLaunchOrderThenEnd
     info.processInfoLength = 60; // the classic record length callers still pass
     info.processName = name;
     ASSERT_EQ(GetProcessInformation(&psn, &info), noErr);
-    EXPECT_EQ(info.processType, code("APPL"));
+    EXPECT_EQ(info.processType, codeOf("APPL"));
     EXPECT_EQ(std::string(reinterpret_cast<char*>(name + 1), name[0]), "tester");
     EXPECT_EQ(info.processNumber.lowLongOfPSN, psn.lowLongOfPSN);
     EXPECT_TRUE(info.processMode & modeHighLevelEventAware);
@@ -47,8 +46,8 @@ TEST_F(ProcessRegistryTest, EnumeratesRegisteredApplicationsInLaunchOrderThenEnd
   EXPECT_EQ(psn.highLongOfPSN, 0u);
   EXPECT_EQ(psn.lowLongOfPSN, static_cast<UInt32>(kNoProcess));
   ASSERT_EQ(seen.size(), 2u);
-  EXPECT_EQ(seen[0], std::make_pair(first, code("One1")));
-  EXPECT_EQ(seen[1], std::make_pair(second, code("Two2")));
+  EXPECT_EQ(seen[0], std::make_pair(first, codeOf("One1")));
+  EXPECT_EQ(seen[1], std::make_pair(second, codeOf("Two2")));
 }
 
 TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
@@ -58,11 +57,11 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
   if (dead == 0)
     _exit(0);
   waitpid(dead, nullptr, 0);
-  std::string folder = mRuntime + "/AppleEvents";
+  std::string folder = box.runtime / "AppleEvents";
   coreservices::RegistryEntry ghost;
   ghost.pid = dead;
   ghost.startTime = 12345;
-  ghost.signature = code("Live");
+  ghost.signature = codeOf("Live");
   ghost.socketPath = coreservices::socketPathFor(folder, dead);
   ASSERT_TRUE(coreservices::writeEntry(folder, ghost));
   writeFile(ghost.socketPath, "");
@@ -80,7 +79,7 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
   EXPECT_FALSE(fs::exists(coreservices::entryPath(folder, getpid())));
   EXPECT_FALSE(fs::exists(folder + "/999999.plist"));
   // The signature still finds the live application, not the ghost.
-  EXPECT_EQ(coreservices::findLiveEntryBySignature(code("Live"))->pid, live);
+  EXPECT_EQ(coreservices::findLiveEntryBySignature(codeOf("Live"))->pid, live);
 }
 
 // Lookups are answered from memory while the folder stands still; an application that ends or
@@ -88,18 +87,18 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
 TEST_F(ProcessRegistryTest, RememberedEntriesFollowProcessesThatEndOrStart) {
   pid_t first = launchServedApp("Frst");
   usleep(1'200'000); // the folder's last change is now old enough for the lookup to be kept
-  ASSERT_TRUE(coreservices::findLiveEntryBySignature(code("Frst")));
-  ASSERT_TRUE(coreservices::findLiveEntryBySignature(code("Frst")));
+  ASSERT_TRUE(coreservices::findLiveEntryBySignature(codeOf("Frst")));
+  ASSERT_TRUE(coreservices::findLiveEntryBySignature(codeOf("Frst")));
   pid_t second = launchServedApp("Scnd");
-  EXPECT_EQ(coreservices::findLiveEntryBySignature(code("Scnd"))->pid, second);
+  EXPECT_EQ(coreservices::findLiveEntryBySignature(codeOf("Scnd"))->pid, second);
   usleep(1'200'000);
-  ASSERT_TRUE(coreservices::findLiveEntryBySignature(code("Frst")));
+  ASSERT_TRUE(coreservices::findLiveEntryBySignature(codeOf("Frst")));
 
   // Killed, so its entry stays behind in the folder.
   kill(first, SIGKILL);
   for (int i = 0; i < 500 && coreservices::processStartTime(first); ++i)
     usleep(2'000);
-  EXPECT_FALSE(coreservices::findLiveEntryBySignature(code("Frst")));
+  EXPECT_FALSE(coreservices::findLiveEntryBySignature(codeOf("Frst")));
   AppleEvent event = testEvent("echo", "Frst");
   EXPECT_EQ(AESendMessage(&event, nullptr, kAEWaitReply, kAEDefaultTimeout), procNotFound);
   AEDisposeDesc(&event);
@@ -114,8 +113,8 @@ TEST_F(ProcessRegistryTest, AnApplicationThatQuitsUnregisters) {
   for (int i = 0; i < 200 && !runningApps().empty(); ++i)
     usleep(10'000);
   EXPECT_TRUE(runningApps().empty());
-  EXPECT_FALSE(fs::exists(coreservices::entryPath(mRuntime + "/AppleEvents", pid)));
-  EXPECT_FALSE(fs::exists(coreservices::socketPathFor(mRuntime + "/AppleEvents", pid)));
+  EXPECT_FALSE(fs::exists(coreservices::entryPath(box.runtime / "AppleEvents", pid)));
+  EXPECT_FALSE(fs::exists(coreservices::socketPathFor(box.runtime / "AppleEvents", pid)));
 }
 
 TEST_F(ProcessRegistryTest, RuntimeFolderMustBePrivate) {
@@ -132,9 +131,9 @@ TEST_F(ProcessRegistryTest, RuntimeFolderMustBePrivate) {
 
   // A symbolic link in its place is refused too.
   fs::remove_all(*folder);
-  fs::create_directory(mRoot + "/elsewhere");
-  chmod((mRoot + "/elsewhere").c_str(), 0700);
-  fs::create_directory_symlink(mRoot + "/elsewhere", *folder);
+  fs::create_directory(box.root / "elsewhere");
+  fs::permissions(box.root / "elsewhere", fs::perms::owner_all);
+  fs::create_directory_symlink(box.root / "elsewhere", *folder);
   EXPECT_FALSE(coreservices::runtimeFolder(true).has_value());
 
   unsetenv("XDG_RUNTIME_DIR");
@@ -142,44 +141,6 @@ TEST_F(ProcessRegistryTest, RuntimeFolderMustBePrivate) {
   if (fallback) {
     EXPECT_EQ(*fallback, "/tmp/AppleEvents-" + std::to_string(geteuid()));
   }
-}
-
-TEST(MachPorts, NamesAreAllocatedAndFreedWithTheRightErrors) {
-  mach_port_t receive = MACH_PORT_NULL, dead = MACH_PORT_NULL, other = MACH_PORT_NULL;
-  ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &receive), KERN_SUCCESS);
-  ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_DEAD_NAME, &dead), KERN_SUCCESS);
-  ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &other), KERN_SUCCESS);
-  EXPECT_TRUE(MACH_PORT_VALID(receive));
-  EXPECT_NE(receive, other);
-
-  struct Case {
-    const char* what;
-    kern_return_t result;
-    kern_return_t expected;
-  };
-  mach_port_t unused;
-  const Case cases[] = {
-      {"send right cannot be allocated",
-       mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_SEND, &unused), KERN_INVALID_VALUE},
-      {"foreign task", mach_port_allocate(mach_task_self() + 1, MACH_PORT_RIGHT_RECEIVE, &unused),
-       KERN_INVALID_TASK},
-      {"receive right is not deallocated", mach_port_deallocate(mach_task_self(), receive),
-       KERN_INVALID_RIGHT},
-      {"dead name is deallocated", mach_port_deallocate(mach_task_self(), dead), KERN_SUCCESS},
-      {"dead name is gone", mach_port_deallocate(mach_task_self(), dead), KERN_INVALID_NAME},
-      {"receive right is destroyed", mach_port_destroy(mach_task_self(), receive), KERN_SUCCESS},
-      {"destroyed twice", mach_port_destroy(mach_task_self(), receive), KERN_INVALID_NAME},
-      {"null name", mach_port_destroy(mach_task_self(), MACH_PORT_NULL), KERN_INVALID_NAME},
-  };
-  for (const auto& c : cases)
-    EXPECT_EQ(c.result, c.expected) << c.what;
-
-  // A freed name is not handed out again.
-  mach_port_t next = MACH_PORT_NULL;
-  ASSERT_EQ(mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &next), KERN_SUCCESS);
-  EXPECT_NE(next, receive);
-  mach_port_destroy(mach_task_self(), next);
-  mach_port_destroy(mach_task_self(), other);
 }
 
 } // namespace

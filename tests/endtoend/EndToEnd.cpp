@@ -2,44 +2,24 @@
 
 #include <glib.h>
 
-#include <chrono>
-#include <csignal>
 #include <fstream>
 #include <sstream>
-#include <sys/wait.h>
-#include <thread>
 
 namespace endtoend {
-
-namespace {
-
-// Far above what any run here needs, so that a hang fails the test instead of the suite.
-constexpr auto kRunLimit = std::chrono::seconds(240);
-
-int waitBounded(pid_t pid) {
-  auto deadline = std::chrono::steady_clock::now() + kRunLimit;
-  int status = 0;
-  for (;;) {
-    pid_t done = waitpid(pid, &status, WNOHANG);
-    if (done == pid)
-      return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    if (std::chrono::steady_clock::now() > deadline) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      ADD_FAILURE() << "mailhost did not finish in time";
-      return -1;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-}
-
-} // namespace
 
 std::vector<std::string> linesOf(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);)
     lines.push_back(line);
+  return lines;
+}
+
+std::vector<std::string> pluginLines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (const std::string& line : linesOf(text))
+    if (line.starts_with(kLogPrefix))
+      lines.push_back(line.substr(kLogPrefix.size()));
   return lines;
 }
 
@@ -63,11 +43,6 @@ EndToEndTest::EndToEndTest() {
   profile = box.root / "profile";
   mail = fs::canonical(box.root) / "mail";
   fs::create_directories(mail);
-}
-
-EndToEndTest::~EndToEndTest() {
-  for (pid_t pid : sandbox::startedCompanions(box.events))
-    sandbox::stopProcess(pid);
 }
 
 void EndToEndTest::installCompanion() {
@@ -100,13 +75,7 @@ ProcessRun EndToEndTest::mailhost(std::vector<std::string> arguments,
     if (variable.starts_with("LSAN_OPTIONS="))
       variable += ":print_suppressions=0";
   environment.insert(environment.end(), extraEnvironment.begin(), extraEnvironment.end());
-  path out = box.root / "mailhost.out", err = box.root / "mailhost.err";
-  pid_t pid = sandbox::spawnProcess(arguments, environment, out, err);
-  ProcessRun run;
-  run.exitCode = waitBounded(pid);
-  run.out = sandbox::readFile(out);
-  run.err = sandbox::readFile(err);
-  return run;
+  return sandbox::runToEnd(arguments, environment, box.root);
 }
 
 std::vector<Json> EndToEndTest::events() const {

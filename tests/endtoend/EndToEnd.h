@@ -3,7 +3,7 @@
 // finds the scripted companion and the plug-in launches it when it first needs it.
 #pragma once
 
-#include "CompanionSandbox.h"
+#include "Sandbox.h"
 
 #include <gtest/gtest.h>
 
@@ -20,21 +20,18 @@ namespace fs = sandbox::fs;
 
 inline constexpr std::string_view kLogPrefix = "Quellbark Thunderbird Plug-In: ";
 
-struct ProcessRun {
-  int exitCode = -1;
-  std::string out;
-  std::string err;
-};
+using ProcessRun = sandbox::Finished;
 
 // The lines of a text, without their line feeds.
 std::vector<std::string> linesOf(const std::string& text);
+// The plug-in's lines of a text, without their prefix.
+std::vector<std::string> pluginLines(const std::string& text);
 std::string fromHex(std::string_view hex);
 std::string sha256Of(std::string_view bytes);
 
 class EndToEndTest : public testing::Test {
 protected:
   EndToEndTest();
-  ~EndToEndTest() override; // stops every companion that started
 
   // Quellbark in the folder Launch Services searches first.
   void installCompanion();

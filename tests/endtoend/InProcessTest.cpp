@@ -4,7 +4,7 @@
 // plug-in does with the host's strings, and what a long batch leaves behind.
 #include "../host/HostTestSupport.h"
 #include "ClassificationListener.h"
-#include "CompanionSandbox.h"
+#include "EndToEnd.h"
 #include "MailServices.h"
 #include "runtime/HostSession.h"
 
@@ -19,7 +19,6 @@
 #include <iostream>
 #include <malloc.h>
 #include <memory>
-#include <sstream>
 
 namespace {
 
@@ -31,12 +30,14 @@ constexpr const char* kListenerMade =
 constexpr const char* kListenerGone =
     "Quellbark Thunderbird Plug-In: QuellbarkTokenStreamListener::~QuellbarkTokenStreamListener";
 
-std::vector<std::string> linesOf(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);)
-    lines.push_back(line);
-  return lines;
+using endtoend::linesOf;
+
+// The URIs as the C strings an interface call takes.
+std::vector<const char*> cStrings(const std::vector<std::string>& uris) {
+  std::vector<const char*> array;
+  for (const std::string& uri : uris)
+    array.push_back(uri.c_str());
+  return array;
 }
 
 std::size_t countOf(const std::vector<std::string>& lines, const std::string& line) {
@@ -66,8 +67,6 @@ protected:
     plugin = nullptr;
     mail.reset();
     session.reset();
-    for (pid_t pid : sandbox::startedCompanions(box.events))
-      sandbox::stopProcess(pid);
   }
 
   // The URIs of an mbox of `count` small messages written under the sandbox.
@@ -155,9 +154,7 @@ TEST_F(InProcess, ABatchOutlivesTheCallersStrings) {
   std::vector<std::string> uris = mbox("Copies", 3);
   std::ofstream(box.script) << "score=shor:10\n";
   std::vector<std::string> callers = uris;
-  std::vector<const char*> array;
-  for (const std::string& uri : callers)
-    array.push_back(uri.c_str());
+  std::vector<const char*> array = cStrings(callers);
   ASSERT_EQ(plugin->ClassifyMessages(3, array.data(), nullptr, listener), NS_OK);
   for (std::string& uri : callers)
     std::fill(uri.begin(), uri.end(), 'x');
@@ -184,23 +181,6 @@ TEST_F(InProcess, ABatchEndsAtAMessageNoServiceStreams) {
   EXPECT_EQ(filterReferences(), before);
 }
 
-TEST_F(InProcess, ASingleClassificationReportsOnceAndFreesItsPair) {
-  box.setLogLevel(10);
-  fs::path file = box.root / "one.eml";
-  std::ofstream(file) << "Subject: one\n\nbody\n";
-  std::string uri =
-      "file://" + fs::canonical(file).string() + "?type=application/x-message-display";
-  std::ofstream(box.script) << "score=shor:90\n";
-  testsupport::TempDir logScratch;
-  testsupport::StderrCapture log(logScratch);
-  ASSERT_EQ(plugin->ClassifyMessage(uri.c_str(), nullptr, listener), NS_OK);
-  mail->loop().runUntilIdle();
-  std::vector<std::string> lines = linesOf(log.text());
-  EXPECT_EQ(reports, (Reports{{uri, 2}}));
-  EXPECT_EQ(countOf(lines, kListenerMade), 1u);
-  EXPECT_EQ(countOf(lines, kListenerGone), 1u);
-}
-
 std::size_t heapInUse() {
   return mallinfo2().uordblks;
 }
@@ -213,9 +193,7 @@ TEST_F(InProcess, AThousandMessagesLeaveNoListenerAnalyzerOrCaptureBehind) {
   std::ofstream(box.script) << "score=shor:70\n";
   std::vector<std::string> warmUp = mbox("WarmUp", 20);
   std::vector<std::string> uris = mbox("Thousand", 1000);
-  std::vector<const char*> array;
-  for (const std::string& uri : uris)
-    array.push_back(uri.c_str());
+  std::vector<const char*> array = cStrings(uris);
   std::size_t reported = 0;
   bool inOrder = true;
   nsCOMPtr<mailhost::ClassificationListener> counting =
@@ -229,9 +207,7 @@ TEST_F(InProcess, AThousandMessagesLeaveNoListenerAnalyzerOrCaptureBehind) {
       });
 
   // Whatever is made once (the companion's launch, caches, the loop's storage) is made now.
-  std::vector<const char*> warmUpArray;
-  for (const std::string& uri : warmUp)
-    warmUpArray.push_back(uri.c_str());
+  std::vector<const char*> warmUpArray = cStrings(warmUp);
   {
     testsupport::TempDir quietScratch;
     testsupport::StderrCapture quiet(quietScratch);

@@ -17,15 +17,6 @@ protected:
              fs::copy_options::recursive);
     environment = {"QUELLBARK_DATA_DIR=" + (box.root / "quellbark-data").string()};
   }
-  // The launched application is no child of the test: found by its executable.
-  ~RealCompanion() override {
-    path executable = fs::canonical(box.applicationPath / "Quellbark.app/Contents/MacOS/Quellbark");
-    for (const auto& entry : fs::directory_iterator("/proc")) {
-      std::error_code error;
-      if (fs::read_symlink(entry.path() / "exe", error) == executable)
-        sandbox::stopProcess(std::stoi(entry.path().filename().string()));
-    }
-  }
 
   // Messages of one kind, each a little different, as an mbox folder.
   path folderOf(const std::string& name, const std::vector<std::string>& words, int count,

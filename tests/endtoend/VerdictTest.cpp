@@ -30,14 +30,6 @@ const std::vector<ScoreCase> kScoreCases = {
     {"timeout", "delay=3000 score=shor:100", "good", "error sending score event -1712"},
 };
 
-std::vector<std::string> pluginLines(const std::string& err) {
-  std::vector<std::string> lines;
-  for (const std::string& line : linesOf(err))
-    if (line.starts_with(kLogPrefix))
-      lines.push_back(line.substr(kLogPrefix.size()));
-  return lines;
-}
-
 TEST_F(Verdicts, ScoresAndFailedExchangesMapToVerdicts) {
   installCompanion();
   std::ofstream script(box.script, std::ios::trunc);

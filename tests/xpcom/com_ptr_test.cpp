@@ -32,32 +32,6 @@ TEST(ComPtr, CopiesAssignmentsAndGetterAddRefsBalance) {
   EXPECT_EQ(tally.destroyed, 2);
 }
 
-TEST(ComPtr, ForgetSwapAndMoveTransferOwnership) {
-  Tally tally;
-  auto* object = new Counted(&tally);
-  nsCOMPtr<nsIFactory> a(object);
-  nsIFactory* raw = nullptr;
-  a.forget(&raw);
-  EXPECT_EQ(a.get(), nullptr);
-  EXPECT_EQ(object->Count(), 1u);
-
-  nsCOMPtr<nsIFactory> b = already_AddRefed<nsIFactory>(raw);
-  nsCOMPtr<nsIFactory> c;
-  c.swap(b);
-  EXPECT_EQ(b.get(), nullptr);
-  EXPECT_EQ(c.get(), object);
-  nsCOMPtr<nsIFactory> d(std::move(c));
-  EXPECT_EQ(c.get(), nullptr);
-  EXPECT_EQ(object->Count(), 1u);
-
-  nsIFactory* out = nullptr;
-  d.CopyTo(&out);
-  EXPECT_EQ(object->Count(), 2u);
-  out->Release();
-  d = nullptr;
-  EXPECT_EQ(tally.destroyed, 1);
-}
-
 TEST(ComPtr, QueryInterfaceReportsThroughTheErrorVariable) {
   Tally tally;
   auto* object = new Counted(&tally);

@@ -35,17 +35,6 @@ TEST(StringAPI, BuildsAndComparesStrings) {
   EXPECT_TRUE(binary.Equals(nsCString("a\0b", 3)));
 }
 
-TEST(StringAPI, AppendsEveryKind) {
-  nsCString s;
-  s.Append("@mozilla.org/messenger/messageservice;1?type=");
-  s.Append("imap");
-  s.Append(':');
-  nsCString tail("x");
-  s.Append(tail);
-  s += "y";
-  EXPECT_EQ(Str(s), "@mozilla.org/messenger/messageservice;1?type=imap:xy");
-}
-
 TEST(StringAPI, FindsCharactersAndSubstrings) {
   nsCString uri("mailbox-message://u@h/Inbox#12?x:y");
   struct {

@@ -24,11 +24,15 @@ bool parseNumber(std::string_view text, Number& value) {
   return ec == std::errc() && end == text.data() + text.size();
 }
 
+// The number's bytes in host order; false when text is not one.
 template <typename Number>
-std::vector<unsigned char> bytesOf(Number value) {
-  std::vector<unsigned char> bytes(sizeof value);
+bool numberBytes(std::string_view text, std::vector<unsigned char>& bytes) {
+  Number value{};
+  if (!parseNumber(text, value))
+    return false;
+  bytes.resize(sizeof value);
   std::memcpy(bytes.data(), &value, sizeof value);
-  return bytes;
+  return true;
 }
 
 // "TYPE:VALUE", or a bare VALUE of defaultType.
@@ -42,24 +46,11 @@ std::optional<ScriptedValue> parseValue(std::string_view text, DescType defaultT
     value.type = *type;
     text = text.substr(colon + 1);
   }
-  switch (value.type) {
-  case typeSInt16: {
-    std::int16_t n = 0;
-    if (!parseNumber(text, n))
-      return std::nullopt;
-    value.bytes = bytesOf(n);
-    break;
-  }
-  case typeSInt32: {
-    std::int32_t n = 0;
-    if (!parseNumber(text, n))
-      return std::nullopt;
-    value.bytes = bytesOf(n);
-    break;
-  }
-  default:
-    value.bytes.assign(text.begin(), text.end());
-  }
+  if (value.type == typeSInt16)
+    return numberBytes<std::int16_t>(text, value.bytes) ? std::optional(value) : std::nullopt;
+  if (value.type == typeSInt32)
+    return numberBytes<std::int32_t>(text, value.bytes) ? std::optional(value) : std::nullopt;
+  value.bytes.assign(text.begin(), text.end());
   return value;
 }
 

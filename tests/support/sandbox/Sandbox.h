@@ -1,13 +1,16 @@
-// Real surroundings for tests of the companion application and of what talks to it: a private
-// folder standing in for the user's home, the runtime folder where applications register, the
-// system root that holds /Applications, and real application bundles of the scripted companion
-// placed wherever a test needs them.
+// Real surroundings for tests of applications and of what talks to them: a private folder
+// standing in for the user's home, the runtime folder where applications register, the system
+// root that holds /Applications, and real application bundles (of the scripted companion or of
+// ServedTestApp) placed wherever a test needs them. Every application still registered in it, and
+// every scripted companion that started, is stopped when the sandbox goes.
 #pragma once
 
+#include <CoreServices/CoreServices.h>
 #include <nlohmann/json.hpp>
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
@@ -42,13 +45,29 @@ public:
   fs::path script;          // how the scripted companion answers
 };
 
+enum class Executable { scriptedCompanion, servedApp, exitsAtOnce, missing, notExecutable };
+
 struct BundleShape {
-  bool signature = true;  // CFBundleSignature 'Qbrk' in its Info.plist
-  bool executable = true; // the scripted companion as Contents/MacOS/Quellbark
+  std::string signature = "Qbrk"; // CFBundleSignature; none when empty
+  std::string packageType = "APPL";
+  std::string identifier = "com.quellbark.Quellbark";
+  std::string executableName = "Quellbark"; // also CFBundleName
+  bool infoPlist = true;
+  bool pkgInfo = false;
+  Executable executable = Executable::scriptedCompanion;
 };
 
-// Makes folder/Quellbark.app from the scripted companion and returns its path.
-fs::path makeCompanionBundle(const fs::path& folder, BundleShape shape = {});
+// Makes folder/name (folders made as needed) and returns its path.
+fs::path makeBundle(const fs::path& folder, const std::string& name, const BundleShape& shape = {});
+// folder/Quellbark.app.
+fs::path makeCompanionBundle(const fs::path& folder, const BundleShape& shape = {});
+
+// The code whose characters are text's four bytes.
+OSType codeOf(std::string_view text);
+// The pids of the registered applications, in the registry's order.
+std::vector<pid_t> runningApps();
+// LSOpenFromURLSpec on a path.
+OSStatus launch(const fs::path& bundle, LSLaunchFlags flags = kLSLaunchDontSwitch);
 
 fs::path buildDirectory();
 
@@ -59,9 +78,12 @@ pid_t spawnProcess(const std::vector<std::string>& arguments,
                    const fs::path& errorFile = {});
 
 struct Finished {
-  int exitCode = -1;
-  std::string output; // stdout and stderr
+  int exitCode = -1; // -1 when it had to be killed
+  std::string out;
+  std::string err;
 };
+// Runs a program to its end, its output kept in files in scratch; killed after four minutes, far
+// above what any run here needs, so that a hang fails its test instead of the suite.
 Finished runToEnd(const std::vector<std::string>& arguments,
                   const std::vector<std::string>& environment, const fs::path& scratch);
 
@@ -72,14 +94,12 @@ std::vector<pid_t> startedCompanions(const fs::path& events);
 // The events recorded (every line but the start lines).
 std::vector<Json> receivedEvents(const fs::path& events);
 
-// Terminates a process that is not necessarily a child and waits until it is gone.
-void stopProcess(pid_t pid);
-
-// Waits until an application with Quellbark's signature and this pid is registered; false when
-// the process exits or ten seconds pass first.
-bool waitUntilRegistered(pid_t pid);
+// Waits until an application with this signature and pid is registered; false when the process
+// exits or ten seconds pass first.
+bool waitUntilRegistered(pid_t pid, OSType signature = 0x5162726b); // 'Qbrk'
 
 std::string readFile(const fs::path& file);
+void writeFile(const fs::path& file, std::string_view bytes, fs::perms perms = fs::perms(0644));
 std::string hexOf(const std::vector<unsigned char>& bytes);
 
 } // namespace sandbox

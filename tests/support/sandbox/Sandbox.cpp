@@ -1,4 +1,4 @@
-#include "CompanionSandbox.h"
+#include "Sandbox.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <plist/plist.h>
@@ -22,8 +22,6 @@ extern char** environ;
 namespace sandbox {
 namespace {
 
-constexpr OSType kCompanionSignature = 0x5162726b; // 'Qbrk'
-
 // Variables of the surrounding session that would let a test reach outside its sandbox.
 const std::set<std::string> kDroppedVariables = {"HOME",
                                                  "CFFIXED_USER_HOME",
@@ -34,6 +32,7 @@ const std::set<std::string> kDroppedVariables = {"HOME",
                                                  "CF_USER_NOTIFICATION_LOG",
                                                  "DBUS_SESSION_BUS_ADDRESS",
                                                  "AE_DEFAULT_TIMEOUT_TICKS",
+                                                 "LS_LAUNCH_TIMEOUT_SECONDS",
                                                  "SCRIPTED_COMPANION_EVENTS",
                                                  "SCRIPTED_COMPANION_SCRIPT",
                                                  "SCRIPTED_COMPANION_HEX_LIMIT"};
@@ -73,6 +72,16 @@ bool isGone(pid_t pid) {
   return end != std::string::npos && end + 2 < line.size() && line[end + 2] == 'Z';
 }
 
+// Terminates a process that is not necessarily a child and waits until it is gone.
+void stopProcess(pid_t pid) {
+  kill(pid, SIGTERM);
+  for (int waited = 0; !isGone(pid); ++waited) {
+    if (waited == 1000)
+      kill(pid, SIGKILL);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
 } // namespace
 
 Sandbox::Sandbox() {
@@ -94,7 +103,16 @@ Sandbox::Sandbox() {
 }
 
 Sandbox::~Sandbox() {
+  std::vector<pid_t> running = startedCompanions(events);
   std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(runtime / "AppleEvents", ignored))
+    if (entry.path().extension() == ".plist")
+      running.push_back(std::atoi(entry.path().stem().c_str()));
+  // A stale entry's pid may since belong to another program: only what runs from here is ours.
+  for (pid_t pid : running)
+    if (pid > 0 && pid != getpid() &&
+        readFile("/proc/" + std::to_string(pid) + "/cmdline").starts_with(root.string()))
+      stopProcess(pid);
   fs::remove_all(root, ignored);
 }
 
@@ -132,24 +150,75 @@ fs::path buildDirectory() {
   return fs::read_symlink("/proc/self/exe").parent_path().parent_path();
 }
 
-fs::path makeCompanionBundle(const fs::path& folder, BundleShape shape) {
-  fs::path bundle = folder / "Quellbark.app";
-  fs::path contents = bundle / "Contents";
+fs::path makeBundle(const fs::path& folder, const std::string& name, const BundleShape& shape) {
+  fs::path contents = folder / name / "Contents";
   fs::create_directories(contents / "MacOS");
-  plist_t info = plist_new_dict();
-  plist_dict_set_item(info, "CFBundleExecutable", plist_new_string("Quellbark"));
-  plist_dict_set_item(info, "CFBundleIdentifier", plist_new_string("com.quellbark.Quellbark"));
-  plist_dict_set_item(info, "CFBundleName", plist_new_string("Quellbark"));
-  plist_dict_set_item(info, "CFBundlePackageType", plist_new_string("APPL"));
-  if (shape.signature)
-    plist_dict_set_item(info, "CFBundleSignature", plist_new_string("Qbrk"));
-  writePlist(info, contents / "Info.plist");
-  plist_free(info);
-  // A copy, not a link: an application knows its bundle by where its executable really lies.
-  if (shape.executable)
-    fs::copy_file(buildDirectory() / "bin" / "scripted-companion", contents / "MacOS" / "Quellbark",
+  if (shape.infoPlist) {
+    plist_t info = plist_new_dict();
+    plist_dict_set_item(info, "CFBundleExecutable", plist_new_string(shape.executableName.c_str()));
+    plist_dict_set_item(info, "CFBundleIdentifier", plist_new_string(shape.identifier.c_str()));
+    plist_dict_set_item(info, "CFBundleName", plist_new_string(shape.executableName.c_str()));
+    plist_dict_set_item(info, "CFBundlePackageType", plist_new_string(shape.packageType.c_str()));
+    if (!shape.signature.empty())
+      plist_dict_set_item(info, "CFBundleSignature", plist_new_string(shape.signature.c_str()));
+    writePlist(info, contents / "Info.plist");
+    plist_free(info);
+  }
+  if (shape.pkgInfo)
+    writeFile(contents / "PkgInfo", shape.packageType + shape.signature);
+  fs::path executable = contents / "MacOS" / shape.executableName;
+  switch (shape.executable) {
+  case Executable::scriptedCompanion:
+    // A copy, not a link: an application knows its bundle by where its executable really lies.
+    fs::copy_file(buildDirectory() / "bin" / "scripted-companion", executable,
                   fs::copy_options::overwrite_existing);
-  return bundle;
+    break;
+  case Executable::servedApp:
+    fs::create_symlink(buildDirectory() / "bin" / "ServedTestApp", executable);
+    break;
+  case Executable::exitsAtOnce:
+    writeFile(executable, "#!/bin/sh\nexit 3\n", fs::perms(0755));
+    break;
+  case Executable::notExecutable:
+    writeFile(executable, "#!/bin/sh\nexit 0\n");
+    break;
+  case Executable::missing:
+    break;
+  }
+  return folder / name;
+}
+
+fs::path makeCompanionBundle(const fs::path& folder, const BundleShape& shape) {
+  return makeBundle(folder, "Quellbark.app", shape);
+}
+
+OSType codeOf(std::string_view text) {
+  OSType value = 0;
+  for (char c : text)
+    value = (value << 8) | static_cast<unsigned char>(c);
+  return value;
+}
+
+std::vector<pid_t> runningApps() {
+  std::vector<pid_t> pids;
+  ProcessSerialNumber psn{0, kNoProcess};
+  while (GetNextProcess(&psn) == noErr) {
+    pid_t pid = 0;
+    if (GetProcessPID(&psn, &pid) == noErr)
+      pids.push_back(pid);
+  }
+  return pids;
+}
+
+OSStatus launch(const fs::path& bundle, LSLaunchFlags flags) {
+  const std::string& path = bundle.native();
+  CFURLRef url = CFURLCreateFromFileSystemRepresentation(
+      kCFAllocatorDefault, reinterpret_cast<const UInt8*>(path.data()), CFIndex(path.size()),
+      false);
+  LSLaunchURLSpec spec{url, nullptr, nullptr, flags, nullptr};
+  OSStatus status = LSOpenFromURLSpec(&spec, nullptr);
+  CFRelease(url);
+  return status;
 }
 
 pid_t spawnProcess(const std::vector<std::string>& arguments,
@@ -185,12 +254,23 @@ pid_t spawnProcess(const std::vector<std::string>& arguments,
 
 Finished runToEnd(const std::vector<std::string>& arguments,
                   const std::vector<std::string>& environment, const fs::path& scratch) {
-  fs::path output = scratch / "output.txt";
-  pid_t pid = spawnProcess(arguments, environment, output);
+  fs::path out = scratch / "run.out", err = scratch / "run.err";
+  pid_t pid = spawnProcess(arguments, environment, out, err);
   int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  Finished run;
+  for (int waited = 0; waitpid(pid, &status, WNOHANG) != pid; ++waited) {
+    if (waited == 48'000) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+      run.err = "killed: it did not finish in time\n";
+      return run;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(output)};
+  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  run.out = readFile(out);
+  run.err = readFile(err);
+  return run;
 }
 
 std::vector<Json> readJsonLines(const fs::path& file) {
@@ -217,24 +297,14 @@ std::vector<Json> receivedEvents(const fs::path& events) {
   return received;
 }
 
-void stopProcess(pid_t pid) {
-  kill(pid, SIGTERM);
-  for (int waited = 0; !isGone(pid); ++waited) {
-    if (waited == 1000)
-      kill(pid, SIGKILL);
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-}
-
-bool waitUntilRegistered(pid_t pid) {
+bool waitUntilRegistered(pid_t pid, OSType signature) {
   for (int tries = 0; tries < 1000 && !isGone(pid); ++tries) {
     ProcessSerialNumber process = {0, kNoProcess};
     while (GetNextProcess(&process) == noErr) {
       ProcessInfoRec info = {};
       info.processInfoLength = sizeof info;
       pid_t processPid = -1;
-      if (GetProcessInformation(&process, &info) == noErr &&
-          info.processSignature == kCompanionSignature &&
+      if (GetProcessInformation(&process, &info) == noErr && info.processSignature == signature &&
           GetProcessPID(&process, &processPid) == noErr && processPid == pid)
         return true;
     }
@@ -248,6 +318,12 @@ std::string readFile(const fs::path& file) {
   std::stringstream text;
   text << in.rdbuf();
   return text.str();
+}
+
+void writeFile(const fs::path& file, std::string_view bytes, fs::perms perms) {
+  fs::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+  fs::permissions(file, perms);
 }
 
 std::string hexOf(const std::vector<unsigned char>& bytes) {
