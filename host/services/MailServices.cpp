@@ -18,7 +18,22 @@ MailServices::MailServices(MailRoot root)
   }
 }
 
+void MailServices::readAhead(std::vector<std::string> uris) {
+  stopReadAhead();
+  mReadAhead = std::make_shared<MessageReadAhead>(mService->store(), std::move(uris));
+  mService->setReadAhead(mReadAhead);
+}
+
+void MailServices::stopReadAhead() {
+  if (!mReadAhead)
+    return;
+  mService->setReadAhead(nullptr);
+  mReadAhead->stop();
+  mReadAhead = nullptr;
+}
+
 MailServices::~MailServices() {
+  stopReadAhead();
   mLoop.runUntilIdle();
   unregisterMailboxService(mFactory);
 }

@@ -41,9 +41,11 @@ std::u16string utf16(const std::string& utf8) {
 
 MessageDelivery::MessageDelivery(const MailStore& store, MessageRef message,
                                  nsIStreamListener* listener, MessageChannel* channel,
-                                 nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure)
+                                 nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure,
+                                 std::shared_ptr<MessageReadAhead> readAhead)
     : mStore(store), mMessage(std::move(message)), mListener(listener), mChannel(channel),
-      mUrlListener(urlListener), mReportFailure(std::move(reportFailure)) {}
+      mUrlListener(urlListener), mReportFailure(std::move(reportFailure)),
+      mReadAhead(std::move(readAhead)) {}
 
 MessageDelivery::~MessageDelivery() = default;
 
@@ -83,8 +85,12 @@ void MessageDelivery::start() {
 
 void MessageDelivery::convert() {
   auto form = std::make_shared<FilterForm>();
+  std::optional<FilterForm> ready;
+  if (mReadAhead)
+    ready = mReadAhead->take(mMessage.uri);
+  mReadAhead = nullptr;
   try {
-    *form = toFilterForm(mStore.locate(mMessage));
+    *form = ready ? std::move(*ready) : toFilterForm(mStore.locate(mMessage));
   } catch (const MailError& error) {
     mChannel->fail(statusFor(error.kind()));
     if (mReportFailure)
