@@ -24,7 +24,11 @@ void JunkStatusWriter::record(const std::string& uri, int score, JunkOrigin orig
   JunkStatus status{uri, score, origin, static_cast<std::int64_t>(std::time(nullptr))};
   bool wake;
   {
-    std::lock_guard<std::mutex> lock(mLock);
+    std::unique_lock<std::mutex> lock(mLock);
+    if (mQueued - mWritten >= kMaxUncommitted) {
+      mWake.notify_one();
+      mCommitted.wait(lock, [&] { return mQueued - mWritten < kMaxUncommitted; });
+    }
     mPending.push_back(std::move(status));
     ++mQueued;
     // The thread sleeps on an empty queue; while it gathers, only a full queue cuts it short.

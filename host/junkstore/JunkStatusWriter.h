@@ -22,6 +22,9 @@ namespace mailhost {
 class JunkStatusWriter {
 public:
   static constexpr std::size_t kMaxPending = 256;
+  // Statuses not yet committed at most: record waits beyond that, so memory stays bounded
+  // even if the database falls behind.
+  static constexpr std::size_t kMaxUncommitted = 16 * kMaxPending;
 
   struct Failure {
     std::string uri;
@@ -34,7 +37,7 @@ public:
   JunkStatusWriter(const JunkStatusWriter&) = delete;
   JunkStatusWriter& operator=(const JunkStatusWriter&) = delete;
 
-  // Queues a status, stamped with the time now.
+  // Queues a status, stamped with the time now (waits while kMaxUncommitted are queued).
   void record(const std::string& uri, int score, JunkOrigin origin);
 
   // Waits until everything queued so far is committed; returns the statuses that could not be

@@ -110,14 +110,16 @@ void MessageDelivery::convert() {
   mStage = Stage::Body;
 }
 
-void MessageDelivery::sendHeaders(const FilterForm& form, nsIMsgHeaderSink* sink) {
+void MessageDelivery::sendHeaders(FilterForm& form, nsIMsgHeaderSink* sink) {
   std::vector<std::string> names;
   std::vector<std::string> values;
+  names.reserve(form.headers.size());
+  values.reserve(form.headers.size());
   bool newsgroups = false;
-  for (const HeaderField& field : form.headers) {
-    names.push_back(field.name);
-    values.push_back(field.value);
+  for (HeaderField& field : form.headers) {
     newsgroups = newsgroups || strcasecmp(field.name.c_str(), "Newsgroups") == 0;
+    names.push_back(std::move(field.name));
+    values.push_back(std::move(field.value));
   }
   nsCOMPtr<nsIUTF8StringEnumerator> nameList = new StringEnumerator(std::move(names));
   nsCOMPtr<nsIUTF8StringEnumerator> valueList = new StringEnumerator(std::move(values));

@@ -45,7 +45,7 @@ private:
 
   void start();
   void convert();
-  void sendHeaders(const FilterForm& form, nsIMsgHeaderSink* sink);
+  void sendHeaders(FilterForm& form, nsIMsgHeaderSink* sink); // takes the fields
   void sendBlock();
   void stop();
 

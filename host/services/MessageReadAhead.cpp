@@ -101,6 +101,11 @@ void MessageReadAhead::work() {
   mChanged.notify_all();
 }
 
+std::size_t MessageReadAhead::ready() {
+  std::lock_guard<std::mutex> lock(mLock);
+  return mReady.size();
+}
+
 std::optional<FilterForm> MessageReadAhead::take(const std::string& uri) {
   std::unique_lock<std::mutex> lock(mLock);
   if (mStopping)

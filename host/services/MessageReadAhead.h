@@ -43,6 +43,9 @@ public:
 
   void stop();
 
+  // How many forms are ready and not yet taken.
+  std::size_t ready();
+
   // The file identity a form stays valid for.
   struct FileStamp {
     unsigned long long device = 0, inode = 0, size = 0;
