@@ -31,8 +31,8 @@ void JunkStatusWriter::record(const std::string& uri, int score, JunkOrigin orig
     }
     mPending.push_back(std::move(status));
     ++mQueued;
-    // The thread sleeps on an empty queue; while it gathers, only a full queue cuts it short.
-    wake = mPending.size() == 1 || mPending.size() == kMaxPending;
+    // The thread looks every interval by itself; only a full queue cuts its sleep short.
+    wake = mPending.size() == kMaxPending;
   }
   if (wake)
     mWake.notify_one();
@@ -51,12 +51,15 @@ std::vector<JunkStatusWriter::Failure> JunkStatusWriter::flush() {
 void JunkStatusWriter::work() {
   std::unique_lock<std::mutex> lock(mLock);
   for (;;) {
-    mWake.wait(lock, [&] { return mStopping || !mPending.empty(); });
-    if (mPending.empty())
-      break; // stopping, nothing left
-    // Let a few more arrive, so that one transaction takes them all.
-    mWake.wait_for(lock, mInterval,
-                   [&] { return mStopping || mFlushing > 0 || mPending.size() >= kMaxPending; });
+    // Let statuses gather, so that one transaction takes them all.
+    mWake.wait_for(lock, mInterval, [&] {
+      return mStopping || mPending.size() >= kMaxPending || (mFlushing > 0 && !mPending.empty());
+    });
+    if (mPending.empty()) {
+      if (mStopping)
+        break;
+      continue;
+    }
     std::vector<JunkStatus> batch = std::exchange(mPending, {});
     lock.unlock();
     std::vector<Failure> failed;

@@ -46,7 +46,8 @@ void MessageReadAhead::stop() {
     mReady.clear();
     mReadyBytes = 0;
   }
-  mChanged.notify_all();
+  mRoom.notify_all();
+  mArrived.notify_all();
   if (mThread.joinable())
     mThread.join();
 }
@@ -78,10 +79,12 @@ MessageReadAhead::Prepared MessageReadAhead::prepare(std::size_t index, const st
 void MessageReadAhead::work() {
   std::unique_lock<std::mutex> lock(mLock);
   for (;;) {
-    mChanged.wait(lock, [&] {
-      return mStopping || mReady.empty() ||
-             (mReady.size() < mLimits.messages && mReadyBytes < mLimits.bytes);
-    });
+    if (mReady.size() >= mLimits.messages || mReadyBytes >= mLimits.bytes) {
+      // Full: go on once half is taken, rather than wake for every message taken.
+      mWaitingForRoom = true;
+      mRoom.wait(lock, [&] { return mStopping || lowWater(); });
+      mWaitingForRoom = false;
+    }
     mNextToPrepare = std::max(mNextToPrepare, mWanted);
     if (mStopping || mNextToPrepare >= mUris.size())
       break;
@@ -95,10 +98,19 @@ void MessageReadAhead::work() {
       continue;
     mReadyBytes += prepared.bytes;
     mReady.push_back(std::move(prepared));
-    mChanged.notify_all();
+    mArrived.notify_all();
   }
   mFinished = true;
-  mChanged.notify_all();
+  mArrived.notify_all();
+}
+
+bool MessageReadAhead::lowWater() const {
+  return mReady.size() <= mLimits.messages / 2 && mReadyBytes <= mLimits.bytes / 2;
+}
+
+void MessageReadAhead::makeRoom() {
+  if (mWaitingForRoom && lowWater())
+    mRoom.notify_one();
 }
 
 std::size_t MessageReadAhead::ready() {
@@ -117,18 +129,15 @@ std::optional<FilterForm> MessageReadAhead::take(const std::string& uri) {
   std::size_t index = static_cast<std::size_t>(it - mUris.begin());
   mWanted = index;
   for (;;) {
-    bool dropped = false;
     while (!mReady.empty() && mReady.front().index < index) {
       mReadyBytes -= mReady.front().bytes;
       mReady.pop_front();
-      dropped = true;
     }
-    if (dropped)
-      mChanged.notify_all();
+    makeRoom();
     if (!mReady.empty() || mFinished || mStopping || mNextToPrepare > index + 1)
       break;
     // The thread is at this very message or will be next: wait rather than read it twice.
-    mChanged.wait(lock);
+    mArrived.wait(lock);
   }
   mWanted = index + 1;
   if (mReady.empty() || mReady.front().index != index)
@@ -136,8 +145,10 @@ std::optional<FilterForm> MessageReadAhead::take(const std::string& uri) {
   Prepared prepared = std::move(mReady.front());
   mReady.pop_front();
   mReadyBytes -= prepared.bytes;
-  mChanged.notify_all();
+  bool room = mWaitingForRoom && lowWater();
   lock.unlock();
+  if (room) // after unlocking, so that the thread does not wake into a held lock
+    mRoom.notify_one();
   if (!prepared.form || stampOf(prepared.file) != prepared.stamp)
     return std::nullopt;
   return std::move(prepared.form);

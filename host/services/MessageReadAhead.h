@@ -63,6 +63,8 @@ private:
   };
 
   void work();
+  bool lowWater() const; // these two with the lock held
+  void makeRoom();
   Prepared prepare(std::size_t index, const std::string& uri);
 
   MailStore mStore; // the thread's own
@@ -70,7 +72,9 @@ private:
   const Limits mLimits;
 
   std::mutex mLock;
-  std::condition_variable mChanged;
+  std::condition_variable mRoom;    // the thread waits here while the queue is full
+  std::condition_variable mArrived; // take waits here for the thread
+  bool mWaitingForRoom = false;
   std::deque<Prepared> mReady; // in index order
   std::size_t mReadyBytes = 0;
   std::size_t mNextToPrepare = 0;
