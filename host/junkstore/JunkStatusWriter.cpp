@@ -65,7 +65,7 @@ void JunkStatusWriter::work() {
     std::vector<Failure> failed;
     try {
       mStore.record(batch);
-    } catch (const JunkStoreError& error) {
+    } catch (const std::exception& error) { // the store's own errors, or no memory
       for (const JunkStatus& status : batch)
         failed.push_back({status.uri, error.what()});
     }

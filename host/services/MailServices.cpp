@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <stdexcept>
+#include <system_error>
 
 namespace mailhost {
 
@@ -20,7 +21,11 @@ MailServices::MailServices(MailRoot root)
 
 void MailServices::readAhead(std::vector<std::string> uris) {
   stopReadAhead();
-  mReadAhead = std::make_shared<MessageReadAhead>(mService->store(), std::move(uris));
+  try {
+    mReadAhead = std::make_shared<MessageReadAhead>(mService->store(), std::move(uris));
+  } catch (const std::system_error&) {
+    return; // no thread to be had: every message is read on demand, as it would be anyway
+  }
   mService->setReadAhead(mReadAhead);
 }
 
