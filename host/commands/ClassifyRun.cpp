@@ -92,8 +92,10 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
     uris.push_back(batch[i].uri.c_str());
     order.push_back(batch[i].uri);
   }
-  // The plug-in streams the messages in the order asked for.
-  mMail.readAhead(std::move(order));
+  // The plug-in streams the messages in the order asked for. A lone message (a message file)
+  // would only wait for the thread that reads it.
+  if (order.size() > 1)
+    mMail.readAhead(std::move(order));
   struct StopReadAhead {
     MailServices& mail;
     ~StopReadAhead() { mail.stopReadAhead(); }
