@@ -85,11 +85,14 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
       [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
         ClassifyProgress progress(stderr);
         ClassifyRun run(plugin, mail, store);
-        if (!options.json)
+        // Lines are flushed batch by batch and before the bar is drawn, not one by one.
+        if (!options.json) {
           run.onResult([&](const ClassifyOutcome& outcome) {
             progress.clear();
-            out << verdictName(outcome.verdict) << "  " << outcome.uri << std::endl;
+            out << verdictName(outcome.verdict) << "  " << outcome.uri << '\n';
           });
+          run.onBatch([&](const std::vector<ClassifyOutcome>&) { out.flush(); });
+        }
         std::optional<JsonReportWriter> json;
         if (options.json) {
           json.emplace(out);
@@ -99,7 +102,12 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
               json->add(outcome);
           });
         }
-        run.onProgress([&](std::size_t done, std::size_t total) { progress.draw(done, total); });
+        run.onProgress([&](std::size_t done, std::size_t total) {
+          if (progress.due(done, total)) {
+            out.flush();
+            progress.draw(done, total);
+          }
+        });
 
         std::vector<std::filesystem::path> paths(options.paths.begin(), options.paths.end());
         ClassifyReport report = run.run(paths);

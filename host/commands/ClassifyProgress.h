@@ -1,18 +1,24 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdio>
 
 namespace mailhost {
 
-// A one-line progress bar on a terminal ("[#####.....]  12/40"), redrawn in place. It draws
-// nothing unless its stream is a terminal, so redirected output stays clean.
+// A one-line progress bar on a terminal ("[#####.....]  12/40"), redrawn in place at most
+// every kRedrawInterval (and at the end). It draws nothing unless its stream is a terminal, so
+// redirected output stays clean.
 class ClassifyProgress {
 public:
   explicit ClassifyProgress(std::FILE* terminal);
   ~ClassifyProgress() { clear(); }
 
+  static constexpr std::chrono::milliseconds kRedrawInterval{100};
+
   bool active() const { return mActive; }
+  // Whether draw would redraw the bar now.
+  bool due(std::size_t done, std::size_t total) const;
   void draw(std::size_t done, std::size_t total);
   void clear(); // takes the bar away so that a line can be printed in its place
 
@@ -20,6 +26,7 @@ private:
   std::FILE* mTerminal;
   bool mActive;
   bool mShown = false;
+  std::chrono::steady_clock::time_point mLastDrawn;
 };
 
 } // namespace mailhost

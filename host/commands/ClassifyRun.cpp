@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
 #include <string_view>
+#include <unordered_map>
 
 namespace mailhost {
 
@@ -56,6 +56,12 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
   mDone = 0;
   if (mOnProgress)
     mOnProgress(mDone, mTotal);
+  JunkStatusWriter writer(mStore);
+  mWriter = &writer;
+  struct Release {
+    JunkStatusWriter*& writer;
+    ~Release() { writer = nullptr; }
+  } release{mWriter};
   std::vector<ClassifyOutcome> batch;
   for (auto& [folder, listing] : listings) {
     for (std::size_t first = 0; first < listing.size(); first += kBatchSize) {
@@ -63,6 +69,7 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
       for (std::size_t i = first; i < std::min(listing.size(), first + kBatchSize); ++i)
         batch.push_back({listing.at(i).uri, folder, ClassifyOutcome::Verdict::Unclassified, {}});
       classifyBatch(batch, report);
+      storeFailures(report);
       if (mOnBatch)
         mOnBatch(batch);
     }
@@ -71,13 +78,28 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
   return report;
 }
 
+void ClassifyRun::storeFailures(ClassifyReport& report) {
+  for (const JunkStatusWriter::Failure& failure : mWriter->flush())
+    report.errors.push_back("cannot store the verdict on " + failure.uri + ": " + failure.why);
+}
+
 void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
-  std::map<std::string_view, std::size_t> waiting; // URI -> index in the batch
+  std::unordered_map<std::string_view, std::size_t> waiting; // URI -> index in the batch
   std::vector<const char*> uris;
+  std::vector<std::string> order;
   for (std::size_t i = 0; i < batch.size(); ++i) {
     waiting.emplace(batch[i].uri, i);
     uris.push_back(batch[i].uri.c_str());
+    order.push_back(batch[i].uri);
   }
+  // The plug-in streams the messages in the order asked for. A lone message (a message file)
+  // would only wait for the thread that reads it.
+  if (order.size() > 1)
+    mMail.readAhead(std::move(order));
+  struct StopReadAhead {
+    MailServices& mail;
+    ~StopReadAhead() { mail.stopReadAhead(); }
+  } stopReadAhead{mMail};
 
   // Called from inside the plug-in: nothing may be thrown back through it.
   nsCOMPtr<ClassificationListener> listener =
@@ -94,12 +116,7 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
         bool junk = classification == nsIJunkMailPlugin::JUNK;
         outcome.verdict = junk ? ClassifyOutcome::Verdict::Junk : ClassifyOutcome::Verdict::Good;
         ++(junk ? report.junk : report.good);
-        try {
-          mStore.record(uri, junkScoreFor(classification), JunkOrigin::Plugin);
-        } catch (const JunkStoreError& error) {
-          report.errors.push_back(std::string("cannot store the verdict on ") + uri + ": " +
-                                  error.what());
-        }
+        mWriter->record(uri, junkScoreFor(classification), JunkOrigin::Plugin);
         ++mDone;
         if (mOnResult)
           mOnResult(outcome);
@@ -118,6 +135,7 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
     mMail.loop().runUntil([&] { return waiting.empty(); });
   }
   listener->detach();
+  mMail.stopReadAhead();
 
   for (ClassifyOutcome& outcome : batch) {
     auto why = mMail.failures().find(outcome.uri);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "JunkStatusWriter.h"
 #include "JunkStore.h"
 #include "MailServices.h"
 
@@ -34,9 +35,10 @@ struct ClassifyReport {
 
 // Classifies folders through the junk-mail plug-in as the host does for new mail: each folder
 // in ClassifyMessages batches of at most kBatchSize messages, one after the other, each verdict
-// stored (origin plugin, score 100 or 0) in its own transaction as it arrives. A batch ends
-// when every message is reported or the event loop runs dry; what was never reported stays
-// unclassified.
+// stored (origin plugin, score 100 or 0) as it arrives, by a writer thread that commits every
+// few milliseconds and has committed them all when a batch ends. While the plug-in works on a
+// batch, its messages are read ahead on another thread. A batch ends when every message is
+// reported or the event loop runs dry; what was never reported stays unclassified.
 class ClassifyRun {
 public:
   static constexpr std::size_t kBatchSize = 256;
@@ -57,10 +59,12 @@ public:
 
 private:
   void classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
+  void storeFailures(ClassifyReport& report);
 
   nsCOMPtr<nsIJunkMailPlugin> mPlugin;
   MailServices& mMail;
   JunkStore& mStore;
+  JunkStatusWriter* mWriter = nullptr; // for the length of run()
   ResultCallback mOnResult;
   BatchCallback mOnBatch;
   ProgressCallback mOnProgress;

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <stdexcept>
+#include <system_error>
 
 namespace mailhost {
 
@@ -18,7 +19,26 @@ MailServices::MailServices(MailRoot root)
   }
 }
 
+void MailServices::readAhead(std::vector<std::string> uris) {
+  stopReadAhead();
+  try {
+    mReadAhead = std::make_shared<MessageReadAhead>(mService->store(), std::move(uris));
+  } catch (const std::system_error&) {
+    return; // no thread to be had: every message is read on demand, as it would be anyway
+  }
+  mService->setReadAhead(mReadAhead);
+}
+
+void MailServices::stopReadAhead() {
+  if (!mReadAhead)
+    return;
+  mService->setReadAhead(nullptr);
+  mReadAhead->stop();
+  mReadAhead = nullptr;
+}
+
 MailServices::~MailServices() {
+  stopReadAhead();
   mLoop.runUntilIdle();
   unregisterMailboxService(mFactory);
 }

@@ -4,7 +4,9 @@
 #include "MailboxService.h"
 
 #include <map>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace mailhost {
 
@@ -23,11 +25,17 @@ public:
   const MailStore& store() const { return mService->store(); }
   const std::map<std::string, std::string>& failures() const { return mFailures; }
 
+  // Has the messages of `uris` read and converted ahead, in that order, on another thread,
+  // for the deliveries asked for until stopReadAhead (which joins that thread).
+  void readAhead(std::vector<std::string> uris);
+  void stopReadAhead();
+
 private:
   EventLoop mLoop;
   std::map<std::string, std::string> mFailures;
   nsCOMPtr<MailboxService> mService;
   nsCOMPtr<nsIFactory> mFactory;
+  std::shared_ptr<MessageReadAhead> mReadAhead;
 };
 
 } // namespace mailhost

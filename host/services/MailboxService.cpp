@@ -91,7 +91,7 @@ NS_IMETHODIMP MailboxService::StreamMessage(const char* aMessageURI, nsISupports
   url->SetMsgWindow(aMsgWindow);
   nsCOMPtr<MessageChannel> channel = new MessageChannel(url);
   mQueue.push_back(std::make_unique<MessageDelivery>(mStore, std::move(message), listener, channel,
-                                                     aUrlListener, mReportFailure));
+                                                     aUrlListener, mReportFailure, mReadAhead));
   schedule();
   if (_retval) {
     *_retval = url.get();

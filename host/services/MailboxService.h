@@ -32,6 +32,10 @@ public:
   MailboxService(EventLoop& loop, MailStore store, DeliveryFailureReporter reportFailure = {});
 
   const MailStore& store() const { return mStore; }
+  // Deliveries asked for from now on look for their message's form here first; null: none.
+  void setReadAhead(std::shared_ptr<MessageReadAhead> readAhead) {
+    mReadAhead = std::move(readAhead);
+  }
   std::size_t queuedDeliveries() const { return mQueue.size() + (mActive ? 1 : 0); }
 
   NS_DECL_ISUPPORTS
@@ -77,6 +81,7 @@ private:
   std::deque<std::unique_ptr<MessageDelivery>> mQueue;
   std::unique_ptr<MessageDelivery> mActive;
   bool mScheduled = false;
+  std::shared_ptr<MessageReadAhead> mReadAhead;
 };
 
 // Registers the service with the component registrar under both mailbox contract IDs (one

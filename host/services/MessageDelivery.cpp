@@ -41,9 +41,11 @@ std::u16string utf16(const std::string& utf8) {
 
 MessageDelivery::MessageDelivery(const MailStore& store, MessageRef message,
                                  nsIStreamListener* listener, MessageChannel* channel,
-                                 nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure)
+                                 nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure,
+                                 std::shared_ptr<MessageReadAhead> readAhead)
     : mStore(store), mMessage(std::move(message)), mListener(listener), mChannel(channel),
-      mUrlListener(urlListener), mReportFailure(std::move(reportFailure)) {}
+      mUrlListener(urlListener), mReportFailure(std::move(reportFailure)),
+      mReadAhead(std::move(readAhead)) {}
 
 MessageDelivery::~MessageDelivery() = default;
 
@@ -83,8 +85,12 @@ void MessageDelivery::start() {
 
 void MessageDelivery::convert() {
   auto form = std::make_shared<FilterForm>();
+  std::optional<FilterForm> ready;
+  if (mReadAhead)
+    ready = mReadAhead->take(mMessage.uri);
+  mReadAhead = nullptr;
   try {
-    *form = toFilterForm(mStore.locate(mMessage));
+    *form = ready ? std::move(*ready) : toFilterForm(mStore.locate(mMessage));
   } catch (const MailError& error) {
     mChannel->fail(statusFor(error.kind()));
     if (mReportFailure)
@@ -104,14 +110,16 @@ void MessageDelivery::convert() {
   mStage = Stage::Body;
 }
 
-void MessageDelivery::sendHeaders(const FilterForm& form, nsIMsgHeaderSink* sink) {
+void MessageDelivery::sendHeaders(FilterForm& form, nsIMsgHeaderSink* sink) {
   std::vector<std::string> names;
   std::vector<std::string> values;
+  names.reserve(form.headers.size());
+  values.reserve(form.headers.size());
   bool newsgroups = false;
-  for (const HeaderField& field : form.headers) {
-    names.push_back(field.name);
-    values.push_back(field.value);
+  for (HeaderField& field : form.headers) {
     newsgroups = newsgroups || strcasecmp(field.name.c_str(), "Newsgroups") == 0;
+    names.push_back(std::move(field.name));
+    values.push_back(std::move(field.value));
   }
   nsCOMPtr<nsIUTF8StringEnumerator> nameList = new StringEnumerator(std::move(names));
   nsCOMPtr<nsIUTF8StringEnumerator> valueList = new StringEnumerator(std::move(values));

@@ -4,6 +4,7 @@
 #include "FilterForm.h"
 #include "MailStore.h"
 #include "MessageChannel.h"
+#include "MessageReadAhead.h"
 
 #include <nsIStreamListener.h>
 #include <nsIUrlListener.h>
@@ -20,7 +21,8 @@ using DeliveryFailureReporter = std::function<void(const std::string& uri, const
 // The delivery of one message in filter form to a stream listener, in steps that the message
 // service runs from the event loop, one step per turn:
 //   1. OnStartRequest(channel, null)
-//   2. the message is read and converted; if the mail URL has a header sink: ProcessHeaders
+//   2. the message is read and converted (or its form taken from the read-ahead); if the mail URL
+//   has a header sink: ProcessHeaders
 //      once, HandleAttachment per attachment, OnEndAllAttachments, OnEndMsgHeaders(url)
 //   3. OnDataAvailable per block of the body, until the listener has read all of it
 //   4. OnStopRequest(channel, null, status): NS_OK, the reason the message could not be read,
@@ -31,7 +33,8 @@ public:
 
   MessageDelivery(const MailStore& store, MessageRef message, nsIStreamListener* listener,
                   MessageChannel* channel, nsIUrlListener* urlListener,
-                  DeliveryFailureReporter reportFailure);
+                  DeliveryFailureReporter reportFailure,
+                  std::shared_ptr<MessageReadAhead> readAhead = nullptr);
   ~MessageDelivery();
 
   // Runs the next step; false once OnStopRequest has been delivered.
@@ -42,7 +45,7 @@ private:
 
   void start();
   void convert();
-  void sendHeaders(const FilterForm& form, nsIMsgHeaderSink* sink);
+  void sendHeaders(FilterForm& form, nsIMsgHeaderSink* sink); // takes the fields
   void sendBlock();
   void stop();
 
@@ -52,6 +55,7 @@ private:
   nsCOMPtr<MessageChannel> mChannel;
   nsCOMPtr<nsIUrlListener> mUrlListener;
   DeliveryFailureReporter mReportFailure;
+  std::shared_ptr<MessageReadAhead> mReadAhead; // where the form may be ready
   nsCOMPtr<BodyInputStream> mBody;
   Stage mStage = Stage::Start;
 };
