@@ -14,6 +14,7 @@
 # BENCH_MEMORY_COUNTS ("1000 10000").
 set -euo pipefail
 cd "$(dirname "$0")/.."
+source scripts/lib/isolated-user.sh
 root=$PWD
 build=${QB_BUILD:-build/default}
 work=$root/$build/bench
@@ -28,32 +29,12 @@ done
 
 rm -rf "$work"
 mkdir -p "$work/out"
-mkdir -m 0700 -p "$work/profile" "$work/run" "$work/home"
-export HOME=$work/home CFFIXED_USER_HOME=$work/home
-export XDG_RUNTIME_DIR=$work/run XDG_DATA_HOME=$work/home/.local/share
-export XDG_CONFIG_HOME=$work/home/.config XDG_CACHE_HOME=$work/home/.cache
-export LS_APPLICATION_PATH=$root/$build LS_SYSTEM_ROOT=$work/system
-export QUELLBARK_DATA_DIR=$work/wordlist
+isolate_user "$work" "$root" "$build"
 host=("$mailhost" --profile "$work/profile" --plugin "$plugin")
 log() { printf '%s\n' "$*" >&2; }
 calc() { awk "BEGIN { printf \"%.${2:-3}f\", $1 }"; } # EXPRESSION [DECIMALS]
 elapsed() { calc "$(date +%s.%N) - $1"; }
 
-quellbark_pid() {
-  local entry
-  for entry in "$work/run/AppleEvents"/*.plist; do
-    [[ -f $entry ]] && grep -q '<string>Quellbark</string>' "$entry" || continue
-    tr -d ' \t\n' <"$entry" | sed -n 's|.*<key>ProcessID</key><integer>\([0-9]*\)</integer>.*|\1|p'
-    return
-  done
-}
-stop_quellbark() {
-  local pid
-  pid=$(quellbark_pid)
-  [[ -n $pid ]] || return 0
-  kill -TERM "$pid" 2>/dev/null || return 0
-  for _ in $(seq 100); do kill -0 "$pid" 2>/dev/null || return 0; sleep 0.1; done
-}
 trap stop_quellbark EXIT
 
 # CPU seconds used so far by a process and its children, reaped or still running.
@@ -147,15 +128,19 @@ agreement=$(node scripts/corpus.mjs agreement "$work/out/classify-1.json" "$work
 
 log "bench: memory"
 memory_rows=()
+# memory_row NAME LABEL FOLDER...: the host's peak resident size classifying the folders in one
+# process, plain output (one line per message; --json is written batch by batch as well).
+memory_row() {
+  local name=$1 label=$2 seconds kib
+  shift 2
+  /usr/bin/time -f '%e %M' -o "$work/out/memory-$name.txt" \
+    "${host[@]}" classify "$@" >"$work/out/memory-$name.txt.out" 2>"$work/out/memory-$name.err" || true
+  read -r seconds kib < <(figures "$work/out/memory-$name.txt")
+  memory_rows+=("$(printf '| host peak RSS, %s | %d KiB (%s s) |' "$label" "$kib" "$seconds")")
+}
 for count in $memory_counts; do
   node scripts/corpus.mjs volume "$data" "$work/volume-$count" "$count"
-  # Plain output, one line per message (--json is written batch by batch as well).
-  /usr/bin/time -f '%e %M' -o "$work/out/memory-$count.txt" \
-    "${host[@]}" classify "$work/volume-$count" >"$work/out/memory-$count.txt.out" \
-    2>"$work/out/memory-$count.err" || true
-  read -r seconds kib < <(figures "$work/out/memory-$count.txt")
-  memory_rows+=("$(printf '| host peak RSS, %d messages in one folder | %d KiB (%s s) |' \
-    "$count" "$kib" "$seconds")")
+  memory_row "$count" "$count messages in one folder" "$work/volume-$count"
 done
 # The same volume as several batches of 1,000 in one process: what grows with a batch is let go
 # when it ends, what grows with the messages handled is not.
@@ -166,12 +151,7 @@ if ((largest > 1000)); then
     node scripts/corpus.mjs volume "$data" "$work/volume-split/$i" 1000
     folders+=("$work/volume-split/$i")
   done
-  /usr/bin/time -f '%e %M' -o "$work/out/memory-split.txt" \
-    "${host[@]}" classify "${folders[@]}" >"$work/out/memory-split.txt.out" \
-    2>"$work/out/memory-split.err" || true
-  read -r seconds kib < <(figures "$work/out/memory-split.txt")
-  memory_rows+=("$(printf '| host peak RSS, %d messages in folders of 1000 | %d KiB (%s s) |' \
-    "$((${#folders[@]} * 1000))" "$kib" "$seconds")")
+  memory_row split "$((${#folders[@]} * 1000)) messages in folders of 1000" "${folders[@]}"
 fi
 stop_quellbark
 

@@ -12,6 +12,7 @@
 # of each of the corpus's five groups (a quicker run); DEMO_CHUNK (100) messages per folder.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+source scripts/lib/isolated-user.sh
 root=$PWD
 build=${QB_BUILD:-build/default}
 demo=$root/$build/demo
@@ -27,29 +28,11 @@ command -v node >/dev/null || { echo "demo: node is missing (scripts/install-dep
 
 rm -rf "$demo"
 mkdir -p "$demo/logs" "$demo/results"
-mkdir -m 0700 -p "$demo/profile" "$demo/run" "$demo/home"
-export HOME=$demo/home CFFIXED_USER_HOME=$demo/home
-export XDG_RUNTIME_DIR=$demo/run XDG_DATA_HOME=$demo/home/.local/share
-export XDG_CONFIG_HOME=$demo/home/.config XDG_CACHE_HOME=$demo/home/.cache
-export LS_APPLICATION_PATH=$root/$build LS_SYSTEM_ROOT=$demo/system
-export QUELLBARK_DATA_DIR=$demo/wordlist
+isolate_user "$demo" "$root" "$build"
 host=("$mailhost" --profile "$demo/profile" --plugin "$plugin")
 
-# Quellbark, once the plug-in has launched it, is stopped at the end however the run ends: its
-# registry entry in this run's own runtime folder names its pid.
-stop_quellbark() {
-  local entry pid
-  for entry in "$demo/run/AppleEvents"/*.plist; do
-    [[ -f $entry ]] || continue
-    grep -q '<string>Quellbark</string>' "$entry" || continue
-    pid=$(tr -d ' \t\n' <"$entry" | sed -n 's|.*<key>ProcessID</key><integer>\([0-9]*\)</integer>.*|\1|p')
-    [[ -n $pid ]] || continue
-    kill -TERM "$pid" 2>/dev/null || continue
-    for _ in $(seq 100); do kill -0 "$pid" 2>/dev/null || break; sleep 0.1; done
-    echo "Stopped Quellbark (pid $pid)."
-  done
-}
-trap stop_quellbark EXIT
+# Quellbark, once the plug-in has launched it, is stopped at the end however the run ends.
+trap "stop_quellbark verbose" EXIT
 
 # A bar on a terminal; otherwise a plain line at every tenth of the way, so a log stays short.
 last_tenth=-1
