@@ -122,19 +122,20 @@ TEST_F(CommandRunTest, ProblemsStayWithTheirFolderOrMessage) {
                                                           {"Stalls#23", Verdict::Unclassified},
                                                           {"Stalls#52", Verdict::Unclassified},
                                                           {"Refused#0", Verdict::Unclassified},
-                                                          {"Broken#1.z", Verdict::Good},
+                                                          {"Broken#1.z", Verdict::Unclassified},
                                                           {"Chatty#0", Verdict::Good},
                                                           {"Fine#0", Verdict::Junk}}));
   EXPECT_EQ(outcomes[1].error, "never classified");
-  // The plug-in classified the unreadable message all the same (as good); the host knows why.
+  // The plug-in classified the unreadable message all the same; the host knows why it has no
+  // verdict.
   EXPECT_NE(outcomes[4].error.find("not a mail message"), std::string::npos);
   ASSERT_EQ(report.errors.size(), 4u);
   EXPECT_NE(report.errors[0].find((dir / "Missing").string()), std::string::npos);
   EXPECT_EQ(report.errors[1].rfind("cannot classify " + plugin->refusedUri, 0), 0u);
   EXPECT_EQ(report.errors[2].rfind("cannot read message " + outcomes[4].uri, 0), 0u);
   EXPECT_NE(report.errors[3].find("bogus://nothing"), std::string::npos);
-  EXPECT_EQ(report.unclassified,
-            (std::vector<std::string>{outcomes[1].uri, outcomes[2].uri, outcomes[3].uri}));
+  EXPECT_EQ(report.unclassified, (std::vector<std::string>{outcomes[1].uri, outcomes[2].uri,
+                                                           outcomes[3].uri, outcomes[4].uri}));
   EXPECT_FALSE(store.find(outcomes[1].uri));
 }
 
@@ -144,7 +145,7 @@ TEST_F(CommandRunTest, MarkingPassesTheUsersPreviousVerdictAndStoresTheNewOne) {
   store.record(uri, 100, JunkOrigin::Plugin); // the plug-in's verdict is not the user's
 
   MarkRun run(plugin, mail, store);
-  for (nsMsgJunkStatus verdict : {kJunk, kGood, kGood}) {
+  for (nsMsgJunkStatus verdict : {kJunk, kGood, kJunk}) {
     std::vector<MarkOutcome> outcomes = run.run({uri}, verdict);
     ASSERT_EQ(outcomes.size(), 1u);
     EXPECT_TRUE(outcomes[0].accepted);
@@ -154,11 +155,80 @@ TEST_F(CommandRunTest, MarkingPassesTheUsersPreviousVerdictAndStoresTheNewOne) {
   using Training = std::tuple<std::string, nsMsgJunkStatus, nsMsgJunkStatus>;
   EXPECT_EQ(plugin->trained,
             (std::vector<Training>{
-                {uri, kUnclassified, kJunk}, {uri, kJunk, kGood}, {uri, kGood, kGood}}));
+                {uri, kUnclassified, kJunk}, {uri, kJunk, kGood}, {uri, kGood, kJunk}}));
   std::optional<JunkStatus> status = store.find(uri);
   ASSERT_TRUE(status);
-  EXPECT_EQ(status->score, 0);
+  EXPECT_EQ(status->score, 100);
   EXPECT_EQ(status->origin, JunkOrigin::User);
+}
+
+// A failed exchange is no verdict: it is unverified and stored over nothing; after three in a
+// row the run stops sending and asks for no further batch. The user's verdict is not sent.
+TEST_F(CommandRunTest, FailedExchangesAreUnverifiedAndStopTheRun) {
+  constexpr std::size_t kCount = ClassifyRun::kBatchSize + 10;
+  for (std::size_t i = 0; i < kCount; ++i)
+    dir.write("Big/cur/" + std::to_string(1000 + i) + ".x:2,", "Subject: SPAM\n\nx\n");
+  std::vector<MessageRef> messages = mail.store().messagesIn(dir / "Big");
+  store.record(messages[0].uri, 0, JunkOrigin::User);
+  store.record(messages[1].uri, 100, JunkOrigin::Plugin);
+  plugin->filterError = -50;
+
+  ClassifyRun run(plugin, mail, store);
+  ClassifyReport report = classify(run, {dir / "Big"});
+  EXPECT_EQ(plugin->requestSizes, std::vector<std::size_t>{ClassifyRun::kBatchSize - 1});
+  EXPECT_EQ(plugin->exchanges, 3u);
+  ASSERT_EQ(outcomes.size(), kCount);
+  EXPECT_EQ(outcomes[0].verdict, Verdict::Good);
+  EXPECT_EQ(outcomes[0].origin, JunkOrigin::User);
+  for (std::size_t i = 1; i <= 3; ++i) {
+    EXPECT_EQ(outcomes[i].verdict, Verdict::Unverified) << i;
+    EXPECT_EQ(outcomes[i].error, "Quellbark could not score the message (error -50)") << i;
+  }
+  EXPECT_EQ(outcomes[4].verdict, Verdict::Unclassified);
+  EXPECT_EQ(outcomes[4].error, "left out: 3 exchanges with Quellbark failed in a row, the last: "
+                               "Quellbark could not score the message (error -50)");
+  EXPECT_EQ(report.unverified, 3u);
+  EXPECT_EQ(report.stoppedUnclassified, kCount - 4);
+  EXPECT_EQ(report.unclassified.size(), kCount - 4);
+  EXPECT_TRUE(report.exchangesFailed());
+
+  std::vector<JunkStatus> stored = store.all();
+  ASSERT_EQ(stored.size(), 2u) << "nothing stored for the failures";
+  EXPECT_EQ(store.find(messages[0].uri)->origin, JunkOrigin::User);
+  EXPECT_EQ(store.find(messages[1].uri)->score, 100);
+}
+
+// The user's verdict is learned once; one whose lesson failed is kept, not learned, and sent
+// again the next time.
+TEST_F(CommandRunTest, MarkingTeachesOnceAndRetriesWhatWasNotLearned) {
+  dir.write("Inbox", "From a\nSubject: s\n\nx\n");
+  std::string uri = mail.store().messagesIn(dir / "Inbox").at(0).uri;
+  MarkRun run(plugin, mail, store);
+  auto mark = [&](nsMsgJunkStatus verdict) {
+    std::vector<MarkOutcome> outcomes = run.run({uri}, verdict);
+    EXPECT_EQ(outcomes.size(), 1u);
+    return outcomes.at(0);
+  };
+
+  EXPECT_TRUE(mark(kJunk).trained);
+  EXPECT_TRUE(mark(kJunk).alreadyMarked);
+  EXPECT_EQ(plugin->exchanges, 1u);
+  run.again(true);
+  EXPECT_TRUE(mark(kJunk).trained);
+  EXPECT_EQ(plugin->exchanges, 2u);
+  run.again(false);
+
+  plugin->filterError = -50;
+  MarkOutcome failed = mark(kGood);
+  EXPECT_TRUE(failed.accepted && failed.confirmed && !failed.trained);
+  EXPECT_EQ(failed.trainingFailure, "Quellbark could not learn from the message (error -50)");
+  EXPECT_EQ(store.find(uri), (JunkStatus{uri, 0, JunkOrigin::User, store.find(uri)->time, false}));
+  plugin->filterError = 0;
+  MarkOutcome retried = mark(kGood);
+  EXPECT_FALSE(retried.alreadyMarked);
+  EXPECT_TRUE(retried.trained);
+  EXPECT_TRUE(store.find(uri)->trained);
+  EXPECT_EQ(plugin->exchanges, 4u);
 }
 
 TEST_F(CommandRunTest, AMarkThatCannotStartIsNotStored) {
