@@ -3,12 +3,18 @@
 #include "ClassifyProgress.h"
 #include "ClassifyRun.h"
 #include "JunkMailCommand.h"
+#include "JunkMover.h"
+#include "MailError.h"
+#include "Maildir.h"
+#include "MaildirTree.h"
+#include "runtime/HostSession.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
 #include <optional>
 #include <ostream>
+#include <sys/stat.h>
 
 namespace mailhost {
 
@@ -32,8 +38,14 @@ public:
   explicit JsonReportWriter(std::ostream& out) : mOut(out) { mOut << "{\n  \"messages\": ["; }
 
   void add(const ClassifyOutcome& m) {
-    nlohmann::json entry = {
-        {"uri", m.uri}, {"folder", m.folder}, {"verdict", verdictName(m.verdict)}};
+    nlohmann::json entry = {{"uri", m.uri},
+                            {"folder", m.folder},
+                            {"path", m.path.string()},
+                            {"verdict", verdictName(m.verdict)}};
+    if (!m.movedTo.empty()) {
+      entry["moved_to"] = m.movedTo.string();
+      entry["moved_to_uri"] = m.movedToUri;
+    }
     if (!m.error.empty())
       entry["error"] = m.error;
     mOut << (mFirst ? "\n    " : ",\n    ") << indented(entry, 4);
@@ -51,7 +63,8 @@ public:
 
 private:
   static std::string indented(const nlohmann::json& value, std::size_t depth) {
-    std::string text = value.dump(2);
+    // A path need not be UTF-8; JSON text must be.
+    std::string text = value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
     std::string result;
     for (char c : text) {
       result += c;
@@ -65,6 +78,50 @@ private:
   bool mFirst = true;
 };
 
+// Junk is moved only out of Maildir folders: an mbox would have to be rewritten, and its mail is
+// better filtered as it is delivered. Returns why a path cannot take part, or nothing.
+std::optional<std::string> refusalToMoveJunk(const std::filesystem::path& path) {
+  std::error_code ec;
+  std::filesystem::file_status status = std::filesystem::status(path, ec);
+  if (status.type() == std::filesystem::file_type::directory) {
+    if (isMaildir(path))
+      return std::nullopt;
+    return path.string() + " is a folder of message files, not a Maildir";
+  }
+  std::filesystem::path sub = path.parent_path().filename();
+  if ((sub == "cur" || sub == "new") && isMaildir(path.parent_path().parent_path()))
+    return std::nullopt;
+  if (status.type() != std::filesystem::file_type::regular)
+    return std::nullopt; // reported when the folder is listed
+  return path.string() + " is not a Maildir folder (mbox mail is best filtered at delivery)";
+}
+
+dev_t deviceOf(const std::filesystem::path& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 ? info.st_dev : 0;
+}
+
+// Where each junk message of a batch goes once its verdict is stored; what cannot be moved
+// stays where it is, reported.
+void moveJunkOf(std::vector<ClassifyOutcome>& batch, ClassifyReport& report, JunkMover& mover,
+                const MailStore& store) {
+  for (ClassifyOutcome& outcome : batch) {
+    if (outcome.verdict != ClassifyOutcome::Verdict::Junk || !outcome.error.empty())
+      continue;
+    try {
+      if (std::optional<MovedMessage> moved = mover.moveToJunk(store.parseUri(outcome.uri))) {
+        outcome.movedTo = moved->file;
+        outcome.movedToUri = moved->uri;
+      }
+    } catch (const std::exception& error) {
+      report.errors.push_back("cannot move " + outcome.uri +
+                              " to the junk folder: " + error.what());
+    }
+  }
+  for (const std::string& failure : mover.sync())
+    report.errors.push_back(failure);
+}
+
 } // namespace
 
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
@@ -75,6 +132,13 @@ CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
   command->add_option("--mail-root", options.mailRoot, "Folder under which folder URIs are named")
       ->capture_default_str();
   command->add_flag("--json", options.json, "Write the results as one JSON document");
+  command->add_flag("--recursive,-r", options.recursive,
+                    "Also classify the Maildir++ subfolders of each Maildir (not the junk folder)");
+  command->add_flag("--move-junk{}", options.junkFolder,
+                    "Move junk out of Maildir folders into the .Junk folder of their tree, or with "
+                    "--move-junk=FOLDER into FOLDER");
+  // A bare --move-junk leaves the folder empty, which tells nothing of whether it was given.
+  command->callback([command, &options] { options.moveJunk = command->count("--move-junk") > 0; });
   return command;
 }
 
@@ -85,13 +149,52 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
       [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
         ClassifyProgress progress(stderr);
         ClassifyRun run(plugin, mail, store);
-        // Lines are flushed batch by batch and before the bar is drawn, not one by one.
-        if (!options.json) {
-          run.onResult([&](const ClassifyOutcome& outcome) {
-            progress.clear();
-            out << verdictName(outcome.verdict) << "  " << outcome.uri << '\n';
+        std::optional<JunkMover> mover;
+        std::optional<JunkMoveLog> moveLog;
+        if (options.moveJunk)
+          mover.emplace(mail.store(),
+                        moveLog.emplace(junkStorePath(session.options().profileDirectory)),
+                        options.junkFolder);
+        auto isJunkFolder = [&](const std::filesystem::path& folder) {
+          return folder == (mover ? mover->junkFolderFor(folder) : defaultJunkFolder(folder));
+        };
+        std::vector<std::filesystem::path> paths =
+            foldersToWalk(options.paths, options.recursive, isJunkFolder);
+        if (mover) {
+          std::optional<std::string> why;
+          for (std::size_t i = 0; i < paths.size() && !why; ++i)
+            why = refusalToMoveJunk(paths[i]);
+          if (!why && !options.junkFolder.empty()) {
+            if (!isMaildir(options.junkFolder))
+              makeMaildir(options.junkFolder);
+            mail.store().root().uriPathFor(options.junkFolder); // inside the mail root
+            for (std::size_t i = 0; i < paths.size() && !why; ++i)
+              if (deviceOf(paths[i]) != deviceOf(options.junkFolder))
+                why = options.junkFolder + " is on another file system than " + paths[i].string() +
+                      " (messages are moved by rename, never copied)";
+          }
+          if (why) {
+            err << "mailhost: --move-junk: " << *why << "\n";
+            return 1;
+          }
+          run.onStored([&](std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
+            moveJunkOf(batch, report, *mover, mail.store());
           });
-          run.onBatch([&](const std::vector<ClassifyOutcome>&) { out.flush(); });
+        }
+        // Lines are written batch by batch (where a message went is known only then) and
+        // flushed before the bar is drawn.
+        if (!options.json) {
+          run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
+            progress.clear();
+            for (const ClassifyOutcome& outcome : batch) {
+              std::string path = outcome.path.string(), movedTo = outcome.movedTo.string();
+              out << (movedTo.empty()
+                          ? outputLine({verdictName(outcome.verdict), outcome.uri, path})
+                          : outputLine({verdictName(outcome.verdict), outcome.uri, path, movedTo}))
+                  << '\n';
+            }
+            out.flush();
+          });
         }
         std::optional<JsonReportWriter> json;
         if (options.json) {
@@ -109,15 +212,12 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
           }
         });
 
-        std::vector<std::filesystem::path> paths(options.paths.begin(), options.paths.end());
         ClassifyReport report = run.run(paths);
         progress.clear();
 
         if (json) {
           json->finish(report);
         } else {
-          for (const std::string& uri : report.unclassified)
-            out << "unclassified  " << uri << "\n";
           out << report.messages << " messages: " << report.count(ClassifyOutcome::Verdict::Junk)
               << " junk, " << report.count(ClassifyOutcome::Verdict::Good) << " good, "
               << report.count(ClassifyOutcome::Verdict::Unclassified) << " not classified\n";

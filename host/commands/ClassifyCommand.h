@@ -15,6 +15,9 @@ struct ClassifyOptions {
   std::vector<std::string> paths;
   std::string mailRoot = "/";
   bool json = false;
+  bool recursive = false;
+  bool moveJunk = false;
+  std::string junkFolder; // empty: the ".Junk" folder of each Maildir tree
 };
 
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options);

@@ -67,9 +67,17 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
     for (std::size_t first = 0; first < listing.size(); first += kBatchSize) {
       batch.clear();
       for (std::size_t i = first; i < std::min(listing.size(), first + kBatchSize); ++i)
-        batch.push_back({listing.at(i).uri, folder, ClassifyOutcome::Verdict::Unclassified, {}});
+        batch.push_back({listing.at(i).uri,
+                         folder,
+                         ClassifyOutcome::Verdict::Unclassified,
+                         {},
+                         listing.fileAt(i),
+                         {},
+                         {}});
       classifyBatch(batch, report);
       storeFailures(report);
+      if (mOnStored)
+        mOnStored(batch, report);
       if (mOnBatch)
         mOnBatch(batch);
     }

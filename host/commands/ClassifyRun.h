@@ -19,7 +19,10 @@ struct ClassifyOutcome {
   std::string uri;
   std::string folder;
   Verdict verdict = Verdict::Unclassified;
-  std::string error; // why it could not be read or classified, if it could not
+  std::string error;             // why it could not be read or classified, if it could not
+  std::filesystem::path path;    // the file that held it when its folder was listed
+  std::filesystem::path movedTo; // where it was moved to after its verdict, if it was
+  std::string movedToUri;
 };
 
 // The sum of a run. The outcomes themselves are handed out batch by batch as the run goes (a
@@ -46,6 +49,7 @@ public:
   using ResultCallback = std::function<void(const ClassifyOutcome&)>;
   using BatchCallback = std::function<void(const std::vector<ClassifyOutcome>&)>;
   using ProgressCallback = std::function<void(std::size_t done, std::size_t total)>;
+  using StoredCallback = std::function<void(std::vector<ClassifyOutcome>&, ClassifyReport&)>;
 
   ClassifyRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store);
 
@@ -54,6 +58,9 @@ public:
   // Each batch's outcomes in folder order once the batch has ended, errors included.
   void onBatch(BatchCallback callback) { mOnBatch = std::move(callback); }
   void onProgress(ProgressCallback callback) { mOnProgress = std::move(callback); }
+  // Each batch once its verdicts are committed to the store, before onBatch: what acts on the
+  // verdicts may change the outcomes and add errors.
+  void onStored(StoredCallback callback) { mOnStored = std::move(callback); }
 
   ClassifyReport run(const std::vector<std::filesystem::path>& folders);
 
@@ -68,6 +75,7 @@ private:
   ResultCallback mOnResult;
   BatchCallback mOnBatch;
   ProgressCallback mOnProgress;
+  StoredCallback mOnStored;
   std::size_t mDone = 0;
   std::size_t mTotal = 0;
 };

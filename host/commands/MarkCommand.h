@@ -16,6 +16,7 @@ struct MarkOptions {
   std::vector<std::string> targets;
   std::string mailRoot = "/";
   bool json = false;
+  bool recursive = false;
 };
 
 CLI::App* addMarkCommand(CLI::App& app, MarkOptions& options);
