@@ -52,9 +52,15 @@ std::optional<MovedMessage> JunkMover::moveBack(const MessageRef& message) {
 std::string JunkMover::freeKey(const fs::path& maildir, const std::string& key) {
   auto [it, listedNow] = mKeys.try_emplace(maildir);
   if (listedNow) {
-    MaildirIndex index(maildir);
-    for (std::size_t i = 0; i < index.size(); ++i)
-      it->second.emplace(index.key(i));
+    try {
+      makeMaildir(maildir); // a missing folder, or one without new/ or tmp/
+      MaildirIndex index(maildir);
+      for (std::size_t i = 0; i < index.size(); ++i)
+        it->second.emplace(index.key(i));
+    } catch (...) {
+      mKeys.erase(it);
+      throw;
+    }
   }
   std::string free = key;
   for (int n = 1; it->second.contains(free); ++n)
@@ -66,8 +72,6 @@ MovedMessage JunkMover::move(const MessageRef& message, const fs::path& to,
                              const std::optional<JunkMove>& record,
                              const std::optional<JunkMove>& undo) {
   fs::path file = mStore.locate(message).file;
-  if (!isMaildir(to))
-    makeMaildir(to);
   std::string key = freeKey(to, message.key);
   std::string toUri = mStore.messageUri(to, key);
   mLog.refile(message.uri, toUri, record);
