@@ -101,6 +101,25 @@ dev_t deviceOf(const std::filesystem::path& path) {
   return ::stat(path.c_str(), &info) == 0 ? info.st_dev : 0;
 }
 
+// Checked before anything is classified. An explicit junk folder is made when missing.
+std::optional<std::string> refusalToMoveJunk(const std::vector<std::filesystem::path>& paths,
+                                             const ClassifyOptions& options,
+                                             const MailStore& store) {
+  for (const std::filesystem::path& path : paths)
+    if (std::optional<std::string> why = refusalToMoveJunk(path))
+      return why;
+  if (options.junkFolder.empty())
+    return std::nullopt;
+  store.root().uriPathFor(options.junkFolder); // throws for a folder outside the mail root
+  if (!isMaildir(options.junkFolder))
+    makeMaildir(options.junkFolder);
+  for (const std::filesystem::path& path : paths)
+    if (deviceOf(path) != deviceOf(options.junkFolder))
+      return options.junkFolder + " is on another file system than " + path.string() +
+             " (messages are moved by rename, never copied)";
+  return std::nullopt;
+}
+
 // Where each junk message of a batch goes once its verdict is stored; what cannot be moved
 // stays where it is, reported.
 void moveJunkOf(std::vector<ClassifyOutcome>& batch, ClassifyReport& report, JunkMover& mover,
@@ -161,19 +180,7 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
         std::vector<std::filesystem::path> paths =
             foldersToWalk(options.paths, options.recursive, isJunkFolder);
         if (mover) {
-          std::optional<std::string> why;
-          for (std::size_t i = 0; i < paths.size() && !why; ++i)
-            why = refusalToMoveJunk(paths[i]);
-          if (!why && !options.junkFolder.empty()) {
-            if (!isMaildir(options.junkFolder))
-              makeMaildir(options.junkFolder);
-            mail.store().root().uriPathFor(options.junkFolder); // inside the mail root
-            for (std::size_t i = 0; i < paths.size() && !why; ++i)
-              if (deviceOf(paths[i]) != deviceOf(options.junkFolder))
-                why = options.junkFolder + " is on another file system than " + paths[i].string() +
-                      " (messages are moved by rename, never copied)";
-          }
-          if (why) {
+          if (std::optional<std::string> why = refusalToMoveJunk(paths, options, mail.store())) {
             err << "mailhost: --move-junk: " << *why << "\n";
             return 1;
           }

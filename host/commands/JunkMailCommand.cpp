@@ -10,6 +10,8 @@
 
 #include <nsServiceManagerUtils.h>
 
+#include <set>
+
 namespace mailhost {
 
 std::string junkStorePath(const std::string& profileDirectory) {
@@ -49,13 +51,16 @@ std::vector<std::filesystem::path>
 foldersToWalk(const std::vector<std::string>& paths, bool recursive,
               const std::function<bool(const std::filesystem::path&)>& skip) {
   std::vector<std::filesystem::path> folders;
+  std::set<std::filesystem::path> seen; // a subfolder also named, or below two folders named
   for (const std::string& path : paths) {
+    if (!seen.insert(canonicalMailPath(path)).second)
+      continue;
     folders.emplace_back(path);
     std::error_code ec;
     if (!recursive || !std::filesystem::is_directory(path, ec) || !isMaildir(path))
       continue;
     for (const std::filesystem::path& sub : maildirSubfolders(canonicalMailPath(path)))
-      if (!skip || !skip(sub))
+      if ((!skip || !skip(sub)) && seen.insert(sub).second)
         folders.push_back(sub);
   }
   return folders;

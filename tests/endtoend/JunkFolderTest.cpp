@@ -95,7 +95,7 @@ TEST_F(JunkFolder, JunkMovesIntoTheTreesJunkFolderAndMarkingItGoodBringsItBack) 
                                       "0    user    " + folderUri(top / ".Lists.foo", "3.list")}));
 }
 
-TEST_F(JunkFolder, MoveJunkIsRefusedForAnythingButMaildirsAndMessageFileFoldersAreClassified) {
+TEST_F(JunkFolder, MoveJunkTakesMaildirsOnlyAndMessageFileFoldersAreClassified) {
   installCompanion();
   replies({"score=shor:90"});
   std::string mboxBytes = "From a\nSubject: s\n\nx\n";
@@ -109,6 +109,16 @@ TEST_F(JunkFolder, MoveJunkIsRefusedForAnythingButMaildirsAndMessageFileFoldersA
   EXPECT_EQ(refused.out, "");
   EXPECT_TRUE(events().empty()) << "nothing is classified";
   EXPECT_EQ(sandbox::readFile(mbox), mboxBytes);
+
+  // A junk folder of its own, made when missing; not a subfolder, so no marker file.
+  path spam = mail / "Spam";
+  ProcessRun moved =
+      mailhost({"classify", "--move-junk=" + spam.string(), (mail / "Box").string()});
+  EXPECT_EQ(moved.exitCode, 0) << moved.err;
+  EXPECT_EQ(sandbox::readFile(spam / "cur/1.a:2,"), "Subject: a\n\nx\n");
+  EXPECT_FALSE(fs::exists(mail / "Box/cur/1.a:2,"));
+  EXPECT_TRUE(fs::is_directory(spam / "tmp"));
+  EXPECT_FALSE(fs::exists(spam / "maildirfolder"));
 
   path a = writeMail("Saved/a.eml", "Subject: a\n\nx\n");
   path b = writeMail("Saved/b.EML", "Subject: b\n\ny\n");
