@@ -159,14 +159,18 @@ FolderListing MailStore::list(const fs::path& given) const {
     return listing;
   }
   if (fs::path maildir = maildirOfMessageFile(path); !maildir.empty()) {
-    std::shared_ptr<const MaildirIndex> index = maildirIndex(maildir, true);
-    std::optional<std::size_t> entry = index->find(maildirKeyOf(path.filename().string()));
-    if (entry && index->file(*entry) == path) {
-      listing.mPath = maildir;
-      listing.mUriPrefix = std::string(kMessageUriPrefix) + mRoot.uriPathFor(maildir) + "#";
-      listing.mMaildir = std::move(index);
-      listing.mOnlyEntry = entry;
-      return listing;
+    // Files of one folder are often named one after the other: list it again only when the
+    // index kept does not have this file.
+    for (bool relist : {false, true}) {
+      std::shared_ptr<const MaildirIndex> index = maildirIndex(maildir, relist);
+      std::optional<std::size_t> entry = index->find(maildirKeyOf(path.filename().string()));
+      if (entry && index->file(*entry) == path) {
+        listing.mPath = maildir;
+        listing.mUriPrefix = std::string(kMessageUriPrefix) + mRoot.uriPathFor(maildir) + "#";
+        listing.mMaildir = std::move(index);
+        listing.mOnlyEntry = entry;
+        return listing;
+      }
     }
   }
 
