@@ -146,16 +146,19 @@ void moveJunkOf(std::vector<ClassifyOutcome>& batch, ClassifyReport& report, Jun
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
   CLI::App* command = app.add_subcommand(
       "classify", "Have the junk-mail plug-in classify the messages of mail folders (mbox files, "
-                  "Maildir folders) and message files, and store the verdicts");
+                  "Maildir folders, folders of .eml files) and message files, and store the "
+                  "verdicts");
   command->add_option("paths", options.paths, "Folders and message files")->required();
   command->add_option("--mail-root", options.mailRoot, "Folder under which folder URIs are named")
       ->capture_default_str();
   command->add_flag("--json", options.json, "Write the results as one JSON document");
   command->add_flag("--recursive,-r", options.recursive,
                     "Also classify the Maildir++ subfolders of each Maildir (not the junk folder)");
-  command->add_flag("--move-junk{}", options.junkFolder,
-                    "Move junk out of Maildir folders into the .Junk folder of their tree, or with "
-                    "--move-junk=FOLDER into FOLDER");
+  command
+      ->add_flag("--move-junk{}", options.junkFolder,
+                 "Move junk out of Maildir folders into the .Junk folder of their tree, or with "
+                 "--move-junk=FOLDER into FOLDER")
+      ->type_name("[=FOLDER]");
   // A bare --move-junk leaves the folder empty, which tells nothing of whether it was given.
   command->callback([command, &options] { options.moveJunk = command->count("--move-junk") > 0; });
   return command;

@@ -1,5 +1,6 @@
 // `mailhost classify PATH...`: has the junk-mail plug-in classify every message of the named
-// folders (mbox files, Maildir folders) and message files, and stores the verdicts.
+// folders (mbox files, Maildir folders, folders of message files) and message files, stores the
+// verdicts and, when asked, moves Maildir junk into a junk folder.
 #pragma once
 
 #include <CLI/App.hpp>
