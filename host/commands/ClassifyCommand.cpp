@@ -3,12 +3,18 @@
 #include "ClassifyProgress.h"
 #include "ClassifyRun.h"
 #include "JunkMailCommand.h"
+#include "JunkMover.h"
+#include "MailError.h"
+#include "Maildir.h"
+#include "MaildirTree.h"
+#include "runtime/HostSession.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
 #include <optional>
 #include <ostream>
+#include <sys/stat.h>
 
 namespace mailhost {
 
@@ -39,10 +45,16 @@ public:
   explicit JsonReportWriter(std::ostream& out) : mOut(out) { mOut << "{\n  \"messages\": ["; }
 
   void add(const ClassifyOutcome& m) {
-    nlohmann::json entry = {
-        {"uri", m.uri}, {"folder", m.folder}, {"verdict", verdictName(m.verdict)}};
+    nlohmann::json entry = {{"uri", m.uri},
+                            {"folder", m.folder},
+                            {"path", m.path.string()},
+                            {"verdict", verdictName(m.verdict)}};
     if (hasVerdict(m))
       entry["origin"] = originName(m.origin);
+    if (!m.movedTo.empty()) {
+      entry["moved_to"] = m.movedTo.string();
+      entry["moved_to_uri"] = m.movedToUri;
+    }
     if (!m.error.empty())
       entry["error"] = m.error;
     mOut << (mFirst ? "\n    " : ",\n    ") << indented(entry, 4);
@@ -61,7 +73,8 @@ public:
 
 private:
   static std::string indented(const nlohmann::json& value, std::size_t depth) {
-    std::string text = value.dump(2);
+    // A path need not be UTF-8; JSON text must be.
+    std::string text = value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
     std::string result;
     for (char c : text) {
       result += c;
@@ -83,18 +96,93 @@ std::string messageCount(std::size_t count) {
   return digits + (count == 1 ? " message" : " messages");
 }
 
+// Junk is moved only out of Maildir folders: an mbox would have to be rewritten, and its mail is
+// better filtered as it is delivered. Returns why a path cannot take part, or nothing.
+std::optional<std::string> refusalToMoveJunk(const std::filesystem::path& path) {
+  std::error_code ec;
+  std::filesystem::file_status status = std::filesystem::status(path, ec);
+  if (status.type() == std::filesystem::file_type::directory) {
+    if (isMaildir(path))
+      return std::nullopt;
+    return path.string() + " is a folder of message files, not a Maildir";
+  }
+  std::filesystem::path sub = path.parent_path().filename();
+  if ((sub == "cur" || sub == "new") && isMaildir(path.parent_path().parent_path()))
+    return std::nullopt;
+  if (status.type() != std::filesystem::file_type::regular)
+    return std::nullopt; // reported when the folder is listed
+  return path.string() + " is not a Maildir folder (mbox mail is best filtered at delivery)";
+}
+
+dev_t deviceOf(const std::filesystem::path& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 ? info.st_dev : 0;
+}
+
+// Checked before anything is classified. An explicit junk folder is made when missing.
+std::optional<std::string> refusalToMoveJunk(const std::vector<std::filesystem::path>& paths,
+                                             const ClassifyOptions& options,
+                                             const MailStore& store) {
+  for (const std::filesystem::path& path : paths)
+    if (std::optional<std::string> why = refusalToMoveJunk(path))
+      return why;
+  if (options.junkFolder.empty())
+    return std::nullopt;
+  store.root().uriPathFor(options.junkFolder); // throws for a folder outside the mail root
+  if (!isMaildir(options.junkFolder))
+    makeMaildir(options.junkFolder);
+  for (const std::filesystem::path& path : paths)
+    if (deviceOf(path) != deviceOf(options.junkFolder))
+      return options.junkFolder + " is on another file system than " + path.string() +
+             " (messages are moved by rename, never copied)";
+  return std::nullopt;
+}
+
+// Where each junk message of a batch goes once its verdict is stored; what cannot be moved
+// stays where it is, reported.
+void moveJunkOf(std::vector<ClassifyOutcome>& batch, ClassifyReport& report, JunkMover& mover,
+                const MailStore& store) {
+  for (ClassifyOutcome& outcome : batch) {
+    // The user's own verdicts stay where the user keeps them.
+    if (outcome.verdict != ClassifyOutcome::Verdict::Junk || outcome.origin == JunkOrigin::User ||
+        !outcome.error.empty())
+      continue;
+    try {
+      if (std::optional<MovedMessage> moved = mover.moveToJunk(store.parseUri(outcome.uri))) {
+        outcome.movedTo = moved->file;
+        outcome.movedToUri = moved->uri;
+      }
+    } catch (const std::exception& error) {
+      report.errors.push_back("cannot move " + outcome.uri +
+                              " to the junk folder: " + error.what());
+    }
+  }
+  for (const std::string& failure : mover.sync())
+    report.errors.push_back(failure);
+}
+
 } // namespace
 
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
   CLI::App* command = app.add_subcommand(
       "classify", "Have the junk-mail plug-in classify the messages of mail folders (mbox files, "
-                  "Maildir folders) and message files, and store the verdicts");
+                  "Maildir folders, folders of .eml files) and message files, and store the "
+                  "verdicts");
   command->add_option("paths", options.paths, "Folders and message files")->required();
   command->add_option("--mail-root", options.mailRoot, "Folder under which folder URIs are named")
       ->capture_default_str();
   command->add_flag("--json", options.json, "Write the results as one JSON document");
   command->add_flag("--reclassify", options.reclassify,
                     "Also classify the messages you have marked, replacing your verdicts");
+  command->add_flag("--recursive,-r", options.recursive,
+                    "Also classify the Maildir++ subfolders of each Maildir (not the junk folder)");
+  command
+      ->add_flag("--move-junk{}", options.junkFolder,
+                 "Move junk out of Maildir folders into the .Junk folder of their tree, or with "
+                 "--move-junk=FOLDER into FOLDER")
+      ->type_name("[=FOLDER]");
+  // A bare --move-junk leaves the folder empty, which tells nothing of whether it was given.
+  command->callback([command, &options] { options.moveJunk = command->count("--move-junk") > 0; });
   return command;
 }
 
@@ -106,14 +194,43 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
         ClassifyProgress progress(stderr);
         ClassifyRun run(plugin, mail, store);
         run.reclassify(options.reclassify);
-        // Lines are flushed batch by batch and before the bar is drawn, not one by one.
-        if (!options.json) {
-          run.onResult([&](const ClassifyOutcome& outcome) {
-            progress.clear();
-            out << verdictName(outcome.verdict) << "  " << outcome.uri
-                << (outcome.origin == JunkOrigin::User ? "  (yours)\n" : "\n");
+        std::optional<JunkMover> mover;
+        std::optional<JunkMoveLog> moveLog;
+        if (options.moveJunk)
+          mover.emplace(mail.store(),
+                        moveLog.emplace(junkStorePath(session.options().profileDirectory)),
+                        options.junkFolder);
+        auto isJunkFolder = [&](const std::filesystem::path& folder) {
+          return folder == (mover ? mover->junkFolderFor(folder) : defaultJunkFolder(folder));
+        };
+        std::vector<std::filesystem::path> paths =
+            foldersToWalk(options.paths, options.recursive, isJunkFolder);
+        if (mover) {
+          if (std::optional<std::string> why = refusalToMoveJunk(paths, options, mail.store())) {
+            err << "mailhost: --move-junk: " << *why << "\n";
+            return 1;
+          }
+          run.onStored([&](std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
+            moveJunkOf(batch, report, *mover, mail.store());
           });
-          run.onBatch([&](const std::vector<ClassifyOutcome>&) { out.flush(); });
+        }
+        // Lines are written batch by batch (where a message went is known only then) and
+        // flushed before the bar is drawn.
+        if (!options.json) {
+          run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
+            progress.clear();
+            for (const ClassifyOutcome& outcome : batch) {
+              // A fourth field is where the message went (a path), or a note in parentheses.
+              std::string path = outcome.path.string(), movedTo = outcome.movedTo.string();
+              if (outcome.origin == JunkOrigin::User)
+                movedTo = "(yours)";
+              out << (movedTo.empty()
+                          ? outputLine({verdictName(outcome.verdict), outcome.uri, path})
+                          : outputLine({verdictName(outcome.verdict), outcome.uri, path, movedTo}))
+                  << '\n';
+            }
+            out.flush();
+          });
         }
         std::optional<JsonReportWriter> json;
         if (options.json) {
@@ -131,15 +248,12 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
           }
         });
 
-        std::vector<std::filesystem::path> paths(options.paths.begin(), options.paths.end());
         ClassifyReport report = run.run(paths);
         progress.clear();
 
         if (json) {
           json->finish(report);
         } else {
-          for (const std::string& uri : report.unclassified)
-            out << "unclassified  " << uri << "\n";
           out << report.messages << " messages: " << report.count(ClassifyOutcome::Verdict::Junk)
               << " junk, " << report.count(ClassifyOutcome::Verdict::Good) << " good, ";
           if (report.unverified)

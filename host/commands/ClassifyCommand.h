@@ -1,5 +1,6 @@
 // `mailhost classify PATH...`: has the junk-mail plug-in classify every message of the named
-// folders (mbox files, Maildir folders) and message files, and stores the verdicts.
+// folders (mbox files, Maildir folders, folders of message files) and message files, stores the
+// verdicts and, when asked, moves Maildir junk into a junk folder.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -16,6 +17,9 @@ struct ClassifyOptions {
   std::string mailRoot = "/";
   bool json = false;
   bool reclassify = false; // also the messages the user has decided
+  bool recursive = false;
+  bool moveJunk = false;
+  std::string junkFolder; // empty: the ".Junk" folder of each Maildir tree
 };
 
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options);

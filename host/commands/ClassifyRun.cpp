@@ -73,6 +73,9 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
                          folder,
                          ClassifyOutcome::Verdict::Unclassified,
                          JunkOrigin::Plugin,
+                         {},
+                         listing.fileAt(i),
+                         {},
                          {}});
       keepUsersVerdicts(batch, report);
       if (mStopped) {
@@ -81,6 +84,8 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
         classifyBatch(batch, report);
         storeFailures(report);
       }
+      if (mOnStored)
+        mOnStored(batch, report);
       if (mOnBatch)
         mOnBatch(batch);
     }

@@ -24,6 +24,9 @@ struct ClassifyOutcome {
   Verdict verdict = Verdict::Unclassified;
   JunkOrigin origin = JunkOrigin::Plugin; // User: the user's stored verdict, kept as it was
   std::string error; // why it could not be read, classified or verified, if it could not
+  std::filesystem::path path;    // the file that held it when its folder was listed
+  std::filesystem::path movedTo; // where it was moved to after its verdict, if it was
+  std::string movedToUri;
 };
 
 // The sum of a run. The outcomes themselves are handed out batch by batch as the run goes (a
@@ -65,6 +68,7 @@ public:
   using ResultCallback = std::function<void(const ClassifyOutcome&)>;
   using BatchCallback = std::function<void(const std::vector<ClassifyOutcome>&)>;
   using ProgressCallback = std::function<void(std::size_t done, std::size_t total)>;
+  using StoredCallback = std::function<void(std::vector<ClassifyOutcome>&, ClassifyReport&)>;
 
   ClassifyRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store);
 
@@ -73,6 +77,9 @@ public:
   // Each batch's outcomes in folder order once the batch has ended, errors included.
   void onBatch(BatchCallback callback) { mOnBatch = std::move(callback); }
   void onProgress(ProgressCallback callback) { mOnProgress = std::move(callback); }
+  // Each batch once its verdicts are committed to the store, before onBatch: what acts on the
+  // verdicts may change the outcomes and add errors.
+  void onStored(StoredCallback callback) { mOnStored = std::move(callback); }
 
   // Also sends the messages the user has decided, and replaces their statuses.
   void reclassify(bool yes) { mReclassify = yes; }
@@ -96,6 +103,7 @@ private:
   ResultCallback mOnResult;
   BatchCallback mOnBatch;
   ProgressCallback mOnProgress;
+  StoredCallback mOnStored;
   std::size_t mDone = 0;
   std::size_t mTotal = 0;
   ExchangeWatch mWatch;

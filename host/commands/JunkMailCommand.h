@@ -6,8 +6,12 @@
 
 #include <nsIJunkMailPlugin.h>
 
+#include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace mailhost {
 
@@ -25,5 +29,15 @@ int runWithJunkMailPlugin(HostSession& session, const std::string& mailRoot,
 
 // The profile's junk-status database.
 std::string junkStorePath(const std::string& profileDirectory);
+
+// One line of per-message output: the fields separated by tabs, a tab, line feed, carriage
+// return or backslash inside a field written as \t, \n, \r or \\, so a script can split it.
+std::string outputLine(std::initializer_list<std::string_view> fields);
+
+// The folders a command works through: each path as named and, when `recursive`, after each
+// Maildir its Maildir++ subfolders, less those `skip` holds (by their absolute path).
+std::vector<std::filesystem::path>
+foldersToWalk(const std::vector<std::string>& paths, bool recursive,
+              const std::function<bool(const std::filesystem::path&)>& skip = {});
 
 } // namespace mailhost

@@ -1,8 +1,10 @@
 #include "commands/MarkCommand.h"
 
 #include "JunkMailCommand.h"
+#include "JunkMover.h"
 #include "MailError.h"
 #include "MarkRun.h"
+#include "runtime/HostSession.h"
 
 #include <nlohmann/json.hpp>
 
@@ -23,6 +25,23 @@ const char* classificationName(std::uint32_t classification) {
   }
 }
 
+// The file that holds a message, empty when it is none of this host's local files.
+std::filesystem::path fileOf(const MailStore& store, const std::string& uri) {
+  try {
+    return store.locate(store.parseUri(uri)).file;
+  } catch (const MailError&) {
+    return {};
+  }
+}
+
+std::optional<MessageRef> localMessage(const MailStore& store, const std::string& uri) {
+  try {
+    return store.parseUri(uri);
+  } catch (const MailError&) {
+    return std::nullopt;
+  }
+}
+
 } // namespace
 
 CLI::App* addMarkCommand(CLI::App& app, MarkOptions& options) {
@@ -40,6 +59,8 @@ CLI::App* addMarkCommand(CLI::App& app, MarkOptions& options) {
   command->add_flag("--json", options.json, "Write the results as one JSON document");
   command->add_flag("--again", options.again,
                     "Train the spam filter even on messages already marked so");
+  command->add_flag("--recursive,-r", options.recursive,
+                    "Also mark the messages of the Maildir++ subfolders of each Maildir");
   return command;
 }
 
@@ -50,7 +71,9 @@ int runMarkCommand(HostSession& session, const MarkOptions& options, std::ostrea
       [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
         bool ok = true;
         std::vector<std::string> uris;
-        for (const std::string& target : options.targets) {
+        for (const std::filesystem::path& folder :
+             foldersToWalk(options.targets, options.recursive)) {
+          const std::string& target = folder.string();
           try {
             std::vector<std::string> found = messageUrisOf(mail.store(), target);
             uris.insert(uris.end(), found.begin(), found.end());
@@ -65,6 +88,10 @@ int runMarkCommand(HostSession& session, const MarkOptions& options, std::ostrea
         std::vector<MarkOutcome> outcomes = run.run(uris, verdict);
 
         bool notLearned = false;
+        // A message marked good in a junk folder goes back where it came from, once its new
+        // verdict is stored.
+        JunkMoveLog moveLog(junkStorePath(session.options().profileDirectory));
+        JunkMover mover(mail.store(), moveLog);
         nlohmann::json json = nlohmann::json::array();
         for (const MarkOutcome& outcome : outcomes) {
           bool failedTraining = outcome.confirmed && !outcome.trained && outcome.error.empty();
@@ -77,30 +104,53 @@ int runMarkCommand(HostSession& session, const MarkOptions& options, std::ostrea
           else if (failedTraining)
             err << "mailhost: Quellbark did not learn the verdict on " << outcome.uri << ": "
                 << outcome.trainingFailure << "\n";
+          std::filesystem::path path = fileOf(mail.store(), outcome.uri);
+          std::optional<MovedMessage> moved;
+          if (verdict == kGood && outcome.accepted && outcome.error.empty()) {
+            try {
+              if (std::optional<MessageRef> message = localMessage(mail.store(), outcome.uri))
+                moved = mover.moveBack(*message);
+            } catch (const std::exception& error) {
+              err << "mailhost: cannot move " << outcome.uri
+                  << " back from the junk folder: " << error.what() << "\n";
+              ok = false;
+            }
+          }
           if (options.json) {
-            nlohmann::json entry = {{"uri", outcome.uri},
-                                    {"verdict", options.verdict},
-                                    {"previous", classificationName(outcome.previous)},
-                                    {"stored", outcome.accepted},
-                                    {"confirmed", outcome.confirmed}};
+            nlohmann::json entry = {
+                {"uri", outcome.uri},         {"path", path.string()},
+                {"verdict", options.verdict}, {"previous", classificationName(outcome.previous)},
+                {"stored", outcome.accepted}, {"confirmed", outcome.confirmed}};
             if (outcome.alreadyMarked)
-              entry["alreadyMarked"] = true;
+              entry["already_marked"] = true;
             if (outcome.accepted)
               entry["trained"] = outcome.trained;
+            if (moved) {
+              entry["moved_to"] = moved->file.string();
+              entry["moved_to_uri"] = moved->uri;
+            }
             if (!outcome.error.empty())
               entry["error"] = outcome.error;
             else if (failedTraining)
               entry["error"] = outcome.trainingFailure;
             json.push_back(entry);
           } else if (outcome.alreadyMarked) {
-            out << options.verdict << "  " << outcome.uri << "  (already marked)\n";
+            out << outputLine({options.verdict, outcome.uri, path.string(), "(already marked)"})
+                << "\n";
           } else if (outcome.accepted) {
-            out << options.verdict << "  " << outcome.uri
-                << (failedTraining ? "  (not learned)\n" : "\n");
+            // A fourth field is where the message went (a path), or a note in parentheses.
+            std::string note = moved ? moved->file.string() : failedTraining ? "(not learned)" : "";
+            out << (note.empty() ? outputLine({options.verdict, outcome.uri, path.string()})
+                                 : outputLine({options.verdict, outcome.uri, path.string(), note}))
+                << "\n";
           }
         }
+        for (const std::string& failure : mover.sync()) {
+          err << "mailhost: " << failure << "\n";
+          ok = false;
+        }
         if (options.json)
-          out << json.dump(2) << "\n";
+          out << json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
         if (notLearned)
           return 3;
         return ok ? 0 : 1;

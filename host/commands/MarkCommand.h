@@ -17,6 +17,7 @@ struct MarkOptions {
   std::string mailRoot = "/";
   bool json = false;
   bool again = false; // train even where the user's verdict is stored and learned already
+  bool recursive = false;
 };
 
 CLI::App* addMarkCommand(CLI::App& app, MarkOptions& options);

@@ -43,6 +43,33 @@ fs::path pathOfUrl(std::string_view uri, std::size_t schemeEnd) {
   return fs::path(path).lexically_normal();
 }
 
+// The message files of a directory that is not a Maildir, by name; hidden files skipped.
+std::vector<fs::path> messageFilesIn(const fs::path& dir) {
+  std::vector<fs::path> files;
+  std::error_code ec;
+  for (const fs::directory_entry& entry : fs::directory_iterator(dir, ec)) {
+    std::error_code typeError;
+    if (!entry.path().filename().string().starts_with('.') &&
+        hasMessageFileExtension(entry.path()) && entry.is_regular_file(typeError))
+      files.push_back(entry.path());
+  }
+  if (ec)
+    throw MailError(ec == std::errc::permission_denied ? MailErrorKind::AccessDenied
+                                                       : MailErrorKind::Io,
+                    dir.string() + ": " + ec.message());
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+// The Maildir whose cur/ or new/ holds a file, or an empty path.
+fs::path maildirOfMessageFile(const fs::path& file) {
+  fs::path sub = file.parent_path();
+  if (sub.filename() != "cur" && sub.filename() != "new")
+    return {};
+  fs::path maildir = sub.parent_path();
+  return isMaildir(maildir) ? maildir : fs::path();
+}
+
 bool isDecimal(std::string_view text) {
   return !text.empty() && text.size() <= 19 &&
          std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
@@ -62,18 +89,42 @@ std::string MailStore::messageFileUri(const fs::path& file) {
          std::string(kMessageDisplayType);
 }
 
-std::size_t FolderListing::size() const {
+FolderListing::Kind FolderListing::kind() const {
   if (mMaildir)
-    return mMaildir->size();
-  return mFileUri.empty() ? mMboxKeys.size() : 1;
+    return Kind::Maildir;
+  if (!mFileUri.empty())
+    return Kind::MessageFile;
+  return mUriPrefix.empty() ? Kind::MessageFiles : Kind::Mbox;
+}
+
+std::size_t FolderListing::size() const {
+  switch (kind()) {
+  case Kind::Maildir:
+    return mOnlyEntry ? 1 : mMaildir->size();
+  case Kind::MessageFile:
+    return 1;
+  case Kind::MessageFiles:
+    return mFiles.size();
+  default:
+    return mMboxKeys.size();
+  }
 }
 
 MessageRef FolderListing::at(std::size_t i) const {
   if (!mFileUri.empty())
     return {mFileUri, MessageRef::Kind::MessageFile, mPath, {}};
-  std::string key = mMaildir ? std::string(mMaildir->key(i)) : std::to_string(mMboxKeys[i]);
+  if (kind() == Kind::MessageFiles)
+    return {MailStore::messageFileUri(mFiles[i]), MessageRef::Kind::MessageFile, mFiles[i], {}};
+  std::string key =
+      mMaildir ? std::string(mMaildir->key(maildirEntry(i))) : std::to_string(mMboxKeys[i]);
   return {mUriPrefix + percentEscape(key, false), MessageRef::Kind::FolderMessage, mPath,
           std::move(key)};
+}
+
+fs::path FolderListing::fileAt(std::size_t i) const {
+  if (mMaildir)
+    return mMaildir->file(maildirEntry(i));
+  return kind() == Kind::MessageFiles ? mFiles[i] : mPath;
 }
 
 std::vector<MessageRef> MailStore::messagesIn(const fs::path& given) const {
@@ -95,12 +146,32 @@ FolderListing MailStore::list(const fs::path& given) const {
   FolderListing listing;
   listing.mPath = path;
   if (status.type() == fs::file_type::directory) {
-    if (!isMaildir(path))
-      throw MailError(MailErrorKind::NotAFolder,
-                      given.string() + ": a directory that is not a Maildir (no cur/ or new/)");
+    if (!isMaildir(path)) {
+      listing.mFiles = messageFilesIn(path);
+      if (listing.mFiles.empty())
+        throw MailError(MailErrorKind::NotAFolder,
+                        given.string() + ": a directory that is neither a Maildir (no cur/ or "
+                                         "new/) nor a folder of message files (*.eml, *.msg)");
+      return listing;
+    }
     listing.mUriPrefix = std::string(kMessageUriPrefix) + mRoot.uriPathFor(path) + "#";
     listing.mMaildir = maildirIndex(path, true);
     return listing;
+  }
+  if (fs::path maildir = maildirOfMessageFile(path); !maildir.empty()) {
+    // Files of one folder are often named one after the other: list it again only when the
+    // index kept does not have this file.
+    for (bool relist : {false, true}) {
+      std::shared_ptr<const MaildirIndex> index = maildirIndex(maildir, relist);
+      std::optional<std::size_t> entry = index->find(maildirKeyOf(path.filename().string()));
+      if (entry && index->file(*entry) == path) {
+        listing.mPath = maildir;
+        listing.mUriPrefix = std::string(kMessageUriPrefix) + mRoot.uriPathFor(maildir) + "#";
+        listing.mMaildir = std::move(index);
+        listing.mOnlyEntry = entry;
+        return listing;
+      }
+    }
   }
 
   ReadOnlyFile file(path);

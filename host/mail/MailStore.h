@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,16 +44,27 @@ class MaildirIndex;
 // at one moment, each named only when asked for: a folder may hold tens of thousands.
 class FolderListing {
 public:
+  enum class Kind { Mbox, Maildir, MessageFile, MessageFiles };
+
+  Kind kind() const;
+  const std::filesystem::path& path() const { return mPath; }
   std::size_t size() const;
   MessageRef at(std::size_t i) const;
+  // The file that holds message i as listed: the mbox, the Maildir's message file, the message
+  // file.
+  std::filesystem::path fileAt(std::size_t i) const;
 
 private:
   friend class MailStore;
+  std::size_t maildirEntry(std::size_t i) const { return mOnlyEntry ? *mOnlyEntry : i; }
+
   std::filesystem::path mPath;
   std::string mUriPrefix; // the URI of a message up to its key
   std::shared_ptr<const MaildirIndex> mMaildir;
+  std::optional<std::size_t> mOnlyEntry; // one message file of the Maildir was named
   std::vector<std::uint64_t> mMboxKeys;
-  std::string mFileUri; // a message file: its one URI
+  std::string mFileUri;                      // a message file: its one URI
+  std::vector<std::filesystem::path> mFiles; // a folder of message files
 };
 
 // The local mail folders as seen through their URIs. Opens mail files read-only, always.
@@ -62,9 +74,11 @@ public:
 
   const MailRoot& root() const { return mRoot; }
 
-  // Every message of a folder (mbox file, Maildir folder) or the one message of a message
-  // file, in folder order. A regular file is a message file when it is named *.eml or *.msg,
-  // or when it is neither empty nor has a "From " separator line. Throws MailError.
+  // Every message of a folder (mbox file, Maildir folder, directory of *.eml or *.msg message
+  // files) or the one message of a message file, in folder order. A regular file is a message
+  // file when it is named *.eml or *.msg, or when it is neither empty nor has a "From "
+  // separator line; a file in a Maildir's cur/ or new/ is that Maildir's message (its URI is
+  // the folder's, so that a path printed for it names the same message). Throws MailError.
   std::vector<MessageRef> messagesIn(const std::filesystem::path& path) const;
   FolderListing list(const std::filesystem::path& path) const;
 

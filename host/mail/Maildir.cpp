@@ -20,7 +20,7 @@ constexpr const char* kSubdirs[] = {"cur", "new"};
 constexpr std::size_t kSubdirPrefix = 4; // "cur/" or "new/"
 
 std::string_view keyOf(std::string_view name) {
-  return name.substr(0, name.find(':'));
+  return maildirKeyOf(name);
 }
 
 MailError listError(const fs::path& dir, int error) {
@@ -114,6 +114,10 @@ std::optional<std::size_t> MaildirIndex::find(std::string_view wanted) const {
   if (it == mEntries.end() || keyOf(mNames.c_str() + *it + kSubdirPrefix) != wanted)
     return std::nullopt;
   return static_cast<std::size_t>(it - mEntries.begin());
+}
+
+std::string_view maildirKeyOf(std::string_view fileName) {
+  return fileName.substr(0, fileName.find(':'));
 }
 
 void checkMaildirKey(std::string_view key) {

@@ -38,6 +38,9 @@ private:
   std::vector<std::uint32_t> mEntries; // where each name starts in mNames, in key order
 };
 
+// A message file's key: its name up to the first ':'.
+std::string_view maildirKeyOf(std::string_view fileName);
+
 // Throws MailError(BadUri) for a key that cannot name a file of the folder.
 void checkMaildirKey(std::string_view key);
 

@@ -44,10 +44,10 @@ TEST_F(Batches, AnMboxOfFourIsReportedInOrderEachMessageOnceThroughOneListener) 
   ProcessRun run = mailhost({"classify", inbox.string()});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(linesOf(run.out), (std::vector<std::string>{
-                                  "good  " + folderUri(inbox, keys[0]),
-                                  "junk  " + folderUri(inbox, keys[1]),
-                                  "good  " + folderUri(inbox, keys[2]),
-                                  "junk  " + folderUri(inbox, keys[3]),
+                                  "good\t" + folderUri(inbox, keys[0]) + "\t" + inbox.string(),
+                                  "junk\t" + folderUri(inbox, keys[1]) + "\t" + inbox.string(),
+                                  "good\t" + folderUri(inbox, keys[2]) + "\t" + inbox.string(),
+                                  "junk\t" + folderUri(inbox, keys[3]) + "\t" + inbox.string(),
                                   "4 messages: 2 junk, 2 good, 0 not classified",
                               }));
   EXPECT_EQ(messagesReceived(), sent);

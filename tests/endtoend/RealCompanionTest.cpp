@@ -58,8 +58,8 @@ TEST_F(RealCompanion, TrainedThroughThePlugInItTellsNewSpamFromNewHam) {
   ProcessRun classify = mailhost({"classify", fresh.string()}, environment);
   EXPECT_EQ(classify.exitCode, 0) << classify.err;
   EXPECT_EQ(linesOf(classify.out), (std::vector<std::string>{
-                                       "junk  " + folderUri(fresh, "0"),
-                                       "good  " + folderUri(fresh, hamKey),
+                                       "junk\t" + folderUri(fresh, "0") + "\t" + fresh.string(),
+                                       "good\t" + folderUri(fresh, hamKey) + "\t" + fresh.string(),
                                        "2 messages: 1 junk, 1 good, 0 not classified",
                                    }));
   EXPECT_TRUE(fs::exists(box.root / "quellbark-data")) << "the word list lives in the sandbox";

@@ -181,10 +181,11 @@ TEST_F(Verdicts, TheUsersVerdictsTrainTheCompanionAndAreStored) {
 
   ProcessRun junk = mailhost({"mark", "junk", uri0});
   EXPECT_EQ(junk.exitCode, 0) << junk.err;
-  EXPECT_EQ(junk.out, "junk  " + uri0 + "\n");
+  EXPECT_EQ(junk.out, "junk\t" + uri0 + "\t" + inbox.string() + "\n");
   ProcessRun good = mailhost({"mark", "good", inbox.string()});
   EXPECT_EQ(good.exitCode, 0) << good.err;
-  EXPECT_EQ(good.out, "good  " + uri0 + "\ngood  " + uri1 + "\n");
+  EXPECT_EQ(good.out, "good\t" + uri0 + "\t" + inbox.string() + "\ngood\t" + uri1 + "\t" +
+                          inbox.string() + "\n");
   EXPECT_EQ(good.err, "");
 
   // Marked so already: nothing is sent, unless asked for again.
