@@ -84,7 +84,7 @@ TEST_F(Verdicts, AMissingCompanionMeansUnverifiedAndOneNotice) {
 
   ProcessRun mark = mailhost({"mark", "junk", first});
   EXPECT_EQ(mark.exitCode, 3) << mark.err;
-  EXPECT_EQ(mark.out, "junk  " + first + "  (not learned)\n");
+  EXPECT_EQ(mark.out, "junk\t" + first + "\t" + inbox.string() + "\t(not learned)\n");
   EXPECT_EQ(linesOf(mark.err).back(),
             "mailhost: Quellbark did not learn the verdict on " + first +
                 ": Quellbark is not running and could not be launched (-600)");
@@ -125,7 +125,7 @@ TEST_F(Verdicts, AMissingCompanionMeansUnverifiedAndOneNotice) {
   installCompanion();
   ProcessRun again = mailhost({"mark", "junk", first});
   EXPECT_EQ(again.exitCode, 0) << again.err;
-  EXPECT_EQ(again.out, "junk  " + first + "\n");
+  EXPECT_EQ(again.out, "junk\t" + first + "\t" + inbox.string() + "\n");
   EXPECT_EQ(Json::parse(mailhost({"list", "--json"}).out)[0]["trained"], true);
 
   std::vector<Json> notices = sandbox::readJsonLines(box.notices);
@@ -191,11 +191,11 @@ TEST_F(Verdicts, TheUsersVerdictsTrainTheCompanionAndAreStored) {
   // Marked so already: nothing is sent, unless asked for again.
   ProcessRun twice = mailhost({"mark", "good", inbox.string()});
   EXPECT_EQ(twice.exitCode, 0) << twice.err;
-  EXPECT_EQ(twice.out,
-            "good  " + uri0 + "  (already marked)\ngood  " + uri1 + "  (already marked)\n");
+  EXPECT_EQ(twice.out, "good\t" + uri0 + "\t" + inbox.string() + "\t(already marked)\ngood\t" +
+                           uri1 + "\t" + inbox.string() + "\t(already marked)\n");
   ProcessRun again = mailhost({"mark", "good", "--again", uri1});
   EXPECT_EQ(again.exitCode, 0) << again.err;
-  EXPECT_EQ(again.out, "good  " + uri1 + "\n");
+  EXPECT_EQ(again.out, "good\t" + uri1 + "\t" + inbox.string() + "\n");
 
   std::vector<Json> received = events();
   ASSERT_EQ(received.size(), 4u);
@@ -219,8 +219,9 @@ TEST_F(Verdicts, TheUsersVerdictsTrainTheCompanionAndAreStored) {
   // The user's verdicts win over the plug-in's unless asked otherwise.
   ProcessRun kept = mailhost({"classify", inbox.string()});
   EXPECT_EQ(kept.exitCode, 0) << kept.err;
-  EXPECT_EQ(kept.out, "good  " + uri0 + "  (yours)\ngood  " + uri1 +
-                          "  (yours)\n2 messages: 0 junk, 2 good, 0 not classified\n");
+  EXPECT_EQ(kept.out, "good\t" + uri0 + "\t" + inbox.string() + "\t(yours)\ngood\t" + uri1 + "\t" +
+                          inbox.string() +
+                          "\t(yours)\n2 messages: 0 junk, 2 good, 0 not classified\n");
   EXPECT_EQ(events().size(), 4u) << "nothing sent";
   ProcessRun replaced = mailhost({"classify", "--reclassify", "--json", inbox.string()});
   EXPECT_EQ(replaced.exitCode, 0) << replaced.err;
