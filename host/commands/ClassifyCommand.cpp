@@ -2,6 +2,7 @@
 
 #include "ClassifyProgress.h"
 #include "ClassifyRun.h"
+#include "CommandOutput.h"
 #include "JunkMailCommand.h"
 
 #include <nlohmann/json.hpp>
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <optional>
 #include <ostream>
+#include <unistd.h>
 
 namespace mailhost {
 
@@ -83,23 +85,25 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
   return runWithJunkMailPlugin(
       session, options.mailRoot,
       [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
-        ClassifyProgress progress(stderr);
+        ClassifyProgress progress(stderr, STDOUT_FILENO);
         ClassifyRun run(plugin, mail, store);
-        // Lines are flushed batch by batch and before the bar is drawn, not one by one.
+        // Lines are flushed batch by batch and before the bar is drawn, not one by one. Output
+        // that cannot be written ends the run after the batch (checkOutput throws).
         if (!options.json) {
           run.onResult([&](const ClassifyOutcome& outcome) {
-            progress.clear();
+            progress.makeRoomForOutput();
             out << verdictName(outcome.verdict) << "  " << outcome.uri << '\n';
           });
-          run.onBatch([&](const std::vector<ClassifyOutcome>&) { out.flush(); });
+          run.onBatch([&](const std::vector<ClassifyOutcome>&) { checkOutput(out); });
         }
         std::optional<JsonReportWriter> json;
         if (options.json) {
           json.emplace(out);
           run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
-            progress.clear();
+            progress.makeRoomForOutput();
             for (const ClassifyOutcome& outcome : batch)
               json->add(outcome);
+            checkOutput(out);
           });
         }
         run.onProgress([&](std::size_t done, std::size_t total) {

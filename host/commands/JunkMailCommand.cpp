@@ -2,6 +2,7 @@
 
 #include "ClassificationListener.h"
 #include "ClassifyRun.h"
+#include "CommandOutput.h"
 #include "runtime/HostError.h"
 #include "runtime/HostSession.h"
 
@@ -24,6 +25,8 @@ int runWithJunkMailPlugin(HostSession& session, const std::string& mailRoot,
     JunkStore store(junkStorePath(session.options().profileDirectory));
     MailServices mail{MailRoot(mailRoot)};
     return body(plugin, mail, store);
+  } catch (const OutputError&) {
+    throw; // the output, not the command, failed: reported as such
   } catch (const std::exception& error) {
     throw HostError(error.what());
   }
