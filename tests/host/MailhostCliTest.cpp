@@ -121,7 +121,6 @@ TEST_F(MailhostCli, EachBadUsageIsOneLineWithAPointerToHelpAndExitTwo) {
       {{"--profile", "p", "frob", "info"},
        "mailhost: unknown command \"frob\"; see mailhost --help\n"},
       {{"--no-such-option", "info"}, "mailhost: ..."},
-      {{"info", "extra"}, "mailhost: ..."},
       {{"classify"}, "mailhost: paths is required; see mailhost classify --help\n"},
       {{"mark", "maybe", "x"},
        "mailhost: verdict: maybe not in {junk,good}; see mailhost mark --help\n"},
