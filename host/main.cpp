@@ -98,6 +98,8 @@ int main(int argc, char** argv) {
   CLI::App* mark = mailhost::addMarkCommand(app, markOptions);
   mailhost::ListOptions listOptions;
   CLI::App* list = mailhost::addListCommand(app, listOptions);
+  for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; }))
+    command->footer("The global options (--profile, --plugin) may follow the command too.");
 
   int status = kBadUsage;
   try {
