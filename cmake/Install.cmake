@@ -4,6 +4,8 @@
 #   <prefix>/bin/mailhost
 #   <prefix>/lib/QuellbarkPlugIn.so, libCoreFoundation.so, libCoreServices.so, libxpcom.so
 #   <QB_APP_DIR>/Quellbark.app/Contents/{Info.plist,PkgInfo,MacOS/Quellbark}
+#   <prefix>/share/man/man1/mailhost.1, Quellbark.1
+#   <prefix>/share/bash-completion/completions/mailhost
 #
 # The host finds its libraries and the bundle beside itself ($ORIGIN/../lib), so the prefix can
 # be anywhere. The application's folder is chosen apart from the prefix, so its executable
@@ -29,8 +31,17 @@ foreach(library ${qb_installed_libraries})
   endif()
 endforeach()
 
+# The manual pages carry the project's version; the build tree has them in man/man1.
+foreach(page mailhost Quellbark)
+  configure_file(${PROJECT_SOURCE_DIR}/docs/man/${page}.1 ${CMAKE_BINARY_DIR}/man/man1/${page}.1
+                 @ONLY)
+endforeach()
+
 if(TARGET mailhost)
   install(TARGETS mailhost RUNTIME DESTINATION bin)
+  install(FILES ${CMAKE_BINARY_DIR}/man/man1/mailhost.1 DESTINATION share/man/man1)
+  install(FILES ${PROJECT_SOURCE_DIR}/host/completion/mailhost.bash
+          DESTINATION share/bash-completion/completions RENAME mailhost)
 endif()
 
 if(TARGET quellbark-app)
@@ -40,4 +51,5 @@ if(TARGET quellbark-app)
                 ${CMAKE_BINARY_DIR}/Quellbark.app/Contents/PkgInfo
           DESTINATION ${qb_app})
   install(TARGETS quellbark-app RUNTIME DESTINATION ${qb_app}/MacOS)
+  install(FILES ${CMAKE_BINARY_DIR}/man/man1/Quellbark.1 DESTINATION share/man/man1)
 endif()

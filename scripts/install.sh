@@ -30,7 +30,8 @@ install)
   [[ -n $prefix && -n $appdir ]] || { echo "install: $build is not configured" >&2; exit 1; }
   # Every folder on the way to a destination that is missing now is made by this install.
   created=()
-  for leaf in "$prefix/bin" "$prefix/lib" "$appdir/Quellbark.app/Contents/MacOS"; do
+  for leaf in "$prefix/bin" "$prefix/lib" "$prefix/share/man/man1" \
+    "$prefix/share/bash-completion/completions" "$appdir/Quellbark.app/Contents/MacOS"; do
     dir=$destdir$leaf
     while [[ ! -e $dir && $dir != "$destdir" && $dir != / ]]; do
       created+=("$dir")

@@ -2,6 +2,7 @@
 
 #include "ClassifyProgress.h"
 #include "ClassifyRun.h"
+#include "CommandOutput.h"
 #include "JunkMailCommand.h"
 #include "JunkMover.h"
 #include "MailError.h"
@@ -15,6 +16,7 @@
 #include <optional>
 #include <ostream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace mailhost {
 
@@ -191,7 +193,7 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
   return runWithJunkMailPlugin(
       session, options.mailRoot,
       [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
-        ClassifyProgress progress(stderr);
+        ClassifyProgress progress(stderr, STDOUT_FILENO);
         ClassifyRun run(plugin, mail, store);
         run.reclassify(options.reclassify);
         std::optional<JunkMover> mover;
@@ -218,7 +220,7 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
         // flushed before the bar is drawn.
         if (!options.json) {
           run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
-            progress.clear();
+            progress.makeRoomForOutput();
             for (const ClassifyOutcome& outcome : batch) {
               // A fourth field is where the message went (a path), or a note in parentheses.
               std::string path = outcome.path.string(), movedTo = outcome.movedTo.string();
@@ -229,16 +231,17 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
                           : outputLine({verdictName(outcome.verdict), outcome.uri, path, movedTo}))
                   << '\n';
             }
-            out.flush();
+            checkOutput(out); // output that cannot be written ends the run here
           });
         }
         std::optional<JsonReportWriter> json;
         if (options.json) {
           json.emplace(out);
           run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
-            progress.clear();
+            progress.makeRoomForOutput();
             for (const ClassifyOutcome& outcome : batch)
               json->add(outcome);
+            checkOutput(out);
           });
         }
         run.onProgress([&](std::size_t done, std::size_t total) {

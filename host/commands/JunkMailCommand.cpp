@@ -2,6 +2,7 @@
 
 #include "ClassificationListener.h"
 #include "ClassifyRun.h"
+#include "CommandOutput.h"
 #include "MailRoot.h"
 #include "Maildir.h"
 #include "MaildirTree.h"
@@ -77,6 +78,8 @@ int runWithJunkMailPlugin(HostSession& session, const std::string& mailRoot,
     JunkStore store(junkStorePath(session.options().profileDirectory));
     MailServices mail{MailRoot(mailRoot)};
     return body(plugin, mail, store);
+  } catch (const OutputError&) {
+    throw; // the output, not the command, failed: reported as such
   } catch (const std::exception& error) {
     throw HostError(error.what());
   }

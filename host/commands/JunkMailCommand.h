@@ -23,7 +23,7 @@ using JunkMailBody =
 // Calls body with the registered junk-mail plug-in, the profile's junk store and the mail
 // services under mailRoot, and returns its exit status. Throws HostError when no plug-in is
 // registered, and turns any other failure (opening the store or the mail services, or one
-// thrown by body) into a HostError as well.
+// thrown by body) into a HostError as well, except an OutputError, which passes as it is.
 int runWithJunkMailPlugin(HostSession& session, const std::string& mailRoot,
                           const JunkMailBody& body);
 

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <signal.h>
 #include <utility>
 
 namespace mailhost {
@@ -31,7 +32,12 @@ using GString_ = std::unique_ptr<char, GFree>;
 
 GMimeParserOptions* parserOptions() {
   static GMimeParserOptions* options = [] {
+    // GMime's crypto back end ignores SIGPIPE for the whole process as it starts. The host does
+    // no crypto, and a closed output pipe must end it as it ends any other program.
+    struct sigaction pipeAction {};
+    ::sigaction(SIGPIPE, nullptr, &pipeAction);
     g_mime_init();
+    ::sigaction(SIGPIPE, &pipeAction, nullptr);
     GMimeParserOptions* o = g_mime_parser_options_new();
     // Raw 8-bit header text: UTF-8 when it is valid, else Latin-1.
     const char* fallback[] = {"UTF-8", "ISO-8859-1", nullptr};

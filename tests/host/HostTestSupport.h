@@ -74,9 +74,11 @@ struct ProcessResult {
   std::string err;
 };
 
-// Runs a program to completion with stdout and stderr captured in files of scratch.
-inline ProcessResult runProcess(const std::vector<std::string>& args, const TempDir& scratch) {
-  std::string outPath = scratch / "stdout.txt";
+// Runs a program to completion with stdout and stderr captured in files of scratch (stdout in
+// stdoutPath instead when one is given).
+inline ProcessResult runProcess(const std::vector<std::string>& args, const TempDir& scratch,
+                                const std::string& stdoutPath = {}) {
+  std::string outPath = stdoutPath.empty() ? scratch / "stdout.txt" : stdoutPath;
   std::string errPath = scratch / "stderr.txt";
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -97,7 +99,7 @@ inline ProcessResult runProcess(const std::vector<std::string>& args, const Temp
   waitpid(pid, &status, 0);
   ProcessResult result;
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  result.out = readFile(outPath);
+  result.out = stdoutPath.empty() ? readFile(outPath) : "";
   result.err = readFile(errPath);
   return result;
 }

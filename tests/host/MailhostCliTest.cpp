@@ -2,6 +2,7 @@
 #include "HostTestSupport.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -109,11 +110,69 @@ TEST_F(MailhostCli, EachBadStartIsOneClearLineAndExitOne) {
   }
 }
 
-TEST_F(MailhostCli, UsageErrorsExitTwoAndHelpExitsZero) {
-  EXPECT_EQ(run({}).exitCode, 2) << "a subcommand is required";
-  EXPECT_EQ(run({"--no-such-option", "info"}).exitCode, 2);
-  EXPECT_EQ(run({"frobnicate"}).exitCode, 2);
-  EXPECT_EQ(run({"--help"}).exitCode, 0);
+TEST_F(MailhostCli, EachBadUsageIsOneLineWithAPointerToHelpAndExitTwo) {
+  struct Usage {
+    std::vector<std::string> args;
+    std::string line; // the whole line, or its start when it ends in "..."
+  };
+  const Usage cases[] = {
+      {{}, "mailhost: a command is required (info, classify, mark, list); see mailhost --help\n"},
+      {{"frob"}, "mailhost: unknown command \"frob\"; see mailhost --help\n"},
+      {{"--profile", "p", "frob", "info"},
+       "mailhost: unknown command \"frob\"; see mailhost --help\n"},
+      {{"--no-such-option", "info"}, "mailhost: ..."},
+      {{"classify"}, "mailhost: paths is required; see mailhost classify --help\n"},
+      {{"mark", "maybe", "x"},
+       "mailhost: verdict: maybe not in {junk,good}; see mailhost mark --help\n"},
+      {{"list", "--profile"}, "mailhost: ..."},
+  };
+  for (const Usage& usage : cases) {
+    SCOPED_TRACE(testing::PrintToString(usage.args));
+    auto result = run(usage.args);
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.out, "");
+    if (usage.line.ends_with("...")) {
+      EXPECT_EQ(result.err.rfind(usage.line.substr(0, usage.line.size() - 3), 0), 0u) << result.err;
+      EXPECT_TRUE(result.err.ends_with(" --help\n")) << result.err;
+      EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    } else {
+      EXPECT_EQ(result.err, usage.line);
+    }
+  }
+}
+
+TEST_F(MailhostCli, VersionAndHelpAnswerBeforeOrAfterTheCommand) {
+  for (std::vector<std::string> args :
+       {std::vector<std::string>{"--version"}, {"info", "--version"}}) {
+    auto result = run(args);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.out, "mailhost " MAILHOST_VERSION "\n");
+  }
+  auto help = run({"classify", "--help"});
+  EXPECT_EQ(help.exitCode, 0);
+  EXPECT_NE(help.out.find("--mail-root"), std::string::npos) << help.out;
+}
+
+TEST_F(MailhostCli, GlobalOptionsMayFollowTheCommand) {
+  auto result = run({"info", "--profile", profile(), "--plugin", testsupport::bundlePath()});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.out.find("Profile:        " + profile() + "\n"), std::string::npos)
+      << result.out;
+  EXPECT_TRUE(std::filesystem::is_directory(profile()));
+}
+
+TEST_F(MailhostCli, OutputThatCannotBeWrittenFailsWithOneLine) {
+  for (std::vector<std::string> args :
+       {std::vector<std::string>{"--profile", profile(), "info"}, {"--help"}}) {
+    auto result = testsupport::runProcess(
+        [&] {
+          args.insert(args.begin(), MAILHOST_PATH);
+          return args;
+        }(),
+        mScratch, "/dev/full");
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, "mailhost: cannot write the output: No space left on device\n");
+  }
 }
 
 } // namespace

@@ -44,9 +44,12 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
   ASSERT_EQ(install.status, 0) << install.out;
 
   fs::path app = apps() / "Quellbark.app/Contents";
-  for (fs::path file : {prefix() / "bin/mailhost", prefix() / "lib/QuellbarkPlugIn.so",
-                        prefix() / "lib/libCoreFoundation.so", prefix() / "lib/libCoreServices.so",
-                        prefix() / "lib/libxpcom.so", app / "Info.plist", app / "MacOS/Quellbark"})
+  for (fs::path file :
+       {prefix() / "bin/mailhost", prefix() / "lib/QuellbarkPlugIn.so",
+        prefix() / "lib/libCoreFoundation.so", prefix() / "lib/libCoreServices.so",
+        prefix() / "lib/libxpcom.so", app / "Info.plist", app / "MacOS/Quellbark",
+        prefix() / "share/man/man1/mailhost.1", prefix() / "share/man/man1/Quellbark.1",
+        prefix() / "share/bash-completion/completions/mailhost"})
     EXPECT_TRUE(fs::is_regular_file(file)) << file;
   EXPECT_EQ(readFile(app / "PkgInfo"), "APPLQbrk");
 
