@@ -1,6 +1,7 @@
 // mailhost: a small mail host that loads junk-mail plug-in bundles as the real host does.
 // Exit status: 0 done, 1 the command failed (one line on stderr says why), 2 bad usage.
 #include "commands/ClassifyCommand.h"
+#include "commands/FilterCommand.h"
 #include "commands/InfoCommand.h"
 #include "commands/ListCommand.h"
 #include "commands/MarkCommand.h"
@@ -44,6 +45,8 @@ int main(int argc, char** argv) {
   CLI::App* mark = mailhost::addMarkCommand(app, markOptions);
   mailhost::ListOptions listOptions;
   CLI::App* list = mailhost::addListCommand(app, listOptions);
+  mailhost::FilterOptions filterOptions;
+  CLI::App* filter = mailhost::addFilterCommand(app, filterOptions);
 
   try {
     app.parse(argc, argv);
@@ -51,6 +54,8 @@ int main(int argc, char** argv) {
     return app.exit(e) == 0 ? 0 : 2;
   }
 
+  if (filter->parsed()) // starts its own session: any failure is a temporary one for mail delivery
+    return mailhost::runFilterCommand(options, filterOptions, 0, 1, std::cerr);
   if (list->parsed()) // the stored statuses need neither the runtime nor the plug-in
     return mailhost::runListCommand(options.profileDirectory, listOptions, std::cout, std::cerr);
   try {
