@@ -11,8 +11,10 @@
 #include "runtime/HostSession.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <string_view>
 #include <unistd.h>
 
 namespace {
@@ -21,7 +23,11 @@ namespace {
 // message with hundreds of header fields leaves hundreds of KiB behind); plain malloc gives it
 // back. GLib reads G_SLICE while the libraries are loaded, before main, so the host starts
 // itself again with it set (and goes on as it is if that fails).
-void allocateSlicesWithMalloc(char** argv) {
+// The delivery filter handles one message and ends, so a second start would only cost it time (a
+// third of its run); a folder that happens to be called "filter" merely keeps the slices.
+void allocateSlicesWithMalloc(int argc, char** argv) {
+  if (std::find(argv + 1, argv + argc, std::string_view("filter")) != argv + argc)
+    return;
   if (std::getenv("G_SLICE") || ::setenv("G_SLICE", "always-malloc", 0) != 0)
     return;
   ::execv("/proc/self/exe", argv);
@@ -30,7 +36,7 @@ void allocateSlicesWithMalloc(char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-  allocateSlicesWithMalloc(argv);
+  allocateSlicesWithMalloc(argc, argv);
   mailhost::HostOptions options{mailhost::defaultProfileDirectory(), mailhost::defaultPluginPath()};
   CLI::App app{"A mail host that loads junk-mail plug-in bundles.", "mailhost"};
   app.add_option("--profile", options.profileDirectory,
