@@ -22,6 +22,9 @@ struct Case {
   std::string in;
   std::string out;
 };
+void PrintTo(const Case& c, std::ostream* os) {
+  *os << c.name;
+}
 
 class VerdictHeaderTest : public testing::TestWithParam<Case> {};
 
