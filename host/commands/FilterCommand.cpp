@@ -10,11 +10,14 @@
 
 #include <nsServiceManagerUtils.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <ostream>
+#include <string>
 #include <unistd.h>
 
 namespace mailhost {
@@ -46,8 +49,7 @@ std::string readMessage(int in) {
       break;
     length += static_cast<std::size_t>(got);
   }
-  message.resize(length);
-  message.shrink_to_fit();
+  message.resize(length); // the spare capacity stays: giving it back would copy the message
   return message;
 }
 
