@@ -7,11 +7,14 @@
 #   - agreement: the plug-in's verdicts against bogofilter's own (spamicity * 100 below 50 is good);
 #   - the ceiling of the plug-in's protocol: the same files sent to Quellbark by bench/quellbark_rate,
 #     one Apple Event per message as the plug-in sends it, without the host;
+#   - the delivery filter (`mailhost filter`), one process per message as a delivery agent runs
+#     it, against bogofilter's own one-process-per-message pass-through (-p -e) on the same
+#     BENCH_FILTER_COUNT (300) held-out messages, spread over the held-out set;
 #   - memory: the host's peak resident size classifying 1,000 and 10,000 messages;
 #   - the Apple Event round trip (bench/ae_roundtrip).
 # Everything lives under <build>/bench, with its own profile, preferences, runtime folder and
 # word list, made afresh each run. Environment: QB_BUILD (build/default), BENCH_REPS (3),
-# BENCH_MEMORY_COUNTS ("1000 10000").
+# BENCH_MEMORY_COUNTS ("1000 10000"), BENCH_FILTER_COUNT (300).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/lib/isolated-user.sh
@@ -20,6 +23,7 @@ build=${QB_BUILD:-build/default}
 work=$root/$build/bench
 reps=${BENCH_REPS:-3}
 memory_counts=${BENCH_MEMORY_COUNTS:-1000 10000}
+filter_count=${BENCH_FILTER_COUNT:-300}
 mailhost=$root/$build/bin/mailhost
 plugin=$root/$build/lib/QuellbarkPlugIn.so
 app=$root/$build/Quellbark.app
@@ -126,6 +130,26 @@ fi
 
 agreement=$(node scripts/corpus.mjs agreement "$work/out/classify-1.json" "$work/out/bogofilter-1.txt")
 
+log "bench: delivery filter, one process per message"
+# Every k-th held-out file, so that spam and ham are both in.
+awk -v step="$((heldout > filter_count ? heldout / filter_count : 1))" 'NR % step == 0' \
+  "$work/out/heldout-files.txt" | head -n "$filter_count" >"$work/out/filter-files.txt"
+filter_messages=$(wc -l <"$work/out/filter-files.txt")
+filter_failed=0
+# Each file through both, one after the other, so that both see the same load; the times are
+# taken in the shell itself ($EPOCHREALTIME), which costs no process.
+while read -r file; do
+  t0=$EPOCHREALTIME
+  "${host[@]}" filter <"$file" >/dev/null 2>>"$work/out/filter.err" || filter_failed=$((filter_failed + 1))
+  t1=$EPOCHREALTIME
+  bogofilter -C -d "$QUELLBARK_DATA_DIR" -p -e <"$file" >/dev/null || true
+  echo "$t0 $t1 $EPOCHREALTIME"
+done <"$work/out/filter-files.txt" >"$work/out/filter-times.txt"
+filter_wall=$(awk '{ s += $2 - $1 } END { printf "%.3f", s }' "$work/out/filter-times.txt")
+bf_each_wall=$(awk '{ s += $3 - $2 } END { printf "%.3f", s }' "$work/out/filter-times.txt")
+filter_rate=$(rate "$filter_messages" "$filter_wall")
+bf_each_rate=$(rate "$filter_messages" "$bf_each_wall")
+
 log "bench: memory"
 memory_rows=()
 # memory_row NAME LABEL FOLDER...: the host's peak resident size classifying the folders in one
@@ -171,6 +195,12 @@ log "bench: Apple Event round trip"
     "$(cpu_ms "$host_cpu")" "$(cpu_ms "$q_cpu")" "$(cpu_ms "$bf_cpu")"
   printf '| pipeline CPU / bogofilter CPU | %s |\n' "$(calc "$pipe_cpu / $bf_cpu" 1)"
   printf '| agreement with bogofilter (same word list) | %s |\n' "$agreement"
+  printf '| delivery filter, one process per message | %d messages in %s s, %s messages/s; %d failed |\n' \
+    "$filter_messages" "$filter_wall" "$filter_rate" "$filter_failed"
+  printf '| bogofilter -p -e, one process per message, same messages | %s s, %s messages/s |\n' \
+    "$bf_each_wall" "$bf_each_rate"
+  printf '| delivery filter rate / bogofilter per-message rate | %s%% |\n' \
+    "$(calc "100 * $filter_rate / $bf_each_rate" 1)"
   printf '| training through the plug-in | %d messages in %.1f s |\n' "$trained" "$train_seconds"
   printf '| bogofilter -s/-n -b training, same messages | %.1f s |\n' "$direct_train_seconds"
   printf '%s\n' "${memory_rows[@]}"

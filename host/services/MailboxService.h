@@ -2,12 +2,9 @@
 
 #include "EventLoop.h"
 #include "MailStore.h"
-#include "MessageDelivery.h"
+#include "MessageReadAhead.h"
+#include "MessageService.h"
 
-#include <nsIFactory.h>
-#include <nsIMsgMessageService.h>
-
-#include <deque>
 #include <memory>
 
 namespace mailhost {
@@ -17,17 +14,11 @@ inline constexpr const char* kMailboxServiceContractId =
 inline constexpr const char* kMailboxMessageServiceContractId =
     "@mozilla.org/messenger/messageservice;1?type=mailbox-message";
 
-// The local mail folders' message service. StreamMessage never calls the consumer itself: it
-// checks the URI's form, queues the delivery and returns; the deliveries run from the event
-// loop one after the other, so a delivery asked for from inside OnStopRequest starts (with its
-// OnStartRequest) only after that OnStopRequest has returned.
-//
-// StreamMessage fails at once (and nothing is delivered) for a URI that is not a local message
-// URI (NS_ERROR_FAILURE), a consumer that is no stream listener (NS_ERROR_NO_INTERFACE), and a
-// conversion other than "filter" (NS_ERROR_NOT_IMPLEMENTED). Everything that needs the mail
-// files (a missing folder or key, an unreadable or unparseable message) is found during the
-// delivery and ends it with OnStopRequest and a failure status.
-class MailboxService final : public nsIMsgMessageService {
+// The local mail folders' message service: the messages of mbox files, Maildir folders and
+// message files, named by the URIs the mail store gives them. A URI that is not a local message
+// URI is refused at once; a missing folder or key, an unreadable file or bytes that are no
+// message end the delivery (see MessageService).
+class MailboxService final : public MessageService {
 public:
   MailboxService(EventLoop& loop, MailStore store, DeliveryFailureReporter reportFailure = {});
 
@@ -36,51 +27,12 @@ public:
   void setReadAhead(std::shared_ptr<MessageReadAhead> readAhead) {
     mReadAhead = std::move(readAhead);
   }
-  std::size_t queuedDeliveries() const { return mQueue.size() + (mActive ? 1 : 0); }
-
-  NS_DECL_ISUPPORTS
-  NS_IMETHOD CopyMessage(const char* aSrcURI, nsIStreamListener* aCopyListener, PRBool aMoveMessage,
-                         nsIUrlListener* aUrlListener, nsIMsgWindow* aMsgWindow,
-                         nsIURI** aURL) override;
-  NS_IMETHOD CopyMessages(nsMsgKeyArray* keys, nsIMsgFolder* srcFolder,
-                          nsIStreamListener* aCopyListener, PRBool aMoveMessage,
-                          nsIUrlListener* aUrlListener, nsIMsgWindow* aMsgWindow,
-                          nsIURI** aURL) override;
-  NS_IMETHOD DisplayMessage(const char* aMessageURI, nsISupports* aDisplayConsumer,
-                            nsIMsgWindow* aMsgWindow, nsIUrlListener* aUrlListener,
-                            const char* aCharsetOverride, nsIURI** aURL) override;
-  NS_IMETHOD OpenAttachment(const char* aContentType, const char* aFileName, const char* aUrl,
-                            const char* aMessageUri, nsISupports* aDisplayConsumer,
-                            nsIMsgWindow* aMsgWindow, nsIUrlListener* aUrlListener) override;
-  NS_IMETHOD SaveMessageToDisk(const char* aMessageURI, nsIFileSpec* aFile,
-                               PRBool aGenerateDummyEnvelope, nsIUrlListener* aUrlListener,
-                               nsIURI** aURL, PRBool canonicalLineEnding,
-                               nsIMsgWindow* aMsgWindow) override;
-  NS_IMETHOD GetUrlForUri(const char* aMessageURI, nsIURI** aURL,
-                          nsIMsgWindow* aMsgWindow) override;
-  NS_IMETHOD DisplayMessageForPrinting(const char* aMessageURI, nsISupports* aDisplayConsumer,
-                                       nsIMsgWindow* aMsgWindow, nsIUrlListener* aUrlListener,
-                                       nsIURI** aURL) override;
-  NS_IMETHOD Search(nsIMsgSearchSession* aSearchSession, nsIMsgWindow* aMsgWindow,
-                    nsIMsgFolder* aMsgFolder, const char* aSearchUri) override;
-  NS_IMETHOD StreamMessage(const char* aMessageURI, nsISupports* aConsumer,
-                           nsIMsgWindow* aMsgWindow, nsIUrlListener* aUrlListener,
-                           PRBool aConvertData, const char* aAdditionalHeader,
-                           nsIURI** _retval) override;
-  NS_IMETHOD MessageURIToMsgHdr(const char* uri, nsIMsgDBHdr** _retval) override;
 
 private:
-  ~MailboxService();
-  void schedule();
-  void pump();
+  ~MailboxService() override;
+  MessageSource source(std::string_view uri) override;
 
-  nsrefcnt mRefCount = 0;
-  EventLoop& mLoop;
   MailStore mStore;
-  DeliveryFailureReporter mReportFailure;
-  std::deque<std::unique_ptr<MessageDelivery>> mQueue;
-  std::unique_ptr<MessageDelivery> mActive;
-  bool mScheduled = false;
   std::shared_ptr<MessageReadAhead> mReadAhead;
 };
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <strings.h>
+#include <utility>
 
 namespace mailhost {
 
@@ -39,13 +40,11 @@ std::u16string utf16(const std::string& utf8) {
 
 } // namespace
 
-MessageDelivery::MessageDelivery(const MailStore& store, MessageRef message,
-                                 nsIStreamListener* listener, MessageChannel* channel,
-                                 nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure,
-                                 std::shared_ptr<MessageReadAhead> readAhead)
-    : mStore(store), mMessage(std::move(message)), mListener(listener), mChannel(channel),
-      mUrlListener(urlListener), mReportFailure(std::move(reportFailure)),
-      mReadAhead(std::move(readAhead)) {}
+MessageDelivery::MessageDelivery(MessageSource source, nsIStreamListener* listener,
+                                 MessageChannel* channel, nsIUrlListener* urlListener,
+                                 DeliveryFailureReporter reportFailure)
+    : mSource(std::move(source)), mListener(listener), mChannel(channel), mUrlListener(urlListener),
+      mReportFailure(std::move(reportFailure)) {}
 
 MessageDelivery::~MessageDelivery() = default;
 
@@ -85,16 +84,13 @@ void MessageDelivery::start() {
 
 void MessageDelivery::convert() {
   auto form = std::make_shared<FilterForm>();
-  std::optional<FilterForm> ready;
-  if (mReadAhead)
-    ready = mReadAhead->take(mMessage.uri);
-  mReadAhead = nullptr;
+  auto read = std::exchange(mSource.read, nullptr); // let what the reader holds go once done
   try {
-    *form = ready ? std::move(*ready) : toFilterForm(mStore.locate(mMessage));
+    *form = read();
   } catch (const MailError& error) {
     mChannel->fail(statusFor(error.kind()));
     if (mReportFailure)
-      mReportFailure(mMessage.uri, error.what());
+      mReportFailure(mSource.uri, error.what());
     mStage = Stage::Stop;
     return;
   }
@@ -125,12 +121,11 @@ void MessageDelivery::sendHeaders(FilterForm& form, nsIMsgHeaderSink* sink) {
   nsCOMPtr<nsIUTF8StringEnumerator> valueList = new StringEnumerator(std::move(values));
   sink->ProcessHeaders(nameList, valueList, newsgroups ? PR_TRUE : PR_FALSE);
 
-  std::string baseUrl = mStore.mailUrlFor(mMessage);
   for (const AttachmentInfo& attachment : form.attachments) {
-    std::string partUrl = baseUrl + "&part=" + attachment.partId;
+    std::string partUrl = mSource.mailUrl + "&part=" + attachment.partId;
     std::u16string name = utf16(attachment.displayName);
     sink->HandleAttachment(attachment.contentType.c_str(), partUrl.c_str(),
-                           reinterpret_cast<const PRUnichar*>(name.c_str()), mMessage.uri.c_str(),
+                           reinterpret_cast<const PRUnichar*>(name.c_str()), mSource.uri.c_str(),
                            PR_FALSE);
   }
   sink->OnEndAllAttachments();

@@ -2,9 +2,7 @@
 
 #include "BodyInputStream.h"
 #include "FilterForm.h"
-#include "MailStore.h"
 #include "MessageChannel.h"
-#include "MessageReadAhead.h"
 
 #include <nsIStreamListener.h>
 #include <nsIUrlListener.h>
@@ -18,12 +16,20 @@ namespace mailhost {
 // Told about every message that could not be delivered: its URI and why.
 using DeliveryFailureReporter = std::function<void(const std::string& uri, const std::string& why)>;
 
+// What a delivery streams, as its message service resolved it: the message's URI, the mail URL
+// its parts are named under ("<mailUrl>&part=<id>"), and how to read the message into filter
+// form (throws MailError when it cannot: a missing file, bytes that are no message).
+struct MessageSource {
+  std::string uri;
+  std::string mailUrl;
+  std::function<FilterForm()> read;
+};
+
 // The delivery of one message in filter form to a stream listener, in steps that the message
 // service runs from the event loop, one step per turn:
 //   1. OnStartRequest(channel, null)
-//   2. the message is read and converted (or its form taken from the read-ahead); if the mail URL
-//   has a header sink: ProcessHeaders
-//      once, HandleAttachment per attachment, OnEndAllAttachments, OnEndMsgHeaders(url)
+//   2. the message is read and converted; if the mail URL has a header sink: ProcessHeaders once,
+//   HandleAttachment per attachment, OnEndAllAttachments, OnEndMsgHeaders(url)
 //   3. OnDataAvailable per block of the body, until the listener has read all of it
 //   4. OnStopRequest(channel, null, status): NS_OK, the reason the message could not be read,
 //      or the listener's own failure or cancel.
@@ -31,10 +37,8 @@ class MessageDelivery {
 public:
   static constexpr std::size_t kBlockSize = 16 * 1024;
 
-  MessageDelivery(const MailStore& store, MessageRef message, nsIStreamListener* listener,
-                  MessageChannel* channel, nsIUrlListener* urlListener,
-                  DeliveryFailureReporter reportFailure,
-                  std::shared_ptr<MessageReadAhead> readAhead = nullptr);
+  MessageDelivery(MessageSource source, nsIStreamListener* listener, MessageChannel* channel,
+                  nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure);
   ~MessageDelivery();
 
   // Runs the next step; false once OnStopRequest has been delivered.
@@ -49,13 +53,11 @@ private:
   void sendBlock();
   void stop();
 
-  const MailStore& mStore;
-  MessageRef mMessage;
+  MessageSource mSource;
   nsCOMPtr<nsIStreamListener> mListener;
   nsCOMPtr<MessageChannel> mChannel;
   nsCOMPtr<nsIUrlListener> mUrlListener;
   DeliveryFailureReporter mReportFailure;
-  std::shared_ptr<MessageReadAhead> mReadAhead; // where the form may be ready
   nsCOMPtr<BodyInputStream> mBody;
   Stage mStage = Stage::Start;
 };

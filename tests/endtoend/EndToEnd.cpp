@@ -49,6 +49,12 @@ void EndToEndTest::installCompanion() {
   sandbox::makeCompanionBundle(box.applicationPath);
 }
 
+std::vector<std::string> EndToEndTest::installRealQuellbark() {
+  fs::copy(sandbox::buildDirectory() / "Quellbark.app", box.applicationPath / "Quellbark.app",
+           fs::copy_options::recursive);
+  return {"QUELLBARK_DATA_DIR=" + (box.root / "quellbark-data").string()};
+}
+
 void EndToEndTest::replies(std::initializer_list<std::string> lines) {
   std::ofstream script(box.script, std::ios::trunc);
   for (const std::string& line : lines)
@@ -91,6 +97,25 @@ std::vector<std::string> EndToEndTest::messagesReceived() const {
                            : std::string("<no Mess parameter in hex>"));
   }
   return messages;
+}
+
+const std::vector<std::string> kSpamWords = {
+    "viagra", "cheap", "pills", "casino",   "winner", "lottery", "prize",       "free",
+    "click",  "offer", "money", "discount", "rolex",  "bonus",   "unsubscribe", "urgent"};
+const std::vector<std::string> kHamWords = {
+    "meeting", "agenda", "project", "review", "quarterly", "report", "schedule",  "team",
+    "minutes", "budget", "draft",   "lunch",  "thursday",  "slides", "colleague", "notes"};
+
+std::string mboxOf(const std::vector<std::string>& words, int count, int first) {
+  std::string mbox;
+  for (int n = first; n < first + count; ++n) {
+    std::string body;
+    for (std::size_t w = 0; w < words.size() * 3; ++w)
+      body += words[(w * 7 + std::size_t(n)) % words.size()] + (w % 9 == 8 ? "\n" : " ");
+    mbox += "From x@example.org Mon Jan  1 00:00:00 2024\nSubject: " +
+            words[std::size_t(n) % words.size()] + " " + std::to_string(n) + "\n\n" + body + "\n\n";
+  }
+  return mbox;
 }
 
 std::string folderUri(const path& folder, const std::string& key) {

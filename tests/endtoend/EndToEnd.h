@@ -35,6 +35,9 @@ protected:
 
   // Quellbark in the folder Launch Services searches first.
   void installCompanion();
+  // The built Quellbark application there instead, with bogofilter and an empty word list of
+  // its own; returns the environment mailhost needs for it.
+  std::vector<std::string> installRealQuellbark();
   // How the companion answers: one line per event, the last one for every later event.
   void replies(std::initializer_list<std::string> lines);
   // Writes a file below the mail folder (folders made as needed) and returns its path.
@@ -52,6 +55,12 @@ protected:
   path profile;
   path mail;
 };
+
+// Words that make mail of one kind for a trained Quellbark.
+extern const std::vector<std::string> kSpamWords;
+extern const std::vector<std::string> kHamWords;
+// Messages of one kind, each a little different (numbered from `first`), as an mbox.
+std::string mboxOf(const std::vector<std::string>& words, int count, int first = 0);
 
 // A message URI as mailhost names a message of an mbox or Maildir below the root "/".
 std::string folderUri(const path& folder, const std::string& key);

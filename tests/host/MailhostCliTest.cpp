@@ -116,7 +116,9 @@ TEST_F(MailhostCli, EachBadUsageIsOneLineWithAPointerToHelpAndExitTwo) {
     std::string line; // the whole line, or its start when it ends in "..."
   };
   const Usage cases[] = {
-      {{}, "mailhost: a command is required (info, classify, mark, list); see mailhost --help\n"},
+      {{},
+       "mailhost: a command is required (info, classify, mark, list, filter); see mailhost "
+       "--help\n"},
       {{"frob"}, "mailhost: unknown command \"frob\"; see mailhost --help\n"},
       {{"--profile", "p", "frob", "info"},
        "mailhost: unknown command \"frob\"; see mailhost --help\n"},

@@ -1,0 +1,186 @@
+#include "MessageService.h"
+
+#include "MailError.h"
+#include "MailUrl.h"
+#include "RefCounting.h"
+
+#include <nsCOMPtr.h>
+#include <nsIComponentRegistrar.h>
+#include <nsXPCOM.h>
+
+#include <cstring>
+
+namespace mailhost {
+
+namespace {
+
+constexpr const char* kFilterConversion = "filter";
+
+// Hands out the one service object.
+class MessageServiceFactory final : public nsIFactory {
+public:
+  explicit MessageServiceFactory(MessageService* service) : mService(service) {}
+
+  NS_DECL_ISUPPORTS
+  NS_IMETHOD CreateInstance(nsISupports* aOuter, const nsIID& iid, void** result) override {
+    if (!result)
+      return NS_ERROR_NULL_POINTER;
+    *result = nullptr;
+    if (aOuter)
+      return NS_ERROR_NO_AGGREGATION;
+    return mService->QueryInterface(iid, result);
+  }
+  NS_IMETHOD LockFactory(PRBool) override { return NS_OK; }
+
+private:
+  ~MessageServiceFactory() = default;
+  nsrefcnt mRefCount = 0;
+  nsCOMPtr<MessageService> mService;
+};
+
+MAILHOST_IMPL_REFCOUNTING(MessageServiceFactory)
+
+NS_IMETHODIMP MessageServiceFactory::QueryInterface(REFNSIID aIID, void** aResult) {
+  return queryChain<MessageServiceFactory, nsISupports, nsIFactory>(this, aIID, aResult);
+}
+
+} // namespace
+
+MessageService::MessageService(EventLoop& loop, DeliveryFailureReporter reportFailure)
+    : mLoop(loop), mReportFailure(std::move(reportFailure)) {}
+
+MessageService::~MessageService() = default;
+
+MAILHOST_IMPL_REFCOUNTING(MessageService)
+
+NS_IMETHODIMP MessageService::QueryInterface(REFNSIID aIID, void** aResult) {
+  return queryChain<MessageService, nsISupports, nsIMsgMessageService>(this, aIID, aResult);
+}
+
+NS_IMETHODIMP MessageService::StreamMessage(const char* aMessageURI, nsISupports* aConsumer,
+                                            nsIMsgWindow* aMsgWindow, nsIUrlListener* aUrlListener,
+                                            PRBool /*aConvertData: the header decides, as in the
+                                                     mail code*/
+                                            ,
+                                            const char* aAdditionalHeader, nsIURI** _retval) {
+  if (!aMessageURI || !aConsumer)
+    return NS_ERROR_NULL_POINTER;
+  if (!aAdditionalHeader || std::strcmp(aAdditionalHeader, kFilterConversion) != 0)
+    return NS_ERROR_NOT_IMPLEMENTED;
+  nsCOMPtr<nsIStreamListener> listener;
+  nsresult rv = aConsumer->QueryInterface(NS_GET_IID(nsIStreamListener), getter_AddRefs(listener));
+  if (NS_FAILED(rv))
+    return NS_ERROR_NO_INTERFACE;
+
+  MessageSource message;
+  try {
+    message = source(aMessageURI);
+  } catch (const MailError& error) {
+    if (mReportFailure)
+      mReportFailure(aMessageURI, error.what());
+    return NS_ERROR_FAILURE;
+  }
+
+  nsCOMPtr<MailUrl> url = new MailUrl(message.mailUrl + "&header=" + aAdditionalHeader);
+  url->SetMsgWindow(aMsgWindow);
+  nsCOMPtr<MessageChannel> channel = new MessageChannel(url);
+  mQueue.push_back(std::make_unique<MessageDelivery>(std::move(message), listener, channel,
+                                                     aUrlListener, mReportFailure));
+  schedule();
+  if (_retval) {
+    *_retval = url.get();
+    url->AddRef();
+  }
+  return NS_OK;
+}
+
+void MessageService::schedule() {
+  if (mScheduled)
+    return;
+  mScheduled = true;
+  nsCOMPtr<MessageService> self(this); // pending work keeps the service alive
+  mLoop.post([self] { self->pump(); });
+}
+
+// One step of the current delivery per turn of the loop.
+void MessageService::pump() {
+  mScheduled = false;
+  if (!mActive) {
+    if (mQueue.empty())
+      return;
+    mActive = std::move(mQueue.front());
+    mQueue.pop_front();
+  }
+  bool more = mActive->step();
+  if (!more)
+    mActive.reset();
+  if (mActive || !mQueue.empty())
+    schedule();
+}
+
+NS_IMETHODIMP MessageService::CopyMessage(const char*, nsIStreamListener*, PRBool, nsIUrlListener*,
+                                          nsIMsgWindow*, nsIURI**) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+NS_IMETHODIMP MessageService::CopyMessages(nsMsgKeyArray*, nsIMsgFolder*, nsIStreamListener*,
+                                           PRBool, nsIUrlListener*, nsIMsgWindow*, nsIURI**) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+NS_IMETHODIMP MessageService::DisplayMessage(const char*, nsISupports*, nsIMsgWindow*,
+                                             nsIUrlListener*, const char*, nsIURI**) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+NS_IMETHODIMP MessageService::OpenAttachment(const char*, const char*, const char*, const char*,
+                                             nsISupports*, nsIMsgWindow*, nsIUrlListener*) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+NS_IMETHODIMP MessageService::SaveMessageToDisk(const char*, nsIFileSpec*, PRBool, nsIUrlListener*,
+                                                nsIURI**, PRBool, nsIMsgWindow*) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+NS_IMETHODIMP MessageService::GetUrlForUri(const char*, nsIURI**, nsIMsgWindow*) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+NS_IMETHODIMP MessageService::DisplayMessageForPrinting(const char*, nsISupports*, nsIMsgWindow*,
+                                                        nsIUrlListener*, nsIURI**) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+NS_IMETHODIMP MessageService::Search(nsIMsgSearchSession*, nsIMsgWindow*, nsIMsgFolder*,
+                                     const char*) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+NS_IMETHODIMP MessageService::MessageURIToMsgHdr(const char*, nsIMsgDBHdr**) {
+  return NS_ERROR_NOT_IMPLEMENTED;
+}
+
+nsresult registerMessageService(MessageService* service, const nsCID& classId,
+                                const char* className,
+                                std::initializer_list<const char*> contractIds,
+                                nsIFactory** registered) {
+  nsCOMPtr<nsIComponentRegistrar> registrar;
+  nsresult rv = NS_GetComponentRegistrar(getter_AddRefs(registrar));
+  if (NS_FAILED(rv))
+    return rv;
+  nsCOMPtr<nsIFactory> factory = new MessageServiceFactory(service);
+  bool first = true;
+  for (const char* contractId : contractIds) {
+    // The same class under every further contract ID.
+    rv = registrar->RegisterFactory(classId, className, contractId, first ? factory : nullptr);
+    if (NS_FAILED(rv))
+      return rv;
+    first = false;
+  }
+  if (registered) {
+    *registered = factory.get();
+    factory->AddRef();
+  }
+  return NS_OK;
+}
+
+nsresult unregisterMessageService(const nsCID& classId, nsIFactory* factory) {
+  nsCOMPtr<nsIComponentRegistrar> registrar;
+  nsresult rv = NS_GetComponentRegistrar(getter_AddRefs(registrar));
+  return NS_FAILED(rv) ? rv : registrar->UnregisterFactory(classId, factory);
+}
+
+} // namespace mailhost
