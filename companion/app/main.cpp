@@ -17,6 +17,7 @@
 #include <CLI/CLI.hpp>
 #include <Carbon/Carbon.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <string>
@@ -35,6 +36,27 @@ std::filesystem::path instanceLockFile(EngineConfig const& config) {
   return config.workRoot / "Quellbark.lock";
 }
 
+bool isRegistered(pid_t pid) {
+  ProcessSerialNumber process{0, kNoProcess};
+  while (GetNextProcess(&process) == noErr) {
+    pid_t registered = 0;
+    if (GetProcessPID(&process, &registered) == noErr && registered == pid) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Until the instance holding the lock has registered for Apple Events, or has gone, or as long
+// as Launch Services waits for a launched application at most.
+void waitUntilServing(pid_t holder) {
+  auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!isRegistered(holder) && ::kill(holder, 0) == 0 &&
+         std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
 int serve() {
   AppLog::start(defaultStateFolder());
   EngineConfig config = EngineConfig::fromEnvironment();
@@ -49,7 +71,9 @@ int serve() {
   case InstanceLock::Outcome::acquired:
     break;
   case InstanceLock::Outcome::heldElsewhere:
-    // As opening an application that is already open: nothing to do, and no failure.
+    // As opening an application that is already open: nothing to do, and no failure. Whoever
+    // launched this one finds the running one registered once this one has ended.
+    waitUntilServing(instance.holder());
     AppLog::line("already running (pid " + std::to_string(instance.holder()) + ")");
     return 0;
   case InstanceLock::Outcome::failed:

@@ -259,6 +259,8 @@ TEST_F(AppTest, ASecondInstanceNamesTheFirstAndBadUsageExitsWith2) {
   EXPECT_EQ(second.err, "Quellbark: already running (pid " + std::to_string(mApp) + ")\n");
   EXPECT_NE(runApp({"status"}).out.find("Running:   yes (pid " + std::to_string(mApp) + ")"),
             std::string::npos);
+  // Launched anew, it hands over to the running one, and the launch succeeds.
+  EXPECT_EQ(sandbox::launch(build() / "Quellbark.app", kLSLaunchNewInstance), noErr);
   EXPECT_EQ(sandbox::runningApps(), std::vector<pid_t>{mApp});
   stopApp();
   EXPECT_NE(runApp({"status"}).out.find("Running:   no"), std::string::npos);

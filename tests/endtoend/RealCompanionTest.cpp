@@ -85,6 +85,11 @@ TEST_F(RealCompanion, LaunchedItLogsToItsOwnFileAndAPipeOnTheHostEnds) {
   env.insert(env.end(), environment.begin(), environment.end());
   env.push_back("QUELLBARK_BOGOFILTER=" + (box.root / "no-such-bogofilter").string());
 
+  // A full log from earlier runs is moved aside before the first new line.
+  path log = box.home / ".local/state/Quellbark/Quellbark.log";
+  std::string earlier(1024 * 1024, 'x');
+  sandbox::writeFile(log, earlier, fs::perms::owner_read | fs::perms::owner_write);
+
   ProcessRun run = sandbox::runToEnd(command, env, box.root);
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_NE(run.out.find("1 messages"), std::string::npos) << run.out;
@@ -94,7 +99,7 @@ TEST_F(RealCompanion, LaunchedItLogsToItsOwnFileAndAPipeOnTheHostEnds) {
       registered.push_back(entry.path());
   EXPECT_EQ(registered.size(), 1u) << "Quellbark was launched and still runs";
 
-  path log = box.home / ".local/state/Quellbark/Quellbark.log";
+  EXPECT_EQ(sandbox::readFile(log.string() + ".1"), earlier);
   EXPECT_NE(sandbox::readFile(log).find("Quellbark: the spam engine (bogofilter) is missing"),
             std::string::npos);
   EXPECT_EQ(run.out.find("the spam engine"), std::string::npos) << run.out;
