@@ -54,11 +54,15 @@ protected:
   static fs::path build() { return std::getenv("QB_BUILD_DIR"); }
   static fs::path app() { return build() / "Quellbark.app/Contents/MacOS/Quellbark"; }
 
-  void startApp() {
+  pid_t spawnApp(std::string const& logName) {
     std::vector<std::string> environment;
     for (char** variable = environ; *variable; ++variable)
       environment.emplace_back(*variable);
-    mApp = sandbox::spawnProcess({app().string()}, environment, {}, mFolder.path() / "app.log");
+    return sandbox::spawnProcess({app().string()}, environment, {}, mFolder.path() / logName);
+  }
+
+  void startApp() {
+    mApp = spawnApp("app.log");
     ASSERT_TRUE(sandbox::waitUntilRegistered(mApp)) << appLog();
   }
 
@@ -274,6 +278,23 @@ TEST_F(AppTest, ASecondInstanceNamesTheFirstAndBadUsageExitsWith2) {
     EXPECT_TRUE(run.err.starts_with("Quellbark: ") && run.err.find('\n') + 1 == run.err.size())
         << run.err;
   }
+  // Two started at the same moment: one serves, the other names it and ends.
+  pid_t const pids[] = {spawnApp("first.log"), spawnApp("second.log")};
+  int status = -1, ended = -1;
+  ASSERT_TRUE(waitFor([&] {
+    if (ended >= 0)
+      return true;
+    for (int i : {0, 1})
+      if (::waitpid(pids[i], &status, WNOHANG) == pids[i])
+        return ended = i, true;
+    return false;
+  }));
+  mApp = pids[1 - ended];
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(sandbox::readFile(mFolder.path() / (ended == 0 ? "first.log" : "second.log")),
+            "Quellbark: already running (pid " + std::to_string(mApp) + ")\n");
+  EXPECT_EQ(sandbox::runningApps(), std::vector<pid_t>{mApp});
+
   ProgramRun const version = runApp({"--version"});
   EXPECT_EQ(version.exit.code, 0);
   EXPECT_TRUE(version.out.starts_with("Quellbark ")) << version.out;
