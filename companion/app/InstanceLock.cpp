@@ -34,7 +34,9 @@ InstanceLock::~InstanceLock() {
 }
 
 InstanceLock::Outcome InstanceLock::acquire() {
-  mFd = ::open(mFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (mFd < 0) {
+    mFd = ::open(mFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  }
   if (mFd < 0) {
     mError = "cannot open " + mFile.string() + ": " + std::strerror(errno);
     return Outcome::failed;

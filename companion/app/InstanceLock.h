@@ -19,6 +19,7 @@ public:
 
   enum class Outcome { acquired, heldElsewhere, failed };
   // On heldElsewhere, holder() is the running instance's pid; on failed, error() says why.
+  // May be tried again.
   Outcome acquire();
   pid_t holder() const { return mHolder; }
   std::string const& error() const { return mError; }

@@ -47,14 +47,21 @@ bool isRegistered(pid_t pid) {
   return false;
 }
 
-// Until the instance holding the lock has registered for Apple Events, or has gone, or as long
-// as Launch Services waits for a launched application at most.
-void waitUntilServing(pid_t holder) {
+// Whether the instance holding the lock comes to serve: true once it has registered for Apple
+// Events (or is still starting after as long as Launch Services waits for a launch), false when
+// it lets go of the lock first, ending without having served.
+bool waitUntilServing(pid_t holder, std::filesystem::path const& lockFile) {
   auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!isRegistered(holder) && ::kill(holder, 0) == 0 &&
-         std::chrono::steady_clock::now() < deadline) {
+  while (!isRegistered(holder)) {
+    if (InstanceLock::runningInstance(lockFile) != holder) {
+      return false;
+    }
+    if (std::chrono::steady_clock::now() >= deadline) {
+      return true;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
+  return true;
 }
 
 int serve() {
@@ -66,19 +73,24 @@ int serve() {
     return 1;
   }
   // Taken before registering, so two started at once cannot both serve.
-  InstanceLock instance(instanceLockFile(config));
-  switch (instance.acquire()) {
-  case InstanceLock::Outcome::acquired:
-    break;
-  case InstanceLock::Outcome::heldElsewhere:
+  std::filesystem::path const lockFile = instanceLockFile(config);
+  InstanceLock instance(lockFile);
+  for (;;) {
+    InstanceLock::Outcome const outcome = instance.acquire();
+    if (outcome == InstanceLock::Outcome::acquired) {
+      break;
+    }
+    if (outcome == InstanceLock::Outcome::failed) {
+      AppLog::line(instance.error());
+      return 1;
+    }
     // As opening an application that is already open: nothing to do, and no failure. Whoever
-    // launched this one finds the running one registered once this one has ended.
-    waitUntilServing(instance.holder());
-    AppLog::line("already running (pid " + std::to_string(instance.holder()) + ")");
-    return 0;
-  case InstanceLock::Outcome::failed:
-    AppLog::line(instance.error());
-    return 1;
+    // launched this one finds the running one registered once this one has ended. One that
+    // was quitting lets go of the lock, and this one serves instead.
+    if (waitUntilServing(instance.holder(), lockFile)) {
+      AppLog::line("already running (pid " + std::to_string(instance.holder()) + ")");
+      return 0;
+    }
   }
   Engine engine(config);
   CompanionServer server(engine);
