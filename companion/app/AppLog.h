@@ -13,7 +13,7 @@ namespace quellbark {
 // limit; standard error is then pointed at that file too, so nothing written there is lost.
 class AppLog {
 public:
-  static constexpr std::uintmax_t kRotateSize = 1024 * 1024;
+  static constexpr std::uintmax_t kRotateSize = std::uintmax_t{1} << 20; // 1 MiB
 
   // Decides the destination once, at start-up; a log file that cannot be opened leaves
   // standard error as it is.
