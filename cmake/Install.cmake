@@ -2,10 +2,12 @@
 # Quellbark application bundle in an Applications folder where Launch Services looks for it.
 #
 #   <prefix>/bin/mailhost
+#   <prefix>/bin/Quellbark        a symbolic link to the application's executable
 #   <prefix>/lib/QuellbarkPlugIn.so, libCoreFoundation.so, libCoreServices.so, libxpcom.so
 #   <QB_APP_DIR>/Quellbark.app/Contents/{Info.plist,PkgInfo,MacOS/Quellbark}
 #   <prefix>/share/man/man1/mailhost.1, Quellbark.1
 #   <prefix>/share/bash-completion/completions/mailhost
+#   <unit folder>/quellbark.service  the systemd user unit (below)
 #
 # The host finds its libraries and the bundle beside itself ($ORIGIN/../lib), so the prefix can
 # be anywhere. The application's folder is chosen apart from the prefix, so its executable
@@ -21,6 +23,20 @@ else()
 endif()
 set(QB_APP_DIR "${qb_default_app_dir}" CACHE PATH
     "Folder that receives Quellbark.app (searched by Launch Services: ~/Applications, /Applications)")
+
+# Where systemd --user looks for units: for the user's own prefix (~/.local) the user's data
+# folder (~/.local/share/systemd/user), otherwise the prefix's lib/systemd/user (read by
+# systemd for /usr and /usr/local). Chosen anew for each prefix unless set.
+set(QB_SYSTEMD_USER_DIR "" CACHE PATH
+    "Folder that receives the systemd user unit quellbark.service (empty: from the prefix)")
+if(QB_SYSTEMD_USER_DIR)
+  set(qb_unit_dir "${QB_SYSTEMD_USER_DIR}")
+elseif(DEFINED ENV{HOME} AND CMAKE_INSTALL_PREFIX STREQUAL "$ENV{HOME}/.local")
+  set(qb_unit_dir "${CMAKE_INSTALL_PREFIX}/share/systemd/user")
+else()
+  set(qb_unit_dir "${CMAKE_INSTALL_PREFIX}/lib/systemd/user")
+endif()
+set(QB_UNIT_INSTALL_DIR "${qb_unit_dir}" CACHE INTERNAL "where quellbark.service is installed")
 
 set(qb_installed_libraries CoreFoundation CoreServices xpcom QuellbarkPlugIn)
 foreach(library ${qb_installed_libraries})
@@ -52,4 +68,19 @@ if(TARGET quellbark-app)
           DESTINATION ${qb_app})
   install(TARGETS quellbark-app RUNTIME DESTINATION ${qb_app}/MacOS)
   install(FILES ${CMAKE_BINARY_DIR}/man/man1/Quellbark.1 DESTINATION share/man/man1)
+
+  # The command on PATH is a link into the bundle: the application knows its bundle (and so its
+  # signature) by where its executable really lies.
+  set(QB_APP_EXECUTABLE "${qb_app}/MacOS/Quellbark")
+  install(CODE "
+    set(link \"\$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/bin/Quellbark\")
+    file(MAKE_DIRECTORY \"\$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/bin\")
+    file(REMOVE \"\${link}\")
+    file(CREATE_LINK \"${QB_APP_EXECUTABLE}\" \"\${link}\" SYMBOLIC)
+    message(STATUS \"Installing: \${link} -> ${QB_APP_EXECUTABLE}\")
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"${CMAKE_INSTALL_PREFIX}/bin/Quellbark\")")
+
+  configure_file(${PROJECT_SOURCE_DIR}/companion/service/quellbark.service.in
+                 ${CMAKE_BINARY_DIR}/quellbark.service @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/quellbark.service DESTINATION ${qb_unit_dir})
 endif()

@@ -4,8 +4,8 @@
 #   scripts/install.sh install BUILD
 #   scripts/install.sh uninstall BUILD
 #
-# The prefix and the application folder are the tree's CMAKE_INSTALL_PREFIX and QB_APP_DIR;
-# DESTDIR stages the whole install below another folder, as with any CMake install.
+# The prefix and the application folder are the tree's CMAKE_INSTALL_PREFIX and QB_APP_DIR, the
+# systemd user unit's folder its QB_UNIT_INSTALL_DIR (cmake/Install.cmake); DESTDIR stages the whole install below another folder, as with any CMake install.
 # The record of an install is kept in $QB_INSTALL_RECORD (default BUILD/install-record): CMake's
 # install_manifest.txt (every file installed) and created-dirs.txt (the folders that did not
 # exist before, deepest first). Uninstall deletes those files, then those folders when they are
@@ -27,11 +27,13 @@ case $action in
 install)
   prefix=$(cache_value CMAKE_INSTALL_PREFIX)
   appdir=$(cache_value QB_APP_DIR)
-  [[ -n $prefix && -n $appdir ]] || { echo "install: $build is not configured" >&2; exit 1; }
+  unitdir=$(cache_value QB_UNIT_INSTALL_DIR)
+  [[ -n $prefix && -n $appdir && -n $unitdir ]] ||
+    { echo "install: $build is not configured" >&2; exit 1; }
   # Every folder on the way to a destination that is missing now is made by this install.
   created=()
   for leaf in "$prefix/bin" "$prefix/lib" "$prefix/share/man/man1" \
-    "$prefix/share/bash-completion/completions" "$appdir/Quellbark.app/Contents/MacOS"; do
+    "$prefix/share/bash-completion/completions" "$appdir/Quellbark.app/Contents/MacOS" "$unitdir"; do
     dir=$destdir$leaf
     while [[ ! -e $dir && $dir != "$destdir" && $dir != / ]]; do
       created+=("$dir")
@@ -51,12 +53,21 @@ install)
   else
     : >"$record/created-dirs.txt"
   fi
-  echo "Installed $(grep -c "" "$record/install_manifest.txt") files under ${destdir}$prefix and" \
-    "${destdir}$appdir; the record is in $record"
+  echo "Installed $(grep -c "" "$record/install_manifest.txt") files under ${destdir}$prefix," \
+    "${destdir}$appdir and ${destdir}$unitdir; the record is in $record"
+  if [[ -z $destdir ]]; then
+    echo "To start Quellbark with your session: systemctl --user daemon-reload &&" \
+      "systemctl --user enable --now quellbark.service"
+  fi
   ;;
 uninstall)
   manifest=$record/install_manifest.txt
   [[ -f $manifest ]] || { echo "uninstall: no install record in $record" >&2; exit 1; }
+  # A unit enabled by the user leaves a link in default.target.wants: take it away first.
+  if [[ -z $destdir ]] && grep -q '/quellbark.service$' "$manifest" &&
+    command -v systemctl >/dev/null 2>&1; then
+    systemctl --user disable --now quellbark.service >/dev/null 2>&1 || true
+  fi
   removed=0
   # CMake's manifest has no line end after its last name.
   while IFS= read -r file || [[ -n $file ]]; do

@@ -1,12 +1,13 @@
 #include "CompanionServer.h"
 
 #include "AppIdentity.h"
+#include "AppLog.h"
 #include "EventParameters.h"
 
 #include <Carbon/Carbon.h>
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <string>
 
 namespace quellbark {
 
@@ -25,8 +26,8 @@ bool unreadable(MessageRequest const& request, AppleEvent& reply, char const* ev
   if (request.error == noErr) {
     return false;
   }
-  std::fprintf(stderr, "Quellbark: a request '%s' with unreadable parameters (error %d)\n", event,
-               request.error);
+  AppLog::line(std::string("a request '") + event + "' with unreadable parameters (error " +
+               std::to_string(request.error) + ")");
   putError(reply, request.error, "the message parameters cannot be read");
   return true;
 }

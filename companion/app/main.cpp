@@ -2,15 +2,22 @@
 //
 //   Quellbark                 serve the plug-in's Apple Events until SIGTERM, SIGINT or 'quit'
 //   Quellbark loglevel [N]    set (or show) the plug-in's log threshold
-//   Quellbark status          the engine, the word list and what it has learned
+//   Quellbark status          the engine, the word list, what it has learned, whether it runs
+//   Quellbark --version
+// Exit status 2 for every bad usage.
 #include "AppIdentity.h"
+#include "AppLog.h"
 #include "CompanionServer.h"
 #include "Engine.h"
+#include "InstanceLock.h"
+#include "Locations.h"
 #include "LogLevelPreference.h"
+#include "PrivateFolder.h"
 
 #include <CLI/CLI.hpp>
 #include <Carbon/Carbon.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <string>
@@ -23,11 +30,72 @@ void quitOnSignal(int) {
   QuitApplicationEventLoop();
 }
 
+constexpr int kBadUsage = 2;
+
+std::filesystem::path instanceLockFile(EngineConfig const& config) {
+  return config.workRoot / "Quellbark.lock";
+}
+
+bool isRegistered(pid_t pid) {
+  ProcessSerialNumber process{0, kNoProcess};
+  while (GetNextProcess(&process) == noErr) {
+    pid_t registered = 0;
+    if (GetProcessPID(&process, &registered) == noErr && registered == pid) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Whether the instance holding the lock comes to serve: true once it has registered for Apple
+// Events (or is still starting after as long as Launch Services waits for a launch), false when
+// it lets go of the lock first, ending without having served.
+bool waitUntilServing(pid_t holder, std::filesystem::path const& lockFile) {
+  auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!isRegistered(holder)) {
+    if (InstanceLock::runningInstance(lockFile) != holder) {
+      return false;
+    }
+    if (std::chrono::steady_clock::now() >= deadline) {
+      return true;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return true;
+}
+
 int serve() {
-  Engine engine(EngineConfig::fromEnvironment());
+  AppLog::start(defaultStateFolder());
+  EngineConfig config = EngineConfig::fromEnvironment();
+  config.log = AppLog::line;
+  if (!ensurePrivateFolder(config.workRoot)) {
+    AppLog::line("cannot make the runtime folder " + config.workRoot.string() + " private");
+    return 1;
+  }
+  // Taken before registering, so two started at once cannot both serve.
+  std::filesystem::path const lockFile = instanceLockFile(config);
+  InstanceLock instance(lockFile);
+  for (;;) {
+    InstanceLock::Outcome const outcome = instance.acquire();
+    if (outcome == InstanceLock::Outcome::acquired) {
+      break;
+    }
+    if (outcome == InstanceLock::Outcome::failed) {
+      AppLog::line(instance.error());
+      return 1;
+    }
+    // As opening an application that is already open: nothing to do, and no failure. Whoever
+    // launched this one finds the running one registered once this one has ended. One that
+    // was quitting lets go of the lock, and this one serves instead.
+    if (waitUntilServing(instance.holder(), lockFile)) {
+      AppLog::line("already running (pid " + std::to_string(instance.holder()) + ")");
+      return 0;
+    }
+  }
+  Engine engine(config);
   CompanionServer server(engine);
   if (OSErr const err = server.install(); err != noErr) {
-    std::fprintf(stderr, "Quellbark: cannot install the event handlers (error %d)\n", err);
+    AppLog::line("cannot install the event handlers (error " + std::to_string(err) + ")");
     return 1;
   }
   struct sigaction action {};
@@ -77,6 +145,11 @@ int printStatus() {
               status.bogofilter.empty() ? config.bogofilter.c_str() : status.bogofilter.c_str(),
               status.version.empty() ? "" : ", ", status.version.c_str());
   std::printf("Word list: %s\n", status.wordList.c_str());
+  if (pid_t const running = InstanceLock::runningInstance(instanceLockFile(config))) {
+    std::printf("Running:   yes (pid %d)\n", static_cast<int>(running));
+  } else {
+    std::printf("Running:   no\n");
+  }
   if (status.error != EngineError::none) {
     std::printf("Error %d:  %s\n", static_cast<int>(status.error), describe(status.error));
     return 1;
@@ -101,16 +174,26 @@ int printStatus() {
 
 int main(int argc, char** argv) {
   CLI::App app{"Quellbark: the spam filter behind the mail client's junk plug-in (engine: "
-               "bogofilter).\nWithout a command it serves the plug-in's requests."};
+               "bogofilter).\nWithout a command it serves the plug-in's requests.",
+               "Quellbark"};
+  app.set_version_flag("--version", "Quellbark " QB_VERSION);
   app.require_subcommand(0, 1);
   std::optional<long> level;
   CLI::App* loglevel =
       app.add_subcommand("loglevel", "Set the plug-in's log threshold (10 debug, 20 info, 40 "
                                      "errors only, above 40 nothing); without N, show it");
   loglevel->add_option("N", level, "the threshold");
-  CLI::App* status =
-      app.add_subcommand("status", "Show the engine, the word list and what it has learned");
-  CLI11_PARSE(app, argc, argv);
+  CLI::App* status = app.add_subcommand(
+      "status", "Show the engine, the word list, what it has learned and whether it runs");
+  try {
+    app.parse(argc, argv);
+  } catch (CLI::ParseError const& e) {
+    if (e.get_exit_code() == 0) { // --help, --version
+      return app.exit(e);
+    }
+    std::fprintf(stderr, "Quellbark: %s (see Quellbark --help)\n", e.what());
+    return quellbark::kBadUsage;
+  }
 
   if (loglevel->parsed()) {
     return level ? quellbark::setLogLevel(*level) : quellbark::showLogLevel();

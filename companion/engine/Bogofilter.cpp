@@ -22,6 +22,12 @@ std::vector<std::string> bulkCommand(fs::path const& bogofilter, fs::path const&
   case Mode::learnGood:
     argv.insert(argv.end(), {"-n", "-b"});
     break;
+  case Mode::moveToSpam:
+    argv.insert(argv.end(), {"-N", "-s", "-b"});
+    break;
+  case Mode::moveToGood:
+    argv.insert(argv.end(), {"-S", "-n", "-b"});
+    break;
   }
   return argv;
 }

@@ -13,7 +13,8 @@
 // registering), so one process at a time works on a word list.
 namespace quellbark::bogofilter {
 
-enum class Mode { classify, learnSpam, learnGood };
+// The two moving modes take back a message learned as one class and learn it as the other.
+enum class Mode { classify, learnSpam, learnGood, moveToSpam, moveToGood };
 
 // A long-lived process in streaming bulk mode: message file names on stdin. Classifying
 // prints "<file> <spamicity>" per file; registering prints nothing and commits when it ends.

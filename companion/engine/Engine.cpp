@@ -1,6 +1,7 @@
 #include "Engine.h"
 
 #include "Locations.h"
+#include "MessageDigest.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -28,8 +29,23 @@ char const* nameOf(Mode mode) {
     return "learning spam";
   case Mode::learnGood:
     return "learning good mail";
+  case Mode::moveToSpam:
+    return "moving good mail to spam";
+  case Mode::moveToGood:
+    return "moving spam to good mail";
   }
   return "?";
+}
+
+bool learnsSpam(Mode mode) {
+  return mode == Mode::learnSpam || mode == Mode::moveToSpam;
+}
+
+Mode learningMode(Verdict verdict, std::optional<Verdict> learnedBefore) {
+  if (verdict == Verdict::spam) {
+    return learnedBefore ? Mode::moveToSpam : Mode::learnSpam;
+  }
+  return learnedBefore ? Mode::moveToGood : Mode::learnGood;
 }
 
 std::string describeExit(ExitStatus const& status) {
@@ -97,8 +113,8 @@ EngineError Engine::fail(EngineError error, std::string const& detail) {
 }
 
 void Engine::dropPending() {
-  for (auto const& file : mPending) {
-    removeFile(file);
+  for (auto const& pending : mPending) {
+    removeFile(pending.file);
   }
   mPending.clear();
 }
@@ -152,6 +168,10 @@ EngineError Engine::prepare() {
   }
   fs::path const wordList = bogofilter::wordListFile(mConfig.dataFolder);
   if (!fs::exists(wordList)) {
+    // The record of learned messages describes the word list that has gone.
+    mLearnedMessages.reset();
+    removeFile(learnedMessagesFile());
+    removeFile(learnedMessagesFile().string() + "-journal");
     ProgramRun const run =
         runProgram(bogofilter::createCommand(mBogoutil, mConfig.dataFolder), mConfig.replyTimeout);
     if (run.spawnError != 0) {
@@ -236,8 +256,21 @@ EngineError Engine::endSession() {
     return childFailure("bogofilter " + std::string(nameOf(mode)) + " " + describeExit(status) +
                         "; " + std::to_string(batch) + " message(s) not learned");
   }
-  (mode == Mode::learnSpam ? mLearned.spam : mLearned.good) += static_cast<std::int64_t>(batch);
+  auto const count = static_cast<std::int64_t>(batch);
+  (learnsSpam(mode) ? mLearned.spam : mLearned.good) += count;
+  if (mode == Mode::moveToSpam || mode == Mode::moveToGood) {
+    (learnsSpam(mode) ? mLearned.good : mLearned.spam) -= count;
+  }
+  std::vector<std::string> digests;
+  for (auto const& pending : mPending) {
+    digests.push_back(pending.digest);
+  }
   dropPending();
+  // The word list has learned the batch either way; only recognising these again is lost.
+  if (mLearnedMessages &&
+      !mLearnedMessages->record(digests, learnsSpam(mode) ? Verdict::spam : Verdict::good)) {
+    mConfig.log(mLearnedMessages->error());
+  }
   return EngineError::none;
 }
 
@@ -313,22 +346,62 @@ ScoreResult Engine::classify(std::string const& file, bool mayRetry) {
   return {EngineError::none, applyNewUserCap(raw, mLearned, mConfig.minimumLearned)};
 }
 
+// The class a message counts in now: as the batch being learned says, else as recorded. A
+// record that cannot be read refuses the request but spares the batch in progress.
+EngineError Engine::learnedAs(std::string const& digest, std::optional<Verdict>& verdict) {
+  verdict.reset();
+  if (mMode && *mMode != Mode::classify) {
+    for (auto const& pending : mPending) {
+      if (pending.digest == digest) {
+        verdict = learnsSpam(*mMode) ? Verdict::spam : Verdict::good;
+        return EngineError::none;
+      }
+    }
+  }
+  if (!mLearnedMessages) {
+    auto record = std::make_unique<LearnedMessages>(learnedMessagesFile());
+    if (!record->open()) {
+      mConfig.log(std::string(describe(EngineError::wordListUnusable)) + ": " + record->error());
+      return EngineError::wordListUnusable;
+    }
+    mLearnedMessages = std::move(record);
+  }
+  if (!mLearnedMessages->find(digest, verdict)) {
+    mConfig.log(std::string(describe(EngineError::wordListUnusable)) + ": " +
+                mLearnedMessages->error());
+    return EngineError::wordListUnusable;
+  }
+  return EngineError::none;
+}
+
+fs::path Engine::learnedMessagesFile() const {
+  return mConfig.dataFolder / "learned-messages.sqlite";
+}
+
 EngineError Engine::learn(Verdict verdict, std::string_view message) {
   Lock lock(mMutex);
   if (EngineError const e = prepare(); e != EngineError::none) {
     return e;
+  }
+  std::string digest = messageDigest(message);
+  std::optional<Verdict> before;
+  if (EngineError const e = learnedAs(digest, before); e != EngineError::none) {
+    return e;
+  }
+  if (before == verdict) {
+    return EngineError::none; // already counted as this
   }
   fs::path const file = mWork->writeMessage(message);
   if (file.empty()) {
     return fail(EngineError::workFolderUnusable,
                 "cannot write a message file in " + mWork->path().string());
   }
-  Mode const mode = verdict == Verdict::spam ? Mode::learnSpam : Mode::learnGood;
+  Mode const mode = learningMode(verdict, before);
   if (EngineError const e = useSession(mode); e != EngineError::none) {
     removeFile(file);
     return e;
   }
-  mPending.push_back(file);
+  mPending.push_back({file, std::move(digest)});
   if (!mChild->sendLine(file.string())) {
     ExitStatus const status = mChild->finish(Clock::now() + mConfig.replyTimeout);
     return childFailure("bogofilter " + std::string(nameOf(mode)) + " " + describeExit(status));

@@ -2,6 +2,7 @@
 
 #include "Bogofilter.h"
 #include "EngineError.h"
+#include "LearnedMessages.h"
 #include "MessageMemory.h"
 #include "PrivateFolder.h"
 #include "Score.h"
@@ -43,8 +44,6 @@ struct EngineConfig {
   static EngineConfig fromEnvironment();
 };
 
-enum class Verdict { spam, good };
-
 struct ScoreResult {
   EngineError error = EngineError::none;
   int score = 0; // 0..100; below 50 is good
@@ -69,6 +68,8 @@ public:
   Engine& operator=(Engine const&) = delete;
 
   ScoreResult score(std::string_view message);
+  // A message already learned as `verdict` is not counted again; one learned as the other
+  // class is moved to this one.
   EngineError learn(Verdict verdict, std::string_view message);
   EngineError commit(); // commits pending learning and ends the running bogofilter
   EngineStatus status();
@@ -84,6 +85,8 @@ private:
   ScoreResult classify(std::string const& file, bool mayRetry);
   EngineError fail(EngineError error, std::string const& detail);
   EngineError childFailure(std::string const& what);
+  EngineError learnedAs(std::string const& digest, std::optional<Verdict>& verdict);
+  std::filesystem::path learnedMessagesFile() const;
   std::string childErrors() const;
   void dropPending();
   void endWhenIdle(std::stop_token stop);
@@ -99,7 +102,12 @@ private:
   int mChildErrors = -1;                   // file that receives the child's stderr
   std::unique_ptr<LineChild> mChild;
   std::optional<bogofilter::Mode> mMode;
-  std::vector<std::filesystem::path> mPending; // learned but not yet committed
+  std::unique_ptr<LearnedMessages> mLearnedMessages;
+  struct Pending {
+    std::filesystem::path file;
+    std::string digest;
+  };
+  std::vector<Pending> mPending; // learned but not yet committed
   Clock::time_point mLastUse;
   LearnedCounts mLearned;
   std::jthread mIdleWatch; // last: it uses everything above

@@ -45,6 +45,13 @@ fs::path defaultDataFolder() {
   return homeFolder() / ".local" / "share" / "Quellbark";
 }
 
+fs::path defaultStateFolder() {
+  if (std::string xdg = environment("XDG_STATE_HOME"); !xdg.empty() && xdg.front() == '/') {
+    return fs::path(xdg) / "Quellbark";
+  }
+  return homeFolder() / ".local" / "state" / "Quellbark";
+}
+
 fs::path defaultWorkRoot(fs::path const& dataFolder) {
   std::string const runtime = environment("XDG_RUNTIME_DIR");
   struct stat st {};

@@ -13,6 +13,10 @@ std::filesystem::path defaultDataFolder();
 // else <data folder>/work.
 std::filesystem::path defaultWorkRoot(std::filesystem::path const& dataFolder);
 
+// Where the application keeps its log: $XDG_STATE_HOME/Quellbark, else
+// ~/.local/state/Quellbark.
+std::filesystem::path defaultStateFolder();
+
 // A program given by name is looked up on $PATH; a path containing '/' is taken as is.
 // Returns empty when nothing executable is found.
 std::filesystem::path resolveProgram(std::string const& nameOrPath);

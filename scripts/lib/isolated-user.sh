@@ -9,6 +9,7 @@ isolate_user() {
   export HOME=$folder/home CFFIXED_USER_HOME=$folder/home
   export XDG_RUNTIME_DIR=$folder/run XDG_DATA_HOME=$folder/home/.local/share
   export XDG_CONFIG_HOME=$folder/home/.config XDG_CACHE_HOME=$folder/home/.cache
+  export XDG_STATE_HOME=$folder/home/.local/state
   export LS_APPLICATION_PATH=$root/$build LS_SYSTEM_ROOT=$folder/system
   export QUELLBARK_DATA_DIR=$folder/wordlist
 }

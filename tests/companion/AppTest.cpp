@@ -54,11 +54,15 @@ protected:
   static fs::path build() { return std::getenv("QB_BUILD_DIR"); }
   static fs::path app() { return build() / "Quellbark.app/Contents/MacOS/Quellbark"; }
 
-  void startApp() {
+  pid_t spawnApp(std::string const& logName) {
     std::vector<std::string> environment;
     for (char** variable = environ; *variable; ++variable)
       environment.emplace_back(*variable);
-    mApp = sandbox::spawnProcess({app().string()}, environment, {}, mFolder.path() / "app.log");
+    return sandbox::spawnProcess({app().string()}, environment, {}, mFolder.path() / logName);
+  }
+
+  void startApp() {
+    mApp = spawnApp("app.log");
     ASSERT_TRUE(sandbox::waitUntilRegistered(mApp)) << appLog();
   }
 
@@ -220,8 +224,80 @@ TEST_F(AppTest, LoglevelCommandWritesThePluginsPreference) {
   EXPECT_EQ(level(), 20);
   ASSERT_EQ(runApp({"loglevel", "-5"}).exit.code, 0);
   EXPECT_EQ(runApp({"loglevel"}).out, "-5\n");
-  EXPECT_NE(runApp({"loglevel", "loud"}).exit.code, 0);
+  EXPECT_EQ(runApp({"loglevel", "loud"}).exit.code, 2);
   EXPECT_EQ(runApp({"loglevel"}).out, "-5\n") << "a bad value changes nothing";
+}
+
+// The user's verdicts are what counts: a message marked twice counts once, and a reversed
+// verdict moves it to the other class instead of leaving it in both.
+TEST_F(AppTest, EachMessageCountsOnceInTheClassOfItsLastVerdict) {
+  startApp();
+  auto learned = [this] {
+    std::string const out = runApp({"status"}).out;
+    std::size_t const at = out.find("Learned:");
+    return at == std::string::npos ? out : out.substr(at, out.find('\n', at) - at);
+  };
+  std::string const sep = "\n=====\n";
+  std::string const message = spamMessage(1);
+  EXPECT_EQ(sendOne("addS", message).errn, "none");
+  EXPECT_EQ(sendOne("addS", message + sep + message, sep).errn, "none");
+  EXPECT_EQ(learned(), "Learned:   1 spam, 0 good");
+  EXPECT_EQ(sendOne("addG", message).errn, "none");
+  EXPECT_EQ(sendOne("addG", message).errn, "none");
+  EXPECT_EQ(learned(), "Learned:   0 spam, 1 good");
+  // Back again within one batch, before anything was committed in between.
+  EXPECT_EQ(sendOne("addS", message + sep + goodMessage(2), sep).errn, "none");
+  EXPECT_EQ(sendOne("addG", goodMessage(2)).errn, "none");
+  EXPECT_EQ(learned(), "Learned:   1 spam, 1 good");
+  auto const counts = wordListCounts(mFolder.path() / "data");
+  ASSERT_TRUE(counts);
+  EXPECT_EQ(counts->spam + counts->good, 2) << "bogofilter's own counts agree";
+  EXPECT_EQ(fs::status(mFolder.path() / "data/learned-messages.sqlite").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(AppTest, ASecondInstanceNamesTheFirstAndBadUsageExitsWith2) {
+  startApp();
+  ProgramRun const second = runApp({});
+  EXPECT_EQ(second.exit.code, 0);
+  EXPECT_EQ(second.err, "Quellbark: already running (pid " + std::to_string(mApp) + ")\n");
+  EXPECT_NE(runApp({"status"}).out.find("Running:   yes (pid " + std::to_string(mApp) + ")"),
+            std::string::npos);
+  // Launched anew, it hands over to the running one, and the launch succeeds.
+  EXPECT_EQ(sandbox::launch(build() / "Quellbark.app", kLSLaunchNewInstance), noErr);
+  EXPECT_EQ(sandbox::runningApps(), std::vector<pid_t>{mApp});
+  stopApp();
+  EXPECT_NE(runApp({"status"}).out.find("Running:   no"), std::string::npos);
+
+  for (std::vector<std::string> const& bad : {std::vector<std::string>{"frobnicate"},
+                                              {"--frob"},
+                                              {"status", "now"},
+                                              {"loglevel", "1", "2"}}) {
+    ProgramRun const run = runApp(bad);
+    EXPECT_EQ(run.exit.code, 2) << bad.front();
+    EXPECT_TRUE(run.err.starts_with("Quellbark: ") && run.err.find('\n') + 1 == run.err.size())
+        << run.err;
+  }
+  // Two started at the same moment: one serves, the other names it and ends.
+  pid_t const pids[] = {spawnApp("first.log"), spawnApp("second.log")};
+  int status = -1, ended = -1;
+  ASSERT_TRUE(waitFor([&] {
+    if (ended >= 0)
+      return true;
+    for (int i : {0, 1})
+      if (::waitpid(pids[i], &status, WNOHANG) == pids[i])
+        return ended = i, true;
+    return false;
+  }));
+  mApp = pids[1 - ended];
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(sandbox::readFile(mFolder.path() / (ended == 0 ? "first.log" : "second.log")),
+            "Quellbark: already running (pid " + std::to_string(mApp) + ")\n");
+  EXPECT_EQ(sandbox::runningApps(), std::vector<pid_t>{mApp});
+
+  ProgramRun const version = runApp({"--version"});
+  EXPECT_EQ(version.exit.code, 0);
+  EXPECT_TRUE(version.out.starts_with("Quellbark ")) << version.out;
 }
 
 } // namespace

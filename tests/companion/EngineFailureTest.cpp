@@ -129,6 +129,16 @@ TEST_F(EngineFailureTest, UnusableStorage) {
   expectFailure(dataless, EngineError::wordListUnusable);
   fs::rename(data / "wordlist.db", data / "broken.db"); // the user moves it away
   expectServed(corrupt);
+
+  // A broken record of learned messages refuses learning, not scoring.
+  std::ofstream(data / "learned-messages.sqlite") << std::string(4096, '\x5a');
+  Engine recordless(config());
+  EXPECT_EQ(recordless.learn(Verdict::spam, spamMessage(1)), EngineError::wordListUnusable);
+  EXPECT_EQ(takeLog().size(), 1u);
+  expectServed(recordless);
+  fs::remove(data / "learned-messages.sqlite");
+  EXPECT_EQ(recordless.learn(Verdict::spam, spamMessage(1)), EngineError::none);
+  EXPECT_EQ(recordless.status().learned.spam, 1);
 }
 
 } // namespace

@@ -52,7 +52,7 @@ TEST_F(EngineTest, CountsAreBogofiltersOwnAndSurviveTheEngine) {
     EngineStatus const s = engine.status();
     EXPECT_EQ(s.learned.spam, 3);
     EXPECT_EQ(s.learned.good, 2);
-    learnSome(engine, 1, 0); // still pending when the engine goes
+    learnSome(engine, 1, 0, 3); // still pending when the engine goes
   }
   EngineStatus const s = Engine(config()).status();
   EXPECT_EQ(s.error, EngineError::none);
@@ -63,6 +63,22 @@ TEST_F(EngineTest, CountsAreBogofiltersOwnAndSurviveTheEngine) {
   auto const counts = wordListCounts(mFolder.path() / "data");
   ASSERT_TRUE(counts);
   EXPECT_EQ(counts->spam, 4);
+}
+
+// Messages are recognised only by the word list that learned them: one made anew relearns all.
+TEST_F(EngineTest, ANewWordListLearnsAgainWhatTheOldOneHad) {
+  {
+    Engine engine(config());
+    learnSome(engine, 1, 1);
+    learnSome(engine, 1, 1);
+    EXPECT_EQ(engine.status().learned.spam, 1);
+  }
+  fs::remove(mFolder.path() / "data/wordlist.db");
+  Engine engine(config());
+  learnSome(engine, 1, 1);
+  EngineStatus const s = engine.status();
+  EXPECT_EQ(s.learned.spam, 1);
+  EXPECT_EQ(s.learned.good, 1);
 }
 
 // Learning reaches the word list without a further request, whether batched or not.

@@ -44,4 +44,48 @@ TEST_F(RealCompanion, TrainedThroughThePlugInItTellsNewSpamFromNewHam) {
   EXPECT_TRUE(fs::exists(box.root / "quellbark-data")) << "the word list lives in the sandbox";
 }
 
+// Launched by the plug-in, Quellbark holds none of mailhost's streams: a pipe that reads
+// mailhost's output and errors ends with mailhost, and Quellbark's log goes to its own file.
+TEST_F(RealCompanion, LaunchedItLogsToItsOwnFileAndAPipeOnTheHostEnds) {
+  path inbox = folderOf("Inbox", kSpamWords, 1);
+  path build = sandbox::buildDirectory();
+  std::vector<std::string> command = {"/bin/sh",
+                                      "-c",
+                                      "\"$@\" 2>&1 | cat",
+                                      "sh",
+                                      (build / "bin/mailhost").string(),
+                                      "--profile",
+                                      profile.string(),
+                                      "--plugin",
+                                      (build / "lib/QuellbarkPlugIn.so").string(),
+                                      "classify",
+                                      inbox.string()};
+  std::vector<std::string> env = box.environment();
+  env.insert(env.end(), environment.begin(), environment.end());
+  env.push_back("QUELLBARK_BOGOFILTER=" + (box.root / "no-such-bogofilter").string());
+
+  // A full log from earlier runs is moved aside before the first new line.
+  path log = box.home / ".local/state/Quellbark/Quellbark.log";
+  std::string earlier(1024 * 1024, 'x');
+  sandbox::writeFile(log, earlier, fs::perms::owner_read | fs::perms::owner_write);
+
+  ProcessRun run = sandbox::runToEnd(command, env, box.root);
+  // The pipe's status is cat's. Without its engine Quellbark cannot score: not verified.
+  EXPECT_EQ(run.exitCode, 0) << run.out;
+  EXPECT_NE(run.out.find("1 messages: 0 junk, 0 good, 1 not verified"), std::string::npos)
+      << run.out;
+  std::vector<path> registered;
+  for (const auto& entry : fs::directory_iterator(box.runtime / "AppleEvents"))
+    if (entry.path().extension() == ".plist")
+      registered.push_back(entry.path());
+  EXPECT_EQ(registered.size(), 1u) << "Quellbark was launched and still runs";
+
+  EXPECT_EQ(sandbox::readFile(log.string() + ".1"), earlier);
+  EXPECT_NE(sandbox::readFile(log).find("Quellbark: the spam engine (bogofilter) is missing"),
+            std::string::npos);
+  EXPECT_EQ(run.out.find("the spam engine"), std::string::npos) << run.out;
+  EXPECT_EQ(fs::status(log).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(fs::status(log.parent_path()).permissions(), fs::perms::owner_all);
+}
+
 } // namespace

@@ -36,6 +36,7 @@ protected:
   fs::path stage() const { return mTemp.path / "stage"; }
   fs::path prefix() const { return stage() / cacheValue("CMAKE_INSTALL_PREFIX").substr(1); }
   fs::path apps() const { return stage() / cacheValue("QB_APP_DIR").substr(1); }
+  fs::path units() const { return stage() / cacheValue("QB_UNIT_INSTALL_DIR").substr(1); }
   TempFolder mTemp;
 };
 
@@ -52,6 +53,20 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
         prefix() / "share/bash-completion/completions/mailhost"})
     EXPECT_TRUE(fs::is_regular_file(file)) << file;
   EXPECT_EQ(readFile(app / "PkgInfo"), "APPLQbrk");
+
+  // The command on PATH and the user unit both run the bundle's executable where it will lie.
+  std::string executable = cacheValue("QB_APP_DIR") + "/Quellbark.app/Contents/MacOS/Quellbark";
+  ASSERT_TRUE(fs::is_symlink(prefix() / "bin/Quellbark"));
+  EXPECT_EQ(fs::read_symlink(prefix() / "bin/Quellbark"), executable);
+  std::string unit = readFile(units() / "quellbark.service");
+  for (std::string line :
+       {"ExecStart=" + executable, std::string("Type=simple"), std::string("Restart=on-failure"),
+        std::string("WantedBy=default.target")})
+    EXPECT_NE(unit.find(line + "\n"), std::string::npos) << line << "\n" << unit;
+  if (const char* home = getenv("HOME");
+      home && cacheValue("CMAKE_INSTALL_PREFIX") == std::string(home) + "/.local") {
+    EXPECT_EQ(units(), prefix() / "share/systemd/user") << "where systemd --user reads";
+  }
 
   // No installed program leans on the build tree; the application names the prefix's libraries.
   for (fs::path binary :

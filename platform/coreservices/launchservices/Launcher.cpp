@@ -52,19 +52,22 @@ bool readFully(int fd, void* into, std::size_t length) {
   standard.sa_handler = SIG_DFL;
   for (int signal = 1; signal < NSIG; ++signal)
     sigaction(signal, &standard, nullptr);
-  // A launched application reads nothing from its launcher and writes nothing to it: a pipe
-  // on the launcher's output must close when the launcher ends. stderr stays, as its log.
+  // A launched application holds none of its launcher's standard streams, as a desktop
+  // application: a pipe on the launcher's output or errors closes when the launcher ends, not
+  // when the application quits. The application keeps its own log.
   int input = open("/dev/null", O_RDONLY);
   if (input >= 0 && input != STDIN_FILENO) {
     dup2(input, STDIN_FILENO);
     close(input);
   }
   int output = open("/dev/null", O_WRONLY);
-  if (output >= 0 && output != STDOUT_FILENO) {
+  if (output >= 0) {
     dup2(output, STDOUT_FILENO);
-    close(output);
+    dup2(output, STDERR_FILENO);
+    if (output > STDERR_FILENO)
+      close(output);
   }
-  // Everything above stderr closes at exec, the report pipe included.
+  // Everything else closes at exec, the report pipe included.
   syscall(SYS_close_range, 3u, ~0u, CLOSE_RANGE_CLOEXEC);
   execv(path, argv);
   int error = errno;

@@ -64,13 +64,15 @@ OSStatus checkBundle(const std::string& path, BundleInfo& info) {
   return noErr;
 }
 
-OSStatus waitForRegistration(pid_t pid, const std::string& program) {
+OSStatus waitForRegistration(pid_t pid, const std::string& program, const std::string& bundle) {
   auto deadline = std::chrono::steady_clock::now() + launchWait();
   for (;;) {
     if (findLiveEntry(pid))
       return noErr;
     if (!processStartTime(pid)) {
-      if (!findLiveEntry(pid)) {
+      // An application that allows one instance hands over to the one already running (which
+      // it has seen registered) and ends: the application is open.
+      if (!findLiveEntry(pid) && !isRunning(bundle)) {
         std::fprintf(stderr, "LaunchServices: %s exited before it registered for Apple Events\n",
                      program.c_str());
         return kLSUnknownErr;
@@ -122,7 +124,8 @@ extern "C" OSStatus LSOpenFromURLSpec(const LSLaunchURLSpec* inLaunchSpec,
     if (launched.status != noErr)
       return launched.status;
     if (!(flags & kLSLaunchAsync))
-      if (OSStatus registered = waitForRegistration(launched.pid, program); registered != noErr)
+      if (OSStatus registered = waitForRegistration(launched.pid, program, path);
+          registered != noErr)
         return registered;
   }
   if (outLaunchedURL)

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct sqlite3;
+
+namespace quellbark {
+
+enum class Verdict { spam, good };
+
+// Which messages the word list has learned, and as what: one row per message, keyed by the
+// digest of its bytes (never the bytes themselves), in an sqlite file of mode 0600 beside the
+// word list. It lets a message learned twice count once, and a reversed verdict move the
+// message from one class to the other instead of counting it in both.
+class LearnedMessages {
+public:
+  explicit LearnedMessages(std::filesystem::path file) : mFile(std::move(file)) {}
+  ~LearnedMessages();
+  LearnedMessages(LearnedMessages const&) = delete;
+  LearnedMessages& operator=(LearnedMessages const&) = delete;
+
+  // Opens the file, creating it when missing. False (see error()) for a file that is not a
+  // record of ours or cannot be made private.
+  bool open();
+  // The class `digest` was learned as, nullopt when never; false on a failed read.
+  bool find(std::string_view digest, std::optional<Verdict>& learnedAs);
+  // Records these digests as now learned as `verdict`, all or none.
+  bool record(std::vector<std::string> const& digests, Verdict verdict);
+  // Forgets everything: the word list it described was replaced by a new one.
+  bool clear();
+
+  std::filesystem::path const& file() const { return mFile; }
+  std::string const& error() const { return mError; }
+
+private:
+  bool execute(char const* sql);
+  bool failed(char const* what);
+
+  std::filesystem::path mFile;
+  sqlite3* mDb = nullptr;
+  std::string mError;
+};
+
+} // namespace quellbark
