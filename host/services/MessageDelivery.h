@@ -31,10 +31,17 @@ class MessageDelivery {
 public:
   static constexpr std::size_t kBlockSize = 16 * 1024;
 
+  // Reads the message and builds its form when its turn comes; throws MailError when it cannot.
+  using FormReader = std::function<FilterForm()>;
+
   MessageDelivery(const MailStore& store, MessageRef message, nsIStreamListener* listener,
                   MessageChannel* channel, nsIUrlListener* urlListener,
                   DeliveryFailureReporter reportFailure,
                   std::shared_ptr<MessageReadAhead> readAhead = nullptr);
+  // A message that is not in a mail store: `mailUrl` is the URL its attachments' URLs extend.
+  MessageDelivery(std::string uri, std::string mailUrl, FormReader readForm,
+                  nsIStreamListener* listener, MessageChannel* channel, nsIUrlListener* urlListener,
+                  DeliveryFailureReporter reportFailure);
   ~MessageDelivery();
 
   // Runs the next step; false once OnStopRequest has been delivered.
@@ -49,8 +56,9 @@ private:
   void sendBlock();
   void stop();
 
-  const MailStore& mStore;
-  MessageRef mMessage;
+  std::string mUri;
+  std::string mMailUrl;
+  FormReader mReadForm;
   nsCOMPtr<nsIStreamListener> mListener;
   nsCOMPtr<MessageChannel> mChannel;
   nsCOMPtr<nsIUrlListener> mUrlListener;
