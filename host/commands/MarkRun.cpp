@@ -15,22 +15,46 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
                                       nsMsgJunkStatus verdict) {
   std::vector<MarkOutcome> outcomes;
   std::multimap<std::string, std::size_t> unconfirmed;
+  bool refusing = false;
+  mWatch.take();
+  // Called from inside the plug-in, right after its training exchange for the message.
   nsCOMPtr<ClassificationListener> listener =
       new ClassificationListener([&](const std::string& uri, nsMsgJunkStatus) {
         auto it = unconfirmed.find(uri);
+        ExchangeWatch::Outcome exchange = mWatch.take();
         if (it == unconfirmed.end())
           return;
-        outcomes[it->second].confirmed = true;
+        MarkOutcome& outcome = outcomes[it->second];
         unconfirmed.erase(it);
+        outcome.confirmed = true;
+        outcome.trained = exchange.verified;
+        outcome.trainingFailure = exchange.failure;
+        if (outcome.trained) {
+          try {
+            mStore.record(uri, junkScoreFor(verdict), JunkOrigin::User, true);
+          } catch (const JunkStoreError& error) {
+            outcome.error = error.what();
+          }
+        } else if (!refusing && !mMail.failures().contains(uri) &&
+                   (exchange.timedOut || mWatch.consecutiveFailures() >= kMaxConsecutiveFailures)) {
+          refusing = true;
+          mWatch.refuseSends("not sent after failed exchanges, the last: " + exchange.failure);
+        }
       });
 
   for (const std::string& uri : uris) {
     MarkOutcome outcome;
     outcome.uri = uri;
     try {
-      outcome.previous = previousUserClassification(mStore.find(uri));
+      std::optional<JunkStatus> stored = mStore.find(uri);
+      outcome.previous = previousUserClassification(stored);
+      outcome.alreadyMarked = !mAgain && outcome.previous == verdict && stored->trained;
     } catch (const JunkStoreError& error) {
       outcome.error = error.what();
+      outcomes.push_back(outcome);
+      continue;
+    }
+    if (outcome.alreadyMarked) {
       outcomes.push_back(outcome);
       continue;
     }
@@ -62,7 +86,7 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
     }
     outcomes[index].accepted = true;
     try {
-      mStore.record(uri, junkScoreFor(verdict), JunkOrigin::User);
+      mStore.record(uri, junkScoreFor(verdict), JunkOrigin::User, false);
     } catch (const JunkStoreError& error) {
       outcomes[index].error = error.what();
     }

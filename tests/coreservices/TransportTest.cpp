@@ -286,3 +286,69 @@ TEST(PeerCredentials, OnlyTheSameUserIsAccepted) {
 }
 
 } // namespace
+
+struct ObservedSends {
+  bool refuse = false;
+  int asked = 0;
+  std::vector<OSStatus> statuses;
+  std::vector<SInt32> echoed; // the reply's direct object, -1 when there is none
+};
+
+AESendObserver observerFor(ObservedSends& seen) {
+  return {[](const AppleEvent*, void* refcon) -> OSStatus {
+            auto& s = *static_cast<ObservedSends*>(refcon);
+            ++s.asked;
+            return s.refuse ? OSStatus(errAEWaitCanceled) : OSStatus(noErr);
+          },
+          [](const AppleEvent*, OSStatus status, const AppleEvent* reply, void* refcon) {
+            auto& s = *static_cast<ObservedSends*>(refcon);
+            SInt32 value = -1;
+            AEGetParamPtr(reply, keyDirectObject, typeSInt32, nullptr, &value, sizeof value,
+                          nullptr);
+            s.statuses.push_back(status);
+            s.echoed.push_back(value);
+          },
+          &seen};
+}
+
+TEST_F(TransportTest, TheSendObserverSeesEverySendAndMayRefuseOne) {
+  launchServedApp("Seen");
+  ObservedSends seen;
+  AESendObserver observer = observerFor(seen);
+  AESetSendObserver(&observer);
+  EXPECT_EQ(sendValue("echo", "Seen", 5).echoed, 5) << "the caller still gets the reply";
+  EXPECT_EQ(sendValue("echo", "Gone", 1).status, procNotFound);
+  seen.refuse = true;
+  EXPECT_EQ(sendValue("exit", "Seen", 0).status, errAEWaitCanceled);
+  AESetSendObserver(nullptr);
+  EXPECT_EQ(sendValue("echo", "Seen", 6).echoed, 6) << "the refused event never reached it";
+
+  EXPECT_EQ(seen.asked, 3);
+  EXPECT_EQ(seen.statuses, (std::vector<OSStatus>{noErr, procNotFound, errAEWaitCanceled}));
+  EXPECT_EQ(seen.echoed, (std::vector<SInt32>{5, -1, -1}));
+}
+
+// Replacing and removing the observer while another thread sends neither loses an exchange nor
+// calls an observer after its removal.
+TEST_F(TransportTest, TheSendObserverCanChangeWhileAnotherThreadSends) {
+  launchServedApp("Busy");
+  std::atomic<bool> sending{true};
+  std::atomic<int> answered{0};
+  std::thread sender([&] {
+    for (SInt32 i = 0; i < 300; ++i)
+      answered += sendValue("echo", "Busy", i).echoed == i;
+    sending = false;
+  });
+  std::size_t removedWith = 0;
+  ObservedSends seen;
+  while (sending) {
+    AESendObserver observer = observerFor(seen);
+    AESetSendObserver(&observer);
+    std::this_thread::yield();
+    AESetSendObserver(nullptr);
+    removedWith = seen.statuses.size();
+  }
+  sender.join();
+  EXPECT_EQ(answered, 300);
+  EXPECT_EQ(seen.statuses.size(), removedWith) << "called after its removal";
+}
