@@ -4,6 +4,7 @@
 #include "commands/InfoCommand.h"
 #include "commands/ListCommand.h"
 #include "commands/MarkCommand.h"
+#include "nativehost/NativeHostCommand.h"
 #include "plugin/PluginBundle.h"
 #include "profile/ProfileDirectory.h"
 #include "runtime/HostError.h"
@@ -44,6 +45,7 @@ int main(int argc, char** argv) {
   CLI::App* mark = mailhost::addMarkCommand(app, markOptions);
   mailhost::ListOptions listOptions;
   CLI::App* list = mailhost::addListCommand(app, listOptions);
+  CLI::App* nativeHost = mailhost::addNativeHostCommand(app);
 
   try {
     app.parse(argc, argv);
@@ -51,6 +53,8 @@ int main(int argc, char** argv) {
     return app.exit(e) == 0 ? 0 : 2;
   }
 
+  if (nativeHost->parsed()) // answers even when the plug-in cannot be loaded
+    return mailhost::runNativeHostCommand(options, std::cerr);
   if (list->parsed()) // the stored statuses need neither the runtime nor the plug-in
     return mailhost::runListCommand(options.profileDirectory, listOptions, std::cout, std::cerr);
   try {
