@@ -27,10 +27,12 @@ case $action in
 install)
   prefix=$(cache_value CMAKE_INSTALL_PREFIX)
   appdir=$(cache_value QB_APP_DIR)
-  [[ -n $prefix && -n $appdir ]] || { echo "install: $build is not configured" >&2; exit 1; }
+  nmdir=$(cache_value QB_NATIVE_MESSAGING_DIR)
+  [[ -n $prefix && -n $appdir && -n $nmdir ]] || { echo "install: $build is not configured" >&2; exit 1; }
   # Every folder on the way to a destination that is missing now is made by this install.
   created=()
-  for leaf in "$prefix/bin" "$prefix/lib" "$appdir/Quellbark.app/Contents/MacOS"; do
+  for leaf in "$prefix/bin" "$prefix/lib" "$prefix/share/quellbark" "$nmdir" \
+    "$appdir/Quellbark.app/Contents/MacOS"; do
     dir=$destdir$leaf
     while [[ ! -e $dir && $dir != "$destdir" && $dir != / ]]; do
       created+=("$dir")
@@ -50,8 +52,10 @@ install)
   else
     : >"$record/created-dirs.txt"
   fi
-  echo "Installed $(grep -c "" "$record/install_manifest.txt") files under ${destdir}$prefix and" \
-    "${destdir}$appdir; the record is in $record"
+  echo "Installed $(grep -c "" "$record/install_manifest.txt") files under ${destdir}$prefix," \
+    "${destdir}$appdir and ${destdir}$nmdir; the record is in $record"
+  echo "In Thunderbird: Add-ons and Themes, the gear menu, Install Add-on From File...," \
+    "${prefix}/share/quellbark/quellbark-junkfilter.xpi"
   ;;
 uninstall)
   manifest=$record/install_manifest.txt
