@@ -16,6 +16,7 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
   std::vector<MarkOutcome> outcomes;
   std::multimap<std::string, std::size_t> unconfirmed;
   bool refusing = false;
+  mWatch.allowSends();
   mWatch.take();
   // Called from inside the plug-in, right after its training exchange for the message.
   nsCOMPtr<ClassificationListener> listener =

@@ -327,28 +327,3 @@ TEST_F(TransportTest, TheSendObserverSeesEverySendAndMayRefuseOne) {
   EXPECT_EQ(seen.statuses, (std::vector<OSStatus>{noErr, procNotFound, errAEWaitCanceled}));
   EXPECT_EQ(seen.echoed, (std::vector<SInt32>{5, -1, -1}));
 }
-
-// Replacing and removing the observer while another thread sends neither loses an exchange nor
-// calls an observer after its removal.
-TEST_F(TransportTest, TheSendObserverCanChangeWhileAnotherThreadSends) {
-  launchServedApp("Busy");
-  std::atomic<bool> sending{true};
-  std::atomic<int> answered{0};
-  std::thread sender([&] {
-    for (SInt32 i = 0; i < 300; ++i)
-      answered += sendValue("echo", "Busy", i).echoed == i;
-    sending = false;
-  });
-  std::size_t removedWith = 0;
-  ObservedSends seen;
-  while (sending) {
-    AESendObserver observer = observerFor(seen);
-    AESetSendObserver(&observer);
-    std::this_thread::yield();
-    AESetSendObserver(nullptr);
-    removedWith = seen.statuses.size();
-  }
-  sender.join();
-  EXPECT_EQ(answered, 300);
-  EXPECT_EQ(seen.statuses.size(), removedWith) << "called after its removal";
-}
