@@ -219,19 +219,4 @@ TEST_F(NativeHost, QuellbarkKilledMidBatchLeavesTheRestUnverified) {
       << answer->dump();
 }
 
-TEST_F(NativeHost, AHostKilledMidBatchAnswersNothingAndTheNextOneServes) {
-  installCompanion();
-  replies({"delay=5000 score=shor:100", "score=shor:100"});
-  auto host = start();
-  host->send({{"type", "classify"}, {"messages", {entry(1, messageOf(kSpam, 1))}}});
-  for (int i = 0; i < 300 && events().empty(); ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  ::kill(host->pid(), SIGKILL);
-  EXPECT_FALSE(host->receive()) << "no answer, not even a partial one";
-
-  auto next = start();
-  Json answer = next->ask({{"type", "classify"}, {"messages", {entry(1, messageOf(kSpam, 1))}}});
-  EXPECT_EQ(verdicts(answer), (std::vector<std::string>{"junk"})) << answer.dump();
-}
-
 } // namespace

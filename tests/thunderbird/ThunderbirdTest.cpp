@@ -34,41 +34,21 @@ std::string hamMessage(int n) {
          "minutes budget draft lunch thursday slides notes\r\n";
 }
 
-// Keeps Thunderbird to this machine: every connection goes to a closed port on loopback, and
-// the services that call home at start-up are off.
+// Keeps Thunderbird to this machine: every connection it would make goes through a "proxy" on a
+// closed port of loopback, names are not looked up, and the start-up dialogs stay away.
 const char* kQuietPreferences = R"(
 user_pref("network.proxy.type", 1);
 user_pref("network.proxy.http", "127.0.0.1");
 user_pref("network.proxy.http_port", 9);
 user_pref("network.proxy.ssl", "127.0.0.1");
 user_pref("network.proxy.ssl_port", 9);
-user_pref("network.proxy.socks", "127.0.0.1");
-user_pref("network.proxy.socks_port", 9);
 user_pref("network.proxy.socks_remote_dns", true);
-user_pref("network.proxy.share_proxy_settings", true);
 user_pref("network.proxy.no_proxies_on", "");
 user_pref("network.trr.mode", 5);
 user_pref("network.dns.disablePrefetch", true);
-user_pref("network.predictor.enabled", false);
 user_pref("network.connectivity-service.enabled", false);
 user_pref("network.captive-portal-service.enabled", false);
-user_pref("browser.region.network.url", "");
-user_pref("browser.region.update.enabled", false);
-user_pref("services.settings.server", "http://127.0.0.1:9/");
-user_pref("app.update.enabled", false);
-user_pref("app.update.auto", false);
-user_pref("extensions.update.enabled", false);
-user_pref("extensions.getAddons.cache.enabled", false);
-user_pref("extensions.systemAddon.update.enabled", false);
-user_pref("datareporting.policy.dataSubmissionEnabled", false);
-user_pref("datareporting.healthreport.uploadEnabled", false);
-user_pref("toolkit.telemetry.enabled", false);
-user_pref("browser.safebrowsing.malware.enabled", false);
-user_pref("browser.safebrowsing.phishing.enabled", false);
-user_pref("browser.safebrowsing.downloads.enabled", false);
-user_pref("security.OCSP.enabled", 0);
 user_pref("mail.shell.checkDefaultClient", false);
-user_pref("mailnews.start_page.enabled", false);
 user_pref("mail.provider.suppress_dialog_on_startup", true);
 user_pref("devtools.console.stdout.content", true);
 )";
