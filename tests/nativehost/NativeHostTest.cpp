@@ -36,15 +36,17 @@ Json entry(int id, std::string_view bytes) {
 
 class NativeHost : public EndToEndTest {
 protected:
-  std::unique_ptr<NativeHostProcess> start(std::vector<std::string> extraEnvironment = {}) {
+  std::unique_ptr<NativeHostProcess> start(std::vector<std::string> extraEnvironment = {},
+                                           path plugin = sandbox::buildDirectory() /
+                                                         "lib/QuellbarkPlugIn.so") {
     path build = sandbox::buildDirectory();
     std::vector<std::string> environment = box.environment();
     environment.insert(environment.end(), extraEnvironment.begin(), extraEnvironment.end());
     // As the mail client starts it: the manifest's path and the extension's id follow.
     return std::make_unique<NativeHostProcess>(
         std::vector<std::string>{(build / "bin/mailhost").string(), "--profile", profile.string(),
-                                 "--plugin", (build / "lib/QuellbarkPlugIn.so").string(),
-                                 "native-host", "/somewhere/manifest.json", "ext@example.org"},
+                                 "--plugin", plugin.string(), "native-host",
+                                 "/somewhere/manifest.json", "ext@example.org"},
         environment);
   }
 
@@ -195,6 +197,20 @@ TEST_F(NativeHost, BadFramesGetAnErrorAndTheHostKeepsServingUntilTheInputCloses)
   EXPECT_EQ(host->wait(), 0);
   EXPECT_EQ(fs::directory_iterator(profile), fs::directory_iterator())
       << "nothing is written to the profile";
+}
+
+TEST_F(NativeHost, WithoutItsPlugInEveryRequestIsAnsweredWithWhy) {
+  auto host = start({}, box.root / "missing.so");
+  Json state = host->ask({{"type", "state"}, {"id", 1}});
+  EXPECT_EQ(state["id"], 1);
+  EXPECT_EQ(state["ok"], false);
+  EXPECT_EQ(state["plugin"]["loaded"], false);
+  EXPECT_NE(state["plugin"]["problem"].get<std::string>().find("missing.so"), std::string::npos)
+      << state.dump();
+  Json classify = host->ask({{"type", "classify"}, {"messages", {entry(1, messageOf(kHam, 1))}}});
+  EXPECT_EQ(classify["ok"], false) << "no verdict without the plug-in";
+  host->closeInput();
+  EXPECT_EQ(host->wait(), 0);
 }
 
 TEST_F(NativeHost, QuellbarkKilledMidBatchLeavesTheRestUnverified) {
