@@ -40,8 +40,24 @@ struct ProtocolChannel {
   }
 };
 
+// A client that went away makes a write fail instead of ending the process. Only for the write:
+// an ignored SIGPIPE would be inherited by the programs started from here (Quellbark).
+class IgnoringSigpipe {
+public:
+  IgnoringSigpipe() {
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    ::sigaction(SIGPIPE, &ignore, &mPrevious);
+  }
+  ~IgnoringSigpipe() { ::sigaction(SIGPIPE, &mPrevious, nullptr); }
+
+private:
+  struct sigaction mPrevious = {};
+};
+
 // Sends the answer, or a short refusal in its place when it is too long to be sent.
 bool send(int fd, const nlohmann::json& answer) {
+  IgnoringSigpipe guard;
   std::string text = answer.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   if (writeFrame(fd, text))
     return true;
@@ -64,7 +80,6 @@ CLI::App* addNativeHostCommand(CLI::App& app) {
 }
 
 int runNativeHostCommand(const HostOptions& options, std::ostream& err) {
-  std::signal(SIGPIPE, SIG_IGN);
   ProtocolChannel channel;
   if (channel.in < 0 || channel.out < 0) {
     err << "mailhost: native-host: cannot take over standard input and output\n";
