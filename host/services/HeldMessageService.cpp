@@ -83,19 +83,19 @@ NS_IMETHODIMP HeldMessageService::StreamMessage(const char* aMessageURI, nsISupp
 
   auto held = mHeld.find(uri);
   std::shared_ptr<const std::string> bytes = held != mHeld.end() ? held->second : nullptr;
-  MessageDelivery::FormReader readForm = [bytes, uri]() -> FilterForm {
-    if (!bytes)
-      throw MailError(MailErrorKind::NotFound, uri + ": no such message is held");
-    return toFilterForm(std::string_view(*bytes));
-  };
   // The message's mail URL: the held key as the number of the fetch.
-  std::string mailUrl =
-      std::string(kHeldMessageScheme) + ":///?number=" + uri.substr(prefix.size());
-  nsCOMPtr<MailUrl> url = new MailUrl(mailUrl + "&header=" + aAdditionalHeader);
+  MessageSource source{
+      uri, std::string(kHeldMessageScheme) + ":///?number=" + uri.substr(prefix.size()),
+      [bytes, uri]() -> FilterForm {
+        if (!bytes)
+          throw MailError(MailErrorKind::NotFound, uri + ": no such message is held");
+        return toFilterForm(std::string_view(*bytes));
+      }};
+  nsCOMPtr<MailUrl> url = new MailUrl(source.mailUrl + "&header=" + aAdditionalHeader);
   url->SetMsgWindow(aMsgWindow);
   nsCOMPtr<MessageChannel> channel = new MessageChannel(url);
-  mQueue.push_back(std::make_unique<MessageDelivery>(uri, mailUrl, std::move(readForm), listener,
-                                                     channel, aUrlListener, mReportFailure));
+  mQueue.push_back(std::make_unique<MessageDelivery>(std::move(source), listener, channel,
+                                                     aUrlListener, mReportFailure));
   schedule();
   if (_retval) {
     *_retval = url.get();

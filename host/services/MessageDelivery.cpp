@@ -43,17 +43,17 @@ MessageDelivery::MessageDelivery(const MailStore& store, MessageRef message,
                                  nsIStreamListener* listener, MessageChannel* channel,
                                  nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure,
                                  std::shared_ptr<MessageReadAhead> readAhead)
-    : mUri(message.uri), mMailUrl(store.mailUrlFor(message)),
-      mReadForm(
-          [&store, message = std::move(message)] { return toFilterForm(store.locate(message)); }),
-      mListener(listener), mChannel(channel), mUrlListener(urlListener),
-      mReportFailure(std::move(reportFailure)), mReadAhead(std::move(readAhead)) {}
+    : MessageDelivery(
+          MessageSource{message.uri, store.mailUrlFor(message),
+                        [&store, message] { return toFilterForm(store.locate(message)); }},
+          listener, channel, urlListener, std::move(reportFailure)) {
+  mReadAhead = std::move(readAhead);
+}
 
-MessageDelivery::MessageDelivery(std::string uri, std::string mailUrl, FormReader readForm,
-                                 nsIStreamListener* listener, MessageChannel* channel,
-                                 nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure)
-    : mUri(std::move(uri)), mMailUrl(std::move(mailUrl)), mReadForm(std::move(readForm)),
-      mListener(listener), mChannel(channel), mUrlListener(urlListener),
+MessageDelivery::MessageDelivery(MessageSource source, nsIStreamListener* listener,
+                                 MessageChannel* channel, nsIUrlListener* urlListener,
+                                 DeliveryFailureReporter reportFailure)
+    : mSource(std::move(source)), mListener(listener), mChannel(channel), mUrlListener(urlListener),
       mReportFailure(std::move(reportFailure)) {}
 
 MessageDelivery::~MessageDelivery() = default;
@@ -96,14 +96,14 @@ void MessageDelivery::convert() {
   auto form = std::make_shared<FilterForm>();
   std::optional<FilterForm> ready;
   if (mReadAhead)
-    ready = mReadAhead->take(mUri);
+    ready = mReadAhead->take(mSource.uri);
   mReadAhead = nullptr;
   try {
-    *form = ready ? std::move(*ready) : mReadForm();
+    *form = ready ? std::move(*ready) : mSource.read();
   } catch (const MailError& error) {
     mChannel->fail(statusFor(error.kind()));
     if (mReportFailure)
-      mReportFailure(mUri, error.what());
+      mReportFailure(mSource.uri, error.what());
     mStage = Stage::Stop;
     return;
   }
@@ -135,10 +135,10 @@ void MessageDelivery::sendHeaders(FilterForm& form, nsIMsgHeaderSink* sink) {
   sink->ProcessHeaders(nameList, valueList, newsgroups ? PR_TRUE : PR_FALSE);
 
   for (const AttachmentInfo& attachment : form.attachments) {
-    std::string partUrl = mMailUrl + "&part=" + attachment.partId;
+    std::string partUrl = mSource.mailUrl + "&part=" + attachment.partId;
     std::u16string name = utf16(attachment.displayName);
     sink->HandleAttachment(attachment.contentType.c_str(), partUrl.c_str(),
-                           reinterpret_cast<const PRUnichar*>(name.c_str()), mUri.c_str(),
+                           reinterpret_cast<const PRUnichar*>(name.c_str()), mSource.uri.c_str(),
                            PR_FALSE);
   }
   sink->OnEndAllAttachments();

@@ -18,6 +18,15 @@ namespace mailhost {
 // Told about every message that could not be delivered: its URI and why.
 using DeliveryFailureReporter = std::function<void(const std::string& uri, const std::string& why)>;
 
+// What a delivery streams, as its message service resolved it: the message's URI, the mail URL
+// its parts are named under ("<mailUrl>&part=<id>"), and how to read the message into filter
+// form (throws MailError when it cannot: a missing file, bytes that are no message).
+struct MessageSource {
+  std::string uri;
+  std::string mailUrl;
+  std::function<FilterForm()> read;
+};
+
 // The delivery of one message in filter form to a stream listener, in steps that the message
 // service runs from the event loop, one step per turn:
 //   1. OnStartRequest(channel, null)
@@ -31,17 +40,13 @@ class MessageDelivery {
 public:
   static constexpr std::size_t kBlockSize = 16 * 1024;
 
-  // Reads the message and builds its form when its turn comes; throws MailError when it cannot.
-  using FormReader = std::function<FilterForm()>;
-
   MessageDelivery(const MailStore& store, MessageRef message, nsIStreamListener* listener,
                   MessageChannel* channel, nsIUrlListener* urlListener,
                   DeliveryFailureReporter reportFailure,
                   std::shared_ptr<MessageReadAhead> readAhead = nullptr);
-  // A message that is not in a mail store: `mailUrl` is the URL its attachments' URLs extend.
-  MessageDelivery(std::string uri, std::string mailUrl, FormReader readForm,
-                  nsIStreamListener* listener, MessageChannel* channel, nsIUrlListener* urlListener,
-                  DeliveryFailureReporter reportFailure);
+  // A message that is not in a mail store.
+  MessageDelivery(MessageSource source, nsIStreamListener* listener, MessageChannel* channel,
+                  nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure);
   ~MessageDelivery();
 
   // Runs the next step; false once OnStopRequest has been delivered.
@@ -56,9 +61,7 @@ private:
   void sendBlock();
   void stop();
 
-  std::string mUri;
-  std::string mMailUrl;
-  FormReader mReadForm;
+  MessageSource mSource;
   nsCOMPtr<nsIStreamListener> mListener;
   nsCOMPtr<MessageChannel> mChannel;
   nsCOMPtr<nsIUrlListener> mUrlListener;
