@@ -43,8 +43,8 @@ OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode se
    an event first asks willSend, which may refuse the send: AESendMessage then returns that
    status at once and nothing is sent. didSend then sees the send's outcome and the reply (a null
    descriptor when there is none or the send failed), also when the caller passed no reply; the
-   caller gets the same reply afterwards. Either function may be NULL. The callbacks run on the sending
-   thread and must neither send nor change the observer.
+   caller gets the same reply afterwards. Either function may be NULL. The callbacks run on the
+   sending thread and must neither send nor change the observer.
 
    One observer per process: AESetSendObserver copies *observer and replaces any earlier one;
    NULL removes it. Once it returns, the earlier observer is called no more (a send under way
