@@ -33,12 +33,16 @@ demo: build
 	@bash scripts/demo.sh
 
 # A user-level install by default (no root needed): the host, the plug-in bundle and the platform
-# libraries under PREFIX, Quellbark.app in APPDIR, where Launch Services looks for it.
+# libraries under PREFIX, Quellbark.app in APPDIR, where Launch Services looks for it, the
+# Thunderbird extension under PREFIX/share/quellbark and its native host's manifest in NMDIR.
 PREFIX ?= $(HOME)/.local
 APPDIR ?= $(HOME)/Applications
+# Where Thunderbird looks for the native host's manifest: a user's folder, or for every user
+# /usr/lib/mozilla/native-messaging-hosts.
+NMDIR ?= $(HOME)/.mozilla/native-messaging-hosts
 
 install: build
-	cmake --preset default -DCMAKE_INSTALL_PREFIX=$(PREFIX) -DQB_APP_DIR=$(APPDIR) >/dev/null
+	cmake --preset default -DCMAKE_INSTALL_PREFIX=$(PREFIX) -DQB_APP_DIR=$(APPDIR) -DQB_NATIVE_MESSAGING_DIR=$(NMDIR) >/dev/null
 	cmake --build --preset default -j $(JOBS)
 	@bash scripts/install.sh install build/default
 

@@ -6,6 +6,7 @@
 #include "commands/InfoCommand.h"
 #include "commands/ListCommand.h"
 #include "commands/MarkCommand.h"
+#include "nativehost/NativeHostCommand.h"
 #include "plugin/PluginBundle.h"
 #include "profile/ProfileDirectory.h"
 #include "runtime/HostError.h"
@@ -19,6 +20,7 @@
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -107,6 +109,8 @@ int main(int argc, char** argv) {
   CLI::App* list = mailhost::addListCommand(app, listOptions);
   mailhost::FilterOptions filterOptions;
   CLI::App* filter = mailhost::addFilterCommand(app, filterOptions);
+  std::vector<std::string> nativeHostArguments;
+  CLI::App* nativeHost = mailhost::addNativeHostCommand(app, nativeHostArguments);
   for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; }))
     command->footer("The global options (--profile, --plugin) may follow the command too.");
 
@@ -116,6 +120,8 @@ int main(int argc, char** argv) {
     if (filter->parsed()) // its own session: any failure is a temporary one for mail delivery
       return mailhost::runFilterCommand(options, filterOptions, STDIN_FILENO, STDOUT_FILENO,
                                         std::cerr);
+    if (nativeHost->parsed()) // answers even when the plug-in cannot be loaded
+      return mailhost::runNativeHostCommand(options, std::cerr);
     if (list->parsed()) { // the stored statuses need neither the runtime nor the plug-in
       status = mailhost::runListCommand(options.profileDirectory, listOptions, out, std::cerr);
     } else {

@@ -10,6 +10,8 @@
 #   - the delivery filter (`mailhost filter`), one process per message as a delivery agent runs
 #     it, against bogofilter's own one-process-per-message pass-through (-p -e) on the same
 #     BENCH_FILTER_COUNT (300) held-out messages, spread over the held-out set;
+#   - the native host (Thunderbird's extension's way in): the same messages as raw bytes in
+#     batches of 100 through one running `mailhost native-host` (bench/native_host_rate.mjs);
 #   - memory: the host's peak resident size classifying 1,000 and 10,000 messages;
 #   - the Apple Event round trip (bench/ae_roundtrip).
 # Everything lives under <build>/bench, with its own profile, preferences, runtime folder and
@@ -128,6 +130,18 @@ if [[ -x $rate_client ]]; then
     "$reps" "$q_wall" "$q_rate" "$(calc "100 * $q_rate / $bf_rate" 1)" "$q_sender" "$(cpu_ms "$q_alone_cpu")" "$q_failed")
 fi
 
+log "bench: the native host, batches of 100 raw messages, $reps runs"
+for rep in $(seq "$reps"); do
+  node bench/native_host_rate.mjs "$mailhost" "$plugin" "$work/profile" 100 \
+    <"$work/out/heldout-files.txt" >"$work/out/native-host-$rep.txt" 2>&1 || true
+done
+# "<n> messages in <s> s, <rate> messages/s, batches of 100; junk ..., good ..., ..."
+native_wall=$(for r in $(seq "$reps"); do awk '{ print $4 }' "$work/out/native-host-$r.txt"; done | median)
+native_row=$(printf '| native host, batches of 100 raw messages (median of %d) | %s s, %s messages/s, %s%% of the pipeline over folders; %s |' \
+  "$reps" "$native_wall" "$(rate "$heldout" "$native_wall")" \
+  "$(calc "100 * $(rate "$heldout" "$native_wall") / $pipe_rate" 1)" \
+  "$(sed 's/^.*; //' "$work/out/native-host-1.txt")")
+
 agreement=$(node scripts/corpus.mjs agreement "$work/out/classify-1.json" "$work/out/bogofilter-1.txt")
 
 log "bench: delivery filter, one process per message"
@@ -191,6 +205,7 @@ log "bench: Apple Event round trip"
   printf '| bogofilter -b: wall time (median of %d) | %s s, %s messages/s |\n' "$reps" "$bf_wall" "$bf_rate"
   printf '| pipeline rate / bogofilter rate | %s%% |\n' "$share"
   printf '%s\n' "$rate_row"
+  printf '%s\n' "$native_row"
   printf '| CPU per message: host / Quellbark+bogofilter / bogofilter alone | %s / %s / %s ms |\n' \
     "$(cpu_ms "$host_cpu")" "$(cpu_ms "$q_cpu")" "$(cpu_ms "$bf_cpu")"
   printf '| pipeline CPU / bogofilter CPU | %s |\n' "$(calc "$pipe_cpu / $bf_cpu" 1)"

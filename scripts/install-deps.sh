@@ -8,8 +8,13 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libglib2.0-dev libgmime-3.0-dev libplist-dev libnotify-dev
   libsqlite3-dev libcli11-dev nlohmann-json3-dev
-  bogofilter time man-db procmail maildrop
+  bogofilter time man-db procmail maildrop zip
 )
+# The test that runs the extension in a real Thunderbird needs Debian's Thunderbird (large);
+# QB_WITHOUT_THUNDERBIRD=1 leaves it out, and that test is then skipped.
+if [[ ${QB_WITHOUT_THUNDERBIRD:-0} != 1 ]]; then
+  packages+=(thunderbird)
+fi
 # The corpus of the demonstration comes from the npm registry. Some machines carry a Node.js
 # build that brings its own npm (and conflicts with Debian's npm package): use it when present.
 if ! command -v npm >/dev/null 2>&1; then

@@ -28,12 +28,14 @@ install)
   prefix=$(cache_value CMAKE_INSTALL_PREFIX)
   appdir=$(cache_value QB_APP_DIR)
   unitdir=$(cache_value QB_UNIT_INSTALL_DIR)
-  [[ -n $prefix && -n $appdir && -n $unitdir ]] ||
+  nmdir=$(cache_value QB_NATIVE_MESSAGING_DIR)
+  [[ -n $prefix && -n $appdir && -n $unitdir && -n $nmdir ]] ||
     { echo "install: $build is not configured" >&2; exit 1; }
   # Every folder on the way to a destination that is missing now is made by this install.
   created=()
-  for leaf in "$prefix/bin" "$prefix/lib" "$prefix/share/man/man1" \
-    "$prefix/share/bash-completion/completions" "$appdir/Quellbark.app/Contents/MacOS" "$unitdir"; do
+  for leaf in "$prefix/bin" "$prefix/lib" "$prefix/share/man/man1" "$prefix/share/quellbark" \
+    "$prefix/share/bash-completion/completions" "$appdir/Quellbark.app/Contents/MacOS" \
+    "$unitdir" "$nmdir"; do
     dir=$destdir$leaf
     while [[ ! -e $dir && $dir != "$destdir" && $dir != / ]]; do
       created+=("$dir")
@@ -54,11 +56,13 @@ install)
     : >"$record/created-dirs.txt"
   fi
   echo "Installed $(grep -c "" "$record/install_manifest.txt") files under ${destdir}$prefix," \
-    "${destdir}$appdir and ${destdir}$unitdir; the record is in $record"
+    "${destdir}$appdir, ${destdir}$unitdir and ${destdir}$nmdir; the record is in $record"
   if [[ -z $destdir ]]; then
     echo "To start Quellbark with your session: systemctl --user daemon-reload &&" \
       "systemctl --user enable --now quellbark.service"
   fi
+  echo "In Thunderbird: Add-ons and Themes, the gear menu, Install Add-on From File...," \
+    "${prefix}/share/quellbark/quellbark-junkfilter.xpi"
   ;;
 uninstall)
   manifest=$record/install_manifest.txt

@@ -53,6 +53,14 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
         prefix() / "share/bash-completion/completions/mailhost"})
     EXPECT_TRUE(fs::is_regular_file(file)) << file;
   EXPECT_EQ(readFile(app / "PkgInfo"), "APPLQbrk");
+  // Thunderbird's way in: the manifest where it looks, naming the installed program.
+  EXPECT_TRUE(fs::is_regular_file(prefix() / "share/quellbark/quellbark-junkfilter.xpi"));
+  std::string manifest = readFile(stage() / cacheValue("QB_NATIVE_MESSAGING_DIR").substr(1) /
+                                  "com.quellbark.mailhost.json");
+  std::string program = cacheValue("CMAKE_INSTALL_PREFIX") + "/bin/quellbark-native-host";
+  EXPECT_NE(manifest.find("\"" + program + "\""), std::string::npos) << manifest;
+  EXPECT_NE(readFile(prefix() / "bin/quellbark-native-host").find("/bin/mailhost\" native-host"),
+            std::string::npos);
 
   // The command on PATH and the user unit both run the bundle's executable where it will lie.
   std::string executable = cacheValue("QB_APP_DIR") + "/Quellbark.app/Contents/MacOS/Quellbark";
