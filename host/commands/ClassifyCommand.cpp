@@ -283,12 +283,15 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
         if (json) {
           json->finish(report);
         } else {
-          out << report.messages << " messages: " << report.count(ClassifyOutcome::Verdict::Junk)
-              << " junk, " << report.count(ClassifyOutcome::Verdict::Good) << " good, ";
+          out << report.messages << (report.messages == 1 ? " message: " : " messages: ")
+              << report.count(ClassifyOutcome::Verdict::Junk) << " junk, "
+              << report.count(ClassifyOutcome::Verdict::Good) << " good, ";
           if (report.unverified)
             out << report.unverified << " not verified, ";
           out << report.count(ClassifyOutcome::Verdict::Unclassified) << " not classified\n";
         }
+        // The results before the problems, so that both in one stream read in order.
+        out.flush();
         for (const std::string& error : report.errors)
           err << "mailhost: " << error << "\n";
         if (report.unverified)
