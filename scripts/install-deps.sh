@@ -8,7 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libglib2.0-dev libgmime-3.0-dev libplist-dev libnotify-dev
   libsqlite3-dev libcli11-dev nlohmann-json3-dev
-  bogofilter time man-db procmail maildrop
+  bogofilter time man-db procmail maildrop bash-completion
 )
 # The corpus of the demonstration comes from the npm registry. Some machines carry a Node.js
 # build that brings its own npm (and conflicts with Debian's npm package): use it when present.
