@@ -49,12 +49,19 @@ install)
     cmake --install "$build"
     mv "$build/install_manifest.txt" "$record/install_manifest.txt"
   ) 9>"$build/.install-lock"
+  # An install over an earlier one keeps the folders that one made.
+  if [[ -f $record/created-dirs.txt ]]; then
+    while IFS= read -r dir; do
+      [[ -n $dir ]] && created+=("$dir")
+    done <"$record/created-dirs.txt"
+  fi
   if ((${#created[@]})); then
     printf '%s\n' "${created[@]}" | sort -u | awk '{ print length($0) "\t" $0 }' |
-      sort -rn -s | cut -f2- >"$record/created-dirs.txt"
+      sort -rn -s | cut -f2- >"$record/created-dirs.txt.new"
   else
-    : >"$record/created-dirs.txt"
+    : >"$record/created-dirs.txt.new"
   fi
+  mv "$record/created-dirs.txt.new" "$record/created-dirs.txt"
   echo "Installed $(grep -c "" "$record/install_manifest.txt") files under ${destdir}$prefix," \
     "${destdir}$appdir, ${destdir}$unitdir and ${destdir}$nmdir; the record is in $record"
   if [[ -z $destdir ]]; then

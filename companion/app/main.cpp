@@ -20,6 +20,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <string>
 #include <thread>
 
@@ -127,6 +128,18 @@ int setLogLevel(long level) {
   return 0;
 }
 
+// A stopped process (SIGSTOP, a debugger) still holds the lock and its registration, so the
+// plug-in's requests wait for it until they time out.
+bool isStopped(pid_t pid) {
+  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+  std::string line;
+  std::getline(stat, line);
+  // "pid (name) state ...": the name may hold spaces and parentheses, the state follows the last.
+  std::size_t const close = line.rfind(") ");
+  return close != std::string::npos && close + 2 < line.size() &&
+         (line[close + 2] == 'T' || line[close + 2] == 't');
+}
+
 int printStatus() {
   EngineConfig config = EngineConfig::fromEnvironment();
   std::string lastProblem;
@@ -146,7 +159,13 @@ int printStatus() {
               status.version.empty() ? "" : ", ", status.version.c_str());
   std::printf("Word list: %s\n", status.wordList.c_str());
   if (pid_t const running = InstanceLock::runningInstance(instanceLockFile(config))) {
-    std::printf("Running:   yes (pid %d)\n", static_cast<int>(running));
+    if (isStopped(running)) {
+      std::printf("Running:   stopped (pid %d): it answers nothing until continued (kill -CONT "
+                  "%d)\n",
+                  static_cast<int>(running), static_cast<int>(running));
+    } else {
+      std::printf("Running:   yes (pid %d)\n", static_cast<int>(running));
+    }
   } else {
     std::printf("Running:   no\n");
   }

@@ -53,10 +53,18 @@ fs::path defaultStateFolder() {
 }
 
 fs::path defaultWorkRoot(fs::path const& dataFolder) {
-  std::string const runtime = environment("XDG_RUNTIME_DIR");
-  struct stat st {};
-  if (!runtime.empty() && runtime.front() == '/' && ::stat(runtime.c_str(), &st) == 0 &&
-      S_ISDIR(st.st_mode) && st.st_uid == ::geteuid() && (st.st_mode & 077) == 0) {
+  auto isPrivateFolder = [](std::string const& path) {
+    struct stat st {};
+    return !path.empty() && path.front() == '/' && ::stat(path.c_str(), &st) == 0 &&
+           S_ISDIR(st.st_mode) && st.st_uid == ::geteuid() && (st.st_mode & 077) == 0;
+  };
+  std::string runtime = environment("XDG_RUNTIME_DIR");
+  // Started without the session's environment (by a mail filter that procmail ran), the
+  // folder the system made for the user's sessions: one lock, so one Quellbark.
+  if (runtime.empty()) {
+    runtime = "/run/user/" + std::to_string(::geteuid());
+  }
+  if (isPrivateFolder(runtime)) {
     return fs::path(runtime) / "Quellbark";
   }
   return dataFolder / "work";

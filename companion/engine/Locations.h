@@ -9,8 +9,8 @@ namespace quellbark {
 // ~/.local/share/Quellbark.
 std::filesystem::path defaultDataFolder();
 
-// Where private work folders go: $XDG_RUNTIME_DIR/Quellbark when the runtime dir is usable,
-// else <data folder>/work.
+// Where private work folders go: $XDG_RUNTIME_DIR/Quellbark when the runtime dir is usable
+// (without XDG_RUNTIME_DIR, /run/user/<uid>), else <data folder>/work.
 std::filesystem::path defaultWorkRoot(std::filesystem::path const& dataFolder);
 
 // Where the application keeps its log: $XDG_STATE_HOME/Quellbark, else

@@ -10,9 +10,11 @@
 #include "MaildirTree.h"
 #include "runtime/HostSession.h"
 
+#include <CLI/Formatter.hpp>
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <sys/stat.h>
@@ -163,6 +165,29 @@ void moveJunkOf(std::vector<ClassifyOutcome>& batch, ClassifyReport& report, Jun
     report.errors.push_back(failure);
 }
 
+// Shows a flag that takes an optional value (its type name "[=VALUE]") as one word,
+// "--move-junk[=FOLDER]", as it is typed, rather than CLI11's "--move-junk{} [=FOLDER]".
+class OptionalValueFormatter : public CLI::Formatter {
+public:
+  std::string make_option_name(const CLI::Option* option, bool positional) const override {
+    std::string name = CLI::Formatter::make_option_name(option, positional);
+    if (!takesOptionalValue(option))
+      return name;
+    for (std::size_t braces; (braces = name.find("{}")) != std::string::npos;)
+      name.erase(braces, 2);
+    return name + option->get_type_name();
+  }
+
+  std::string make_option_opts(const CLI::Option* option) const override {
+    return takesOptionalValue(option) ? std::string() : CLI::Formatter::make_option_opts(option);
+  }
+
+private:
+  static bool takesOptionalValue(const CLI::Option* option) {
+    return option->get_type_name().starts_with("[=");
+  }
+};
+
 } // namespace
 
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
@@ -183,6 +208,7 @@ CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
                  "Move junk out of Maildir folders into the .Junk folder of their tree, or with "
                  "--move-junk=FOLDER into FOLDER")
       ->type_name("[=FOLDER]");
+  command->formatter(std::make_shared<OptionalValueFormatter>());
   // A bare --move-junk leaves the folder empty, which tells nothing of whether it was given.
   command->callback([command, &options] { options.moveJunk = command->count("--move-junk") > 0; });
   return command;
@@ -257,12 +283,15 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
         if (json) {
           json->finish(report);
         } else {
-          out << report.messages << " messages: " << report.count(ClassifyOutcome::Verdict::Junk)
-              << " junk, " << report.count(ClassifyOutcome::Verdict::Good) << " good, ";
+          out << report.messages << (report.messages == 1 ? " message: " : " messages: ")
+              << report.count(ClassifyOutcome::Verdict::Junk) << " junk, "
+              << report.count(ClassifyOutcome::Verdict::Good) << " good, ";
           if (report.unverified)
             out << report.unverified << " not verified, ";
           out << report.count(ClassifyOutcome::Verdict::Unclassified) << " not classified\n";
         }
+        // The results before the problems, so that both in one stream read in order.
+        out.flush();
         for (const std::string& error : report.errors)
           err << "mailhost: " << error << "\n";
         if (report.unverified)

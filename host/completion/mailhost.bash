@@ -30,6 +30,8 @@ _mailhost_read_help() {
     options)
       local names=${word[0]//,/ } name
       for name in $names; do
+        # An optional value is written onto the name: --move-junk[=FOLDER].
+        name=${name%%\[=*}
         [[ $name == --* ]] && options+=" $name"
         # A value's type follows the name in capitals: TEXT, INT, TEXT=default, TEXT:{a,b}.
         [[ $name == --* && ${word[1]} =~ ^[A-Z]+([=:].*)?$ ]] && valued+="$name "
@@ -51,7 +53,9 @@ _mailhost() {
   local i word command= positionals=0
   for ((i = 1; i < COMP_CWORD; i++)); do
     word=${COMP_WORDS[i]}
-    if [[ $word == -* ]]; then
+    if [[ $word == = ]]; then
+      ((i++)) # bash splits --move-junk=FOLDER into three words
+    elif [[ $word == -* ]]; then
       [[ $globalValued$valued == *" $word "* ]] && ((i++))
     elif [[ -z $command ]]; then
       command=$word
@@ -62,9 +66,10 @@ _mailhost() {
   done
 
   COMPREPLY=()
-  if [[ $prev == -* && $globalValued$valued == *" $prev "* ]]; then
+  ((COMP_CWORD > 1)) && [[ $prev == = ]] && prev=${COMP_WORDS[COMP_CWORD - 2]}=
+  if [[ $prev == --move-junk= || $prev == -* && $globalValued$valued == *" $prev "* ]]; then
     case $prev in
-    --profile | --mail-root | --move-junk) mapfile -t COMPREPLY < <(compgen -d -- "$cur") ;;
+    --profile | --mail-root | --move-junk=) mapfile -t COMPREPLY < <(compgen -d -- "$cur") ;;
     *) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
     esac
     compopt -o filenames 2>/dev/null

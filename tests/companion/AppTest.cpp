@@ -263,6 +263,13 @@ TEST_F(AppTest, ASecondInstanceNamesTheFirstAndBadUsageExitsWith2) {
   EXPECT_EQ(second.err, "Quellbark: already running (pid " + std::to_string(mApp) + ")\n");
   EXPECT_NE(runApp({"status"}).out.find("Running:   yes (pid " + std::to_string(mApp) + ")"),
             std::string::npos);
+  // Stopped, it would make every request wait for its timeout: status says so.
+  ASSERT_EQ(::kill(mApp, SIGSTOP), 0);
+  std::string const stopped = runApp({"status"}).out;
+  ::kill(mApp, SIGCONT);
+  EXPECT_NE(stopped.find("Running:   stopped (pid " + std::to_string(mApp) + ")"),
+            std::string::npos)
+      << stopped;
   // Launched anew, it hands over to the running one, and the launch succeeds.
   EXPECT_EQ(sandbox::launch(build() / "Quellbark.app", kLSLaunchNewInstance), noErr);
   EXPECT_EQ(sandbox::runningApps(), std::vector<pid_t>{mApp});

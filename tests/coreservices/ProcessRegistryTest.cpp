@@ -139,7 +139,11 @@ TEST_F(ProcessRegistryTest, RuntimeFolderMustBePrivate) {
   unsetenv("XDG_RUNTIME_DIR");
   auto fallback = coreservices::runtimeFolder(false);
   if (fallback) {
-    EXPECT_EQ(*fallback, "/tmp/AppleEvents-" + std::to_string(geteuid()));
+    std::string session = "/run/user/" + std::to_string(geteuid());
+    struct stat sessionInfo {};
+    bool hasSession = lstat(session.c_str(), &sessionInfo) == 0 && (sessionInfo.st_mode & 077) == 0;
+    EXPECT_EQ(*fallback, hasSession ? session + "/AppleEvents"
+                                    : "/tmp/AppleEvents-" + std::to_string(geteuid()));
   }
 }
 

@@ -80,7 +80,7 @@ TEST_F(BadInput, AFiftyMegabyteMessageArrivesIntact) {
   ProcessRun run = mailhost({"classify", file.string()}, {"SCRIPTED_COMPANION_HEX_LIMIT=4096"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(run.out, "junk\t" + fileUri(file) + "\t" + file.string() +
-                         "\n1 messages: 1 junk, 0 good, 0 not classified\n");
+                         "\n1 message: 1 junk, 0 good, 0 not classified\n");
   std::vector<Json> received = events();
   ASSERT_EQ(received.size(), 1u);
   const Json* message = parameter(received[0], "Mess");

@@ -56,6 +56,9 @@ TEST(Completion, OffersCommandsOptionsAndFolders) {
       {{"classify", "mail/Inbox", "--pro"}, "--profile "}, // global options after the command
       {{"--profile", "mail/"}, "mail/Inbox "},             // folders only
       {{"list", "--mail-root", "mail/", "--json", "mail/"}, "mail/Inbox mail/old.mbox "},
+      {{"classify", "--mo"}, "--move-junk "},
+      {{"classify", "--move-junk", "=", "mail/"}, "mail/Inbox "}, // bash splits at the =
+      {{"classify", "--move-junk", "mail/"}, "mail/Inbox mail/old.mbox "},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.words));

@@ -14,6 +14,14 @@ std::string folderPath() {
   const char* runtime = std::getenv("XDG_RUNTIME_DIR");
   if (runtime && *runtime)
     return std::string(runtime) + "/AppleEvents";
+  // Programs run by procmail, maildrop or cron have no XDG_RUNTIME_DIR: they use the folder the
+  // system made for the user's sessions, when there is one, so that they find the applications
+  // the user's session started instead of starting second ones.
+  std::string session = "/run/user/" + std::to_string(geteuid());
+  struct stat info {};
+  if (lstat(session.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == geteuid() &&
+      (info.st_mode & 077) == 0)
+    return session + "/AppleEvents";
   return "/tmp/AppleEvents-" + std::to_string(geteuid());
 }
 

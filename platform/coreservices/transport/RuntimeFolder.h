@@ -1,5 +1,6 @@
 // The per-user folder where applications that take Apple Events register and listen:
-// $XDG_RUNTIME_DIR/AppleEvents, or /tmp/AppleEvents-<uid> without XDG_RUNTIME_DIR.
+// $XDG_RUNTIME_DIR/AppleEvents; without XDG_RUNTIME_DIR, /run/user/<uid>/AppleEvents when
+// /run/user/<uid> is this user's private folder, else /tmp/AppleEvents-<uid>.
 #pragma once
 
 #include <optional>

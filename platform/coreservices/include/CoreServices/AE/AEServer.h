@@ -6,7 +6,7 @@
      AEServerClose();                      // stop listening, unregister
 
    Registration puts an entry (pid, process start time, creator signature, name, bundle path,
-   socket) into the runtime folder, $XDG_RUNTIME_DIR/AppleEvents or /tmp/AppleEvents-<uid>. The
+   socket) into the runtime folder ($XDG_RUNTIME_DIR/AppleEvents, see docs/wire-format.md). The
    signature is the application bundle's (the executable at X.app/Contents/MacOS/<name>:
    CFBundleSignature of X.app/Contents/Info.plist, else Contents/PkgInfo); outside a bundle it is
    '????'. Events are handled one at a time on the calling thread, in order of arrival, every
