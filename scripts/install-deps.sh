@@ -9,6 +9,7 @@ packages=(
   libglib2.0-dev libgmime-3.0-dev libplist-dev libnotify-dev
   libsqlite3-dev libcli11-dev nlohmann-json3-dev
   bogofilter time
+  dovecot-imapd libetpan-dev libgnutls28-dev libsecret-1-dev python3 openssl
 )
 # The corpus of the demonstration comes from the npm registry. Some machines carry a Node.js
 # build that brings its own npm (and conflicts with Debian's npm package): use it when present.
