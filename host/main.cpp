@@ -1,5 +1,6 @@
 // mailhost: a small mail host that loads junk-mail plug-in bundles as the real host does.
 // Exit status: 0 done, 1 the command failed (one line on stderr says why), 2 bad usage.
+#include "commands/AccountCommand.h"
 #include "commands/ClassifyCommand.h"
 #include "commands/InfoCommand.h"
 #include "commands/ListCommand.h"
@@ -44,6 +45,8 @@ int main(int argc, char** argv) {
   CLI::App* mark = mailhost::addMarkCommand(app, markOptions);
   mailhost::ListOptions listOptions;
   CLI::App* list = mailhost::addListCommand(app, listOptions);
+  mailhost::AccountOptions accountOptions;
+  CLI::App* account = mailhost::addAccountCommand(app, accountOptions);
 
   try {
     app.parse(argc, argv);
@@ -61,6 +64,8 @@ int main(int argc, char** argv) {
       return mailhost::runClassifyCommand(session, classifyOptions, std::cout, std::cerr);
     if (mark->parsed())
       return mailhost::runMarkCommand(session, markOptions, std::cout, std::cerr);
+    if (account->parsed())
+      return mailhost::runAccountCommand(session, accountOptions, std::cin, std::cout, std::cerr);
   } catch (const mailhost::HostError& e) {
     std::cerr << "mailhost: " << e.what() << "\n";
     return 1;

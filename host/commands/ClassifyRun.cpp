@@ -1,6 +1,8 @@
 #include "ClassifyRun.h"
 
 #include "ClassificationListener.h"
+#include "ImapError.h"
+#include "ImapUri.h"
 #include "MailError.h"
 #include "MailStore.h"
 
@@ -40,16 +42,38 @@ std::size_t ClassifyReport::count(ClassifyOutcome::Verdict verdict) const {
 ClassifyRun::ClassifyRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store)
     : mPlugin(plugin), mMail(mail), mStore(store) {}
 
+namespace {
+
+// A folder's messages as listed for a run: a local folder's listing, or the URIs of the IMAP
+// messages that still wait for a verdict.
+struct ListedFolder {
+  std::string name;
+  FolderListing local;
+  std::vector<std::string> remote;
+  bool isRemote = false;
+  std::size_t size() const { return isRemote ? remote.size() : local.size(); }
+  std::string uriAt(std::size_t i) const { return isRemote ? remote[i] : local.at(i).uri; }
+};
+
+} // namespace
+
 ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folders) {
   ClassifyReport report;
   // Listed up front for the count; a listing names its messages only when asked.
-  std::vector<std::pair<std::string, FolderListing>> listings;
+  std::vector<ListedFolder> listings;
   for (const std::filesystem::path& folder : folders) {
+    ListedFolder listed{folder.string(), {}, {}, isImapFolderUrl(folder.string())};
     try {
-      listings.emplace_back(folder.string(), mMail.store().list(folder));
-      report.messages += listings.back().second.size();
+      if (listed.isRemote)
+        listed.remote = mMail.imap().messagesWithoutVerdict(parseImapFolderUrl(listed.name));
+      else
+        listed.local = mMail.store().list(folder);
+      report.messages += listed.size();
+      listings.push_back(std::move(listed));
     } catch (const MailError& error) {
       report.errors.push_back(std::string("cannot read folder ") + error.what());
+    } catch (const ImapError& error) {
+      report.errors.push_back("cannot read folder " + listed.name + ": " + error.what());
     }
   }
   mTotal = report.messages;
@@ -63,19 +87,38 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
     ~Release() { writer = nullptr; }
   } release{mWriter};
   std::vector<ClassifyOutcome> batch;
-  for (auto& [folder, listing] : listings) {
+  for (ListedFolder& listing : listings) {
     for (std::size_t first = 0; first < listing.size(); first += kBatchSize) {
       batch.clear();
       for (std::size_t i = first; i < std::min(listing.size(), first + kBatchSize); ++i)
-        batch.push_back({listing.at(i).uri, folder, ClassifyOutcome::Verdict::Unclassified, {}});
+        batch.push_back(
+            {listing.uriAt(i), listing.name, ClassifyOutcome::Verdict::Unclassified, {}});
       classifyBatch(batch, report);
       storeFailures(report);
+      if (listing.isRemote)
+        recordOnServer(batch, report);
       if (mOnBatch)
         mOnBatch(batch);
     }
-    listing = FolderListing(); // done with: let its keys go
+    listing = ListedFolder(); // done with: let its keys go
   }
   return report;
+}
+
+void ClassifyRun::recordOnServer(std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
+  for (ClassifyOutcome& outcome : batch) {
+    // A message that could not be read got the plug-in's fallback, not a verdict.
+    if (outcome.verdict == ClassifyOutcome::Verdict::Unclassified || !outcome.error.empty())
+      continue;
+    try {
+      mMail.imap().recordVerdict(parseImapMessageUri(outcome.uri),
+                                 outcome.verdict == ClassifyOutcome::Verdict::Junk, true);
+    } catch (const std::runtime_error& error) { // ImapError or MailError
+      outcome.error = error.what();
+      report.errors.push_back("cannot record the verdict on " + outcome.uri +
+                              " on its server: " + error.what());
+    }
+  }
 }
 
 void ClassifyRun::storeFailures(ClassifyReport& report) {

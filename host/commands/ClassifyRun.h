@@ -38,7 +38,9 @@ struct ClassifyReport {
 // stored (origin plugin, score 100 or 0) as it arrives, by a writer thread that commits every
 // few milliseconds and has committed them all when a batch ends. While the plug-in works on a
 // batch, its messages are read ahead on another thread. A batch ends when every message is
-// reported or the event loop runs dry; what was never reported stays unclassified.
+// reported or the event loop runs dry; what was never reported stays unclassified. A folder may
+// also be an IMAP folder URL: its messages without $Junk or $NotJunk are classified, and each
+// verdict is also set on the server as that keyword, junk moved to the account's junk folder.
 class ClassifyRun {
 public:
   static constexpr std::size_t kBatchSize = 256;
@@ -60,6 +62,8 @@ public:
 private:
   void classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
   void storeFailures(ClassifyReport& report);
+  // IMAP messages: the verdict as a keyword on the server, junk moved to the junk folder.
+  void recordOnServer(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
 
   nsCOMPtr<nsIJunkMailPlugin> mPlugin;
   MailServices& mMail;

@@ -2,6 +2,7 @@
 
 #include "ClassificationListener.h"
 #include "ClassifyRun.h"
+#include "ImapUri.h"
 #include "MailError.h"
 
 #include <map>
@@ -65,6 +66,15 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
       mStore.record(uri, junkScoreFor(verdict), JunkOrigin::User);
     } catch (const JunkStoreError& error) {
       outcomes[index].error = error.what();
+    }
+    // On an IMAP server the verdict is also the message's keyword, for every client to see.
+    if (isImapMessageUri(uri)) {
+      try {
+        mMail.imap().recordVerdict(parseImapMessageUri(uri), verdict == kJunk, false);
+      } catch (const std::runtime_error& error) { // ImapError or MailError
+        outcomes[index].error =
+            std::string("cannot set the keyword on the server: ") + error.what();
+      }
     }
   }
   mMail.loop().runUntil([&] { return unconfirmed.empty(); });

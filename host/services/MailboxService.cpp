@@ -90,14 +90,18 @@ NS_IMETHODIMP MailboxService::StreamMessage(const char* aMessageURI, nsISupports
       new MailUrl(mStore.mailUrlFor(message) + "&header=" + std::string(aAdditionalHeader));
   url->SetMsgWindow(aMsgWindow);
   nsCOMPtr<MessageChannel> channel = new MessageChannel(url);
-  mQueue.push_back(std::make_unique<MessageDelivery>(mStore, std::move(message), listener, channel,
-                                                     aUrlListener, mReportFailure, mReadAhead));
-  schedule();
+  enqueue(std::make_unique<MessageDelivery>(mStore, std::move(message), listener, channel,
+                                            aUrlListener, mReportFailure, mReadAhead));
   if (_retval) {
     *_retval = url.get();
     url->AddRef();
   }
   return NS_OK;
+}
+
+void MailboxService::enqueue(std::unique_ptr<MessageDelivery> delivery) {
+  mQueue.push_back(std::move(delivery));
+  schedule();
 }
 
 void MailboxService::schedule() {

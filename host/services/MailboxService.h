@@ -37,6 +37,9 @@ public:
     mReadAhead = std::move(readAhead);
   }
   std::size_t queuedDeliveries() const { return mQueue.size() + (mActive ? 1 : 0); }
+  // Queues a delivery behind the others (the host's other message services deliver here too,
+  // so that every delivery runs one at a time in the order asked for).
+  void enqueue(std::unique_ptr<MessageDelivery> delivery);
 
   NS_DECL_ISUPPORTS
   NS_IMETHOD CopyMessage(const char* aSrcURI, nsIStreamListener* aCopyListener, PRBool aMoveMessage,

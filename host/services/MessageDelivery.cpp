@@ -43,9 +43,17 @@ MessageDelivery::MessageDelivery(const MailStore& store, MessageRef message,
                                  nsIStreamListener* listener, MessageChannel* channel,
                                  nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure,
                                  std::shared_ptr<MessageReadAhead> readAhead)
-    : mStore(store), mMessage(std::move(message)), mListener(listener), mChannel(channel),
-      mUrlListener(urlListener), mReportFailure(std::move(reportFailure)),
+    : mUri(message.uri), mMailUrl(store.mailUrlFor(message)),
+      mLoad([&store, message] { return toFilterForm(store.locate(message)); }), mListener(listener),
+      mChannel(channel), mUrlListener(urlListener), mReportFailure(std::move(reportFailure)),
       mReadAhead(std::move(readAhead)) {}
+
+MessageDelivery::MessageDelivery(std::string uri, std::string mailUrl, FormLoader load,
+                                 nsIStreamListener* listener, MessageChannel* channel,
+                                 nsIUrlListener* urlListener, DeliveryFailureReporter reportFailure)
+    : mUri(std::move(uri)), mMailUrl(std::move(mailUrl)), mLoad(std::move(load)),
+      mListener(listener), mChannel(channel), mUrlListener(urlListener),
+      mReportFailure(std::move(reportFailure)) {}
 
 MessageDelivery::~MessageDelivery() = default;
 
@@ -87,14 +95,14 @@ void MessageDelivery::convert() {
   auto form = std::make_shared<FilterForm>();
   std::optional<FilterForm> ready;
   if (mReadAhead)
-    ready = mReadAhead->take(mMessage.uri);
+    ready = mReadAhead->take(mUri);
   mReadAhead = nullptr;
   try {
-    *form = ready ? std::move(*ready) : toFilterForm(mStore.locate(mMessage));
+    *form = ready ? std::move(*ready) : mLoad();
   } catch (const MailError& error) {
     mChannel->fail(statusFor(error.kind()));
     if (mReportFailure)
-      mReportFailure(mMessage.uri, error.what());
+      mReportFailure(mUri, error.what());
     mStage = Stage::Stop;
     return;
   }
@@ -125,12 +133,12 @@ void MessageDelivery::sendHeaders(FilterForm& form, nsIMsgHeaderSink* sink) {
   nsCOMPtr<nsIUTF8StringEnumerator> valueList = new StringEnumerator(std::move(values));
   sink->ProcessHeaders(nameList, valueList, newsgroups ? PR_TRUE : PR_FALSE);
 
-  std::string baseUrl = mStore.mailUrlFor(mMessage);
+  const std::string& baseUrl = mMailUrl;
   for (const AttachmentInfo& attachment : form.attachments) {
     std::string partUrl = baseUrl + "&part=" + attachment.partId;
     std::u16string name = utf16(attachment.displayName);
     sink->HandleAttachment(attachment.contentType.c_str(), partUrl.c_str(),
-                           reinterpret_cast<const PRUnichar*>(name.c_str()), mMessage.uri.c_str(),
+                           reinterpret_cast<const PRUnichar*>(name.c_str()), mUri.c_str(),
                            PR_FALSE);
   }
   sink->OnEndAllAttachments();

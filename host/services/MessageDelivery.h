@@ -18,6 +18,9 @@ namespace mailhost {
 // Told about every message that could not be delivered: its URI and why.
 using DeliveryFailureReporter = std::function<void(const std::string& uri, const std::string& why)>;
 
+// Reads and converts one message; throws MailError when it cannot.
+using FormLoader = std::function<FilterForm()>;
+
 // The delivery of one message in filter form to a stream listener, in steps that the message
 // service runs from the event loop, one step per turn:
 //   1. OnStartRequest(channel, null)
@@ -35,6 +38,10 @@ public:
                   MessageChannel* channel, nsIUrlListener* urlListener,
                   DeliveryFailureReporter reportFailure,
                   std::shared_ptr<MessageReadAhead> readAhead = nullptr);
+  // A message from elsewhere (a server): its URI, its mail URL and how to get its form.
+  MessageDelivery(std::string uri, std::string mailUrl, FormLoader load,
+                  nsIStreamListener* listener, MessageChannel* channel, nsIUrlListener* urlListener,
+                  DeliveryFailureReporter reportFailure);
   ~MessageDelivery();
 
   // Runs the next step; false once OnStopRequest has been delivered.
@@ -49,8 +56,9 @@ private:
   void sendBlock();
   void stop();
 
-  const MailStore& mStore;
-  MessageRef mMessage;
+  std::string mUri;
+  std::string mMailUrl; // without its header query: the base of attachment URLs
+  FormLoader mLoad;
   nsCOMPtr<nsIStreamListener> mListener;
   nsCOMPtr<MessageChannel> mChannel;
   nsCOMPtr<nsIUrlListener> mUrlListener;
