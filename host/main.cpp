@@ -5,6 +5,7 @@
 #include "commands/InfoCommand.h"
 #include "commands/ListCommand.h"
 #include "commands/MarkCommand.h"
+#include "commands/WatchCommand.h"
 #include "plugin/PluginBundle.h"
 #include "profile/ProfileDirectory.h"
 #include "runtime/HostError.h"
@@ -47,6 +48,8 @@ int main(int argc, char** argv) {
   CLI::App* list = mailhost::addListCommand(app, listOptions);
   mailhost::AccountOptions accountOptions;
   CLI::App* account = mailhost::addAccountCommand(app, accountOptions);
+  mailhost::WatchOptions watchOptions;
+  CLI::App* watch = mailhost::addWatchCommand(app, watchOptions);
 
   try {
     app.parse(argc, argv);
@@ -66,6 +69,8 @@ int main(int argc, char** argv) {
       return mailhost::runMarkCommand(session, markOptions, std::cout, std::cerr);
     if (account->parsed())
       return mailhost::runAccountCommand(session, accountOptions, std::cin, std::cout, std::cerr);
+    if (watch->parsed())
+      return mailhost::runWatchCommand(session, watchOptions, std::cout, std::cerr);
   } catch (const mailhost::HostError& e) {
     std::cerr << "mailhost: " << e.what() << "\n";
     return 1;

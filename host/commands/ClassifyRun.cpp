@@ -42,11 +42,9 @@ std::size_t ClassifyReport::count(ClassifyOutcome::Verdict verdict) const {
 ClassifyRun::ClassifyRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store)
     : mPlugin(plugin), mMail(mail), mStore(store) {}
 
-namespace {
-
 // A folder's messages as listed for a run: a local folder's listing, or the URIs of the IMAP
 // messages that still wait for a verdict.
-struct ListedFolder {
+struct ClassifyRun::ListedFolder {
   std::string name;
   FolderListing local;
   std::vector<std::string> remote;
@@ -55,7 +53,15 @@ struct ListedFolder {
   std::string uriAt(std::size_t i) const { return isRemote ? remote[i] : local.at(i).uri; }
 };
 
-} // namespace
+ClassifyReport ClassifyRun::runImapMessages(const std::string& folder,
+                                            std::vector<std::string> uris) {
+  ClassifyReport report;
+  report.messages = uris.size();
+  std::vector<ListedFolder> listings;
+  listings.push_back({folder, {}, std::move(uris), true});
+  runListings(listings, report);
+  return report;
+}
 
 ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folders) {
   ClassifyReport report;
@@ -76,6 +82,11 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
       report.errors.push_back("cannot read folder " + listed.name + ": " + error.what());
     }
   }
+  runListings(listings, report);
+  return report;
+}
+
+void ClassifyRun::runListings(std::vector<ListedFolder>& listings, ClassifyReport& report) {
   mTotal = report.messages;
   mDone = 0;
   if (mOnProgress)
@@ -102,7 +113,6 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
     }
     listing = ListedFolder(); // done with: let its keys go
   }
-  return report;
 }
 
 void ClassifyRun::recordOnServer(std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {

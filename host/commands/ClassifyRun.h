@@ -58,8 +58,12 @@ public:
   void onProgress(ProgressCallback callback) { mOnProgress = std::move(callback); }
 
   ClassifyReport run(const std::vector<std::filesystem::path>& folders);
+  // The given messages of one IMAP folder, their verdicts recorded on the server as above.
+  ClassifyReport runImapMessages(const std::string& folder, std::vector<std::string> uris);
 
 private:
+  struct ListedFolder;
+  void runListings(std::vector<ListedFolder>& listings, ClassifyReport& report);
   void classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
   void storeFailures(ClassifyReport& report);
   // IMAP messages: the verdict as a keyword on the server, junk moved to the junk folder.

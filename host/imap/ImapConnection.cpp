@@ -225,11 +225,18 @@ FolderState ImapConnection::select(const std::string& folder) {
   return state;
 }
 
-std::vector<MessageFlags> ImapConnection::flags(std::uint32_t firstUid,
-                                                std::uint64_t changedSince) {
+std::vector<MessageFlags> ImapConnection::flags(std::uint32_t firstUid, std::uint64_t changedSince,
+                                                bool withMessageId) {
   mailimap_fetch_type* type = mailimap_fetch_type_new_fetch_att_list_empty();
   mailimap_fetch_type_new_fetch_att_list_add(type, mailimap_fetch_att_new_uid());
   mailimap_fetch_type_new_fetch_att_list_add(type, mailimap_fetch_att_new_flags());
+  if (withMessageId) {
+    clist* names = clist_new();
+    clist_append(names, strdup("Message-ID"));
+    mailimap_fetch_type_new_fetch_att_list_add(
+        type, mailimap_fetch_att_new_body_peek_section(
+                  mailimap_section_new_header_fields(mailimap_header_list_new(names))));
+  }
   UniqueSet set = uidSet(std::max<std::uint32_t>(firstUid, 1), 0);
   clist* raw = nullptr;
   int r = changedSince && mCondstore
@@ -243,8 +250,11 @@ std::vector<MessageFlags> ImapConnection::flags(std::uint32_t firstUid,
   for (clistiter* it = clist_begin(list.get()); it; it = clist_next(it)) {
     FetchedItem item = readFetched(static_cast<mailimap_msg_att*>(clist_content(it)));
     // "n:*" always names the last message, even one below n.
-    if (item.uid >= firstUid && item.uid != 0)
-      result.push_back(std::move(item.flags));
+    if (item.uid < firstUid || item.uid == 0)
+      continue;
+    if (item.body)
+      item.flags.messageId = headerValue({item.body, item.bodyLength}, "Message-ID");
+    result.push_back(std::move(item.flags));
   }
   std::sort(result.begin(), result.end(),
             [](const MessageFlags& a, const MessageFlags& b) { return a.uid < b.uid; });
@@ -280,29 +290,6 @@ std::string ImapConnection::fetch(std::uint32_t uid) {
   }
   throw ImapError(ImapErrorKind::NoSuchMessage,
                   mSelected + " on " + mEndpoint.host + " holds no message " + std::to_string(uid));
-}
-
-std::string ImapConnection::messageId(std::uint32_t uid) {
-  clist* names = clist_new();
-  clist_append(names, strdup("Message-ID"));
-  mailimap_section* section = mailimap_section_new_header_fields(mailimap_header_list_new(names));
-  mailimap_fetch_type* type = mailimap_fetch_type_new_fetch_att_list_empty();
-  mailimap_fetch_type_new_fetch_att_list_add(type, mailimap_fetch_att_new_uid());
-  mailimap_fetch_type_new_fetch_att_list_add(type,
-                                             mailimap_fetch_att_new_body_peek_section(section));
-  UniqueSet set = uidSet(uid, uid);
-  clist* raw = nullptr;
-  int r = mailimap_uid_fetch(mImap, set.get(), type, &raw);
-  mailimap_fetch_type_free(type);
-  FetchList list(raw);
-  if (r != MAILIMAP_NO_ERROR)
-    fail(r, "fetching the Message-ID of message " + std::to_string(uid));
-  for (clistiter* it = clist_begin(list.get()); it; it = clist_next(it)) {
-    FetchedItem item = readFetched(static_cast<mailimap_msg_att*>(clist_content(it)));
-    if (item.uid == uid && item.body)
-      return headerValue(std::string_view(item.body, item.bodyLength), "Message-ID");
-  }
-  return {};
 }
 
 void ImapConnection::setKeyword(std::uint32_t uid, const std::string& keyword, bool on) {

@@ -34,6 +34,7 @@ struct MessageFlags {
   std::vector<std::string> keywords; // as the server spells them ("$Junk")
   bool seen = false;
   bool deleted = false;
+  std::string messageId; // when asked for: the Message-ID field's value, empty when none
   bool has(const std::string& keyword) const;
 };
 
@@ -56,17 +57,16 @@ public:
   FolderState select(const std::string& folder);
   const std::string& selected() const { return mSelected; }
 
-  // In the selected folder: the flags of the messages with UID >= firstUid; with changedSince,
-  // only those whose flags changed after that MODSEQ.
-  std::vector<MessageFlags> flags(std::uint32_t firstUid, std::uint64_t changedSince = 0);
+  // In the selected folder: the flags of the messages with UID >= firstUid (and their
+  // Message-IDs when asked for); with changedSince, only those whose flags changed after that
+  // MODSEQ.
+  std::vector<MessageFlags> flags(std::uint32_t firstUid, std::uint64_t changedSince = 0,
+                                  bool withMessageId = false);
   // The UIDs (>= firstUid) of messages carrying neither of the keywords.
   std::vector<std::uint32_t> uidsWithout(std::uint32_t firstUid, const std::string& keyword1,
                                          const std::string& keyword2);
   // The whole message, unread state untouched. ImapErrorKind::NoSuchMessage when it is gone.
   std::string fetch(std::uint32_t uid);
-  // Its Message-ID field's value, empty when it has none.
-  std::string messageId(std::uint32_t uid);
-
   void setKeyword(std::uint32_t uid, const std::string& keyword, bool on);
   // Moves a message to another folder: MOVE where offered, else COPY, \Deleted and UID EXPUNGE
   // (or, without UIDPLUS, leaves the copy's original marked \Deleted for the user's client).

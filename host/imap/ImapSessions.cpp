@@ -6,6 +6,8 @@
 #include <nsIPrefBranch.h>
 #include <nsServiceManagerUtils.h>
 
+#include <csignal>
+
 namespace mailhost {
 
 namespace {
@@ -21,7 +23,11 @@ nsCOMPtr<nsIPrefBranch> preferences() {
 
 } // namespace
 
-ImapSessions::ImapSessions() = default;
+ImapSessions::ImapSessions() {
+  // A server that closes the connection while the host writes to it is a failed exchange, to
+  // be reported and retried, not a signal that ends the host.
+  std::signal(SIGPIPE, SIG_IGN);
+}
 ImapSessions::~ImapSessions() = default;
 
 ImapAccount ImapSessions::account(const std::string& user, const std::string& host,

@@ -206,7 +206,8 @@ void PrivateDovecot::stop() {
   if (mMasterPid <= 0)
     return;
   ::kill(mMasterPid, SIGTERM);
-  for (int tries = 0; tries < 200 && ::kill(mMasterPid, 0) == 0; ++tries)
+  // It waits for its clients' processes to say goodbye, which may take half a minute.
+  for (int tries = 0; tries < 1200 && ::kill(mMasterPid, 0) == 0; ++tries)
     std::this_thread::sleep_for(50ms);
   if (::kill(mMasterPid, 0) == 0)
     ::kill(mMasterPid, SIGKILL);
