@@ -142,11 +142,13 @@ export function confusion(messages) {
   for (const m of messages) {
     const label = /\/spam\//.test(m.folder ?? '') ? 'spam'
                 : /\/ham\//.test(m.folder ?? '') ? 'ham' : null;
-    if (!label || !(m.verdict in table[label])) {
+    // A verdict reported after a failed exchange is none: it counts as not classified.
+    const verdict = m.verdict === 'unverified' ? 'unclassified' : m.verdict;
+    if (!label || !(verdict in table[label])) {
       unlabelled++;
       continue;
     }
-    table[label][m.verdict]++;
+    table[label][verdict]++;
   }
   return { table, unlabelled };
 }

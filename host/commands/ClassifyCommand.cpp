@@ -20,9 +20,16 @@ const char* verdictName(ClassifyOutcome::Verdict verdict) {
     return "junk";
   case ClassifyOutcome::Verdict::Good:
     return "good";
+  case ClassifyOutcome::Verdict::Unverified:
+    return "unverified";
   default:
     return "unclassified";
   }
+}
+
+bool hasVerdict(const ClassifyOutcome& outcome) {
+  return outcome.verdict == ClassifyOutcome::Verdict::Junk ||
+         outcome.verdict == ClassifyOutcome::Verdict::Good;
 }
 
 // Writes the --json document as the run goes: the messages batch by batch, the summary and
@@ -34,6 +41,8 @@ public:
   void add(const ClassifyOutcome& m) {
     nlohmann::json entry = {
         {"uri", m.uri}, {"folder", m.folder}, {"verdict", verdictName(m.verdict)}};
+    if (hasVerdict(m))
+      entry["origin"] = originName(m.origin);
     if (!m.error.empty())
       entry["error"] = m.error;
     mOut << (mFirst ? "\n    " : ",\n    ") << indented(entry, 4);
@@ -44,6 +53,7 @@ public:
     nlohmann::json summary = {{"messages", report.messages},
                               {"junk", report.junk},
                               {"good", report.good},
+                              {"unverified", report.unverified},
                               {"unclassified", report.unclassified.size()}};
     mOut << (mFirst ? "]" : "\n  ]") << ",\n  \"summary\": " << indented(summary, 2)
          << ",\n  \"errors\": " << indented(report.errors, 2) << "\n}\n";
@@ -65,6 +75,14 @@ private:
   bool mFirst = true;
 };
 
+// "1 message", "1,204 messages".
+std::string messageCount(std::size_t count) {
+  std::string digits = std::to_string(count);
+  for (std::size_t at = digits.size(); at > 3; at -= 3)
+    digits.insert(at - 3, ",");
+  return digits + (count == 1 ? " message" : " messages");
+}
+
 } // namespace
 
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
@@ -75,6 +93,8 @@ CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
   command->add_option("--mail-root", options.mailRoot, "Folder under which folder URIs are named")
       ->capture_default_str();
   command->add_flag("--json", options.json, "Write the results as one JSON document");
+  command->add_flag("--reclassify", options.reclassify,
+                    "Also classify the messages you have marked, replacing your verdicts");
   return command;
 }
 
@@ -85,11 +105,13 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
       [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
         ClassifyProgress progress(stderr);
         ClassifyRun run(plugin, mail, store);
+        run.reclassify(options.reclassify);
         // Lines are flushed batch by batch and before the bar is drawn, not one by one.
         if (!options.json) {
           run.onResult([&](const ClassifyOutcome& outcome) {
             progress.clear();
-            out << verdictName(outcome.verdict) << "  " << outcome.uri << '\n';
+            out << verdictName(outcome.verdict) << "  " << outcome.uri
+                << (outcome.origin == JunkOrigin::User ? "  (yours)\n" : "\n");
           });
           run.onBatch([&](const std::vector<ClassifyOutcome>&) { out.flush(); });
         }
@@ -119,11 +141,21 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
           for (const std::string& uri : report.unclassified)
             out << "unclassified  " << uri << "\n";
           out << report.messages << " messages: " << report.count(ClassifyOutcome::Verdict::Junk)
-              << " junk, " << report.count(ClassifyOutcome::Verdict::Good) << " good, "
-              << report.count(ClassifyOutcome::Verdict::Unclassified) << " not classified\n";
+              << " junk, " << report.count(ClassifyOutcome::Verdict::Good) << " good, ";
+          if (report.unverified)
+            out << report.unverified << " not verified, ";
+          out << report.count(ClassifyOutcome::Verdict::Unclassified) << " not classified\n";
         }
         for (const std::string& error : report.errors)
           err << "mailhost: " << error << "\n";
+        if (report.unverified)
+          err << "mailhost: " << messageCount(report.unverified)
+              << " not verified: " << report.unverifiedWhy << "\n";
+        if (report.stoppedUnclassified)
+          err << "mailhost: " << messageCount(report.stoppedUnclassified)
+              << " not classified, the run stopped: " << report.stopReason << "\n";
+        if (report.exchangesFailed())
+          return 3;
         bool complete = report.errors.empty() && report.unclassified.empty();
         return complete ? 0 : 1;
       });

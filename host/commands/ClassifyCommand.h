@@ -15,11 +15,13 @@ struct ClassifyOptions {
   std::vector<std::string> paths;
   std::string mailRoot = "/";
   bool json = false;
+  bool reclassify = false; // also the messages the user has decided
 };
 
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options);
 
-// Exit status: 0 when every message was classified, 1 otherwise.
+// Exit status: 0 when every message was classified; 3 when a message is unverified or was left
+// out because exchanges with the spam filter failed (whatever else went wrong); 1 otherwise.
 int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std::ostream& out,
                        std::ostream& err);
 

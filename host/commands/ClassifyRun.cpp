@@ -34,6 +34,8 @@ std::size_t ClassifyReport::count(ClassifyOutcome::Verdict verdict) const {
     return junk;
   case ClassifyOutcome::Verdict::Good:
     return good;
+  case ClassifyOutcome::Verdict::Unverified:
+    return unverified;
   default:
     return unclassified.size();
   }
@@ -102,10 +104,18 @@ void ClassifyRun::runListings(std::vector<ListedFolder>& listings, ClassifyRepor
     for (std::size_t first = 0; first < listing.size(); first += kBatchSize) {
       batch.clear();
       for (std::size_t i = first; i < std::min(listing.size(), first + kBatchSize); ++i)
-        batch.push_back(
-            {listing.uriAt(i), listing.name, ClassifyOutcome::Verdict::Unclassified, {}});
-      classifyBatch(batch, report);
-      storeFailures(report);
+        batch.push_back({listing.uriAt(i),
+                         listing.name,
+                         ClassifyOutcome::Verdict::Unclassified,
+                         JunkOrigin::Plugin,
+                         {}});
+      keepUsersVerdicts(batch, report);
+      if (mStopped) {
+        leaveOut(batch, report);
+      } else {
+        classifyBatch(batch, report);
+        storeFailures(report);
+      }
       if (listing.isRemote)
         recordOnServer(batch, report);
       if (mOnBatch)
@@ -113,12 +123,16 @@ void ClassifyRun::runListings(std::vector<ListedFolder>& listings, ClassifyRepor
     }
     listing = ListedFolder(); // done with: let its keys go
   }
+  report.stopReason = mStopReason;
 }
 
 void ClassifyRun::recordOnServer(std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
   for (ClassifyOutcome& outcome : batch) {
-    // A message that could not be read got the plug-in's fallback, not a verdict.
-    if (outcome.verdict == ClassifyOutcome::Verdict::Unclassified || !outcome.error.empty())
+    // A message that could not be read, or whose exchange with the spam filter failed, got the
+    // plug-in's fallback, not a verdict.
+    bool verdict = outcome.verdict == ClassifyOutcome::Verdict::Junk ||
+                   outcome.verdict == ClassifyOutcome::Verdict::Good;
+    if (!verdict || !outcome.error.empty())
       continue;
     try {
       mMail.imap().recordVerdict(parseImapMessageUri(outcome.uri),
@@ -131,20 +145,61 @@ void ClassifyRun::recordOnServer(std::vector<ClassifyOutcome>& batch, ClassifyRe
   }
 }
 
+void ClassifyRun::stop(std::string why) {
+  if (mStopped)
+    return;
+  mStopped = true;
+  mStopReason = why;
+  mWatch.refuseSends(std::move(why));
+}
+
+void ClassifyRun::keepUsersVerdicts(std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
+  if (mReclassify)
+    return;
+  // Between batches the writer has committed everything, so the store is read directly.
+  for (ClassifyOutcome& outcome : batch) {
+    std::optional<JunkStatus> stored = mStore.find(outcome.uri);
+    if (!stored || stored->origin != JunkOrigin::User)
+      continue;
+    bool junk = stored->score > 50;
+    outcome.origin = JunkOrigin::User;
+    outcome.verdict = junk ? ClassifyOutcome::Verdict::Junk : ClassifyOutcome::Verdict::Good;
+    ++(junk ? report.junk : report.good);
+    ++mDone;
+    if (mOnResult)
+      mOnResult(outcome);
+  }
+}
+
+void ClassifyRun::leaveOut(std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
+  for (ClassifyOutcome& outcome : batch) {
+    if (outcome.origin == JunkOrigin::User)
+      continue;
+    outcome.error = "left out: " + mStopReason;
+    report.unclassified.push_back(outcome.uri);
+    ++report.stoppedUnclassified;
+  }
+}
+
 void ClassifyRun::storeFailures(ClassifyReport& report) {
   for (const JunkStatusWriter::Failure& failure : mWriter->flush())
     report.errors.push_back("cannot store the verdict on " + failure.uri + ": " + failure.why);
 }
 
 void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
+  mWatch.take(); // each verdict is matched with the exchanges made since the one before
   std::unordered_map<std::string_view, std::size_t> waiting; // URI -> index in the batch
   std::vector<const char*> uris;
   std::vector<std::string> order;
   for (std::size_t i = 0; i < batch.size(); ++i) {
+    if (batch[i].origin == JunkOrigin::User)
+      continue;
     waiting.emplace(batch[i].uri, i);
     uris.push_back(batch[i].uri.c_str());
     order.push_back(batch[i].uri);
   }
+  if (uris.empty())
+    return; // every message has the user's verdict
   // The plug-in streams the messages in the order asked for. A lone message (a message file)
   // would only wait for the thread that reads it.
   if (order.size() > 1)
@@ -166,13 +221,34 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
         }
         ClassifyOutcome& outcome = batch[it->second];
         waiting.erase(it);
-        bool junk = classification == nsIJunkMailPlugin::JUNK;
-        outcome.verdict = junk ? ClassifyOutcome::Verdict::Junk : ClassifyOutcome::Verdict::Good;
-        ++(junk ? report.junk : report.good);
-        mWriter->record(uri, junkScoreFor(classification), JunkOrigin::Plugin);
         ++mDone;
-        if (mOnResult)
-          mOnResult(outcome);
+        ExchangeWatch::Outcome exchange = mWatch.take();
+        if (mMail.failures().contains(uri)) {
+          // Never read, so never scored: it stays unclassified, with the reason, below.
+        } else if (!exchange.verified && mStopped) {
+          outcome.error = "left out: " + mStopReason;
+          ++report.stoppedUnclassified;
+        } else if (!exchange.verified) {
+          outcome.verdict = ClassifyOutcome::Verdict::Unverified;
+          outcome.error = exchange.failure;
+          ++report.unverified;
+          report.unverifiedWhy = exchange.failure;
+          if (exchange.timedOut)
+            stop(exchange.failure);
+          else if (std::size_t failed = mWatch.consecutiveFailures();
+                   failed >= kMaxConsecutiveFailures)
+            stop(std::to_string(failed) +
+                 " exchanges with Quellbark failed in a row, the last: " + exchange.failure);
+          if (mOnResult)
+            mOnResult(outcome);
+        } else {
+          bool junk = classification == nsIJunkMailPlugin::JUNK;
+          outcome.verdict = junk ? ClassifyOutcome::Verdict::Junk : ClassifyOutcome::Verdict::Good;
+          ++(junk ? report.junk : report.good);
+          mWriter->record(uri, junkScoreFor(classification), JunkOrigin::Plugin);
+          if (mOnResult)
+            mOnResult(outcome);
+        }
         if (mOnProgress)
           mOnProgress(mDone, mTotal);
       });
@@ -180,7 +256,7 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
   nsresult rv =
       mPlugin->ClassifyMessages(static_cast<PRUint32>(uris.size()), uris.data(), nullptr, listener);
   if (NS_FAILED(rv)) {
-    const std::string& uri = batch.front().uri;
+    const std::string uri = uris.front();
     auto why = mMail.failures().find(uri);
     report.errors.push_back("cannot classify " + uri + ": " +
                             (why != mMail.failures().end() ? why->second : refusalReason(uri, rv)));
@@ -191,12 +267,14 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
   mMail.stopReadAhead();
 
   for (ClassifyOutcome& outcome : batch) {
+    if (outcome.origin == JunkOrigin::User)
+      continue;
     auto why = mMail.failures().find(outcome.uri);
     if (why != mMail.failures().end()) {
       outcome.error = why->second;
       if (NS_SUCCEEDED(rv))
         report.errors.push_back("cannot read message " + outcome.uri + ": " + why->second);
-    } else if (outcome.verdict == ClassifyOutcome::Verdict::Unclassified) {
+    } else if (outcome.verdict == ClassifyOutcome::Verdict::Unclassified && outcome.error.empty()) {
       outcome.error = NS_FAILED(rv) ? "the request failed" : "never classified";
     }
     if (outcome.verdict == ClassifyOutcome::Verdict::Unclassified)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ExchangeWatch.h"
 #include "JunkStatusWriter.h"
 #include "JunkStore.h"
 #include "MailServices.h"
@@ -15,11 +16,14 @@ namespace mailhost {
 
 // What became of one message of a classify run.
 struct ClassifyOutcome {
-  enum class Verdict { Junk, Good, Unclassified };
+  // Unverified: the plug-in reported a verdict after a failed exchange with the spam filter, so
+  // the verdict says nothing (the plug-in reports good then); it is not stored.
+  enum class Verdict { Junk, Good, Unverified, Unclassified };
   std::string uri;
   std::string folder;
   Verdict verdict = Verdict::Unclassified;
-  std::string error; // why it could not be read or classified, if it could not
+  JunkOrigin origin = JunkOrigin::Plugin; // User: the user's stored verdict, kept as it was
+  std::string error; // why it could not be read, classified or verified, if it could not
 };
 
 // The sum of a run. The outcomes themselves are handed out batch by batch as the run goes (a
@@ -28,9 +32,15 @@ struct ClassifyReport {
   std::size_t messages = 0;
   std::size_t junk = 0;
   std::size_t good = 0;
+  std::size_t unverified = 0;
+  std::string unverifiedWhy;             // the last failed exchange's reason
   std::vector<std::string> unclassified; // their URIs, in folder order
+  std::size_t stoppedUnclassified = 0;   // of those, left out because the run was stopped
+  std::string stopReason;                // why it was stopped, if it was
   std::vector<std::string> errors;       // one line per problem, naming its folder or message
   std::size_t count(ClassifyOutcome::Verdict verdict) const;
+  // Some message went without a verdict because exchanges with the spam filter failed.
+  bool exchangesFailed() const { return unverified > 0 || stoppedUnclassified > 0; }
 };
 
 // Classifies folders through the junk-mail plug-in as the host does for new mail: each folder
@@ -41,9 +51,18 @@ struct ClassifyReport {
 // reported or the event loop runs dry; what was never reported stays unclassified. A folder may
 // also be an IMAP folder URL: its messages without $Junk or $NotJunk are classified, and each
 // verdict is also set on the server as that keyword, junk moved to the account's junk folder.
+//
+// A verdict the plug-in reports after a failed exchange with the spam filter is unverified and
+// not stored. After kMaxConsecutiveFailures failed exchanges in a row, or one that timed out, the
+// run stops: every later send fails at once, no further batch starts, and what is left is
+// unclassified; so a spam filter that hangs costs one timeout, not one per message.
+//
+// The user's verdicts win: a message whose stored status is the user's is not sent to the
+// plug-in and keeps its status, unless reclassify(true) is asked for.
 class ClassifyRun {
 public:
   static constexpr std::size_t kBatchSize = 256;
+  static constexpr std::size_t kMaxConsecutiveFailures = 3;
 
   using ResultCallback = std::function<void(const ClassifyOutcome&)>;
   using BatchCallback = std::function<void(const std::vector<ClassifyOutcome>&)>;
@@ -57,14 +76,23 @@ public:
   void onBatch(BatchCallback callback) { mOnBatch = std::move(callback); }
   void onProgress(ProgressCallback callback) { mOnProgress = std::move(callback); }
 
+  // Also sends the messages the user has decided, and replaces their statuses.
+  void reclassify(bool yes) { mReclassify = yes; }
+
   ClassifyReport run(const std::vector<std::filesystem::path>& folders);
   // The given messages of one IMAP folder, their verdicts recorded on the server as above.
   ClassifyReport runImapMessages(const std::string& folder, std::vector<std::string> uris);
+
+  // Ends the run early: every later send fails at once and no further batch starts; `why` is
+  // reported for the messages left out. The first reason given is kept.
+  void stop(std::string why);
 
 private:
   struct ListedFolder;
   void runListings(std::vector<ListedFolder>& listings, ClassifyReport& report);
   void classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
+  void keepUsersVerdicts(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
+  void leaveOut(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
   void storeFailures(ClassifyReport& report);
   // IMAP messages: the verdict as a keyword on the server, junk moved to the junk folder.
   void recordOnServer(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
@@ -78,6 +106,10 @@ private:
   ProgressCallback mOnProgress;
   std::size_t mDone = 0;
   std::size_t mTotal = 0;
+  ExchangeWatch mWatch;
+  bool mReclassify = false;
+  bool mStopped = false;
+  std::string mStopReason;
 };
 
 std::string hexResult(nsresult rv);

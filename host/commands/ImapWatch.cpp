@@ -132,9 +132,12 @@ void ImapWatch::learn(const std::vector<Learnt>& verdicts) {
       continue;
     MarkRun run(mPlugin, mMail, mStore);
     for (const MarkOutcome& outcome : run.run(uris, junk ? kJunk : kGood)) {
-      if (!outcome.error.empty() || !outcome.accepted) {
+      if (!outcome.error.empty() || !outcome.accepted || !outcome.trained) {
         mErr << "mailhost: cannot learn " << verdictName(junk) << " from " << outcome.uri << ": "
-             << (outcome.error.empty() ? "the plug-in refused it" : outcome.error) << "\n";
+             << (!outcome.error.empty()             ? outcome.error
+                 : !outcome.trainingFailure.empty() ? outcome.trainingFailure
+                                                    : std::string("the plug-in refused it"))
+             << "\n";
         continue;
       }
       if (!messageIds[outcome.uri].empty())
@@ -156,7 +159,9 @@ void ImapWatch::classify(const std::string& folder, const std::vector<Learnt>& a
   ClassifyRun run(mPlugin, mMail, mStore);
   run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
     for (const ClassifyOutcome& outcome : batch) {
-      if (outcome.verdict == ClassifyOutcome::Verdict::Unclassified || !outcome.error.empty())
+      bool verdict = outcome.verdict == ClassifyOutcome::Verdict::Junk ||
+                     outcome.verdict == ClassifyOutcome::Verdict::Good;
+      if (!verdict || !outcome.error.empty())
         continue;
       bool junk = outcome.verdict == ClassifyOutcome::Verdict::Junk;
       if (!messageIds[outcome.uri].empty())

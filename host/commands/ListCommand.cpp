@@ -55,14 +55,19 @@ int runListCommand(const std::string& profileDirectory, const ListOptions& optio
 
   if (options.json) {
     nlohmann::json json = nlohmann::json::array();
-    for (const JunkStatus& s : statuses)
-      json.push_back(
-          {{"uri", s.uri}, {"score", s.score}, {"origin", originName(s.origin)}, {"time", s.time}});
+    for (const JunkStatus& s : statuses) {
+      nlohmann::json entry = {
+          {"uri", s.uri}, {"score", s.score}, {"origin", originName(s.origin)}, {"time", s.time}};
+      if (s.origin == JunkOrigin::User)
+        entry["trained"] = s.trained;
+      json.push_back(entry);
+    }
     out << json.dump(2) << "\n";
   } else {
     for (const JunkStatus& s : statuses)
       out << s.score << (s.score < 100 ? "    " : "  ") << originName(s.origin)
-          << (s.origin == JunkOrigin::User ? "    " : "  ") << s.uri << "\n";
+          << (s.origin == JunkOrigin::User ? "    " : "  ") << s.uri
+          << (s.trained ? "\n" : "  (not learned)\n");
   }
   return status;
 }

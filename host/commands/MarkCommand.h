@@ -16,11 +16,14 @@ struct MarkOptions {
   std::vector<std::string> targets;
   std::string mailRoot = "/";
   bool json = false;
+  bool again = false; // train even where the user's verdict is stored and learned already
 };
 
 CLI::App* addMarkCommand(CLI::App& app, MarkOptions& options);
 
-// Exit status: 0 when every message was marked, 1 otherwise.
+// Exit status: 0 when every message was marked (or was marked so already); 3 when the spam filter
+// did not learn a verdict (it is stored all the same, and a later mark sends it again), whatever
+// else went wrong; 1 otherwise.
 int runMarkCommand(HostSession& session, const MarkOptions& options, std::ostream& out,
                    std::ostream& err);
 

@@ -16,22 +16,47 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
                                       nsMsgJunkStatus verdict) {
   std::vector<MarkOutcome> outcomes;
   std::multimap<std::string, std::size_t> unconfirmed;
+  bool refusing = false;
+  mWatch.allowSends();
+  mWatch.take();
+  // Called from inside the plug-in, right after its training exchange for the message.
   nsCOMPtr<ClassificationListener> listener =
       new ClassificationListener([&](const std::string& uri, nsMsgJunkStatus) {
         auto it = unconfirmed.find(uri);
+        ExchangeWatch::Outcome exchange = mWatch.take();
         if (it == unconfirmed.end())
           return;
-        outcomes[it->second].confirmed = true;
+        MarkOutcome& outcome = outcomes[it->second];
         unconfirmed.erase(it);
+        outcome.confirmed = true;
+        outcome.trained = exchange.verified;
+        outcome.trainingFailure = exchange.failure;
+        if (outcome.trained) {
+          try {
+            mStore.record(uri, junkScoreFor(verdict), JunkOrigin::User, true);
+          } catch (const JunkStoreError& error) {
+            outcome.error = error.what();
+          }
+        } else if (!refusing && !mMail.failures().contains(uri) &&
+                   (exchange.timedOut || mWatch.consecutiveFailures() >= kMaxConsecutiveFailures)) {
+          refusing = true;
+          mWatch.refuseSends("not sent after failed exchanges, the last: " + exchange.failure);
+        }
       });
 
   for (const std::string& uri : uris) {
     MarkOutcome outcome;
     outcome.uri = uri;
     try {
-      outcome.previous = previousUserClassification(mStore.find(uri));
+      std::optional<JunkStatus> stored = mStore.find(uri);
+      outcome.previous = previousUserClassification(stored);
+      outcome.alreadyMarked = !mAgain && outcome.previous == verdict && stored->trained;
     } catch (const JunkStoreError& error) {
       outcome.error = error.what();
+      outcomes.push_back(outcome);
+      continue;
+    }
+    if (outcome.alreadyMarked) {
       outcomes.push_back(outcome);
       continue;
     }
@@ -63,18 +88,9 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
     }
     outcomes[index].accepted = true;
     try {
-      mStore.record(uri, junkScoreFor(verdict), JunkOrigin::User);
+      mStore.record(uri, junkScoreFor(verdict), JunkOrigin::User, false);
     } catch (const JunkStoreError& error) {
       outcomes[index].error = error.what();
-    }
-    // On an IMAP server the verdict is also the message's keyword, for every client to see.
-    if (isImapMessageUri(uri)) {
-      try {
-        mMail.imap().recordVerdict(parseImapMessageUri(uri), verdict == kJunk, false);
-      } catch (const std::runtime_error& error) { // ImapError or MailError
-        outcomes[index].error =
-            std::string("cannot set the keyword on the server: ") + error.what();
-      }
     }
   }
   mMail.loop().runUntil([&] { return unconfirmed.empty(); });
@@ -83,6 +99,15 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
     auto why = mMail.failures().find(outcome.uri);
     if (outcome.error.empty() && why != mMail.failures().end())
       outcome.error = "cannot read the message: " + why->second;
+    // On an IMAP server a verdict the spam filter learned is also the message's keyword, for
+    // every client to see; one whose exchange failed is not shown as a verdict there.
+    if (outcome.trained && outcome.error.empty() && isImapMessageUri(outcome.uri)) {
+      try {
+        mMail.imap().recordVerdict(parseImapMessageUri(outcome.uri), verdict == kJunk, false);
+      } catch (const std::runtime_error& error) { // ImapError or MailError
+        outcome.error = std::string("cannot set the keyword on the server: ") + error.what();
+      }
+    }
   }
   return outcomes;
 }

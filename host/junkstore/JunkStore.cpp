@@ -18,7 +18,8 @@ constexpr const char* kSchema = "CREATE TABLE IF NOT EXISTS junk_status ("
                                 " uri TEXT PRIMARY KEY,"
                                 " score INTEGER NOT NULL CHECK (score IN (0, 100)),"
                                 " origin TEXT NOT NULL CHECK (origin IN ('plugin', 'user')),"
-                                " time INTEGER NOT NULL)";
+                                " time INTEGER NOT NULL,"
+                                " trained INTEGER NOT NULL DEFAULT 1 CHECK (trained IN (0, 1)))";
 
 struct StatementFinalizer {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -33,7 +34,8 @@ JunkOrigin originFromName(const unsigned char* name) {
 JunkStatus rowToStatus(sqlite3_stmt* row) {
   const unsigned char* uri = sqlite3_column_text(row, 0);
   return {uri ? reinterpret_cast<const char*>(uri) : "", sqlite3_column_int(row, 1),
-          originFromName(sqlite3_column_text(row, 2)), sqlite3_column_int64(row, 3)};
+          originFromName(sqlite3_column_text(row, 2)), sqlite3_column_int64(row, 3),
+          sqlite3_column_int(row, 4) != 0};
 }
 
 // Creates the file for its owner alone before SQLite opens it (SQLite gives its journal the
@@ -78,6 +80,7 @@ JunkStore::JunkStore(const std::filesystem::path& file) : mFile(file) {
     // The table grows with the mail; the few pages an insert or a lookup touches do not.
     execute("PRAGMA cache_size = -64");
     execute(kSchema);
+    addTrainedColumn();
   } catch (...) {
     sqlite3_close(mDb);
     throw;
@@ -101,13 +104,30 @@ void JunkStore::execute(const char* sql) {
   }
 }
 
+// A database made before verdicts were known to be learned: every verdict in it counts as learned.
+void JunkStore::addTrainedColumn() {
+  sqlite3_stmt* raw = nullptr;
+  if (sqlite3_prepare_v2(mDb,
+                         "SELECT 1 FROM pragma_table_info('junk_status') WHERE name = 'trained'",
+                         -1, &raw, nullptr) != SQLITE_OK)
+    throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
+  Statement query(raw);
+  int step = sqlite3_step(query.get());
+  if (step == SQLITE_DONE)
+    execute("ALTER TABLE junk_status ADD COLUMN trained INTEGER NOT NULL DEFAULT 1"
+            " CHECK (trained IN (0, 1))");
+  else if (step != SQLITE_ROW)
+    throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
+}
+
 void JunkStore::record(const std::vector<JunkStatus>& statuses) {
   step(prepared(mBegin, "BEGIN IMMEDIATE"));
   try {
     sqlite3_stmt* insert =
-        prepared(mInsert, "INSERT INTO junk_status (uri, score, origin, time) VALUES (?, ?, ?, ?)"
-                          " ON CONFLICT (uri) DO UPDATE SET score = excluded.score,"
-                          " origin = excluded.origin, time = excluded.time");
+        prepared(mInsert, "INSERT INTO junk_status (uri, score, origin, time, trained)"
+                          " VALUES (?, ?, ?, ?, ?) ON CONFLICT (uri) DO UPDATE SET"
+                          " score = excluded.score, origin = excluded.origin,"
+                          " time = excluded.time, trained = excluded.trained");
     std::int64_t now = static_cast<std::int64_t>(std::time(nullptr));
     for (const JunkStatus& status : statuses) {
       sqlite3_bind_text(insert, 1, status.uri.c_str(), static_cast<int>(status.uri.size()),
@@ -115,6 +135,7 @@ void JunkStore::record(const std::vector<JunkStatus>& statuses) {
       sqlite3_bind_int(insert, 2, status.score);
       sqlite3_bind_text(insert, 3, originName(status.origin), -1, SQLITE_STATIC);
       sqlite3_bind_int64(insert, 4, status.time ? status.time : now);
+      sqlite3_bind_int(insert, 5, status.trained ? 1 : 0);
       int result = sqlite3_step(insert);
       sqlite3_reset(insert);
       sqlite3_clear_bindings(insert);
@@ -128,8 +149,8 @@ void JunkStore::record(const std::vector<JunkStatus>& statuses) {
   }
 }
 
-void JunkStore::record(const std::string& uri, int score, JunkOrigin origin) {
-  record(std::vector<JunkStatus>{{uri, score, origin, 0}});
+void JunkStore::record(const std::string& uri, int score, JunkOrigin origin, bool trained) {
+  record(std::vector<JunkStatus>{{uri, score, origin, 0, trained}});
 }
 
 sqlite3_stmt* JunkStore::prepared(sqlite3_stmt*& statement, const char* sql) const {
@@ -148,7 +169,7 @@ void JunkStore::step(sqlite3_stmt* statement) {
 
 std::optional<JunkStatus> JunkStore::find(const std::string& uri) const {
   sqlite3_stmt* query =
-      prepared(mFind, "SELECT uri, score, origin, time FROM junk_status WHERE uri = ?");
+      prepared(mFind, "SELECT uri, score, origin, time, trained FROM junk_status WHERE uri = ?");
   sqlite3_bind_text(query, 1, uri.c_str(), static_cast<int>(uri.size()), SQLITE_STATIC);
   int step = sqlite3_step(query);
   std::optional<JunkStatus> status;
@@ -163,8 +184,9 @@ std::optional<JunkStatus> JunkStore::find(const std::string& uri) const {
 
 std::vector<JunkStatus> JunkStore::all() const {
   sqlite3_stmt* raw = nullptr;
-  if (sqlite3_prepare_v2(mDb, "SELECT uri, score, origin, time FROM junk_status ORDER BY uri", -1,
-                         &raw, nullptr) != SQLITE_OK)
+  if (sqlite3_prepare_v2(mDb,
+                         "SELECT uri, score, origin, time, trained FROM junk_status ORDER BY uri",
+                         -1, &raw, nullptr) != SQLITE_OK)
     throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
   Statement query(raw);
   std::vector<JunkStatus> statuses;

@@ -16,12 +16,15 @@ namespace mailhost {
 enum class JunkOrigin { Plugin, User };
 
 // The stored junk status of one message, as the local folders keep it: a score of 100 (junk)
-// or 0 (good), its origin and when it was recorded (seconds since the epoch).
+// or 0 (good), its origin and when it was recorded (seconds since the epoch). A user's verdict
+// also says whether the spam filter has learned it: one it has not is trained again when the
+// user marks the message again.
 struct JunkStatus {
   std::string uri;
   int score = 0;
   JunkOrigin origin = JunkOrigin::Plugin;
   std::int64_t time = 0;
+  bool trained = true;
   bool operator==(const JunkStatus&) const = default;
 };
 
@@ -60,13 +63,14 @@ public:
 
   // Stores (or replaces) statuses in one transaction; `time` 0 means now.
   void record(const std::vector<JunkStatus>& statuses);
-  void record(const std::string& uri, int score, JunkOrigin origin);
+  void record(const std::string& uri, int score, JunkOrigin origin, bool trained = true);
 
   std::optional<JunkStatus> find(const std::string& uri) const;
   std::vector<JunkStatus> all() const; // ordered by URI
 
 private:
   void execute(const char* sql);
+  void addTrainedColumn();
   sqlite3_stmt* prepared(sqlite3_stmt*& statement, const char* sql) const;
   void step(sqlite3_stmt* statement); // one that returns no rows
 

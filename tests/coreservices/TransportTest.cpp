@@ -286,3 +286,44 @@ TEST(PeerCredentials, OnlyTheSameUserIsAccepted) {
 }
 
 } // namespace
+
+struct ObservedSends {
+  bool refuse = false;
+  int asked = 0;
+  std::vector<OSStatus> statuses;
+  std::vector<SInt32> echoed; // the reply's direct object, -1 when there is none
+};
+
+AESendObserver observerFor(ObservedSends& seen) {
+  return {[](const AppleEvent*, void* refcon) -> OSStatus {
+            auto& s = *static_cast<ObservedSends*>(refcon);
+            ++s.asked;
+            return s.refuse ? OSStatus(errAEWaitCanceled) : OSStatus(noErr);
+          },
+          [](const AppleEvent*, OSStatus status, const AppleEvent* reply, void* refcon) {
+            auto& s = *static_cast<ObservedSends*>(refcon);
+            SInt32 value = -1;
+            AEGetParamPtr(reply, keyDirectObject, typeSInt32, nullptr, &value, sizeof value,
+                          nullptr);
+            s.statuses.push_back(status);
+            s.echoed.push_back(value);
+          },
+          &seen};
+}
+
+TEST_F(TransportTest, TheSendObserverSeesEverySendAndMayRefuseOne) {
+  launchServedApp("Seen");
+  ObservedSends seen;
+  AESendObserver observer = observerFor(seen);
+  AESetSendObserver(&observer);
+  EXPECT_EQ(sendValue("echo", "Seen", 5).echoed, 5) << "the caller still gets the reply";
+  EXPECT_EQ(sendValue("echo", "Gone", 1).status, procNotFound);
+  seen.refuse = true;
+  EXPECT_EQ(sendValue("exit", "Seen", 0).status, errAEWaitCanceled);
+  AESetSendObserver(nullptr);
+  EXPECT_EQ(sendValue("echo", "Seen", 6).echoed, 6) << "the refused event never reached it";
+
+  EXPECT_EQ(seen.asked, 3);
+  EXPECT_EQ(seen.statuses, (std::vector<OSStatus>{noErr, procNotFound, errAEWaitCanceled}));
+  EXPECT_EQ(seen.echoed, (std::vector<SInt32>{5, -1, -1}));
+}

@@ -1,8 +1,10 @@
-// What the user sees of the companion's answers: scores and failed exchanges turned into
-// verdicts, a companion that is not installed, training events for the user's verdicts, and
-// requests the plug-in refuses reaching the command line.
+// What the user sees of the companion's answers: scores turned into verdicts and failed exchanges
+// into unverified messages, a companion that is not installed or stopped, training events for the
+// user's verdicts, and requests the plug-in refuses reaching the command line.
 #include "EndToEnd.h"
 
+#include <algorithm>
+#include <csignal>
 #include <fstream>
 
 using namespace endtoend;
@@ -15,19 +17,26 @@ struct ScoreCase {
   const char* name;
   const char* reply;
   const char* verdict;
+  const char* why;       // how the host explains an unverified verdict (its start)
   const char* errorLine; // what the plug-in logs at its default level, if anything
 };
 
 // Every message of one batch gets the reply of its row (the reply shapes themselves are the
-// bridge tests'). The timed-out exchange comes last: the companion is still busy with it when
-// the next event would arrive.
+// bridge tests'). The plug-in reports good after every failed exchange; the host shows those as
+// unverified. No three failures in a row (that would stop the run); the timed-out exchange comes
+// last, as it stops the run too.
 const std::vector<ScoreCase> kScoreCases = {
-    {"justBelowTheLimit", "score=shor:49", "good", nullptr},
-    {"atTheLimit", "score=shor:50", "junk", nullptr},
-    {"errorNumber", "errn=-50 score=shor:100", "good", "error sending score event -50"},
-    {"nullReply", "null", "good", nullptr},
-    {"noScore", "ok", "good", "error sending score event -1701"},
-    {"timeout", "delay=3000 score=shor:100", "good", "error sending score event -1712"},
+    {"justBelowTheLimit", "score=shor:49", "good", nullptr, nullptr},
+    {"errorNumber", "errn=-50 score=shor:100", "unverified",
+     "Quellbark could not score the message (error -50)", "error sending score event -50"},
+    {"zeroErrorNumber", "errn=0 score=shor:100", "unverified",
+     "Quellbark's answer carried an error number, so its score was not used", nullptr},
+    {"atTheLimit", "score=shor:50", "junk", nullptr, nullptr},
+    {"nullReply", "null", "unverified", "Quellbark's answer carried no score", nullptr},
+    {"noScore", "ok", "unverified", "Quellbark's answer carried no score",
+     "error sending score event -1701"},
+    {"timeout", "delay=3000 score=shor:100", "unverified", "Quellbark did not answer within ",
+     "error sending score event -1712"},
 };
 
 TEST_F(Verdicts, ScoresAndFailedExchangesMapToVerdicts) {
@@ -47,40 +56,124 @@ TEST_F(Verdicts, ScoresAndFailedExchangesMapToVerdicts) {
   // One second of patience per exchange.
   ProcessRun run =
       mailhost({"classify", "--json", inbox.string()}, {"AE_DEFAULT_TIMEOUT_TICKS=60"});
-  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.exitCode, 3) << run.err;
   Json report = Json::parse(run.out);
   ASSERT_EQ(report["messages"].size(), kScoreCases.size());
-  for (std::size_t i = 0; i < kScoreCases.size(); ++i)
-    EXPECT_EQ(report["messages"][i]["verdict"], kScoreCases[i].verdict) << kScoreCases[i].name;
+  for (std::size_t i = 0; i < kScoreCases.size(); ++i) {
+    const ScoreCase& c = kScoreCases[i];
+    const Json& m = report["messages"][i];
+    EXPECT_EQ(m["verdict"], c.verdict) << c.name;
+    EXPECT_EQ(m.value("error", "<none>").starts_with(c.why ? c.why : "<none>"), true) << m.dump();
+  }
   EXPECT_EQ(pluginLines(run.err), expectedErrors);
+  EXPECT_EQ(linesOf(run.err).back(), "mailhost: 5 messages not verified: " +
+                                         report["messages"].back()["error"].get<std::string>());
   EXPECT_EQ(events().size(), kScoreCases.size());
+  EXPECT_EQ(linesOf(mailhost({"list"}).out).size(), 2u) << "only real verdicts are stored";
 }
 
-// Without Quellbark every message is good, the search failure is logged for each, and the user
-// is told once.
-TEST_F(Verdicts, AMissingCompanionMeansGoodAndOneNotice) {
-  path inbox = writeMail("Inbox", "From a\nSubject: 1\n\nx\n\nFrom b\nSubject: 2\n\ny\n\n"
-                                  "From c\nSubject: 3\n\nz\n");
+// Without Quellbark the user's verdict is stored but not learned; classify keeps it, shows the
+// three failed exchanges as unverified and stores nothing for them, then stops sending; the
+// plug-in logs the search failure for each message, and the user is told once.
+TEST_F(Verdicts, AMissingCompanionMeansUnverifiedAndOneNotice) {
+  std::string mbox;
+  for (int n = 0; n < 5; ++n)
+    mbox += "From a\nSubject: " + std::to_string(n) + "\n\nx\n\n";
+  path inbox = writeMail("Inbox", mbox);
+  std::string first = folderUri(inbox, "0");
+
+  ProcessRun mark = mailhost({"mark", "junk", first});
+  EXPECT_EQ(mark.exitCode, 3) << mark.err;
+  EXPECT_EQ(mark.out, "junk  " + first + "  (not learned)\n");
+  EXPECT_EQ(linesOf(mark.err).back(),
+            "mailhost: Quellbark did not learn the verdict on " + first +
+                ": Quellbark is not running and could not be launched (-600)");
+
   ProcessRun run = mailhost({"classify", "--json", inbox.string()});
-  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.exitCode, 3) << run.err;
   Json report = Json::parse(run.out);
-  EXPECT_EQ(report["summary"]["good"], 3);
+  std::vector<std::string> verdicts;
+  for (const Json& m : report["messages"])
+    verdicts.push_back(m["verdict"]);
+  EXPECT_EQ(verdicts, (std::vector<std::string>{"junk", "unverified", "unverified", "unverified",
+                                                "unclassified"}));
+  EXPECT_EQ(report["messages"][0]["origin"], "user");
+  EXPECT_EQ(report["messages"][1]["error"],
+            "Quellbark is not running and could not be launched (-600)");
   std::vector<std::string> perMessage = {"LSFindApplicationForInfo failed -10814.",
                                          "error sending score event -600"};
   std::vector<std::string> expected;
   for (int i = 0; i < 3; ++i)
     expected.insert(expected.end(), perMessage.begin(), perMessage.end());
+  expected.insert(expected.end(), {perMessage[0], "error sending score event -1711"});
   EXPECT_EQ(pluginLines(run.err), expected);
+  std::vector<std::string> errLines = linesOf(run.err);
+  ASSERT_GE(errLines.size(), 2u);
+  EXPECT_EQ(errLines[errLines.size() - 2],
+            "mailhost: 3 messages not verified: Quellbark is not running and could not be "
+            "launched (-600)");
+  EXPECT_EQ(errLines.back(), "mailhost: 1 message not classified, the run stopped: 3 exchanges "
+                             "with Quellbark failed in a row, the last: Quellbark is not running "
+                             "and could not be launched (-600)");
+
+  Json stored = Json::parse(mailhost({"list", "--json"}).out);
+  ASSERT_EQ(stored.size(), 1u) << stored.dump();
+  EXPECT_EQ(stored[0]["origin"], "user");
+  EXPECT_EQ(stored[0]["trained"], false);
+
+  // Marked again once Quellbark is there, the verdict not learned is sent again.
+  installCompanion();
+  ProcessRun again = mailhost({"mark", "junk", first});
+  EXPECT_EQ(again.exitCode, 0) << again.err;
+  EXPECT_EQ(again.out, "junk  " + first + "\n");
+  EXPECT_EQ(Json::parse(mailhost({"list", "--json"}).out)[0]["trained"], true);
 
   std::vector<Json> notices = sandbox::readJsonLines(box.notices);
-  ASSERT_EQ(notices.size(), 1u);
-  EXPECT_EQ(notices[0]["title"], "Could Not Find Quellbark");
-  EXPECT_TRUE(notices[0]["message"].get<std::string>().starts_with(
+  ASSERT_EQ(notices.size(), 2u) << "one per run";
+  EXPECT_EQ(notices[1]["title"], "Could Not Find Quellbark");
+  EXPECT_TRUE(notices[1]["message"].get<std::string>().starts_with(
       "Thunderbird cannot find the Quellbark application."));
+}
+
+// A companion that hangs costs one timeout: that exchange is unverified, the rest of its batch
+// fails at once without being sent, and no later batch is asked for.
+TEST_F(Verdicts, AStoppedCompanionCostsOneTimeout) {
+  installCompanion();
+  replies({"score=shor:10"});
+  ASSERT_EQ(mailhost({"classify", writeMail("One", "Subject: wake up\n\nx\n").string()}).exitCode,
+            0);
+  std::vector<pid_t> started = sandbox::startedCompanions(box.events);
+  ASSERT_EQ(started.size(), 1u);
+  ASSERT_EQ(kill(started[0], SIGSTOP), 0);
+
+  const std::size_t count = 300; // more than one batch
+  std::string mbox;
+  for (std::size_t n = 0; n < count; ++n)
+    mbox += "From a\nSubject: " + std::to_string(n) + "\n\nx\n\n";
+  path inbox = writeMail("Inbox", mbox);
+  ProcessRun run =
+      mailhost({"classify", "--json", inbox.string()}, {"AE_DEFAULT_TIMEOUT_TICKS=30"});
+  kill(started[0], SIGCONT);
+  EXPECT_EQ(run.exitCode, 3) << run.err;
+
+  Json report = Json::parse(run.out);
+  EXPECT_EQ(report["summary"]["unverified"], 1);
+  EXPECT_EQ(report["summary"]["unclassified"], count - 1);
+  std::string why = report["messages"][0]["error"];
+  EXPECT_TRUE(why.starts_with("Quellbark did not answer within ") && why.ends_with(" s (-1712)"))
+      << why;
+  std::vector<std::string> lines = pluginLines(run.err);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "error sending score event -1712"), 1);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "error sending score event -1711"), 255)
+      << "refused at once for the rest of the first batch, none for the second";
+  EXPECT_EQ(linesOf(run.err).back(),
+            "mailhost: 299 messages not classified, the run stopped: " + why);
+  EXPECT_EQ(mailhost({"list", inbox.string()}).out, "") << "nothing stored";
 }
 
 TEST_F(Verdicts, TheUsersVerdictsTrainTheCompanionAndAreStored) {
   installCompanion();
+  replies({"score=shor:90"}); // read once, when the companion starts
   std::string first = "Subject: first\n\none\n", second = "Subject: second\n\ntwo\n";
   path inbox = writeMail("Inbox", "From a\n" + first + "\nFrom b\n" + second);
   std::string uri0 = folderUri(inbox, "0");
@@ -94,13 +187,22 @@ TEST_F(Verdicts, TheUsersVerdictsTrainTheCompanionAndAreStored) {
   EXPECT_EQ(good.out, "good  " + uri0 + "\ngood  " + uri1 + "\n");
   EXPECT_EQ(good.err, "");
 
+  // Marked so already: nothing is sent, unless asked for again.
+  ProcessRun twice = mailhost({"mark", "good", inbox.string()});
+  EXPECT_EQ(twice.exitCode, 0) << twice.err;
+  EXPECT_EQ(twice.out,
+            "good  " + uri0 + "  (already marked)\ngood  " + uri1 + "  (already marked)\n");
+  ProcessRun again = mailhost({"mark", "good", "--again", uri1});
+  EXPECT_EQ(again.exitCode, 0) << again.err;
+  EXPECT_EQ(again.out, "good  " + uri1 + "\n");
+
   std::vector<Json> received = events();
-  ASSERT_EQ(received.size(), 3u);
+  ASSERT_EQ(received.size(), 4u);
   std::vector<std::string> ids;
   for (const Json& e : received)
     ids.push_back(e["id"]);
-  EXPECT_EQ(ids, (std::vector<std::string>{"addS", "addG", "addG"}));
-  EXPECT_EQ(messagesReceived(), (std::vector<std::string>{first, first, second}));
+  EXPECT_EQ(ids, (std::vector<std::string>{"addS", "addG", "addG", "addG"}));
+  EXPECT_EQ(messagesReceived(), (std::vector<std::string>{first, first, second, second}));
 
   ProcessRun list = mailhost({"list", "--json"});
   EXPECT_EQ(list.exitCode, 0);
@@ -110,6 +212,22 @@ TEST_F(Verdicts, TheUsersVerdictsTrainTheCompanionAndAreStored) {
     EXPECT_EQ(stored[i]["uri"], i == 0 ? uri0 : uri1);
     EXPECT_EQ(stored[i]["score"], 0) << "the later verdict replaces the earlier";
     EXPECT_EQ(stored[i]["origin"], "user");
+    EXPECT_EQ(stored[i]["trained"], true);
+  }
+
+  // The user's verdicts win over the plug-in's unless asked otherwise.
+  ProcessRun kept = mailhost({"classify", inbox.string()});
+  EXPECT_EQ(kept.exitCode, 0) << kept.err;
+  EXPECT_EQ(kept.out, "good  " + uri0 + "  (yours)\ngood  " + uri1 +
+                          "  (yours)\n2 messages: 0 junk, 2 good, 0 not classified\n");
+  EXPECT_EQ(events().size(), 4u) << "nothing sent";
+  ProcessRun replaced = mailhost({"classify", "--reclassify", "--json", inbox.string()});
+  EXPECT_EQ(replaced.exitCode, 0) << replaced.err;
+  EXPECT_EQ(Json::parse(replaced.out)["summary"]["junk"], 2);
+  EXPECT_EQ(events().size(), 6u);
+  for (const Json& status : Json::parse(mailhost({"list", "--json"}).out)) {
+    EXPECT_EQ(status["origin"], "plugin");
+    EXPECT_EQ(status["score"], 100);
   }
 }
 

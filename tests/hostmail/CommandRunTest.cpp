@@ -122,19 +122,20 @@ TEST_F(CommandRunTest, ProblemsStayWithTheirFolderOrMessage) {
                                                           {"Stalls#23", Verdict::Unclassified},
                                                           {"Stalls#52", Verdict::Unclassified},
                                                           {"Refused#0", Verdict::Unclassified},
-                                                          {"Broken#1.z", Verdict::Good},
+                                                          {"Broken#1.z", Verdict::Unclassified},
                                                           {"Chatty#0", Verdict::Good},
                                                           {"Fine#0", Verdict::Junk}}));
   EXPECT_EQ(outcomes[1].error, "never classified");
-  // The plug-in classified the unreadable message all the same (as good); the host knows why.
+  // The plug-in classified the unreadable message all the same; the host knows why it has no
+  // verdict.
   EXPECT_NE(outcomes[4].error.find("not a mail message"), std::string::npos);
   ASSERT_EQ(report.errors.size(), 4u);
   EXPECT_NE(report.errors[0].find((dir / "Missing").string()), std::string::npos);
   EXPECT_EQ(report.errors[1].rfind("cannot classify " + plugin->refusedUri, 0), 0u);
   EXPECT_EQ(report.errors[2].rfind("cannot read message " + outcomes[4].uri, 0), 0u);
   EXPECT_NE(report.errors[3].find("bogus://nothing"), std::string::npos);
-  EXPECT_EQ(report.unclassified,
-            (std::vector<std::string>{outcomes[1].uri, outcomes[2].uri, outcomes[3].uri}));
+  EXPECT_EQ(report.unclassified, (std::vector<std::string>{outcomes[1].uri, outcomes[2].uri,
+                                                           outcomes[3].uri, outcomes[4].uri}));
   EXPECT_FALSE(store.find(outcomes[1].uri));
 }
 
@@ -144,7 +145,7 @@ TEST_F(CommandRunTest, MarkingPassesTheUsersPreviousVerdictAndStoresTheNewOne) {
   store.record(uri, 100, JunkOrigin::Plugin); // the plug-in's verdict is not the user's
 
   MarkRun run(plugin, mail, store);
-  for (nsMsgJunkStatus verdict : {kJunk, kGood, kGood}) {
+  for (nsMsgJunkStatus verdict : {kJunk, kGood, kJunk}) {
     std::vector<MarkOutcome> outcomes = run.run({uri}, verdict);
     ASSERT_EQ(outcomes.size(), 1u);
     EXPECT_TRUE(outcomes[0].accepted);
@@ -154,10 +155,10 @@ TEST_F(CommandRunTest, MarkingPassesTheUsersPreviousVerdictAndStoresTheNewOne) {
   using Training = std::tuple<std::string, nsMsgJunkStatus, nsMsgJunkStatus>;
   EXPECT_EQ(plugin->trained,
             (std::vector<Training>{
-                {uri, kUnclassified, kJunk}, {uri, kJunk, kGood}, {uri, kGood, kGood}}));
+                {uri, kUnclassified, kJunk}, {uri, kJunk, kGood}, {uri, kGood, kJunk}}));
   std::optional<JunkStatus> status = store.find(uri);
   ASSERT_TRUE(status);
-  EXPECT_EQ(status->score, 0);
+  EXPECT_EQ(status->score, 100);
   EXPECT_EQ(status->origin, JunkOrigin::User);
 }
 

@@ -9,13 +9,20 @@
 #include <vector>
 
 // A junk-mail plug-in that works as a real one does, through the host's message services:
-// it streams each message of a request in filter form, one after the other, and reports a
-// verdict per message. Its "analysis" reads the captured text: "SPAM" makes a message junk,
-// "NOREPORT" stalls the batch there (as a batch whose next stream fails), "BOGUS" makes it
-// also report a URI nobody asked about. A request for `refusedUri` fails at once.
+// it streams each message of a request in filter form, one after the other, asks the spam
+// filter about it in an Apple Event exchange, and reports a verdict per message (good after a
+// failed exchange). The spam filter answers in this process (the fake installs its handler):
+// "SPAM" in the captured text scores a message 100, anything else 0; with `filterError` set it
+// answers that error number instead. "NOREPORT" stalls the batch there (as a batch whose next
+// stream fails), "BOGUS" makes it also report a URI nobody asked about. A request for
+// `refusedUri` fails at once.
 class FakeJunkPlugin final : public nsIJunkMailPlugin {
 public:
+  FakeJunkPlugin();
+
   std::string refusedUri;
+  short filterError = 0;
+  std::size_t exchanges = 0; // the spam filter's, scores and lessons
   std::vector<std::tuple<std::string, nsMsgJunkStatus, nsMsgJunkStatus>> trained;
   std::vector<nsresult> streamStatuses;  // OnStopRequest statuses, in order
   std::vector<std::size_t> requestSizes; // of each ClassifyMessages request
@@ -37,7 +44,7 @@ public:
   NS_IMETHOD ResetTrainingData() override { return NS_OK; }
 
 private:
-  ~FakeJunkPlugin() = default;
+  ~FakeJunkPlugin();
   nsresult stream(const std::string& uri, std::function<void(const std::string&)> done);
   nsresult classifyFrom(std::size_t index);
 

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sqlite3.h>
+
 #include <csignal>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -51,6 +53,25 @@ TEST(JunkStore, LaterStatusesReplaceEarlierOnesAndSurviveReopening) {
   EXPECT_EQ(all[0].origin, JunkOrigin::User);
   EXPECT_GT(all[0].time, 0);
   EXPECT_EQ(all[1].origin, JunkOrigin::Plugin);
+}
+
+// A database from before verdicts were known to be learned keeps its statuses, all learned.
+TEST(JunkStore, AnOlderDatabaseGainsTheLearnedFlag) {
+  TempDir dir;
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open((dir / JunkStore::kFileName).c_str(), &db), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(db,
+                         "CREATE TABLE junk_status (uri TEXT PRIMARY KEY, score INTEGER NOT NULL,"
+                         " origin TEXT NOT NULL, time INTEGER NOT NULL);"
+                         "INSERT INTO junk_status VALUES ('m#1', 100, 'user', 7);",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  sqlite3_close(db);
+
+  JunkStore store(dir / JunkStore::kFileName);
+  EXPECT_EQ(store.find("m#1"), (JunkStatus{"m#1", 100, JunkOrigin::User, 7, true}));
+  store.record("m#2", 0, JunkOrigin::User, false);
+  EXPECT_FALSE(store.find("m#2")->trained);
 }
 
 TEST(JunkStore, ARunThatDiesKeepsWhatItRecorded) {

@@ -88,6 +88,22 @@ TEST_F(ImapMessages, HugeAndMalformedMessages) {
   EXPECT_EQ(inbox[1]["flags"], Json::array()) << inbox[1].dump();
 }
 
+// A verdict after a failed exchange with the spam filter is no verdict: no keyword, no move.
+TEST_F(ImapMessages, AFailedExchangeLeavesTheMessageAlone) {
+  ASSERT_EQ(addAccount().exitCode, 0);
+  std::uint32_t failed = server.deliver("INBOX", message("failed"));
+  server.deliver("INBOX", message("spam"));
+  replies({"errn=-50 score=shor:100", "score=shor:100"});
+  ProcessRun run = mailhost({"classify", folderUrl()});
+  EXPECT_EQ(run.exitCode, 3) << run.err;
+  EXPECT_NE(run.out.find("unverified  " + messageUri("INBOX", failed)), std::string::npos)
+      << run.out;
+  Json inbox = folder("INBOX");
+  ASSERT_EQ(inbox.size(), 1u);
+  EXPECT_EQ(inbox[0]["flags"], Json::array());
+  EXPECT_EQ(folder("Junk").size(), 1u);
+}
+
 // The user's verdict on one IMAP message trains the companion and is set on the server; the
 // message is fetched without being marked read.
 TEST_F(ImapMessages, MarkTrainsAndSetsTheKeyword) {

@@ -1,11 +1,13 @@
-// AESendMessage: find the target, then either dispatch in this process or run one exchange over
-// a connection to the target's socket (event frame out; accepted, reply or error frame back).
+// AESendMessage: ask the send observer, if any, then find the target and either dispatch in this
+// process or run one exchange over a connection to the target's socket (event frame out;
+// accepted, reply or error frame back).
 #include <CoreServices/AE/AEMach.h>
 
 #include "ae/AEPrivate.h"
 #include "mach/ReplyChannel.h"
 #include "transport/Connection.h"
 #include "transport/Registry.h"
+#include "transport/SendObserver.h"
 #include "transport/Target.h"
 
 #include <atomic>
@@ -134,18 +136,8 @@ OSStatus exchange(ReplyChannel& channel, const RegistryEntry& target,
   }
 }
 
-} // namespace
-
-} // namespace coreservices
-
-using namespace coreservices;
-
-extern "C" OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode sendMode,
-                                  long timeOutInTicks) {
-  if (!event)
-    return paramErr;
-  if (reply)
-    AEInitializeDesc(reply);
+OSStatus sendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode sendMode,
+                     long timeOutInTicks) {
   AESendMode replyMode = sendMode & 0x3;
   if ((replyMode != kAENoReply && replyMode != kAEWaitReply) || (sendMode & ~kKnownSendModeBits))
     return errAEUnknownSendMode;
@@ -192,5 +184,36 @@ extern "C" OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AE
       exchange(*channel, target.entry, frame, exchangeID, wantsReply, deadline, reply);
   if (status != noErr)
     channel->disconnect(); // a late reply must never reach a later exchange
+  return status;
+}
+
+} // namespace
+
+} // namespace coreservices
+
+using namespace coreservices;
+
+extern "C" OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode sendMode,
+                                  long timeOutInTicks) {
+  if (!event)
+    return paramErr;
+  if (reply)
+    AEInitializeDesc(reply);
+  if (!sendObserverInstalled())
+    return sendMessage(event, reply, sendMode, timeOutInTicks);
+
+  if (OSStatus refused = observeWillSend(event); refused != noErr) {
+    AppleEvent none;
+    AEInitializeDesc(&none);
+    observeDidSend(event, refused, &none);
+    return refused;
+  }
+  // The observer sees the reply even when the caller wants none of it.
+  AppleEvent ownReply;
+  AEInitializeDesc(&ownReply);
+  AppleEvent* answer = reply ? reply : &ownReply;
+  OSStatus status = sendMessage(event, answer, sendMode, timeOutInTicks);
+  observeDidSend(event, status, answer);
+  AEDisposeDesc(&ownReply);
   return status;
 }

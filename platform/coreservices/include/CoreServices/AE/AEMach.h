@@ -39,6 +39,24 @@ enum {
 OSStatus AESendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode sendMode,
                        long timeOutInTicks);
 
+/* This platform's own addition: a process may watch its own sends. Every AESendMessage call with
+   an event first asks willSend, which may refuse the send: AESendMessage then returns that
+   status at once and nothing is sent. didSend then sees the send's outcome and the reply (a null
+   descriptor when there is none or the send failed), also when the caller passed no reply; the
+   caller gets the same reply afterwards. Either function may be NULL. The callbacks run on the sending
+   thread and must neither send nor change the observer.
+
+   One observer per process: AESetSendObserver copies *observer and replaces any earlier one;
+   NULL removes it. Once it returns, the earlier observer is called no more (a send under way
+   then reports to the new one, or to none). */
+typedef struct AESendObserver {
+  OSStatus (*willSend)(const AppleEvent* event, void* refcon);
+  void (*didSend)(const AppleEvent* event, OSStatus status, const AppleEvent* reply, void* refcon);
+  void* refcon;
+} AESendObserver;
+
+void AESetSendObserver(const AESendObserver* observer);
+
 #ifdef __cplusplus
 }
 #endif
