@@ -111,7 +111,8 @@ void ImapWatch::lookAt(const std::string& folder, bool isJunkFolder) {
   }
 
   learn(learnt);
-  classify(folder, arrived);
+  if (std::uint32_t retry = classify(folder, arrived))
+    highest = std::min(highest, retry - 1);
   // A message that could not be had because the connection dropped is looked at again: the
   // place is kept only while the server still answers (those done meanwhile carry their
   // keyword or have moved, so they are not done twice).
@@ -147,9 +148,10 @@ void ImapWatch::learn(const std::vector<Learnt>& verdicts) {
   }
 }
 
-void ImapWatch::classify(const std::string& folder, const std::vector<Learnt>& arrived) {
+std::uint32_t ImapWatch::classify(const std::string& folder, const std::vector<Learnt>& arrived) {
   if (arrived.empty())
-    return;
+    return 0;
+  std::uint32_t retry = 0;
   std::vector<std::string> uris;
   std::map<std::string, std::string> messageIds;
   for (const Learnt& message : arrived) {
@@ -159,6 +161,12 @@ void ImapWatch::classify(const std::string& folder, const std::vector<Learnt>& a
   ClassifyRun run(mPlugin, mMail, mStore);
   run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
     for (const ClassifyOutcome& outcome : batch) {
+      if (outcome.verdict == ClassifyOutcome::Verdict::Unverified ||
+          (outcome.verdict == ClassifyOutcome::Verdict::Unclassified &&
+           outcome.error.starts_with("left out: "))) {
+        std::uint32_t uid = parseImapMessageUri(outcome.uri).uid;
+        retry = retry ? std::min(retry, uid) : uid;
+      }
       bool verdict = outcome.verdict == ClassifyOutcome::Verdict::Junk ||
                      outcome.verdict == ClassifyOutcome::Verdict::Good;
       if (!verdict || !outcome.error.empty())
@@ -173,6 +181,10 @@ void ImapWatch::classify(const std::string& folder, const std::vector<Learnt>& a
       imapFolderUrl(mAccount.endpoint.user, mAccount.endpoint.host, folder), std::move(uris));
   for (const std::string& error : report.errors)
     mErr << "mailhost: " << error << "\n";
+  if (report.unverified)
+    mErr << "mailhost: " << report.unverified << " message(s) not verified ("
+         << report.unverifiedWhy << "); tried again on the next look\n";
+  return retry;
 }
 
 void ImapWatch::wait(std::chrono::seconds timeout, int wakeFd) {

@@ -24,8 +24,9 @@ namespace mailhost {
 //    last verdict known for the message (by Message-ID), so the filter's own moves and keywords
 //    teach nothing;
 //  - keeps its place per folder (UIDVALIDITY, highest UID seen, MODSEQ) in the watch state, so
-//    a restart repeats nothing. The first look at a folder (or one whose UIDVALIDITY changed)
-//    only takes note of what is there.
+//    a restart repeats nothing; mail left without a verdict because the exchange with the spam
+//    filter failed is tried again on the next pass. The first look at a folder (or one whose
+//    UIDVALIDITY changed) only takes note of what is there.
 // Changed flags are found with CONDSTORE where the server offers it, else by listing them all.
 class ImapWatch {
 public:
@@ -48,7 +49,9 @@ private:
 
   void lookAt(const std::string& folder, bool isJunkFolder);
   void learn(const std::vector<Learnt>& verdicts);
-  void classify(const std::string& folder, const std::vector<Learnt>& arrived);
+  // Returns the lowest UID left without a verdict because exchanges with the spam filter failed
+  // (to be tried again on the next pass), or 0.
+  std::uint32_t classify(const std::string& folder, const std::vector<Learnt>& arrived);
 
   nsCOMPtr<nsIJunkMailPlugin> mPlugin;
   MailServices& mMail;

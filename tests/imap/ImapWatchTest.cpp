@@ -103,6 +103,18 @@ TEST_F(ImapWatch, ClassifiesArrivalsLearnsFromTheUserAndResumes) {
   EXPECT_EQ(sandbox::readFile(err), "");
 }
 
+TEST_F(ImapWatch, MailWhoseExchangeFailedIsTriedAgain) {
+  ASSERT_EQ(addAccount({"--security", "plain"}).exitCode, 0);
+  replies({"errn=-50 score=shor:100", "score=shor:100"});
+  startWatch();
+  std::uint32_t uid = server.deliver("INBOX", message("twice"));
+  ASSERT_TRUE(waitFor("junk  " + messageUri("INBOX", uid))) << sandbox::readFile(err);
+  EXPECT_EQ(stopWatch(), 0);
+  EXPECT_EQ(outputLines().size(), 2u) << sandbox::readFile(out); // no verdict the first time
+  EXPECT_EQ(events().size(), 2u);
+  EXPECT_EQ(folder("Junk").size(), 1u);
+}
+
 TEST_F(ImapWatch, AServerThatGoesAwayAndComesBackLosesNothing) {
   ASSERT_EQ(addAccount({"--security", "plain"}).exitCode, 0);
   replies({"score=shor:0"});
