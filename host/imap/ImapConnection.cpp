@@ -174,15 +174,16 @@ void ImapConnection::secure() {
 }
 
 void ImapConnection::verifyCertificate() {
-  unsigned char* der = nullptr;
-  ssize_t length = mailstream_ssl_get_certificate(mImap->imap_stream, &der);
-  std::string problem;
-  if (length <= 0 || !der)
-    problem = "the server sent no certificate";
-  else
-    problem = certificateProblem({der, static_cast<std::size_t>(length)}, mEndpoint.host,
-                                 mEndpoint.caFile);
-  free(der);
+  // The whole chain the server sent: its own certificate and the intermediates to an authority.
+  carray* certificates = mailstream_get_certificate_chain(mImap->imap_stream);
+  std::vector<DerBytes> chain;
+  for (unsigned i = 0; certificates && i < carray_count(certificates); ++i) {
+    auto* der = static_cast<MMAPString*>(carray_get(certificates, i));
+    chain.push_back({reinterpret_cast<const unsigned char*>(der->str), der->len});
+  }
+  std::string problem = certificateProblem(chain, mEndpoint.host, mEndpoint.caFile);
+  if (certificates)
+    mailstream_certificate_chain_free(certificates);
   if (!problem.empty())
     throw ImapError(ImapErrorKind::Certificate, "the certificate of the IMAP server " +
                                                     mEndpoint.host + " is not trusted: " + problem);

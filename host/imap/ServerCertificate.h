@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 namespace mailhost {
 
@@ -10,10 +11,11 @@ struct DerBytes {
   std::size_t size;
 };
 
-// Why a server's certificate (DER) cannot be trusted for the host name it was reached by, or
-// empty when it can: it must chain to the system's authorities or to those in caFile (PEM),
-// be valid now, and name the host (or its IP address).
-std::string certificateProblem(DerBytes certificate, const std::string& host,
+// Why a server's certificate cannot be trusted for the host name it was reached by, or empty
+// when it can. The chain is as the server sent it (DER, its own certificate first): it must lead
+// to the system's authorities or to those in caFile (PEM), be valid now, and name the host (or
+// its IP address).
+std::string certificateProblem(const std::vector<DerBytes>& chain, const std::string& host,
                                const std::string& caFile);
 
 } // namespace mailhost
