@@ -14,6 +14,7 @@ namespace {
 
 class ImapWatch : public ImapHostTest {
 protected:
+  explicit ImapWatch(dovecot::ServerOptions options = {}) : ImapHostTest(options) {}
   ~ImapWatch() override { stopWatch(); }
 
   void startWatch() {
@@ -64,7 +65,19 @@ protected:
   fs::path out, err;
 };
 
-TEST_F(ImapWatch, ClassifiesArrivalsLearnsFromTheUserAndResumes) {
+// On a server that offers everything the watch uses, and on one that offers no IDLE (the watch
+// polls), no CONDSTORE (it lists every message's flags) and no MOVE.
+class ImapWatchServers : public ImapWatch, public testing::WithParamInterface<bool> {
+protected:
+  ImapWatchServers() : ImapWatch(dovecot::ServerOptions{GetParam(), GetParam(), GetParam()}) {}
+};
+
+INSTANTIATE_TEST_SUITE_P(Server, ImapWatchServers, testing::Values(true, false),
+                         [](const testing::TestParamInfo<bool>& param) {
+                           return param.param ? "WithExtensions" : "WithoutExtensions";
+                         });
+
+TEST_P(ImapWatchServers, ClassifiesArrivalsLearnsFromTheUserAndResumes) {
   ASSERT_EQ(addAccount({"--security", "plain"}).exitCode, 0);
   server.deliver("INBOX", message("before"));
   replies({"score=shor:100", "score=shor:0", "ok", "ok", "score=shor:0"});

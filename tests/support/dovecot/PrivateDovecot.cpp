@@ -22,12 +22,21 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The capabilities Dovecot offers after login, less MOVE.
-constexpr const char* kCapabilitiesWithoutMove =
-    "IMAP4rev1 SASL-IR LOGIN-REFERRALS ID ENABLE IDLE SORT SORT=DISPLAY THREAD=REFERENCES "
-    "THREAD=REFS THREAD=ORDEREDSUBJECT MULTIAPPEND URL-PARTIAL CATENATE UNSELECT CHILDREN "
-    "NAMESPACE UIDPLUS LIST-EXTENDED I18NLEVEL=1 CONDSTORE QRESYNC ESEARCH ESORT SEARCHRES "
-    "WITHIN CONTEXT=SEARCH LIST-STATUS BINARY LITERAL+ SPECIAL-USE";
+// The capabilities Dovecot offers after login, less those a test turns off.
+std::string capabilities(const ServerOptions& options) {
+  std::string list = "IMAP4rev1 SASL-IR LOGIN-REFERRALS ID ENABLE SORT SORT=DISPLAY "
+                     "THREAD=REFERENCES THREAD=REFS THREAD=ORDEREDSUBJECT MULTIAPPEND URL-PARTIAL "
+                     "CATENATE UNSELECT CHILDREN NAMESPACE UIDPLUS LIST-EXTENDED I18NLEVEL=1 "
+                     "ESEARCH ESORT SEARCHRES WITHIN CONTEXT=SEARCH LIST-STATUS BINARY LITERAL+ "
+                     "SPECIAL-USE";
+  if (options.idle)
+    list += " IDLE";
+  if (options.condstore)
+    list += " CONDSTORE QRESYNC";
+  if (options.move)
+    list += " MOVE";
+  return list;
+}
 
 std::uint16_t freePort() {
   int fd = ::socket(AF_INET, SOCK_STREAM, 0);
@@ -122,31 +131,31 @@ void PrivateDovecot::writeConfiguration(const ServerOptions& options) {
     throw std::runtime_error("cannot give the mail folder to the user dovecot");
   writeText(root / "passwd", userName + ":{PLAIN}" + password + "\n");
   std::string r = root.string();
-  std::string config =
-      "base_dir = " + r + "/base\n" + "state_dir = " + r + "/state\n" + "log_path = " + r +
-      "/dovecot.log\n" + "instance_name = private-" + std::to_string(plainPort) + "\n" +
-      R"(protocols = imap
+  std::string config = "base_dir = " + r + "/base\n" + "state_dir = " + r + "/state\n" +
+                       "log_path = " + r + "/dovecot.log\n" + "instance_name = private-" +
+                       std::to_string(plainPort) + "\n" +
+                       R"(protocols = imap
 listen = 127.0.0.1
 ssl = yes
-ssl_cert = <)" +
-      certificate.string() + "\nssl_key = <" + r + R"(/key.pem
+ssl_cert = <)" + certificate.string() +
+                       "\nssl_key = <" + r + R"(/key.pem
 default_login_user = dovenull
 default_internal_user = dovecot
 default_internal_group = dovecot
 auth_mechanisms = plain login
 disable_plaintext_auth = no
 mail_location = maildir:)" +
-      r + R"(/mail/%u
+                       r + R"(/mail/%u
 first_valid_uid = 1
 passdb {
   driver = passwd-file
   args = scheme=PLAIN )" +
-      r + R"(/passwd
+                       r + R"(/passwd
 }
 userdb {
   driver = static
   args = uid=dovecot gid=dovecot home=)" +
-      r + R"(/mail/%u
+                       r + R"(/mail/%u
 }
 service auth {
   user = root
@@ -158,13 +167,13 @@ service imap-login {
   chroot =
   inet_listener imap {
     address = 127.0.0.1
-    port = )" +
-      std::to_string(plainPort) + R"(
+    port = )" + std::to_string(plainPort) +
+                       R"(
   }
   inet_listener imaps {
     address = 127.0.0.1
-    port = )" +
-      std::to_string(tlsPort) + R"(
+    port = )" + std::to_string(tlsPort) +
+                       R"(
     ssl = yes
   }
 }
@@ -178,9 +187,10 @@ namespace inbox {
 protocol imap {
   mail_max_userip_connections = 50
 )" +
-      (options.move ? std::string()
-                    : std::string("  imap_capability = ") + kCapabilitiesWithoutMove + "\n") +
-      "}\n";
+                       (options.move && options.idle && options.condstore
+                            ? std::string()
+                            : "  imap_capability = " + capabilities(options) + "\n") +
+                       "}\n";
   writeText(root / "dovecot.conf", config);
 }
 

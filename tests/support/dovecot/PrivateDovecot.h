@@ -15,8 +15,11 @@ namespace dovecot {
 
 namespace fs = std::filesystem;
 
+// What the server offers after login; without an extension clients must do without it.
 struct ServerOptions {
-  bool move = true; // offer MOVE; without it clients copy, flag and expunge
+  bool move = true;      // without MOVE: copy, flag \Deleted and expunge
+  bool idle = true;      // without IDLE: poll
+  bool condstore = true; // without CONDSTORE: list every message's flags to find changes
 };
 
 class PrivateDovecot {
