@@ -48,11 +48,25 @@ struct FailureCase {
   const char* expectedInLine;
 };
 
-// Each way of not getting in gives one line on stderr and no verdict.
-TEST_F(ImapAccounts, EachFailureIsOneClearLine) {
+// STARTTLS checks the certificate as TLS does; --insecure takes one that is not trusted; each
+// way of not getting in gives one line on stderr and no verdict.
+TEST_F(ImapAccounts, SecurityAndEachFailureAsOneClearLine) {
   server.deliver("INBOX", message("hello"));
+  replies({"score=shor:0"});
+  for (std::vector<std::string> security :
+       {std::vector<std::string>{"--security", "starttls", "--ca-file",
+                                 server.certificate.string()},
+        std::vector<std::string>{"--security", "tls", "--insecure"}}) {
+    fs::remove(profile / "prefs.js");
+    ASSERT_EQ(addAccount(security).exitCode, 0);
+    ProcessRun run = mailhost({"classify", folderUrl()});
+    EXPECT_EQ(run.exitCode, 0) << security.back() << ": " << run.err;
+  }
+
+  server.deliver("INBOX", message("unjudged"));
   const std::vector<FailureCase> cases = {
       {"untrusted certificate", {"--security", "tls"}, "is not trusted"},
+      {"untrusted after STARTTLS", {"--security", "starttls"}, "is not trusted"},
       {"wrong password", {"--security", "plain"}, "refused the login of alice"},
       {"loose password file", {"--security", "plain"}, "must be a file of yours with mode 0600"},
       {"server down", {"--security", "plain"}, "cannot connect to the IMAP server"},
@@ -75,14 +89,6 @@ TEST_F(ImapAccounts, EachFailureIsOneClearLine) {
     EXPECT_NE(lines[0].find(c.expectedInLine), std::string::npos) << c.name << ": " << lines[0];
     EXPECT_EQ(run.err.find(server.password), std::string::npos);
   }
-  server.start();
-  // --insecure takes the same certificate that was refused above.
-  fs::remove(profile / "prefs.js");
-  sandbox::writeFile(passwordFile, server.password + "\n", fs::perms(0600));
-  ASSERT_EQ(addAccount({"--security", "tls", "--insecure"}).exitCode, 0);
-  replies({"score=shor:0"});
-  ProcessRun insecure = mailhost({"classify", folderUrl()});
-  EXPECT_EQ(insecure.exitCode, 0) << insecure.err;
 }
 
 } // namespace

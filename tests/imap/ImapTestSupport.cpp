@@ -13,8 +13,9 @@ ImapHostTest::ImapHostTest(dovecot::ServerOptions options) : server(options) {
 ProcessRun ImapHostTest::addAccount(std::vector<std::string> arguments) {
   if (arguments.empty())
     arguments = {"--security", "tls", "--ca-file", server.certificate.string()};
+  // STARTTLS starts on the plain port.
   std::string port =
-      arguments[1] == "plain" ? std::to_string(server.plainPort) : std::to_string(server.tlsPort);
+      arguments[1] == "tls" ? std::to_string(server.tlsPort) : std::to_string(server.plainPort);
   std::vector<std::string> command = {"account", "add",
                                       "imap://" + server.userName + "@127.0.0.1:" + port,
                                       "--password-file", passwordFile.string()};
