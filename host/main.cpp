@@ -1,11 +1,13 @@
 // mailhost: a small mail host that loads junk-mail plug-in bundles as the real host does.
 // Exit status: 0 done, 1 the command failed (one line on stderr says why), 2 bad usage.
+#include "commands/AccountCommand.h"
 #include "commands/ClassifyCommand.h"
 #include "commands/CommandOutput.h"
 #include "commands/FilterCommand.h"
 #include "commands/InfoCommand.h"
 #include "commands/ListCommand.h"
 #include "commands/MarkCommand.h"
+#include "commands/WatchCommand.h"
 #include "nativehost/NativeHostCommand.h"
 #include "plugin/PluginBundle.h"
 #include "profile/ProfileDirectory.h"
@@ -111,6 +113,10 @@ int main(int argc, char** argv) {
   CLI::App* filter = mailhost::addFilterCommand(app, filterOptions);
   std::vector<std::string> nativeHostArguments;
   CLI::App* nativeHost = mailhost::addNativeHostCommand(app, nativeHostArguments);
+  mailhost::AccountOptions accountOptions;
+  CLI::App* account = mailhost::addAccountCommand(app, accountOptions);
+  mailhost::WatchOptions watchOptions;
+  CLI::App* watch = mailhost::addWatchCommand(app, watchOptions);
   for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; }))
     command->footer("The global options (--profile, --plugin) may follow the command too.");
 
@@ -132,6 +138,10 @@ int main(int argc, char** argv) {
         status = mailhost::runClassifyCommand(session, classifyOptions, out, std::cerr);
       else if (mark->parsed())
         status = mailhost::runMarkCommand(session, markOptions, out, std::cerr);
+      else if (account->parsed())
+        status = mailhost::runAccountCommand(session, accountOptions, std::cin, out, std::cerr);
+      else if (watch->parsed())
+        status = mailhost::runWatchCommand(session, watchOptions, out, std::cerr);
     }
   } catch (const CLI::ParseError& e) {
     if (e.get_exit_code() != 0) {

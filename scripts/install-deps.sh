@@ -9,6 +9,7 @@ packages=(
   libglib2.0-dev libgmime-3.0-dev libplist-dev libnotify-dev
   libsqlite3-dev libcli11-dev nlohmann-json3-dev
   bogofilter time man-db procmail maildrop zip bash-completion
+  dovecot-imapd libetpan-dev libgnutls28-dev libsecret-1-dev python3 openssl
 )
 # The test that runs the extension in a real Thunderbird needs Debian's Thunderbird (large);
 # QB_WITHOUT_THUNDERBIRD=1 leaves it out, and that test is then skipped.

@@ -1,6 +1,8 @@
 #include "ClassifyRun.h"
 
 #include "ClassificationListener.h"
+#include "ImapError.h"
+#include "ImapUri.h"
 #include "MailError.h"
 #include "MailStore.h"
 
@@ -42,18 +44,52 @@ std::size_t ClassifyReport::count(ClassifyOutcome::Verdict verdict) const {
 ClassifyRun::ClassifyRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store)
     : mPlugin(plugin), mMail(mail), mStore(store) {}
 
+// A folder's messages as listed for a run: a local folder's listing, or the URIs of the IMAP
+// messages that still wait for a verdict.
+struct ClassifyRun::ListedFolder {
+  std::string name;
+  FolderListing local;
+  std::vector<std::string> remote;
+  bool isRemote = false;
+  std::size_t size() const { return isRemote ? remote.size() : local.size(); }
+  std::string uriAt(std::size_t i) const { return isRemote ? remote[i] : local.at(i).uri; }
+  std::filesystem::path fileAt(std::size_t i) const { return isRemote ? "" : local.fileAt(i); }
+};
+
+ClassifyReport ClassifyRun::runImapMessages(const std::string& folder,
+                                            std::vector<std::string> uris) {
+  ClassifyReport report;
+  report.messages = uris.size();
+  std::vector<ListedFolder> listings;
+  listings.push_back({folder, {}, std::move(uris), true});
+  runListings(listings, report);
+  return report;
+}
+
 ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folders) {
   ClassifyReport report;
   // Listed up front for the count; a listing names its messages only when asked.
-  std::vector<std::pair<std::string, FolderListing>> listings;
+  std::vector<ListedFolder> listings;
   for (const std::filesystem::path& folder : folders) {
+    ListedFolder listed{folder.string(), {}, {}, isImapFolderUrl(folder.string())};
     try {
-      listings.emplace_back(folder.string(), mMail.store().list(folder));
-      report.messages += listings.back().second.size();
+      if (listed.isRemote)
+        listed.remote = mMail.imap().messagesWithoutVerdict(parseImapFolderUrl(listed.name));
+      else
+        listed.local = mMail.store().list(folder);
+      report.messages += listed.size();
+      listings.push_back(std::move(listed));
     } catch (const MailError& error) {
       report.errors.push_back(std::string("cannot read folder ") + error.what());
+    } catch (const ImapError& error) {
+      report.errors.push_back("cannot read folder " + listed.name + ": " + error.what());
     }
   }
+  runListings(listings, report);
+  return report;
+}
+
+void ClassifyRun::runListings(std::vector<ListedFolder>& listings, ClassifyReport& report) {
   mTotal = report.messages;
   mDone = 0;
   if (mOnProgress)
@@ -65,12 +101,12 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
     ~Release() { writer = nullptr; }
   } release{mWriter};
   std::vector<ClassifyOutcome> batch;
-  for (auto& [folder, listing] : listings) {
+  for (ListedFolder& listing : listings) {
     for (std::size_t first = 0; first < listing.size(); first += kBatchSize) {
       batch.clear();
       for (std::size_t i = first; i < std::min(listing.size(), first + kBatchSize); ++i)
-        batch.push_back({listing.at(i).uri,
-                         folder,
+        batch.push_back({listing.uriAt(i),
+                         listing.name,
                          ClassifyOutcome::Verdict::Unclassified,
                          JunkOrigin::Plugin,
                          {},
@@ -84,15 +120,36 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
         classifyBatch(batch, report);
         storeFailures(report);
       }
-      if (mOnStored)
+      // Verdicts act where the mail is: on the server for IMAP folders, else through the hook.
+      if (listing.isRemote)
+        recordOnServer(batch, report);
+      else if (mOnStored)
         mOnStored(batch, report);
       if (mOnBatch)
         mOnBatch(batch);
     }
-    listing = FolderListing(); // done with: let its keys go
+    listing = ListedFolder(); // done with: let its keys go
   }
   report.stopReason = mStopReason;
-  return report;
+}
+
+void ClassifyRun::recordOnServer(std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
+  for (ClassifyOutcome& outcome : batch) {
+    // A message that could not be read, or whose exchange with the spam filter failed, got the
+    // plug-in's fallback, not a verdict.
+    bool verdict = outcome.verdict == ClassifyOutcome::Verdict::Junk ||
+                   outcome.verdict == ClassifyOutcome::Verdict::Good;
+    if (!verdict || !outcome.error.empty())
+      continue;
+    try {
+      mMail.imap().recordVerdict(parseImapMessageUri(outcome.uri),
+                                 outcome.verdict == ClassifyOutcome::Verdict::Junk, true);
+    } catch (const std::runtime_error& error) { // ImapError or MailError
+      outcome.error = error.what();
+      report.errors.push_back("cannot record the verdict on " + outcome.uri +
+                              " on its server: " + error.what());
+    }
+  }
 }
 
 void ClassifyRun::stop(std::string why) {

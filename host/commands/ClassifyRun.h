@@ -51,7 +51,9 @@ struct ClassifyReport {
 // stored (origin plugin, score 100 or 0) as it arrives, by a writer thread that commits every
 // few milliseconds and has committed them all when a batch ends. While the plug-in works on a
 // batch, its messages are read ahead on another thread. A batch ends when every message is
-// reported or the event loop runs dry; what was never reported stays unclassified.
+// reported or the event loop runs dry; what was never reported stays unclassified. A folder may
+// also be an IMAP folder URL: its messages without $Junk or $NotJunk are classified, and each
+// verdict is also set on the server as that keyword, junk moved to the account's junk folder.
 //
 // A verdict the plug-in reports after a failed exchange with the spam filter is unverified and
 // not stored. After kMaxConsecutiveFailures failed exchanges in a row, or one that timed out, the
@@ -85,16 +87,22 @@ public:
   void reclassify(bool yes) { mReclassify = yes; }
 
   ClassifyReport run(const std::vector<std::filesystem::path>& folders);
+  // The given messages of one IMAP folder, their verdicts recorded on the server as above.
+  ClassifyReport runImapMessages(const std::string& folder, std::vector<std::string> uris);
 
   // Ends the run early: every later send fails at once and no further batch starts; `why` is
   // reported for the messages left out. The first reason given is kept.
   void stop(std::string why);
 
 private:
+  struct ListedFolder;
+  void runListings(std::vector<ListedFolder>& listings, ClassifyReport& report);
   void classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
   void keepUsersVerdicts(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
   void leaveOut(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
   void storeFailures(ClassifyReport& report);
+  // IMAP messages: the verdict as a keyword on the server, junk moved to the junk folder.
+  void recordOnServer(std::vector<ClassifyOutcome>& batch, ClassifyReport& report);
 
   nsCOMPtr<nsIJunkMailPlugin> mPlugin;
   MailServices& mMail;

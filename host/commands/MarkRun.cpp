@@ -2,6 +2,7 @@
 
 #include "ClassificationListener.h"
 #include "ClassifyRun.h"
+#include "ImapUri.h"
 #include "MailError.h"
 
 #include <map>
@@ -98,6 +99,15 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
     auto why = mMail.failures().find(outcome.uri);
     if (outcome.error.empty() && why != mMail.failures().end())
       outcome.error = "cannot read the message: " + why->second;
+    // On an IMAP server a verdict the spam filter learned is also the message's keyword, for
+    // every client to see; one whose exchange failed is not shown as a verdict there.
+    if (outcome.trained && outcome.error.empty() && isImapMessageUri(outcome.uri)) {
+      try {
+        mMail.imap().recordVerdict(parseImapMessageUri(outcome.uri), verdict == kJunk, false);
+      } catch (const std::runtime_error& error) { // ImapError or MailError
+        outcome.error = std::string("cannot set the keyword on the server: ") + error.what();
+      }
+    }
   }
   return outcomes;
 }

@@ -12,10 +12,19 @@ MailServices::MailServices(MailRoot root)
                                     mFailures.emplace(uri, why);
                                   })) {
   nsresult rv = registerMailboxService(mService, getter_AddRefs(mFactory));
+  if (NS_SUCCEEDED(rv)) {
+    mImapService =
+        new ImapService(mLoop, mImap, [this](const std::string& uri, const std::string& why) {
+          mFailures.emplace(uri, why);
+        });
+    rv = registerImapService(mImapService, getter_AddRefs(mImapFactory));
+    if (NS_FAILED(rv))
+      unregisterMailboxService(mFactory);
+  }
   if (NS_FAILED(rv)) {
     char code[16];
     std::snprintf(code, sizeof code, "0x%08x", rv);
-    throw std::runtime_error(std::string("cannot register the mailbox service (") + code + ")");
+    throw std::runtime_error(std::string("cannot register the message services (") + code + ")");
   }
 }
 
@@ -40,6 +49,7 @@ void MailServices::stopReadAhead() {
 MailServices::~MailServices() {
   stopReadAhead();
   mLoop.runUntilIdle();
+  unregisterImapService(mImapFactory);
   unregisterMailboxService(mFactory);
 }
 

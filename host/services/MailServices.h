@@ -1,6 +1,8 @@
 #pragma once
 
 #include "EventLoop.h"
+#include "ImapService.h"
+#include "ImapSessions.h"
 #include "MailboxService.h"
 
 #include <map>
@@ -10,9 +12,9 @@
 
 namespace mailhost {
 
-// What a host command needs to have messages streamed: the main loop and the mailbox service,
-// registered under its contract IDs for as long as this object lives, with the reason of every
-// delivery that failed kept by message URI.
+// What a host command needs to have messages streamed: the main loop, the mailbox service and
+// the IMAP service, registered under their contract IDs for as long as this object lives, with
+// the reason of every delivery that failed kept by message URI.
 class MailServices {
 public:
   // Throws std::runtime_error when the service cannot be registered (no runtime running).
@@ -23,6 +25,7 @@ public:
 
   EventLoop& loop() { return mLoop; }
   const MailStore& store() const { return mService->store(); }
+  ImapSessions& imap() { return mImap; }
   const std::map<std::string, std::string>& failures() const { return mFailures; }
 
   // Has the messages of `uris` read and converted ahead, in that order, on another thread,
@@ -35,6 +38,9 @@ private:
   std::map<std::string, std::string> mFailures;
   nsCOMPtr<MailboxService> mService;
   nsCOMPtr<nsIFactory> mFactory;
+  ImapSessions mImap;
+  nsCOMPtr<ImapService> mImapService;
+  nsCOMPtr<nsIFactory> mImapFactory;
   std::shared_ptr<MessageReadAhead> mReadAhead;
 };
 

@@ -40,6 +40,10 @@ std::u16string utf16(const std::string& utf8) {
 
 } // namespace
 
+std::string withQuery(const std::string& url, const std::string& parameter) {
+  return url + (url.find('?') == std::string::npos ? '?' : '&') + parameter;
+}
+
 MessageDelivery::MessageDelivery(MessageSource source, nsIStreamListener* listener,
                                  MessageChannel* channel, nsIUrlListener* urlListener,
                                  DeliveryFailureReporter reportFailure)
@@ -122,7 +126,7 @@ void MessageDelivery::sendHeaders(FilterForm& form, nsIMsgHeaderSink* sink) {
   sink->ProcessHeaders(nameList, valueList, newsgroups ? PR_TRUE : PR_FALSE);
 
   for (const AttachmentInfo& attachment : form.attachments) {
-    std::string partUrl = mSource.mailUrl + "&part=" + attachment.partId;
+    std::string partUrl = withQuery(mSource.mailUrl, "part=" + attachment.partId);
     std::u16string name = utf16(attachment.displayName);
     sink->HandleAttachment(attachment.contentType.c_str(), partUrl.c_str(),
                            reinterpret_cast<const PRUnichar*>(name.c_str()), mSource.uri.c_str(),

@@ -19,6 +19,9 @@ using DeliveryFailureReporter = std::function<void(const std::string& uri, const
 // What a delivery streams, as its message service resolved it: the message's URI, the mail URL
 // its parts are named under ("<mailUrl>&part=<id>"), and how to read the message into filter
 // form (throws MailError when it cannot: a missing file, bytes that are no message).
+// The URL with one more query parameter: after '?' when it has no query yet, else after '&'.
+std::string withQuery(const std::string& url, const std::string& parameter);
+
 struct MessageSource {
   std::string uri;
   std::string mailUrl;

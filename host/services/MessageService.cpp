@@ -81,7 +81,8 @@ NS_IMETHODIMP MessageService::StreamMessage(const char* aMessageURI, nsISupports
     return NS_ERROR_FAILURE;
   }
 
-  nsCOMPtr<MailUrl> url = new MailUrl(message.mailUrl + "&header=" + aAdditionalHeader);
+  nsCOMPtr<MailUrl> url =
+      new MailUrl(withQuery(message.mailUrl, std::string("header=") + aAdditionalHeader));
   url->SetMsgWindow(aMsgWindow);
   nsCOMPtr<MessageChannel> channel = new MessageChannel(url);
   mQueue.push_back(std::make_unique<MessageDelivery>(std::move(message), listener, channel,

@@ -117,7 +117,8 @@ TEST_F(MailhostCli, EachBadUsageIsOneLineWithAPointerToHelpAndExitTwo) {
   };
   const Usage cases[] = {
       {{},
-       "mailhost: a command is required (info, classify, mark, list, filter, native-host); see "
+       "mailhost: a command is required (info, classify, mark, list, filter, native-host, account, "
+       "watch); see "
        "mailhost "
        "--help\n"},
       {{"frob"}, "mailhost: unknown command \"frob\"; see mailhost --help\n"},
