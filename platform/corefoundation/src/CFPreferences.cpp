@@ -6,6 +6,9 @@
 
 #include "CFStringInternal.h"
 
+#include <unix/AtomicFile.h>
+#include <unix/Syscalls.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -103,7 +106,7 @@ bool sameFile(const Domain& domain, const struct stat& st) {
 // something other than a dictionary); *info receives the identity of what was read.
 CFDictionaryRef readDomainFile(const std::string& path, struct stat* info) {
   std::string bytes;
-  if (!cf::readSmallFile(path, kMaxFileSize, bytes, info)) {
+  if (!os::readSmallFile(path, kMaxFileSize, bytes, info)) {
     return nullptr;
   }
   CFPropertyListRef object = cf::propertyListFromBytes(bytes.data(), bytes.size());
@@ -206,39 +209,7 @@ bool scanInteger(CFStringRef string, CFIndex& result) {
 }
 
 bool makeFolder(const std::string& path) {
-  return mkdir(path.c_str(), 0700) == 0 || errno == EEXIST;
-}
-
-bool writeFileAtomically(const std::string& folder, const std::string& path,
-                         const std::string& bytes) {
-  std::string temporary = path + ".XXXXXX";
-  int fd = mkstemp(temporary.data()); // mode 0600
-  if (fd < 0) {
-    return false;
-  }
-  bool ok = fchmod(fd, 0600) == 0;
-  size_t done = 0;
-  while (ok && done < bytes.size()) {
-    ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) {
-      continue;
-    }
-    ok = n > 0;
-    done += n > 0 ? static_cast<size_t>(n) : 0;
-  }
-  ok = ok && fsync(fd) == 0;
-  ok = close(fd) == 0 && ok;
-  ok = ok && rename(temporary.c_str(), path.c_str()) == 0;
-  if (!ok) {
-    unlink(temporary.c_str());
-    return false;
-  }
-  int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dir >= 0) {
-    fsync(dir);
-    close(dir);
-  }
-  return true;
+  return os::calls().mkdir(path.c_str(), 0700) == 0 || errno == EEXIST;
 }
 
 struct Merge {
@@ -322,7 +293,7 @@ Boolean CFPreferencesAppSynchronize(CFStringRef applicationID) {
   std::string xml;
   std::string folder = preferencesFolder();
   bool ok = cf::propertyListToXML(merged, xml) && makeFolder(homeDirectory() + "/Library") &&
-            makeFolder(folder) && writeFileAtomically(folder, path, xml);
+            makeFolder(folder) && os::writeFileAtomically(path, xml);
   CFRelease(merged);
   if (ok) {
     CFRelease(pending->second);

@@ -2,6 +2,8 @@
 // a JSON line in $CF_USER_NOTIFICATION_LOG for programs (and tests) that watch for notices.
 #include "CFRuntime.h"
 
+#include <unix/RetryingIO.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -28,10 +30,7 @@ void appendToLog(const char* path, const std::string& line) {
     return;
   }
   // One write: concurrent writers' lines never interleave.
-  ssize_t n;
-  do {
-    n = write(fd, line.data(), line.size());
-  } while (n < 0 && errno == EINTR);
+  os::writeAll(fd, line.data(), line.size());
   close(fd);
 }
 

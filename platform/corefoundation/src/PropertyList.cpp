@@ -221,35 +221,4 @@ bool propertyListToXML(CFPropertyListRef object, std::string& xml) {
   return true;
 }
 
-bool readSmallFile(const std::string& path, size_t maxSize, std::string& bytes, struct stat* info) {
-  // O_NONBLOCK: a FIFO planted at the path must not hang the reader.
-  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (fd < 0) {
-    return false;
-  }
-  struct stat st {};
-  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || static_cast<size_t>(st.st_size) > maxSize) {
-    close(fd);
-    return false;
-  }
-  bytes.resize(static_cast<size_t>(st.st_size));
-  size_t done = 0;
-  while (done < bytes.size()) {
-    ssize_t n = read(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) {
-      continue;
-    }
-    if (n <= 0) {
-      break;
-    }
-    done += static_cast<size_t>(n);
-  }
-  close(fd);
-  bytes.resize(done);
-  if (info != nullptr) {
-    *info = st;
-  }
-  return true;
-}
-
 } // namespace cf

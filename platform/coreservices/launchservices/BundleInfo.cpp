@@ -1,6 +1,6 @@
 #include "launchservices/BundleInfo.h"
 
-#include "launchservices/PropertyList.h"
+#include <unix/PropertyList.h>
 
 #include <algorithm>
 #include <cctype>
@@ -70,7 +70,7 @@ std::optional<BundleInfo> readBundleInfo(const std::string& path) {
     info.signature = *fourCharCode(std::string(codes + 4, 4));
   }
 
-  if (auto plist = PropertyList::readDictionary(path + "/Contents/Info.plist")) {
+  if (auto plist = os::PropertyList::readDictionary(path + "/Contents/Info.plist")) {
     info.hasInfoPlist = true;
     if (auto type = plist->string("CFBundlePackageType"); type && fourCharCode(*type))
       info.packageType = *fourCharCode(*type);

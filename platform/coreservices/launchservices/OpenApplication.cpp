@@ -4,8 +4,8 @@
 #include "launchservices/BundleInfo.h"
 #include "launchservices/CFStrings.h"
 #include "launchservices/Launcher.h"
-#include "processes/ProcessStat.h"
-#include "transport/Registry.h"
+#include <unix/ProcessTable.h>
+#include <unix/Registry.h>
 
 #include <CoreFoundation/CFArray.h>
 
@@ -41,7 +41,7 @@ std::string resolvedPath(const std::string& path) {
 
 bool isRunning(const std::string& bundle) {
   std::string resolved = resolvedPath(bundle);
-  for (auto& entry : liveEntries())
+  for (auto& entry : os::liveEntries())
     if (entry.bundlePath == resolved)
       return true;
   return false;
@@ -67,12 +67,12 @@ OSStatus checkBundle(const std::string& path, BundleInfo& info) {
 OSStatus waitForRegistration(pid_t pid, const std::string& program, const std::string& bundle) {
   auto deadline = std::chrono::steady_clock::now() + launchWait();
   for (;;) {
-    if (findLiveEntry(pid))
+    if (os::findLiveEntry(pid))
       return noErr;
-    if (!processStartTime(pid)) {
+    if (!os::processStartTime(pid)) {
       // An application that allows one instance hands over to the one already running (which
       // it has seen registered) and ends: the application is open.
-      if (!findLiveEntry(pid) && !isRunning(bundle)) {
+      if (!os::findLiveEntry(pid) && !isRunning(bundle)) {
         std::fprintf(stderr, "LaunchServices: %s exited before it registered for Apple Events\n",
                      program.c_str());
         return kLSUnknownErr;

@@ -8,13 +8,19 @@
 #include "ae/AEPrivate.h"
 #include "transport/Frame.h"
 #include "transport/PeerCredentials.h"
-#include "transport/Registry.h"
-#include "transport/RuntimeFolder.h"
 #include "transport/SelfIdentity.h"
+#include "transport/SerialNumber.h"
+#include <unix/BigEndian.h>
+#include <unix/Registry.h>
+#include <unix/RetryingIO.h>
+#include <unix/RuntimeFolder.h>
+#include <unix/Syscalls.h>
+#include <unix/UnixSocket.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -87,12 +93,10 @@ void queue(ClientConnection& client, const std::vector<std::uint8_t>& frame) {
 
 void flush(ClientConnection& client) {
   while (client.outputSent < client.output.size()) {
-    ssize_t sent = send(client.socket, client.output.data() + client.outputSent,
-                        client.output.size() - client.outputSent, MSG_NOSIGNAL);
+    ssize_t sent = os::sendSome(client.socket, client.output.data() + client.outputSent,
+                                client.output.size() - client.outputSent);
     if (sent > 0) {
       client.outputSent += static_cast<std::size_t>(sent);
-    } else if (sent < 0 && errno == EINTR) {
-      continue;
     } else if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
       return;
     } else {
@@ -149,12 +153,10 @@ void readFrom(ClientConnection& client) {
       client.payload.resize(have + wanted);
       into = client.payload.data() + have;
     }
-    ssize_t got = wanted ? recv(client.socket, into, wanted, 0) : 0;
+    ssize_t got = wanted ? os::receiveSome(client.socket, into, wanted) : 0;
     if (wanted && got <= 0) {
       if (client.haveHeader)
         client.payload.resize(client.payload.size() - wanted);
-      if (got < 0 && errno == EINTR)
-        continue;
       if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
         return;
       client.peerGone = true;
@@ -172,7 +174,7 @@ void readFrom(ClientConnection& client) {
       case HeaderCheck::ok:
         break;
       case HeaderCheck::tooLarge:
-        refuse(client, readBigEndian32(client.header + 12), memFullErr);
+        refuse(client, os::readBigEndian32(client.header + 12), memFullErr);
         return;
       default:
         refuse(client, 0, errAECorruptData);
@@ -193,7 +195,7 @@ void readFrom(ClientConnection& client) {
 // connection is read at once, and further waiting connections keep the listener ready for the
 // next turn.
 void acceptClient(Server& state) {
-  int socket = accept4(state.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  int socket = os::acceptFrom(state.listener);
   if (socket < 0)
     return;
   if (!peerIsSameUser(socket) || state.clients.size() >= kMaxConnections) {
@@ -245,7 +247,7 @@ void closeServer(Server& state) {
   if (!state.open)
     return;
   if (state.owner == getpid())
-    removeEntry(state.folder, state.owner);
+    os::removeEntry(state.folder, state.owner);
   state.clients.clear();
   close(state.listener);
   int wakeWrite = gWakeWrite.exchange(-1);
@@ -272,23 +274,19 @@ extern "C" OSStatus AEServerOpen(void) {
   std::lock_guard guard(state.lifecycle);
   if (state.open)
     return noErr;
-  auto folder = runtimeFolder(true);
+  auto folder = os::runtimeFolder(true);
   if (!folder)
     return paramErr;
-  RegistryEntry self = identifyThisProcess();
-  self.socketPath = socketPathFor(*folder, self.pid);
+  os::RegistryEntry self = identifyThisProcess();
+  self.socketPath = os::socketPathFor(*folder, self.pid);
 
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (self.socketPath.size() >= sizeof address.sun_path)
-    return paramErr;
-  std::memcpy(address.sun_path, self.socketPath.c_str(), self.socketPath.size() + 1);
-  unlink(self.socketPath.c_str());
-  int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  int listener = os::listenAt(self.socketPath);
   int wake[2] = {-1, -1};
-  if (listener < 0 || bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-      chmod(self.socketPath.c_str(), 0600) != 0 || listen(listener, SOMAXCONN) != 0 ||
-      pipe2(wake, O_CLOEXEC | O_NONBLOCK) != 0 || !writeEntry(*folder, self)) {
+  std::string problem;
+  if (listener < 0 || pipe2(wake, O_CLOEXEC | O_NONBLOCK) != 0 ||
+      !os::writeEntry(*folder, self, &problem)) {
+    if (!problem.empty())
+      std::fprintf(stderr, "AppleEvents: %s\n", problem.c_str());
     if (listener >= 0)
       close(listener);
     if (wake[0] >= 0) {
@@ -332,7 +330,7 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
              : timeoutMilliseconds < 0 || timeoutMilliseconds > INT32_MAX
                  ? -1
                  : static_cast<int>(timeoutMilliseconds);
-  int ready = poll(watched.data(), watched.size(), wait);
+  int ready = os::calls().poll(watched.data(), watched.size(), wait);
   if (ready < 0 && errno != EINTR)
     return paramErr;
 

@@ -1,7 +1,7 @@
 #include "transport/SelfIdentity.h"
 
 #include "launchservices/BundleInfo.h"
-#include "processes/ProcessStat.h"
+#include <unix/ProcessTable.h>
 
 #include <climits>
 #include <fstream>
@@ -41,10 +41,10 @@ std::string fileName(const std::string& path) {
 
 } // namespace
 
-RegistryEntry identifyThisProcess() {
-  RegistryEntry self;
+os::RegistryEntry identifyThisProcess() {
+  os::RegistryEntry self;
   self.pid = getpid();
-  self.startTime = processStartTime(self.pid).value_or(0);
+  self.startTime = os::processStartTime(self.pid).value_or(0);
   self.signature = kUnknownSignature;
 
   std::string executable = ownExecutable();
@@ -56,7 +56,7 @@ RegistryEntry identifyThisProcess() {
       executable = argument;
     }
   }
-  self.name = executable.empty() ? processCommandName(self.pid) : fileName(executable);
+  self.name = executable.empty() ? os::processCommandName(self.pid) : fileName(executable);
   if (bundle) {
     if (auto info = readBundleInfo(*bundle)) {
       self.signature = info->signature;

@@ -1,5 +1,8 @@
-// Small owning wrapper around libplist for the dictionaries Launch Services and the application
-// registry read and write (Info.plist files, registry entries).
+// Linux side of the platform: the only code that calls the system directly for the platform
+// libraries. It holds generic Unix mechanics only and knows nothing of the APIs built on it.
+//
+// The one property-list codec (libplist): small owning dictionaries for bundle descriptions and
+// registry entries, and the raw parse/serialise the object layers above convert from.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +10,7 @@
 #include <optional>
 #include <string>
 
-namespace coreservices {
+namespace os {
 
 class PropertyList {
 public:
@@ -29,4 +32,4 @@ private:
   std::unique_ptr<void, Free> mNode;
 };
 
-} // namespace coreservices
+} // namespace os

@@ -1,15 +1,15 @@
-#include "launchservices/PropertyList.h"
+// Linux side of the platform: the only code that calls the system directly for the platform
+// libraries. It holds generic Unix mechanics only and knows nothing of the APIs built on it.
+#include "unix/PropertyList.h"
+
+#include "unix/AtomicFile.h"
 
 #include <plist/plist.h>
 
-#include <fstream>
-#include <iterator>
-#include <sys/stat.h>
-
-namespace coreservices {
+namespace os {
 
 namespace {
-constexpr off_t kLargestReadablePlist = 4 * 1024 * 1024;
+constexpr std::size_t kLargestReadablePlist = 4 * 1024 * 1024;
 }
 
 void PropertyList::Free::operator()(void* node) const {
@@ -21,13 +21,8 @@ PropertyList PropertyList::newDictionary() {
 }
 
 std::optional<PropertyList> PropertyList::readDictionary(const std::string& path) {
-  struct stat info {};
-  if (stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_size <= 0 ||
-      info.st_size > kLargestReadablePlist)
-    return std::nullopt;
-  std::ifstream in(path, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (!in && !in.eof())
+  std::string bytes;
+  if (!readSmallFile(path, kLargestReadablePlist, bytes) || bytes.empty())
     return std::nullopt;
   plist_t root = nullptr;
   plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
@@ -75,4 +70,4 @@ std::string PropertyList::toXML() const {
   return text;
 }
 
-} // namespace coreservices
+} // namespace os
