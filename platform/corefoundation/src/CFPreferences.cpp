@@ -7,6 +7,7 @@
 #include "CFStringInternal.h"
 
 #include <unix/AtomicFile.h>
+#include <unix/Files.h>
 #include <unix/Syscalls.h>
 
 #include <cerrno>
@@ -16,7 +17,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <mutex>
-#include <pwd.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -60,12 +60,8 @@ std::string homeDirectory() {
   if (fixed != nullptr && *fixed != '\0') {
     return fixed;
   }
-  std::vector<char> buffer(16384);
-  passwd entry{};
-  passwd* found = nullptr;
-  if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr &&
-      found->pw_dir != nullptr && *found->pw_dir != '\0') {
-    return found->pw_dir;
+  if (std::string home = os::homeFromPasswordDatabase(); !home.empty()) {
+    return home;
   }
   const char* home = std::getenv("HOME");
   return home != nullptr && *home != '\0' ? home : "/";
@@ -121,7 +117,7 @@ CFDictionaryRef readDomainFile(const std::string& path, struct stat* info) {
 // changed since the last read.
 CFDictionaryRef domainValues(State& s, const std::string& path) {
   struct stat st {};
-  if (stat(path.c_str(), &st) != 0) {
+  if (os::calls().stat(path.c_str(), &st) != 0) {
     auto found = s.files.find(path);
     if (found != s.files.end()) {
       CFRelease(found->second.values);

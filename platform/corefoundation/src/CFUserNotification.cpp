@@ -3,6 +3,7 @@
 #include "CFRuntime.h"
 
 #include <unix/RetryingIO.h>
+#include <unix/Syscalls.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -25,13 +26,13 @@ std::string oneLine(std::string text) {
 }
 
 void appendToLog(const char* path, const std::string& line) {
-  int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+  int fd = os::calls().open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
   if (fd < 0) {
     return;
   }
   // One write: concurrent writers' lines never interleave.
   os::writeAll(fd, line.data(), line.size());
-  close(fd);
+  os::calls().close(fd);
 }
 
 void showOnDesktop(const std::string& title, const std::string& message, CFOptionFlags flags,

@@ -4,6 +4,7 @@
 #include "launchservices/BundleInfo.h"
 #include "launchservices/CFStrings.h"
 #include "launchservices/Launcher.h"
+#include <unix/Files.h>
 #include <unix/ProcessTable.h>
 #include <unix/Registry.h>
 
@@ -35,8 +36,8 @@ std::chrono::milliseconds launchWait() {
 }
 
 std::string resolvedPath(const std::string& path) {
-  char buffer[PATH_MAX];
-  return realpath(path.c_str(), buffer) ? std::string(buffer) : path;
+  std::string resolved = os::realPath(path);
+  return resolved.empty() ? path : resolved;
 }
 
 bool isRunning(const std::string& bundle) {
@@ -55,10 +56,7 @@ OSStatus checkBundle(const std::string& path, BundleInfo& info) {
     return kLSAppInTrashErr;
   if ((!read->hasInfoPlist && !read->hasPkgInfo) || read->packageType != kApplicationType)
     return kLSNotAnApplicationErr;
-  struct stat executable {};
-  std::string program = read->executablePath();
-  if (stat(program.c_str(), &executable) != 0 || !S_ISREG(executable.st_mode) ||
-      access(program.c_str(), X_OK) != 0)
+  if (!os::isExecutableFile(read->executablePath()))
     return kLSNoExecutableErr;
   info = *read;
   return noErr;

@@ -11,6 +11,7 @@
 #include "transport/SelfIdentity.h"
 #include "transport/SerialNumber.h"
 #include <unix/BigEndian.h>
+#include <unix/Files.h>
 #include <unix/Registry.h>
 #include <unix/RetryingIO.h>
 #include <unix/RuntimeFolder.h>
@@ -64,7 +65,7 @@ struct ClientConnection {
     if (pending)
       AEDisposeDesc(&pending->event);
     if (socket >= 0)
-      close(socket);
+      os::calls().close(socket);
   }
 };
 
@@ -199,7 +200,7 @@ void acceptClient(Server& state) {
   if (socket < 0)
     return;
   if (!peerIsSameUser(socket) || state.clients.size() >= kMaxConnections) {
-    close(socket);
+    os::calls().close(socket);
     return;
   }
   state.clients.emplace_back().socket = socket;
@@ -249,10 +250,10 @@ void closeServer(Server& state) {
   if (state.owner == getpid())
     os::removeEntry(state.folder, state.owner);
   state.clients.clear();
-  close(state.listener);
+  os::calls().close(state.listener);
   int wakeWrite = gWakeWrite.exchange(-1);
-  close(wakeWrite);
-  close(state.wakeRead);
+  os::calls().close(wakeWrite);
+  os::calls().close(state.wakeRead);
   state.listener = state.wakeRead = -1;
   state.open = false;
 }
@@ -283,17 +284,16 @@ extern "C" OSStatus AEServerOpen(void) {
   int listener = os::listenAt(self.socketPath);
   int wake[2] = {-1, -1};
   std::string problem;
-  if (listener < 0 || pipe2(wake, O_CLOEXEC | O_NONBLOCK) != 0 ||
-      !os::writeEntry(*folder, self, &problem)) {
+  if (listener < 0 || !os::openWakePipe(wake) || !os::writeEntry(*folder, self, &problem)) {
     if (!problem.empty())
       std::fprintf(stderr, "AppleEvents: %s\n", problem.c_str());
     if (listener >= 0)
-      close(listener);
+      os::calls().close(listener);
     if (wake[0] >= 0) {
-      close(wake[0]);
-      close(wake[1]);
+      os::calls().close(wake[0]);
+      os::calls().close(wake[1]);
     }
-    unlink(self.socketPath.c_str());
+    os::calls().unlink(self.socketPath.c_str());
     return paramErr;
   }
   state.folder = *folder;
@@ -336,7 +336,7 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
 
   if (watched[0].revents & POLLIN) {
     char drain[64];
-    while (read(state.wakeRead, drain, sizeof drain) > 0) {
+    while (os::readSome(state.wakeRead, drain, sizeof drain) > 0) {
     }
   }
   std::size_t index = 2;
@@ -376,7 +376,7 @@ extern "C" void AEServerRequestQuit(void) {
   int wake = gWakeWrite.load();
   if (wake >= 0) {
     char byte = 'q';
-    ssize_t ignored = write(wake, &byte, 1);
+    ssize_t ignored = os::calls().write(wake, &byte, 1);
     (void)ignored;
   }
 }

@@ -5,9 +5,11 @@
 #include "unix/RetryingIO.h"
 #include "unix/Syscalls.h"
 
+#include <climits>
 #include <cstdio>
 #include <fcntl.h>
 #include <sstream>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -75,6 +77,29 @@ std::string processCommandName(pid_t pid) {
   if (auto end = name->find('\n'); end != std::string::npos)
     name->resize(end);
   return *name;
+}
+
+std::string thisExecutable() {
+  char buffer[PATH_MAX];
+  ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+  return length > 0 ? std::string(buffer, static_cast<std::size_t>(length)) : std::string();
+}
+
+std::string thisFirstArgumentAsFile() {
+  std::string argument;
+  if (auto line = readProcFile(getpid(), "cmdline", 4096))
+    argument = line->substr(0, line->find('\0'));
+  if (argument.empty() || argument.find('/') == std::string::npos)
+    return {};
+  if (argument[0] != '/') {
+    char cwd[PATH_MAX];
+    if (!getcwd(cwd, sizeof cwd))
+      return {};
+    argument = std::string(cwd) + "/" + argument;
+  }
+  struct stat info {};
+  return calls().stat(argument.c_str(), &info) == 0 && S_ISREG(info.st_mode) ? argument
+                                                                             : std::string();
 }
 
 int openProcess(pid_t pid) {

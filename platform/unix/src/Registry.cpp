@@ -3,6 +3,7 @@
 #include "unix/Registry.h"
 
 #include "unix/AtomicFile.h"
+#include "unix/Files.h"
 #include "unix/ProcessTable.h"
 #include "unix/PropertyList.h"
 #include "unix/RuntimeFolder.h"
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
 #include <fcntl.h>
 #include <map>
 #include <mutex>
@@ -120,16 +120,10 @@ namespace {
 // its process, and removed when that process is gone.
 std::vector<RegistryEntry> scanFolder(const std::string& folder) {
   std::vector<RegistryEntry> live;
-  DIR* dir = opendir(folder.c_str());
-  if (!dir)
-    return live;
   std::vector<std::string> names;
-  while (dirent* item = readdir(dir)) {
-    std::string name = item->d_name;
+  for (auto& name : folderEntries(folder))
     if (name.size() > 6 && name.ends_with(kEntrySuffix) && name[0] != '.')
       names.push_back(name);
-  }
-  closedir(dir);
 
   for (const auto& name : names) {
     std::string path = folder + "/" + name;

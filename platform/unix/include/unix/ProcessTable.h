@@ -26,6 +26,12 @@ bool processIsAlive(pid_t pid, std::uint64_t startTime);
 // The executable's file name, from /proc/<pid>/comm.
 std::string processCommandName(pid_t pid);
 
+// This process's executable (/proc/self/exe); empty when the link cannot be read.
+std::string thisExecutable();
+// This process's first argument as an absolute path, when it names a regular file by a path
+// (not a bare name looked up in PATH); else empty.
+std::string thisFirstArgumentAsFile();
+
 // A descriptor that becomes readable when the process ends (pidfd); -1 when it cannot be had.
 int openProcess(pid_t pid);
 
