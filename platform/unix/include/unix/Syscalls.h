@@ -33,7 +33,8 @@ struct Syscalls {
 };
 
 // The calls in force. Every copy of this library in a process (one per shared library that
-// links it) answers with the same table, because these two functions are looked up by name.
+// links it) answers with the same table, because these two functions are looked up by name; an
+// executable takes part when it exports its symbols (ENABLE_EXPORTS).
 OS_SHARED const Syscalls& calls();
 // Puts `table` in force (nullptr: the real calls) and returns the one it replaces.
 OS_SHARED const Syscalls* installSyscalls(const Syscalls* table);
@@ -41,7 +42,8 @@ OS_SHARED const Syscalls* installSyscalls(const Syscalls* table);
 // The system's own calls, for a replacement to start from and fall back on.
 const Syscalls& realSyscalls();
 
-// For tests: a table in force for the object's lifetime.
+// For tests: a table in force for the object's lifetime. No other thread may be inside one of
+// its calls when it ends.
 class ScopedSyscalls {
 public:
   explicit ScopedSyscalls(const Syscalls& table)
