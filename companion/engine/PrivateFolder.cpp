@@ -7,6 +7,8 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unix/PrivateFolder.h>
+#include <unix/RetryingIO.h>
 
 namespace fs = std::filesystem;
 
@@ -17,17 +19,7 @@ bool ensurePrivateFolder(fs::path const& folder) {
   if (folder.has_parent_path() && !fs::exists(folder.parent_path(), ec)) {
     fs::create_directories(folder.parent_path(), ec);
   }
-  if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
-    return false;
-  }
-  struct stat st {};
-  if (::lstat(folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode) || st.st_uid != ::geteuid()) {
-    return false;
-  }
-  if ((st.st_mode & 077) != 0 && ::chmod(folder.c_str(), 0700) != 0) {
-    return false;
-  }
-  return true;
+  return os::ensurePrivateFolder(folder.string(), os::WiderModes::narrow);
 }
 
 namespace {
@@ -80,20 +72,8 @@ fs::path WorkFolder::writeMessage(std::string_view bytes) {
   if (fd < 0) {
     return {};
   }
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    ssize_t const n = ::write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) {
-      continue;
-    }
-    if (n <= 0) {
-      ::close(fd);
-      ::unlink(file.c_str());
-      return {};
-    }
-    done += static_cast<std::size_t>(n);
-  }
-  if (::close(fd) != 0) {
+  bool const written = os::writeAll(fd, bytes.data(), bytes.size());
+  if (::close(fd) != 0 || !written) {
     ::unlink(file.c_str());
     return {};
   }

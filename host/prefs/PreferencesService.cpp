@@ -13,6 +13,8 @@
 #include <nsStringAPI.h>
 #include <nsXPCOM.h>
 #include <unistd.h>
+#include <unix/AtomicFile.h>
+#include <unix/RetryingIO.h>
 
 namespace mailhost {
 namespace {
@@ -30,32 +32,6 @@ nsresult nativePath(nsIFile* aFile, std::string& aPath) {
   if (NS_SUCCEEDED(rv))
     aPath.assign(path.get(), path.Length());
   return rv;
-}
-
-// Written beside the target and renamed over it, so a crash never leaves half a file; the
-// profile's preferences are the user's alone.
-nsresult writeFileAtomically(const std::string& aPath, const std::string& aText) {
-  std::string temporary = aPath + ".tmp";
-  int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  if (fd < 0)
-    return NS_ERROR_FAILURE;
-  std::size_t written = 0;
-  while (written < aText.size()) {
-    ssize_t n = write(fd, aText.data() + written, aText.size() - written);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0) {
-      close(fd);
-      unlink(temporary.c_str());
-      return NS_ERROR_FAILURE;
-    }
-    written += static_cast<std::size_t>(n);
-  }
-  if (fsync(fd) != 0 || close(fd) != 0 || rename(temporary.c_str(), aPath.c_str()) != 0) {
-    unlink(temporary.c_str());
-    return NS_ERROR_FAILURE;
-  }
-  return NS_OK;
 }
 
 int prefType(const PrefValue& aValue) {
@@ -307,19 +283,10 @@ nsresult PreferencesService::readFile(const std::string& aPath) {
     return NS_ERROR_FAILURE;
   }
   std::string text;
-  char buffer[65536];
-  for (;;) {
-    ssize_t n = ::read(fd, buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n < 0) {
-      mDiagnostics(aPath + ": cannot read: " + std::strerror(errno));
-      close(fd);
-      return NS_ERROR_FAILURE;
-    }
-    if (n == 0)
-      break;
-    text.append(buffer, static_cast<std::size_t>(n));
+  if (!os::readToEnd(fd, text, text.max_size())) {
+    mDiagnostics(aPath + ": cannot read: " + std::strerror(errno));
+    close(fd);
+    return NS_ERROR_FAILURE;
   }
   close(fd);
   PrefsFileContents contents = parsePrefsFile(text);
@@ -356,9 +323,17 @@ NS_IMETHODIMP PreferencesService::SavePrefFile(nsIFile* aFile) {
     if (NS_FAILED(rv))
       return rv;
   }
-  return writeFileAtomically(path,
-                             "// Preferences of this mail host profile, rewritten on save.\n" +
-                                 mStore.userValuesAsPrefsFile());
+  // Written beside the target and renamed over it, so a crash never leaves half a file and two
+  // saves never share a temporary; the profile's preferences are the user's alone (0600).
+  std::string error;
+  if (!os::writeFileAtomically(path,
+                               "// Preferences of this mail host profile, rewritten on save.\n" +
+                                   mStore.userValuesAsPrefsFile(),
+                               &error)) {
+    mDiagnostics(error);
+    return NS_ERROR_FAILURE;
+  }
+  return NS_OK;
 }
 
 nsresult PreferencesService::makeBranch(const char* aPrefRoot, PreferenceStore::Layer aLayer,

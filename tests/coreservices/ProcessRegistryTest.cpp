@@ -4,9 +4,9 @@
 
 #include <CoreServices/AE/AEServer.h>
 
-#include "processes/ProcessStat.h"
-#include "transport/Registry.h"
-#include "transport/RuntimeFolder.h"
+#include <unix/ProcessTable.h>
+#include <unix/Registry.h>
+#include <unix/RuntimeFolder.h>
 
 #include <csignal>
 #include <filesystem>
@@ -58,28 +58,28 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
     _exit(0);
   waitpid(dead, nullptr, 0);
   std::string folder = box.runtime / "AppleEvents";
-  coreservices::RegistryEntry ghost;
+  os::RegistryEntry ghost;
   ghost.pid = dead;
   ghost.startTime = 12345;
   ghost.signature = codeOf("Live");
-  ghost.socketPath = coreservices::socketPathFor(folder, dead);
-  ASSERT_TRUE(coreservices::writeEntry(folder, ghost));
+  ghost.socketPath = os::socketPathFor(folder, dead);
+  ASSERT_TRUE(os::writeEntry(folder, ghost));
   writeFile(ghost.socketPath, "");
-  coreservices::RegistryEntry reused = ghost;
+  os::RegistryEntry reused = ghost;
   reused.pid = getpid();
-  reused.socketPath = coreservices::socketPathFor(folder, getpid());
-  ASSERT_TRUE(coreservices::writeEntry(folder, reused));
+  reused.socketPath = os::socketPathFor(folder, getpid());
+  ASSERT_TRUE(os::writeEntry(folder, reused));
   writeFile(folder + "/999999.plist", "not a property list");
 
-  auto entries = coreservices::liveEntries();
+  auto entries = os::liveEntries();
   ASSERT_EQ(entries.size(), 1u);
   EXPECT_EQ(entries[0].pid, live);
-  EXPECT_FALSE(fs::exists(coreservices::entryPath(folder, dead)));
+  EXPECT_FALSE(fs::exists(os::entryPath(folder, dead)));
   EXPECT_FALSE(fs::exists(ghost.socketPath));
-  EXPECT_FALSE(fs::exists(coreservices::entryPath(folder, getpid())));
+  EXPECT_FALSE(fs::exists(os::entryPath(folder, getpid())));
   EXPECT_FALSE(fs::exists(folder + "/999999.plist"));
   // The signature still finds the live application, not the ghost.
-  EXPECT_EQ(coreservices::findLiveEntryBySignature(codeOf("Live"))->pid, live);
+  EXPECT_EQ(os::findLiveEntryBySignature(codeOf("Live"))->pid, live);
 }
 
 // Lookups are answered from memory while the folder stands still; an application that ends or
@@ -87,18 +87,18 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
 TEST_F(ProcessRegistryTest, RememberedEntriesFollowProcessesThatEndOrStart) {
   pid_t first = launchServedApp("Frst");
   usleep(1'200'000); // the folder's last change is now old enough for the lookup to be kept
-  ASSERT_TRUE(coreservices::findLiveEntryBySignature(codeOf("Frst")));
-  ASSERT_TRUE(coreservices::findLiveEntryBySignature(codeOf("Frst")));
+  ASSERT_TRUE(os::findLiveEntryBySignature(codeOf("Frst")));
+  ASSERT_TRUE(os::findLiveEntryBySignature(codeOf("Frst")));
   pid_t second = launchServedApp("Scnd");
-  EXPECT_EQ(coreservices::findLiveEntryBySignature(codeOf("Scnd"))->pid, second);
+  EXPECT_EQ(os::findLiveEntryBySignature(codeOf("Scnd"))->pid, second);
   usleep(1'200'000);
-  ASSERT_TRUE(coreservices::findLiveEntryBySignature(codeOf("Frst")));
+  ASSERT_TRUE(os::findLiveEntryBySignature(codeOf("Frst")));
 
   // Killed, so its entry stays behind in the folder.
   kill(first, SIGKILL);
-  for (int i = 0; i < 500 && coreservices::processStartTime(first); ++i)
+  for (int i = 0; i < 500 && os::processStartTime(first); ++i)
     usleep(2'000);
-  EXPECT_FALSE(coreservices::findLiveEntryBySignature(codeOf("Frst")));
+  EXPECT_FALSE(os::findLiveEntryBySignature(codeOf("Frst")));
   AppleEvent event = testEvent("echo", "Frst");
   EXPECT_EQ(AESendMessage(&event, nullptr, kAEWaitReply, kAEDefaultTimeout), procNotFound);
   AEDisposeDesc(&event);
@@ -113,19 +113,19 @@ TEST_F(ProcessRegistryTest, AnApplicationThatQuitsUnregisters) {
   for (int i = 0; i < 200 && !runningApps().empty(); ++i)
     usleep(10'000);
   EXPECT_TRUE(runningApps().empty());
-  EXPECT_FALSE(fs::exists(coreservices::entryPath(box.runtime / "AppleEvents", pid)));
-  EXPECT_FALSE(fs::exists(coreservices::socketPathFor(box.runtime / "AppleEvents", pid)));
+  EXPECT_FALSE(fs::exists(os::entryPath(box.runtime / "AppleEvents", pid)));
+  EXPECT_FALSE(fs::exists(os::socketPathFor(box.runtime / "AppleEvents", pid)));
 }
 
 TEST_F(ProcessRegistryTest, RuntimeFolderMustBePrivate) {
-  auto folder = coreservices::runtimeFolder(true);
+  auto folder = os::runtimeFolder(true);
   ASSERT_TRUE(folder.has_value());
   struct stat info {};
   ASSERT_EQ(stat(folder->c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0700u);
 
   chmod(folder->c_str(), 0755);
-  EXPECT_FALSE(coreservices::runtimeFolder(true).has_value());
+  EXPECT_FALSE(os::runtimeFolder(true).has_value());
   EXPECT_EQ(AEServerOpen(), paramErr);
   chmod(folder->c_str(), 0700);
 
@@ -134,10 +134,10 @@ TEST_F(ProcessRegistryTest, RuntimeFolderMustBePrivate) {
   fs::create_directory(box.root / "elsewhere");
   fs::permissions(box.root / "elsewhere", fs::perms::owner_all);
   fs::create_directory_symlink(box.root / "elsewhere", *folder);
-  EXPECT_FALSE(coreservices::runtimeFolder(true).has_value());
+  EXPECT_FALSE(os::runtimeFolder(true).has_value());
 
   unsetenv("XDG_RUNTIME_DIR");
-  auto fallback = coreservices::runtimeFolder(false);
+  auto fallback = os::runtimeFolder(false);
   if (fallback) {
     std::string session = "/run/user/" + std::to_string(geteuid());
     struct stat sessionInfo {};

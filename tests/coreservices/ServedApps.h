@@ -6,7 +6,7 @@
 #include <ApplicationServices/ApplicationServices.h>
 #include <CoreServices/AE/AEMach.h>
 
-#include "transport/Registry.h"
+#include <unix/Registry.h>
 
 #include <gtest/gtest.h>
 
@@ -35,7 +35,7 @@ protected:
     EXPECT_EQ(
         launch(makeBundle(box.systemRoot / "Applications", signature + ".app", served(signature))),
         noErr);
-    auto entry = coreservices::findLiveEntryBySignature(codeOf(signature));
+    auto entry = os::findLiveEntryBySignature(codeOf(signature));
     EXPECT_TRUE(entry) << "no application with signature " << signature << " registered";
     return entry ? entry->pid : 0;
   }

@@ -3,7 +3,8 @@
 
 #include "transport/Frame.h"
 #include "transport/PeerCredentials.h"
-#include "transport/Registry.h"
+#include <unix/Registry.h>
+#include <unix/Syscalls.h>
 
 #include <chrono>
 #include <csignal>
@@ -13,6 +14,7 @@
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 using namespace cstest;
 using Clock = std::chrono::steady_clock;
@@ -54,7 +56,7 @@ protected:
 
   // A raw connection to the application's socket, as a foreign client would make it.
   int rawConnection(pid_t pid) {
-    auto entry = coreservices::findLiveEntry(pid);
+    auto entry = os::findLiveEntry(pid);
     EXPECT_TRUE(entry.has_value());
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
@@ -145,6 +147,38 @@ TEST_F(TransportTest, APeerThatDiesMidExchangeFailsAtOnce) {
   for (int i = 0; i < 200 && kill(pid, 0) == 0 && !runningApps().empty(); ++i)
     usleep(10'000);
   EXPECT_EQ(sendValue("echo", "Dies", 0).status, procNotFound);
+}
+
+// The sender's socket taking a few bytes at a time, or interrupted, still sends whole frames; a
+// socket that breaks mid-frame fails that exchange, and the next one goes through.
+TEST_F(TransportTest, ShortSendsDeliverWholeFramesAndABrokenSendFailsCleanly) {
+  launchServedApp("Bits");
+  os::Syscalls trickle = os::realSyscalls();
+  trickle.send = [](int socket, const void* bytes, std::size_t size, int flags) -> ssize_t {
+    static int calls = 0;
+    if (++calls % 3 == 0)
+      return errno = EINTR, -1;
+    return os::realSyscalls().send(socket, bytes, std::min<std::size_t>(size, 5), flags);
+  };
+  {
+    os::ScopedSyscalls shortSends(trickle);
+    EXPECT_EQ(sendValue("echo", "Bits", 77).echoed, 77);
+  }
+
+  os::Syscalls broken = os::realSyscalls();
+  broken.send = [](int socket, const void* bytes, std::size_t size, int flags) -> ssize_t {
+    static bool first = true;
+    if (!std::exchange(first, false))
+      return errno = EPIPE, -1;
+    return os::realSyscalls().send(socket, bytes, std::min<std::size_t>(size, 6), flags);
+  };
+  {
+    os::ScopedSyscalls breaks(broken);
+    Sent sent = sendValue("echo", "Bits", 78);
+    EXPECT_EQ(sent.status, connectionInvalid);
+    EXPECT_EQ(sent.echoed, -1);
+  }
+  EXPECT_EQ(sendValue("echo", "Bits", 79).echoed, 79);
 }
 
 // A reply port owns one connection, reused by every send through it; when the port is destroyed

@@ -6,6 +6,10 @@
 
 #include "CFStringInternal.h"
 
+#include <unix/AtomicFile.h>
+#include <unix/Files.h>
+#include <unix/Syscalls.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -13,7 +17,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <mutex>
-#include <pwd.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -57,12 +60,8 @@ std::string homeDirectory() {
   if (fixed != nullptr && *fixed != '\0') {
     return fixed;
   }
-  std::vector<char> buffer(16384);
-  passwd entry{};
-  passwd* found = nullptr;
-  if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr &&
-      found->pw_dir != nullptr && *found->pw_dir != '\0') {
-    return found->pw_dir;
+  if (std::string home = os::homeFromPasswordDatabase(); !home.empty()) {
+    return home;
   }
   const char* home = std::getenv("HOME");
   return home != nullptr && *home != '\0' ? home : "/";
@@ -103,7 +102,7 @@ bool sameFile(const Domain& domain, const struct stat& st) {
 // something other than a dictionary); *info receives the identity of what was read.
 CFDictionaryRef readDomainFile(const std::string& path, struct stat* info) {
   std::string bytes;
-  if (!cf::readSmallFile(path, kMaxFileSize, bytes, info)) {
+  if (!os::readSmallFile(path, kMaxFileSize, bytes, info)) {
     return nullptr;
   }
   CFPropertyListRef object = cf::propertyListFromBytes(bytes.data(), bytes.size());
@@ -118,7 +117,7 @@ CFDictionaryRef readDomainFile(const std::string& path, struct stat* info) {
 // changed since the last read.
 CFDictionaryRef domainValues(State& s, const std::string& path) {
   struct stat st {};
-  if (stat(path.c_str(), &st) != 0) {
+  if (os::calls().stat(path.c_str(), &st) != 0) {
     auto found = s.files.find(path);
     if (found != s.files.end()) {
       CFRelease(found->second.values);
@@ -206,39 +205,7 @@ bool scanInteger(CFStringRef string, CFIndex& result) {
 }
 
 bool makeFolder(const std::string& path) {
-  return mkdir(path.c_str(), 0700) == 0 || errno == EEXIST;
-}
-
-bool writeFileAtomically(const std::string& folder, const std::string& path,
-                         const std::string& bytes) {
-  std::string temporary = path + ".XXXXXX";
-  int fd = mkstemp(temporary.data()); // mode 0600
-  if (fd < 0) {
-    return false;
-  }
-  bool ok = fchmod(fd, 0600) == 0;
-  size_t done = 0;
-  while (ok && done < bytes.size()) {
-    ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) {
-      continue;
-    }
-    ok = n > 0;
-    done += n > 0 ? static_cast<size_t>(n) : 0;
-  }
-  ok = ok && fsync(fd) == 0;
-  ok = close(fd) == 0 && ok;
-  ok = ok && rename(temporary.c_str(), path.c_str()) == 0;
-  if (!ok) {
-    unlink(temporary.c_str());
-    return false;
-  }
-  int dir = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dir >= 0) {
-    fsync(dir);
-    close(dir);
-  }
-  return true;
+  return os::calls().mkdir(path.c_str(), 0700) == 0 || errno == EEXIST;
 }
 
 struct Merge {
@@ -322,7 +289,7 @@ Boolean CFPreferencesAppSynchronize(CFStringRef applicationID) {
   std::string xml;
   std::string folder = preferencesFolder();
   bool ok = cf::propertyListToXML(merged, xml) && makeFolder(homeDirectory() + "/Library") &&
-            makeFolder(folder) && writeFileAtomically(folder, path, xml);
+            makeFolder(folder) && os::writeFileAtomically(path, xml);
   CFRelease(merged);
   if (ok) {
     CFRelease(pending->second);

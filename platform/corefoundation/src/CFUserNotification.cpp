@@ -2,6 +2,9 @@
 // a JSON line in $CF_USER_NOTIFICATION_LOG for programs (and tests) that watch for notices.
 #include "CFRuntime.h"
 
+#include <unix/RetryingIO.h>
+#include <unix/Syscalls.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -23,16 +26,13 @@ std::string oneLine(std::string text) {
 }
 
 void appendToLog(const char* path, const std::string& line) {
-  int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+  int fd = os::calls().open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
   if (fd < 0) {
     return;
   }
   // One write: concurrent writers' lines never interleave.
-  ssize_t n;
-  do {
-    n = write(fd, line.data(), line.size());
-  } while (n < 0 && errno == EINTR);
-  close(fd);
+  os::writeAll(fd, line.data(), line.size());
+  os::calls().close(fd);
 }
 
 void showOnDesktop(const std::string& title, const std::string& message, CFOptionFlags flags,

@@ -2,114 +2,63 @@
 
 #include "CFRuntime.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <fcntl.h>
-#include <plist/plist.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <unix/PropertyList.h>
+
+#include <cstdint>
+#include <string_view>
+#include <utility>
 
 namespace cf {
 namespace {
 
-// Nesting deeper than this is not a preferences file anyone wrote by hand or by program.
-constexpr int kMaxDepth = 512;
+using Kind = os::PlistValue::Kind;
 
-CFTypeRef fromNode(plist_t node, int depth) {
-  if (node == nullptr || depth > kMaxDepth) {
-    return nullptr;
+CFTypeRef fromValue(const os::PlistValue& value) {
+  switch (value.kind) {
+  case Kind::boolean:
+    return value.boolean ? kCFBooleanTrue : kCFBooleanFalse;
+  case Kind::integer: {
+    auto number = static_cast<SInt64>(value.integer);
+    return CFNumberCreate(nullptr, kCFNumberSInt64Type, &number);
   }
-  switch (plist_get_node_type(node)) {
-  case PLIST_BOOLEAN: {
-    uint8_t value = 0;
-    plist_get_bool_val(node, &value);
-    return value ? kCFBooleanTrue : kCFBooleanFalse;
-  }
-  case PLIST_UINT: {
-    // libplist keeps every integer in 64 bits; negative ones in two's complement.
-    uint64_t bits = 0;
-    plist_get_uint_val(node, &bits);
-    auto value = static_cast<SInt64>(bits);
-    return CFNumberCreate(nullptr, kCFNumberSInt64Type, &value);
-  }
-  case PLIST_REAL: {
-    double value = 0;
-    plist_get_real_val(node, &value);
-    return CFNumberCreate(nullptr, kCFNumberFloat64Type, &value);
-  }
-  case PLIST_STRING:
-  case PLIST_KEY: {
-    char* text = nullptr;
-    if (plist_get_node_type(node) == PLIST_STRING) {
-      plist_get_string_val(node, &text);
-    } else {
-      plist_get_key_val(node, &text);
-    }
-    CFStringRef string = makeString(text != nullptr ? text : "");
-    std::free(text);
-    return string;
-  }
-  case PLIST_DATA: {
-    uint64_t length = 0;
-    const char* bytes = plist_get_data_ptr(node, &length);
-    return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes),
-                        bytes != nullptr ? static_cast<CFIndex>(length) : 0);
-  }
-  case PLIST_DATE: {
-    int32_t seconds = 0;
-    int32_t micros = 0;
-    plist_get_date_val(node, &seconds, &micros);
-    return CFDateCreate(nullptr, seconds + micros / 1e6);
-  }
-  case PLIST_UID: {
-    uint64_t value = 0;
-    plist_get_uid_val(node, &value);
-    auto signedValue = static_cast<SInt64>(value);
-    return CFNumberCreate(nullptr, kCFNumberSInt64Type, &signedValue);
-  }
-  case PLIST_ARRAY: {
+  case Kind::real:
+    return CFNumberCreate(nullptr, kCFNumberFloat64Type, &value.real);
+  case Kind::date:
+    return CFDateCreate(nullptr, value.real);
+  case Kind::string:
+    return makeString(value.bytes.c_str());
+  case Kind::data:
+    return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(value.bytes.data()),
+                        static_cast<CFIndex>(value.bytes.size()));
+  case Kind::array: {
     CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
-    uint32_t count = plist_array_get_size(node);
-    for (uint32_t i = 0; i < count; ++i) {
-      if (CFTypeRef item = fromNode(plist_array_get_item(node, i), depth + 1)) {
-        CFArrayAppendValue(array, item);
-        CFRelease(item);
-      }
+    for (const auto& item : value.items) {
+      CFTypeRef object = fromValue(item);
+      CFArrayAppendValue(array, object);
+      CFRelease(object);
     }
     return array;
   }
-  case PLIST_DICT: {
+  case Kind::dictionary: {
     CFMutableDictionaryRef dict = CFDictionaryCreateMutable(
         nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-    plist_dict_iter iter = nullptr;
-    plist_dict_new_iter(node, &iter);
-    while (iter != nullptr) {
-      char* key = nullptr;
-      plist_t value = nullptr;
-      plist_dict_next_item(node, iter, &key, &value);
-      if (key == nullptr) {
-        break;
-      }
-      CFStringRef cfKey = makeString(key);
-      std::free(key);
-      if (CFTypeRef cfValue = fromNode(value, depth + 1)) {
-        CFDictionarySetValue(dict, cfKey, cfValue);
-        CFRelease(cfValue);
-      }
+    for (const auto& [key, item] : value.entries) {
+      CFStringRef cfKey = makeString(key.c_str());
+      CFTypeRef object = fromValue(item);
+      CFDictionarySetValue(dict, cfKey, object);
+      CFRelease(object);
       CFRelease(cfKey);
     }
-    std::free(iter);
     return dict;
   }
-  default:
-    return nullptr;
   }
+  return nullptr;
 }
 
-plist_t toNode(CFTypeRef object, int depth);
+bool toValue(CFTypeRef object, int depth, os::PlistValue& out);
 
 struct DictionaryWriter {
-  plist_t dict;
+  os::PlistValue* dict;
   bool ok;
   int depth;
 };
@@ -119,136 +68,93 @@ void writeEntry(const void* key, const void* value, void* context) {
   if (!writer->ok) {
     return;
   }
-  if (CFGetTypeID(key) != CFStringGetTypeID()) {
+  os::PlistValue item;
+  if (CFGetTypeID(key) != CFStringGetTypeID() || !toValue(value, writer->depth + 1, item)) {
     writer->ok = false;
     return;
   }
-  plist_t node = toNode(value, writer->depth + 1);
-  if (node == nullptr) {
-    writer->ok = false;
-    return;
-  }
-  plist_dict_set_item(writer->dict, toUTF8(static_cast<CFStringRef>(key)).c_str(), node);
+  writer->dict->set(toUTF8(static_cast<CFStringRef>(key)), std::move(item));
 }
 
-plist_t toNode(CFTypeRef object, int depth) {
-  if (object == nullptr || depth > kMaxDepth) {
-    return nullptr;
+bool toValue(CFTypeRef object, int depth, os::PlistValue& out) {
+  if (object == nullptr || depth > os::kMaxPlistDepth) {
+    return false;
   }
   CFTypeID type = CFGetTypeID(object);
   if (type == CFStringGetTypeID()) {
-    return plist_new_string(toUTF8(static_cast<CFStringRef>(object)).c_str());
+    out = os::PlistValue::of(Kind::string);
+    out.bytes = toUTF8(static_cast<CFStringRef>(object));
+    return true;
   }
   if (type == CFBooleanGetTypeID()) {
-    return plist_new_bool(CFBooleanGetValue(static_cast<CFBooleanRef>(object)) ? 1 : 0);
+    out = os::PlistValue::of(Kind::boolean);
+    out.boolean = CFBooleanGetValue(static_cast<CFBooleanRef>(object));
+    return true;
   }
   if (type == CFNumberGetTypeID()) {
     auto number = static_cast<CFNumberRef>(object);
     if (CFNumberIsFloatType(number)) {
-      double value = 0;
-      CFNumberGetValue(number, kCFNumberFloat64Type, &value);
-      return plist_new_real(value);
+      out = os::PlistValue::of(Kind::real);
+      CFNumberGetValue(number, kCFNumberFloat64Type, &out.real);
+      return true;
     }
     SInt64 value = 0;
     CFNumberGetValue(number, kCFNumberSInt64Type, &value);
-    return plist_new_uint(static_cast<uint64_t>(value));
+    out = os::PlistValue::of(Kind::integer);
+    out.integer = static_cast<std::uint64_t>(value);
+    return true;
   }
   if (type == CFDataGetTypeID()) {
     auto data = static_cast<CFDataRef>(object);
-    return plist_new_data(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
-                          static_cast<uint64_t>(CFDataGetLength(data)));
+    out = os::PlistValue::of(Kind::data);
+    out.bytes.assign(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+                     static_cast<std::size_t>(CFDataGetLength(data)));
+    return true;
   }
   if (type == CFDateGetTypeID()) {
-    double at = CFDateGetAbsoluteTime(static_cast<CFDateRef>(object));
-    auto seconds = static_cast<int32_t>(at);
-    return plist_new_date(seconds, static_cast<int32_t>((at - seconds) * 1e6));
+    out = os::PlistValue::of(Kind::date);
+    out.real = CFDateGetAbsoluteTime(static_cast<CFDateRef>(object));
+    return true;
   }
   if (type == CFArrayGetTypeID()) {
     auto array = static_cast<CFArrayRef>(object);
-    plist_t node = plist_new_array();
+    out = os::PlistValue::of(Kind::array);
     for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-      plist_t item = toNode(CFArrayGetValueAtIndex(array, i), depth + 1);
-      if (item == nullptr) {
-        plist_free(node);
-        return nullptr;
+      if (!toValue(CFArrayGetValueAtIndex(array, i), depth + 1, out.items.emplace_back())) {
+        return false;
       }
-      plist_array_append_item(node, item);
     }
-    return node;
+    return true;
   }
   if (type == CFDictionaryGetTypeID()) {
-    DictionaryWriter writer{plist_new_dict(), true, depth};
+    out = os::PlistValue::of(Kind::dictionary);
+    DictionaryWriter writer{&out, true, depth};
     CFDictionaryApplyFunction(static_cast<CFDictionaryRef>(object), writeEntry, &writer);
-    if (!writer.ok) {
-      plist_free(writer.dict);
-      return nullptr;
-    }
-    return writer.dict;
+    return writer.ok;
   }
-  return nullptr;
+  return false;
 }
 
 } // namespace
 
 CFPropertyListRef propertyListFromBytes(const char* bytes, size_t size) {
-  if (bytes == nullptr || size == 0 || size > UINT32_MAX) {
+  if (bytes == nullptr || size == 0) {
     return nullptr;
   }
-  plist_t root = nullptr;
-  plist_from_memory(bytes, static_cast<uint32_t>(size), &root);
-  if (root == nullptr) {
-    return nullptr;
-  }
-  CFPropertyListRef object = fromNode(root, 0);
-  plist_free(root);
-  return object;
+  auto root = os::parsePropertyList(std::string_view(bytes, size));
+  return root ? fromValue(*root) : nullptr;
 }
 
 bool propertyListToXML(CFPropertyListRef object, std::string& xml) {
-  plist_t root = toNode(object, 0);
-  if (root == nullptr) {
+  os::PlistValue root;
+  if (!toValue(object, 0, root)) {
     return false;
   }
-  char* text = nullptr;
-  uint32_t length = 0;
-  plist_to_xml(root, &text, &length);
-  plist_free(root);
-  if (text == nullptr) {
+  auto text = os::propertyListXML(root);
+  if (!text) {
     return false;
   }
-  xml.assign(text, length);
-  plist_to_xml_free(text);
-  return true;
-}
-
-bool readSmallFile(const std::string& path, size_t maxSize, std::string& bytes, struct stat* info) {
-  // O_NONBLOCK: a FIFO planted at the path must not hang the reader.
-  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (fd < 0) {
-    return false;
-  }
-  struct stat st {};
-  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || static_cast<size_t>(st.st_size) > maxSize) {
-    close(fd);
-    return false;
-  }
-  bytes.resize(static_cast<size_t>(st.st_size));
-  size_t done = 0;
-  while (done < bytes.size()) {
-    ssize_t n = read(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) {
-      continue;
-    }
-    if (n <= 0) {
-      break;
-    }
-    done += static_cast<size_t>(n);
-  }
-  close(fd);
-  bytes.resize(done);
-  if (info != nullptr) {
-    *info = st;
-  }
+  xml = std::move(*text);
   return true;
 }
 

@@ -5,6 +5,8 @@
 
 #include "Storage.h"
 
+#include <unix/BigEndian.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -31,15 +33,11 @@ OSStatus readBody(DescType type, const std::uint8_t* p, std::size_t len, int dep
 // every other type takes the bytes as they are.
 OSErr valueFromData(DescType type, const void* data, Size size, Value& out);
 
-// Big-endian helpers.
 inline std::uint32_t loadBE32(const std::uint8_t* p) {
-  return std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 | p[3];
+  return os::readBigEndian32(p);
 }
 inline void storeBE32(std::uint8_t* p, std::uint32_t v) {
-  p[0] = std::uint8_t(v >> 24);
-  p[1] = std::uint8_t(v >> 16);
-  p[2] = std::uint8_t(v >> 8);
-  p[3] = std::uint8_t(v);
+  os::writeBigEndian32(p, v);
 }
 
 } // namespace ae

@@ -2,48 +2,31 @@
 
 #include "launchservices/BundleInfo.h"
 
+#include <unix/Files.h>
+
 #include <algorithm>
-#include <climits>
 #include <cstdlib>
-#include <dirent.h>
-#include <pwd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace coreservices {
 
 namespace {
 
-bool isFolder(const std::string& path) {
-  struct stat info {};
-  return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-}
-
-std::string resolvedPath(const std::string& path) {
-  char buffer[PATH_MAX];
-  return realpath(path.c_str(), buffer) ? std::string(buffer) : std::string();
-}
-
 void addFolder(std::vector<std::string>& folders, const std::string& path) {
-  if (!path.empty() && isFolder(path) &&
+  if (!path.empty() && os::isFolder(path) &&
       std::find(folders.begin(), folders.end(), path) == folders.end())
     folders.push_back(path);
 }
 
 std::vector<std::string> sortedSubfolders(const std::string& folder) {
   std::vector<std::string> names;
-  if (DIR* dir = opendir(folder.c_str())) {
-    while (dirent* item = readdir(dir)) {
-      std::string name = item->d_name;
-      if (name != "." && name != ".." && !endsWithIgnoringCase(name, ".app"))
-        names.push_back(name);
-    }
-    closedir(dir);
-  }
+  for (auto& name : os::folderEntries(folder))
+    if (!endsWithIgnoringCase(name, ".app"))
+      names.push_back(name);
   std::sort(names.begin(), names.end());
   std::vector<std::string> folders;
   for (auto& name : names)
-    if (isFolder(folder + "/" + name))
+    if (os::isFolder(folder + "/" + name))
       folders.push_back(folder + "/" + name);
   return folders;
 }
@@ -62,8 +45,8 @@ std::vector<std::string> trashCandidates() {
 std::string homeFolder() {
   if (const char* home = std::getenv("HOME"); home && *home)
     return home;
-  if (passwd* user = getpwuid(getuid()); user && user->pw_dir)
-    return user->pw_dir;
+  if (std::string home = os::homeFromPasswordDatabase(); !home.empty())
+    return home;
   return "/";
 }
 
@@ -87,7 +70,7 @@ std::string localDomainPath(const std::string& path) {
 std::vector<std::string> trashFolders() {
   std::vector<std::string> folders;
   for (auto& candidate : trashCandidates())
-    addFolder(folders, resolvedPath(candidate));
+    addFolder(folders, os::realPath(candidate));
   return folders;
 }
 
@@ -115,7 +98,7 @@ std::vector<std::string> applicationSearchFolders() {
 }
 
 bool isInTrash(const std::string& path) {
-  std::string resolved = resolvedPath(path);
+  std::string resolved = os::realPath(path);
   if (resolved.empty())
     return false;
   for (auto& trash : trashFolders())

@@ -1,11 +1,10 @@
 #include "launchservices/BundleInfo.h"
 
-#include "launchservices/PropertyList.h"
+#include <unix/Files.h>
+#include <unix/PropertyList.h>
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
-#include <sys/stat.h>
 
 namespace coreservices {
 
@@ -56,21 +55,19 @@ std::optional<OSType> fourCharCode(const std::string& text) {
 }
 
 std::optional<BundleInfo> readBundleInfo(const std::string& path) {
-  struct stat folder {};
-  if (stat(path.c_str(), &folder) != 0 || !S_ISDIR(folder.st_mode))
+  if (!os::isFolder(path))
     return std::nullopt;
   BundleInfo info;
   info.path = path;
 
-  std::ifstream pkgInfo(path + "/Contents/PkgInfo", std::ios::binary);
   char codes[8];
-  if (pkgInfo.read(codes, sizeof codes)) {
+  if (os::readFirstBytes(path + "/Contents/PkgInfo", codes, sizeof codes)) {
     info.hasPkgInfo = true;
     info.packageType = *fourCharCode(std::string(codes, 4));
     info.signature = *fourCharCode(std::string(codes + 4, 4));
   }
 
-  if (auto plist = PropertyList::readDictionary(path + "/Contents/Info.plist")) {
+  if (auto plist = os::PropertyList::readDictionary(path + "/Contents/Info.plist")) {
     info.hasInfoPlist = true;
     if (auto type = plist->string("CFBundlePackageType"); type && fourCharCode(*type))
       info.packageType = *fourCharCode(*type);

@@ -5,8 +5,9 @@
 #include "launchservices/CFStrings.h"
 #include "launchservices/FileReference.h"
 
+#include <unix/Files.h>
+
 #include <algorithm>
-#include <dirent.h>
 
 using namespace coreservices;
 
@@ -30,14 +31,9 @@ bool matches(const std::string& fileName, const BundleInfo& info, const Criteria
 
 std::optional<std::string> findIn(const std::string& folder, const Criteria& wanted) {
   std::vector<std::string> bundles;
-  if (DIR* dir = opendir(folder.c_str())) {
-    while (dirent* item = readdir(dir)) {
-      std::string name = item->d_name;
-      if (name.size() > 4 && endsWithIgnoringCase(name, ".app"))
-        bundles.push_back(name);
-    }
-    closedir(dir);
-  }
+  for (auto& name : os::folderEntries(folder))
+    if (name.size() > 4 && endsWithIgnoringCase(name, ".app"))
+      bundles.push_back(name);
   std::sort(bundles.begin(), bundles.end());
   for (auto& name : bundles) {
     auto info = readBundleInfo(folder + "/" + name);

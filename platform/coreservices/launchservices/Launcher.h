@@ -1,6 +1,5 @@
-// Starting a program detached from the caller: its own session, stdin from /dev/null, stdout
-// and stderr inherited, no other descriptor passed on, and no zombie left behind (the
-// intermediate child is reaped at once; the program itself is adopted by init).
+// Starting an application's executable detached from the caller (see unix/DetachedProcess.h),
+// with a failed exec told as Launch Services' result codes.
 #pragma once
 
 #include <MacTypes.h>

@@ -4,8 +4,9 @@
 #include "launchservices/BundleInfo.h"
 #include "launchservices/CFStrings.h"
 #include "launchservices/Launcher.h"
-#include "processes/ProcessStat.h"
-#include "transport/Registry.h"
+#include <unix/Files.h>
+#include <unix/ProcessTable.h>
+#include <unix/Registry.h>
 
 #include <CoreFoundation/CFArray.h>
 
@@ -35,13 +36,13 @@ std::chrono::milliseconds launchWait() {
 }
 
 std::string resolvedPath(const std::string& path) {
-  char buffer[PATH_MAX];
-  return realpath(path.c_str(), buffer) ? std::string(buffer) : path;
+  std::string resolved = os::realPath(path);
+  return resolved.empty() ? path : resolved;
 }
 
 bool isRunning(const std::string& bundle) {
   std::string resolved = resolvedPath(bundle);
-  for (auto& entry : liveEntries())
+  for (auto& entry : os::liveEntries())
     if (entry.bundlePath == resolved)
       return true;
   return false;
@@ -55,10 +56,7 @@ OSStatus checkBundle(const std::string& path, BundleInfo& info) {
     return kLSAppInTrashErr;
   if ((!read->hasInfoPlist && !read->hasPkgInfo) || read->packageType != kApplicationType)
     return kLSNotAnApplicationErr;
-  struct stat executable {};
-  std::string program = read->executablePath();
-  if (stat(program.c_str(), &executable) != 0 || !S_ISREG(executable.st_mode) ||
-      access(program.c_str(), X_OK) != 0)
+  if (!os::isExecutableFile(read->executablePath()))
     return kLSNoExecutableErr;
   info = *read;
   return noErr;
@@ -67,12 +65,12 @@ OSStatus checkBundle(const std::string& path, BundleInfo& info) {
 OSStatus waitForRegistration(pid_t pid, const std::string& program, const std::string& bundle) {
   auto deadline = std::chrono::steady_clock::now() + launchWait();
   for (;;) {
-    if (findLiveEntry(pid))
+    if (os::findLiveEntry(pid))
       return noErr;
-    if (!processStartTime(pid)) {
+    if (!os::processStartTime(pid)) {
       // An application that allows one instance hands over to the one already running (which
       // it has seen registered) and ends: the application is open.
-      if (!findLiveEntry(pid) && !isRunning(bundle)) {
+      if (!os::findLiveEntry(pid) && !isRunning(bundle)) {
         std::fprintf(stderr, "LaunchServices: %s exited before it registered for Apple Events\n",
                      program.c_str());
         return kLSUnknownErr;

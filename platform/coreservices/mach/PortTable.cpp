@@ -1,5 +1,7 @@
 #include "mach/ReplyChannel.h"
 
+#include <unix/Syscalls.h>
+
 #include <iterator>
 #include <map>
 #include <poll.h>
@@ -54,17 +56,17 @@ ReplyChannel::~ReplyChannel() {
     std::vector<pollfd> watched;
     for (const auto& [endpoint, socket] : pool.idle)
       watched.push_back({socket, POLLIN, 0});
-    if (poll(watched.data(), watched.size(), 0) > 0) {
+    if (os::calls().poll(watched.data(), watched.size(), 0) > 0) {
       for (std::size_t i = watched.size(); i-- > 0;) {
         if (watched[i].revents != 0) {
-          close(pool.idle[i].second);
+          os::calls().close(pool.idle[i].second);
           pool.idle.erase(pool.idle.begin() + static_cast<std::ptrdiff_t>(i));
         }
       }
     }
   }
   if (pool.idle.size() == KeptConnections::kMost) {
-    close(pool.idle.front().second);
+    os::calls().close(pool.idle.front().second);
     pool.idle.erase(pool.idle.begin());
   }
   pool.idle.emplace_back(std::move(mEndpoint), mSocket);
@@ -91,7 +93,7 @@ void ReplyChannel::adopt(int socket, std::string endpoint) {
 
 void ReplyChannel::disconnect() {
   if (mSocket >= 0)
-    close(mSocket);
+    os::calls().close(mSocket);
   mSocket = -1;
   mEndpoint.clear();
 }

@@ -3,9 +3,9 @@
 #include <CoreServices/MacErrors.h>
 
 #include "launchservices/FileReference.h"
-#include "processes/ProcessStat.h"
-#include "transport/Registry.h"
 #include "transport/SelfIdentity.h"
+#include "transport/SerialNumber.h"
+#include <unix/ProcessTable.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -33,7 +33,7 @@ bool isCurrent(const ProcessSerialNumber& psn) {
 }
 
 ProcessSerialNumber ownSerialNumber() {
-  return serialNumberFor(getpid(), processStartTime(getpid()).value_or(0));
+  return serialNumberFor(getpid(), os::processStartTime(getpid()).value_or(0));
 }
 
 ProcessSerialNumber resolved(const ProcessSerialNumber& psn) {
@@ -41,10 +41,10 @@ ProcessSerialNumber resolved(const ProcessSerialNumber& psn) {
 }
 
 // The registered application, or for this process its own description even when unregistered.
-std::optional<RegistryEntry> describe(const ProcessSerialNumber& given) {
+std::optional<os::RegistryEntry> describe(const ProcessSerialNumber& given) {
   ProcessSerialNumber psn = resolved(given);
-  for (auto& entry : liveEntries())
-    if (same(entry.serialNumber(), psn))
+  for (auto& entry : os::liveEntries())
+    if (same(serialNumberOf(entry), psn))
       return entry;
   if (same(psn, ownSerialNumber()))
     return identifyThisProcess();
@@ -64,8 +64,8 @@ extern "C" OSErr GetNextProcess(ProcessSerialNumber* PSN) {
   ProcessSerialNumber after = resolved(*PSN);
   bool fromStart = after.highLongOfPSN == 0 && after.lowLongOfPSN == kNoProcess;
   std::optional<ProcessSerialNumber> next;
-  for (auto& entry : liveEntries()) {
-    ProcessSerialNumber candidate = entry.serialNumber();
+  for (auto& entry : os::liveEntries()) {
+    ProcessSerialNumber candidate = serialNumberOf(entry);
     if ((fromStart || after < candidate) && (!next || candidate < *next))
       next = candidate;
   }
@@ -89,7 +89,7 @@ extern "C" OSErr GetProcessInformation(const ProcessSerialNumber* PSN, ProcessIn
     info->processName[0] = static_cast<unsigned char>(name.size());
     std::memcpy(info->processName + 1, name.data(), name.size());
   }
-  info->processNumber = entry->serialNumber();
+  info->processNumber = serialNumberOf(*entry);
   info->processType = kApplicationType;
   info->processSignature = entry->signature;
   info->processMode = modeCanBackground | mode32BitCompatible | modeHighLevelEventAware;
@@ -97,7 +97,7 @@ extern "C" OSErr GetProcessInformation(const ProcessSerialNumber* PSN, ProcessIn
   info->processSize = 0;
   info->processFreeMem = 0;
   info->processLauncher = {0, kNoProcess};
-  info->processLaunchDate = startTimeInSixtieths(entry->startTime);
+  info->processLaunchDate = os::startTimeInSixtieths(entry->startTime);
   if (fits<UInt32>(info, offsetof(ProcessInfoRec, processActiveTime)))
     info->processActiveTime = 0;
   if (fits<FSRefPtr>(info, offsetof(ProcessInfoRec, processAppRef)) && info->processAppRef)
@@ -126,7 +126,7 @@ extern "C" OSStatus GetProcessPID(const ProcessSerialNumber* psn, pid_t* pid) {
     return paramErr;
   ProcessSerialNumber wanted = resolved(*psn);
   auto candidate = static_cast<pid_t>(wanted.lowLongOfPSN);
-  auto start = processStartTime(candidate);
+  auto start = os::processStartTime(candidate);
   if (wanted.highLongOfPSN == 0 || !start || !same(serialNumberFor(candidate, *start), wanted))
     return procNotFound;
   *pid = candidate;
@@ -136,7 +136,7 @@ extern "C" OSStatus GetProcessPID(const ProcessSerialNumber* psn, pid_t* pid) {
 extern "C" OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber* psn) {
   if (!psn)
     return paramErr;
-  auto start = processStartTime(pid);
+  auto start = os::processStartTime(pid);
   if (!start)
     return procNotFound;
   *psn = serialNumberFor(pid, *start);

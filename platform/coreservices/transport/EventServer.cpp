@@ -8,13 +8,20 @@
 #include "ae/AEPrivate.h"
 #include "transport/Frame.h"
 #include "transport/PeerCredentials.h"
-#include "transport/Registry.h"
-#include "transport/RuntimeFolder.h"
 #include "transport/SelfIdentity.h"
+#include "transport/SerialNumber.h"
+#include <unix/BigEndian.h>
+#include <unix/Files.h>
+#include <unix/Registry.h>
+#include <unix/RetryingIO.h>
+#include <unix/RuntimeFolder.h>
+#include <unix/Syscalls.h>
+#include <unix/UnixSocket.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -58,7 +65,7 @@ struct ClientConnection {
     if (pending)
       AEDisposeDesc(&pending->event);
     if (socket >= 0)
-      close(socket);
+      os::calls().close(socket);
   }
 };
 
@@ -87,12 +94,10 @@ void queue(ClientConnection& client, const std::vector<std::uint8_t>& frame) {
 
 void flush(ClientConnection& client) {
   while (client.outputSent < client.output.size()) {
-    ssize_t sent = send(client.socket, client.output.data() + client.outputSent,
-                        client.output.size() - client.outputSent, MSG_NOSIGNAL);
+    ssize_t sent = os::sendSome(client.socket, client.output.data() + client.outputSent,
+                                client.output.size() - client.outputSent);
     if (sent > 0) {
       client.outputSent += static_cast<std::size_t>(sent);
-    } else if (sent < 0 && errno == EINTR) {
-      continue;
     } else if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
       return;
     } else {
@@ -149,12 +154,10 @@ void readFrom(ClientConnection& client) {
       client.payload.resize(have + wanted);
       into = client.payload.data() + have;
     }
-    ssize_t got = wanted ? recv(client.socket, into, wanted, 0) : 0;
+    ssize_t got = wanted ? os::receiveSome(client.socket, into, wanted) : 0;
     if (wanted && got <= 0) {
       if (client.haveHeader)
         client.payload.resize(client.payload.size() - wanted);
-      if (got < 0 && errno == EINTR)
-        continue;
       if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
         return;
       client.peerGone = true;
@@ -172,7 +175,7 @@ void readFrom(ClientConnection& client) {
       case HeaderCheck::ok:
         break;
       case HeaderCheck::tooLarge:
-        refuse(client, readBigEndian32(client.header + 12), memFullErr);
+        refuse(client, os::readBigEndian32(client.header + 12), memFullErr);
         return;
       default:
         refuse(client, 0, errAECorruptData);
@@ -193,11 +196,11 @@ void readFrom(ClientConnection& client) {
 // connection is read at once, and further waiting connections keep the listener ready for the
 // next turn.
 void acceptClient(Server& state) {
-  int socket = accept4(state.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  int socket = os::acceptFrom(state.listener);
   if (socket < 0)
     return;
   if (!peerIsSameUser(socket) || state.clients.size() >= kMaxConnections) {
-    close(socket);
+    os::calls().close(socket);
     return;
   }
   state.clients.emplace_back().socket = socket;
@@ -245,12 +248,12 @@ void closeServer(Server& state) {
   if (!state.open)
     return;
   if (state.owner == getpid())
-    removeEntry(state.folder, state.owner);
+    os::removeEntry(state.folder, state.owner);
   state.clients.clear();
-  close(state.listener);
+  os::calls().close(state.listener);
   int wakeWrite = gWakeWrite.exchange(-1);
-  close(wakeWrite);
-  close(state.wakeRead);
+  os::calls().close(wakeWrite);
+  os::calls().close(state.wakeRead);
   state.listener = state.wakeRead = -1;
   state.open = false;
 }
@@ -272,30 +275,25 @@ extern "C" OSStatus AEServerOpen(void) {
   std::lock_guard guard(state.lifecycle);
   if (state.open)
     return noErr;
-  auto folder = runtimeFolder(true);
+  auto folder = os::runtimeFolder(true);
   if (!folder)
     return paramErr;
-  RegistryEntry self = identifyThisProcess();
-  self.socketPath = socketPathFor(*folder, self.pid);
+  os::RegistryEntry self = identifyThisProcess();
+  self.socketPath = os::socketPathFor(*folder, self.pid);
 
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (self.socketPath.size() >= sizeof address.sun_path)
-    return paramErr;
-  std::memcpy(address.sun_path, self.socketPath.c_str(), self.socketPath.size() + 1);
-  unlink(self.socketPath.c_str());
-  int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  int listener = os::listenAt(self.socketPath);
   int wake[2] = {-1, -1};
-  if (listener < 0 || bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-      chmod(self.socketPath.c_str(), 0600) != 0 || listen(listener, SOMAXCONN) != 0 ||
-      pipe2(wake, O_CLOEXEC | O_NONBLOCK) != 0 || !writeEntry(*folder, self)) {
+  std::string problem;
+  if (listener < 0 || !os::openWakePipe(wake) || !os::writeEntry(*folder, self, &problem)) {
+    if (!problem.empty())
+      std::fprintf(stderr, "AppleEvents: %s\n", problem.c_str());
     if (listener >= 0)
-      close(listener);
+      os::calls().close(listener);
     if (wake[0] >= 0) {
-      close(wake[0]);
-      close(wake[1]);
+      os::calls().close(wake[0]);
+      os::calls().close(wake[1]);
     }
-    unlink(self.socketPath.c_str());
+    os::calls().unlink(self.socketPath.c_str());
     return paramErr;
   }
   state.folder = *folder;
@@ -332,13 +330,13 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
              : timeoutMilliseconds < 0 || timeoutMilliseconds > INT32_MAX
                  ? -1
                  : static_cast<int>(timeoutMilliseconds);
-  int ready = poll(watched.data(), watched.size(), wait);
+  int ready = os::calls().poll(watched.data(), watched.size(), wait);
   if (ready < 0 && errno != EINTR)
     return paramErr;
 
   if (watched[0].revents & POLLIN) {
     char drain[64];
-    while (read(state.wakeRead, drain, sizeof drain) > 0) {
+    while (os::readSome(state.wakeRead, drain, sizeof drain) > 0) {
     }
   }
   std::size_t index = 2;
@@ -378,7 +376,7 @@ extern "C" void AEServerRequestQuit(void) {
   int wake = gWakeWrite.load();
   if (wake >= 0) {
     char byte = 'q';
-    ssize_t ignored = write(wake, &byte, 1);
+    ssize_t ignored = os::calls().write(wake, &byte, 1);
     (void)ignored;
   }
 }

@@ -4,18 +4,6 @@
 
 namespace coreservices {
 
-std::uint32_t readBigEndian32(const std::uint8_t* bytes) {
-  return (std::uint32_t{bytes[0]} << 24) | (std::uint32_t{bytes[1]} << 16) |
-         (std::uint32_t{bytes[2]} << 8) | std::uint32_t{bytes[3]};
-}
-
-void writeBigEndian32(std::uint8_t* bytes, std::uint32_t value) {
-  bytes[0] = static_cast<std::uint8_t>(value >> 24);
-  bytes[1] = static_cast<std::uint8_t>(value >> 16);
-  bytes[2] = static_cast<std::uint8_t>(value >> 8);
-  bytes[3] = static_cast<std::uint8_t>(value);
-}
-
 void encodeHeader(const FrameHeader& header, std::uint8_t out[kFrameHeaderSize]) {
   writeBigEndian32(out, kFrameMagic);
   out[4] = static_cast<std::uint8_t>(kFrameVersion >> 8);

@@ -3,6 +3,8 @@
 // describes the bytes.
 #pragma once
 
+#include <unix/BigEndian.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -35,7 +37,7 @@ std::vector<std::uint8_t> encodeFrame(const FrameHeader& header, const void* pay
 // An error frame's payload: the result code as a big-endian 32-bit integer.
 std::vector<std::uint8_t> encodeErrorFrame(std::uint32_t exchangeID, std::int32_t status);
 
-std::uint32_t readBigEndian32(const std::uint8_t* bytes);
-void writeBigEndian32(std::uint8_t* bytes, std::uint32_t value);
+using os::readBigEndian32;
+using os::writeBigEndian32;
 
 } // namespace coreservices

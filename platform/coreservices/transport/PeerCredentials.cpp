@@ -1,6 +1,7 @@
 #include "transport/PeerCredentials.h"
 
-#include <sys/socket.h>
+#include <unix/UnixSocket.h>
+
 #include <unistd.h>
 
 namespace coreservices {
@@ -10,12 +11,8 @@ bool credentialsAcceptable(uid_t peerUser, uid_t ownUser) {
 }
 
 bool peerIsSameUser(int socket) {
-  struct ucred credentials {};
-  socklen_t size = sizeof credentials;
-  if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0 ||
-      size != sizeof credentials)
-    return false;
-  return credentialsAcceptable(credentials.uid, geteuid());
+  auto user = os::peerUser(socket);
+  return user && credentialsAcceptable(*user, geteuid());
 }
 
 } // namespace coreservices

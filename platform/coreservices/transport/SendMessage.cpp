@@ -6,8 +6,8 @@
 #include "ae/AEPrivate.h"
 #include "mach/ReplyChannel.h"
 #include "transport/Connection.h"
-#include "transport/Registry.h"
 #include "transport/SendObserver.h"
+#include "transport/SerialNumber.h"
 #include "transport/Target.h"
 
 #include <atomic>
@@ -78,7 +78,7 @@ OSStatus dispatchInThisProcess(const AppleEvent* event, AppleEvent* reply, bool 
 }
 
 // One exchange on a channel that the caller holds exclusively.
-OSStatus exchange(ReplyChannel& channel, const RegistryEntry& target,
+OSStatus exchange(ReplyChannel& channel, const os::RegistryEntry& target,
                   const std::vector<std::uint8_t>& frame, std::uint32_t exchangeID, bool wantsReply,
                   Deadline deadline, AppleEvent* reply) {
   if (channel.socket() >= 0 &&

@@ -1,6 +1,6 @@
 #include "transport/Target.h"
 
-#include "processes/ProcessStat.h"
+#include <unix/ProcessTable.h>
 
 #include <cstring>
 #include <unistd.h>
@@ -10,7 +10,7 @@ namespace coreservices {
 
 namespace {
 
-OSStatus targetEntry(std::optional<RegistryEntry> found, Target& target) {
+OSStatus targetEntry(std::optional<os::RegistryEntry> found, Target& target) {
   if (!found)
     return procNotFound;
   if (found->pid == getpid()) {
@@ -42,7 +42,7 @@ OSStatus resolveTarget(const AppleEvent* event, Target& target) {
     if (data.size() != sizeof signature)
       return errAEUnknownAddressType;
     std::memcpy(&signature, data.data(), sizeof signature);
-    return targetEntry(findLiveEntryBySignature(signature), target);
+    return targetEntry(os::findLiveEntryBySignature(signature), target);
   }
   case typeKernelProcessID: {
     pid_t pid = 0;
@@ -53,7 +53,7 @@ OSStatus resolveTarget(const AppleEvent* event, Target& target) {
       target.inThisProcess = true;
       return noErr;
     }
-    return targetEntry(findLiveEntry(pid), target);
+    return targetEntry(os::findLiveEntry(pid), target);
   }
   case typeProcessSerialNumber: {
     ProcessSerialNumber psn{};
@@ -64,13 +64,13 @@ OSStatus resolveTarget(const AppleEvent* event, Target& target) {
       target.inThisProcess = true;
       return noErr;
     }
-    for (auto& entry : liveEntries()) {
-      ProcessSerialNumber candidate = entry.serialNumber();
+    for (auto& entry : os::liveEntries()) {
+      ProcessSerialNumber candidate = serialNumberOf(entry);
       if (candidate.highLongOfPSN == psn.highLongOfPSN &&
           candidate.lowLongOfPSN == psn.lowLongOfPSN)
         return targetEntry(entry, target);
     }
-    if (auto own = processStartTime(getpid())) {
+    if (auto own = os::processStartTime(getpid())) {
       ProcessSerialNumber self = serialNumberFor(getpid(), *own);
       if (self.highLongOfPSN == psn.highLongOfPSN && self.lowLongOfPSN == psn.lowLongOfPSN) {
         target.inThisProcess = true;

@@ -3,13 +3,13 @@
 
 #include <CoreServices/AE/AEDataModel.h>
 
-#include "transport/Registry.h"
+#include "transport/SerialNumber.h"
 
 namespace coreservices {
 
 struct Target {
   bool inThisProcess = false;
-  RegistryEntry entry; // the live application, when not this process
+  os::RegistryEntry entry; // the live application, when not this process
 };
 
 // 'sign': the live application with that creator signature (the 4 bytes are the code's

@@ -1,4 +1,9 @@
-#include "transport/RuntimeFolder.h"
+// Linux side of the platform: the only code that calls the system directly for the platform
+// libraries. It holds generic Unix mechanics only and knows nothing of the APIs built on it.
+#include "unix/RuntimeFolder.h"
+
+#include "unix/PrivateFolder.h"
+#include "unix/Syscalls.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -6,7 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace coreservices {
+namespace os {
 
 namespace {
 
@@ -18,29 +23,21 @@ std::string folderPath() {
   // system made for the user's sessions, when there is one, so that they find the applications
   // the user's session started instead of starting second ones.
   std::string session = "/run/user/" + std::to_string(geteuid());
-  struct stat info {};
-  if (lstat(session.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == geteuid() &&
-      (info.st_mode & 077) == 0)
+  if (isPrivateFolder(session))
     return session + "/AppleEvents";
   return "/tmp/AppleEvents-" + std::to_string(geteuid());
-}
-
-bool isPrivateFolder(const std::string& path, struct stat& info) {
-  if (lstat(path.c_str(), &info) != 0)
-    return false;
-  return S_ISDIR(info.st_mode) && info.st_uid == geteuid() && (info.st_mode & 077) == 0;
 }
 
 } // namespace
 
 std::optional<std::string> runtimeFolder(bool create, struct stat* seen) {
   std::string path = folderPath();
-  if (create && mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
+  if (create && calls().mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
     return std::nullopt;
   struct stat checked {};
-  if (!isPrivateFolder(path, checked)) {
+  if (!isPrivateFolder(path, &checked)) {
     struct stat info {};
-    if (lstat(path.c_str(), &info) == 0)
+    if (calls().lstat(path.c_str(), &info) == 0)
       std::fprintf(stderr, "AppleEvents: refusing %s: not a folder of this user's alone\n",
                    path.c_str());
     return std::nullopt;
@@ -50,4 +47,4 @@ std::optional<std::string> runtimeFolder(bool create, struct stat* seen) {
   return path;
 }
 
-} // namespace coreservices
+} // namespace os

@@ -1,3 +1,6 @@
+// Linux side of the platform: the only code that calls the system directly for the platform
+// libraries. It holds generic Unix mechanics only and knows nothing of the APIs built on it.
+//
 // The per-user folder where applications that take Apple Events register and listen:
 // $XDG_RUNTIME_DIR/AppleEvents; without XDG_RUNTIME_DIR, /run/user/<uid>/AppleEvents when
 // /run/user/<uid> is this user's private folder, else /tmp/AppleEvents-<uid>.
@@ -7,7 +10,7 @@
 #include <string>
 #include <sys/stat.h>
 
-namespace coreservices {
+namespace os {
 
 // The folder's path when it exists (or, with create, has been made) as a directory of this
 // user's alone (mode 0700, not a symbolic link). A folder owned by someone else or open to
@@ -15,4 +18,4 @@ namespace coreservices {
 // checked.
 std::optional<std::string> runtimeFolder(bool create, struct stat* seen = nullptr);
 
-} // namespace coreservices
+} // namespace os

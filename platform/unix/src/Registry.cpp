@@ -1,23 +1,26 @@
-#include "transport/Registry.h"
+// Linux side of the platform: the only code that calls the system directly for the platform
+// libraries. It holds generic Unix mechanics only and knows nothing of the APIs built on it.
+#include "unix/Registry.h"
 
-#include "launchservices/PropertyList.h"
-#include "processes/ProcessStat.h"
-#include "transport/RuntimeFolder.h"
+#include "unix/AtomicFile.h"
+#include "unix/Files.h"
+#include "unix/ProcessTable.h"
+#include "unix/PropertyList.h"
+#include "unix/RuntimeFolder.h"
+#include "unix/Syscalls.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
 #include <fcntl.h>
 #include <map>
 #include <mutex>
 #include <poll.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
-namespace coreservices {
+namespace os {
 
 namespace {
 
@@ -36,7 +39,7 @@ std::optional<RegistryEntry> parseEntry(const std::string& path) {
   RegistryEntry entry;
   entry.pid = static_cast<pid_t>(*pid);
   entry.startTime = *start;
-  entry.signature = static_cast<OSType>(*signature);
+  entry.signature = static_cast<std::uint32_t>(*signature);
   entry.socketPath = *socket;
   entry.name = plist->string("Name").value_or("");
   entry.bundlePath = plist->string("BundlePath").value_or("");
@@ -65,7 +68,7 @@ std::optional<RegistryEntry> readEntry(const std::string& path) {
   static std::mutex lock;
   static auto* cache = new std::map<std::string, CachedEntry>;
   struct stat info {};
-  if (stat(path.c_str(), &info) != 0) {
+  if (calls().stat(path.c_str(), &info) != 0) {
     std::lock_guard guard(lock);
     cache->erase(path);
     return std::nullopt;
@@ -84,32 +87,7 @@ std::optional<RegistryEntry> readEntry(const std::string& path) {
   return entry;
 }
 
-bool writeFileAtomically(const std::string& folder, const std::string& target,
-                         const std::string& bytes) {
-  std::string temporary = folder + "/.entry-XXXXXX";
-  int fd = mkstemp(temporary.data());
-  if (fd < 0)
-    return false;
-  bool written = fchmod(fd, 0600) == 0 &&
-                 write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-  written = close(fd) == 0 && written;
-  if (!written || rename(temporary.c_str(), target.c_str()) != 0) {
-    unlink(temporary.c_str());
-    return false;
-  }
-  return true;
-}
-
 } // namespace
-
-ProcessSerialNumber serialNumberFor(pid_t pid, std::uint64_t startTime) {
-  auto high = static_cast<UInt32>(startTime);
-  return ProcessSerialNumber{high == 0 ? 1u : high, static_cast<UInt32>(pid)};
-}
-
-ProcessSerialNumber RegistryEntry::serialNumber() const {
-  return serialNumberFor(pid, startTime);
-}
 
 std::string entryPath(const std::string& folder, pid_t pid) {
   return folder + "/" + std::to_string(pid) + kEntrySuffix;
@@ -119,7 +97,7 @@ std::string socketPathFor(const std::string& folder, pid_t pid) {
   return folder + "/" + std::to_string(pid) + ".socket";
 }
 
-bool writeEntry(const std::string& folder, const RegistryEntry& entry) {
+bool writeEntry(const std::string& folder, const RegistryEntry& entry, std::string* error) {
   auto plist = PropertyList::newDictionary();
   plist.set("ProcessID", static_cast<std::uint64_t>(entry.pid));
   plist.set("StartTime", entry.startTime);
@@ -127,12 +105,13 @@ bool writeEntry(const std::string& folder, const RegistryEntry& entry) {
   plist.set("Name", entry.name);
   plist.set("BundlePath", entry.bundlePath);
   plist.set("Socket", entry.socketPath);
-  return writeFileAtomically(folder, entryPath(folder, entry.pid), plist.toXML());
+  return writeFileAtomically(entryPath(folder, entry.pid), plist.toXML(), error);
 }
 
 void removeEntry(const std::string& folder, pid_t pid) {
-  unlink(entryPath(folder, pid).c_str());
-  unlink(socketPathFor(folder, pid).c_str());
+  // The socket first: once the entry is gone, nothing of the application is left.
+  calls().unlink(socketPathFor(folder, pid).c_str());
+  calls().unlink(entryPath(folder, pid).c_str());
 }
 
 namespace {
@@ -141,16 +120,10 @@ namespace {
 // its process, and removed when that process is gone.
 std::vector<RegistryEntry> scanFolder(const std::string& folder) {
   std::vector<RegistryEntry> live;
-  DIR* dir = opendir(folder.c_str());
-  if (!dir)
-    return live;
   std::vector<std::string> names;
-  while (dirent* item = readdir(dir)) {
-    std::string name = item->d_name;
+  for (auto& name : folderEntries(folder))
     if (name.size() > 6 && name.ends_with(kEntrySuffix) && name[0] != '.')
       names.push_back(name);
-  }
-  closedir(dir);
 
   for (const auto& name : names) {
     std::string path = folder + "/" + name;
@@ -162,9 +135,9 @@ std::vector<RegistryEntry> scanFolder(const std::string& folder) {
     // Read again before removing: the pid may have just registered anew under the same name.
     auto again = readEntry(path);
     if (!again || !processIsAlive(again->pid, again->startTime)) {
-      unlink(path.c_str());
+      calls().unlink(path.c_str());
       if (again)
-        unlink(socketPathFor(folder, again->pid).c_str());
+        calls().unlink(socketPathFor(folder, again->pid).c_str());
     }
   }
   std::sort(live.begin(), live.end(), [](const RegistryEntry& a, const RegistryEntry& b) {
@@ -187,7 +160,7 @@ struct LiveCache {
 
   void forget() {
     for (int fd : processes)
-      close(fd);
+      calls().close(fd);
     processes.clear();
     entries.clear();
     current = false;
@@ -219,12 +192,8 @@ bool anyProcessEnded(const std::vector<int>& processes) {
   watched.reserve(processes.size());
   for (int fd : processes)
     watched.push_back({fd, POLLIN, 0});
-  int ready = poll(watched.data(), watched.size(), 0);
+  int ready = calls().poll(watched.data(), watched.size(), 0);
   return ready != 0; // readable: ended; an error: not known, so not trusted
-}
-
-int openProcess(pid_t pid) {
-  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
 }
 
 } // namespace
@@ -272,11 +241,11 @@ std::optional<RegistryEntry> findLiveEntry(pid_t pid) {
   return std::nullopt;
 }
 
-std::optional<RegistryEntry> findLiveEntryBySignature(OSType signature) {
+std::optional<RegistryEntry> findLiveEntryBySignature(std::uint32_t signature) {
   for (auto& entry : liveEntries())
     if (entry.signature == signature)
       return entry;
   return std::nullopt;
 }
 
-} // namespace coreservices
+} // namespace os

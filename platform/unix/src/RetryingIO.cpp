@@ -1,0 +1,146 @@
+// Linux side of the platform: the only code that calls the system directly for the platform
+// libraries. It holds generic Unix mechanics only and knows nothing of the APIs built on it.
+#include "unix/RetryingIO.h"
+
+#include "unix/Syscalls.h"
+
+#include <cerrno>
+#include <poll.h>
+#include <sys/socket.h>
+
+namespace os {
+
+namespace {
+
+int millisecondsLeft(Deadline deadline) {
+  if (!deadline)
+    return -1;
+  auto left =
+      std::chrono::duration_cast<std::chrono::milliseconds>(*deadline - Clock::now()).count();
+  if (left <= 0)
+    return 0;
+  return left > 60'000 ? 60'000 : static_cast<int>(left);
+}
+
+bool expired(Deadline deadline) {
+  return deadline && Clock::now() >= *deadline;
+}
+
+template <typename Call>
+ssize_t retried(Call call) {
+  for (;;) {
+    ssize_t result = call();
+    if (result >= 0 || errno != EINTR)
+      return result;
+  }
+}
+
+} // namespace
+
+ssize_t readSome(int fd, void* buffer, std::size_t size) {
+  return retried([&] { return calls().read(fd, buffer, size); });
+}
+
+ssize_t receiveSome(int socket, void* buffer, std::size_t size) {
+  return retried([&] { return calls().recv(socket, buffer, size, 0); });
+}
+
+ssize_t sendSome(int socket, const void* bytes, std::size_t size) {
+  return retried([&] { return calls().send(socket, bytes, size, MSG_NOSIGNAL); });
+}
+
+bool writeAll(int fd, const void* bytes, std::size_t size) {
+  auto* from = static_cast<const char*>(bytes);
+  std::size_t done = 0;
+  while (done < size) {
+    ssize_t n = retried([&] { return calls().write(fd, from + done, size - done); });
+    if (n < 0)
+      return false;
+    if (n == 0) {
+      errno = EIO;
+      return false;
+    }
+    done += static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+bool readExactly(int fd, void* buffer, std::size_t size) {
+  auto* into = static_cast<char*>(buffer);
+  std::size_t done = 0;
+  while (done < size) {
+    ssize_t got = readSome(fd, into + done, size - done);
+    if (got <= 0)
+      return false;
+    done += static_cast<std::size_t>(got);
+  }
+  return true;
+}
+
+bool readToEnd(int fd, std::string& bytes, std::size_t limit) {
+  bytes.clear();
+  char buffer[65536];
+  for (;;) {
+    ssize_t n = readSome(fd, buffer, sizeof buffer);
+    if (n < 0)
+      return false;
+    if (n == 0)
+      return true;
+    if (bytes.size() + static_cast<std::size_t>(n) > limit) {
+      errno = EFBIG;
+      return false;
+    }
+    bytes.append(buffer, static_cast<std::size_t>(n));
+  }
+}
+
+Transfer waitFor(int fd, short events, Deadline deadline) {
+  for (;;) {
+    pollfd entry{fd, events, 0};
+    int ready = calls().poll(&entry, 1, millisecondsLeft(deadline));
+    if (ready > 0)
+      return Transfer::done;
+    if (ready < 0 && errno != EINTR)
+      return Transfer::closed;
+    if (ready == 0 && expired(deadline))
+      return Transfer::timedOut;
+  }
+}
+
+Transfer sendAll(int socket, const void* bytes, std::size_t size, Deadline deadline) {
+  auto* from = static_cast<const char*>(bytes);
+  std::size_t done = 0;
+  while (done < size) {
+    ssize_t sent = sendSome(socket, from + done, size - done);
+    if (sent >= 0) {
+      done += static_cast<std::size_t>(sent);
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      if (auto waited = waitFor(socket, POLLOUT, deadline); waited != Transfer::done)
+        return waited;
+    } else {
+      return Transfer::closed;
+    }
+  }
+  return Transfer::done;
+}
+
+Transfer receiveExactly(int socket, void* buffer, std::size_t size, Deadline deadline) {
+  auto* into = static_cast<char*>(buffer);
+  std::size_t done = 0;
+  while (done < size) {
+    ssize_t got = receiveSome(socket, into + done, size - done);
+    if (got > 0) {
+      done += static_cast<std::size_t>(got);
+    } else if (got == 0) {
+      return Transfer::closed;
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      if (auto waited = waitFor(socket, POLLIN, deadline); waited != Transfer::done)
+        return waited;
+    } else {
+      return Transfer::closed;
+    }
+  }
+  return Transfer::done;
+}
+
+} // namespace os
