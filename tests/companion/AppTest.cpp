@@ -34,7 +34,7 @@ class AppTest : public ::testing::Test {
 protected:
   // One runtime folder and home for the whole program: the platform reads them once.
   static void SetUpTestSuite() {
-    static TempFolder shared;
+    static TempDir shared;
     fs::create_directories(shared.path() / "home");
     ::setenv("XDG_RUNTIME_DIR", shared.path().c_str(), 1);
     ::setenv("CFFIXED_USER_HOME", (shared.path() / "home").c_str(), 1);
@@ -124,7 +124,7 @@ protected:
     return runProgram(arguments, std::chrono::seconds(30));
   }
 
-  TempFolder mFolder;
+  TempDir mFolder;
   pid_t mApp = -1;
 };
 

@@ -69,7 +69,7 @@ class Preferences : public testing::Test {
 protected:
   void SetUp() override {
     setenv("CFFIXED_USER_HOME", home.path().c_str(), 1);
-    folder = home.path() + "/Library/Preferences";
+    folder = home / "Library/Preferences";
     std::filesystem::create_directories(folder);
     file = folder + "/org.example.cftest.plist";
   }
@@ -218,7 +218,7 @@ TEST_F(Preferences, UnusableFilesBehaveAsEmptyAndSayNothing) {
 }
 
 TEST_F(Preferences, SetAndSynchronizeWriteAPrivateXmlFile) {
-  std::filesystem::remove_all(home.path() + "/Library");
+  std::filesystem::remove_all((home / "Library").string());
   SInt32 level = 25;
   CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &level);
   CFPreferencesSetAppValue(CFSTR("Level"), number, kApp);
@@ -229,7 +229,7 @@ TEST_F(Preferences, SetAndSynchronizeWriteAPrivateXmlFile) {
   ASSERT_TRUE(CFPreferencesAppSynchronize(kApp));
 
   for (const auto& [path, mode] :
-       {std::pair{file, 0600u}, {folder, 0700u}, {home.path() + "/Library", 0700u}}) {
+       {std::pair{file, 0600u}, {folder, 0700u}, {(home / "Library").string(), 0700u}}) {
     struct stat st {};
     ASSERT_EQ(stat(path.c_str(), &st), 0) << path;
     EXPECT_EQ(st.st_mode & 0777, mode) << path;

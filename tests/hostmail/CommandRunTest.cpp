@@ -10,6 +10,8 @@
 
 #include <nsXPCOM.h>
 
+using testsupport::TempDir;
+
 using namespace mailhost;
 using Verdict = ClassifyOutcome::Verdict;
 

@@ -17,6 +17,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+using testsupport::TempDir;
+
 using namespace mailhost;
 
 namespace {
