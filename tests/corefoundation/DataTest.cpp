@@ -76,16 +76,3 @@ TEST(DataCapacity, GrowableCapacityFollowsPowerOfTwoSchedule) {
     CFRelease(data);
   }
 }
-
-TEST(DataMutation, SetLengthZeroFillsAndAppendKeepsOrder) {
-  CFMutableDataRef data = CFDataCreateMutable(kCFAllocatorDefault, 0);
-  CFDataAppendBytes(data, reinterpret_cast<const UInt8*>("ab"), 2);
-  CFDataSetLength(data, 5);
-  CFDataAppendBytes(data, reinterpret_cast<const UInt8*>("z"), 1);
-  ASSERT_EQ(CFDataGetLength(data), 6);
-  const UInt8 expected[] = {'a', 'b', 0, 0, 0, 'z'};
-  EXPECT_EQ(0, memcmp(CFDataGetBytePtr(data), expected, 6));
-  CFDataSetLength(data, 1);
-  EXPECT_EQ(CFDataGetMutableBytePtr(data)[0], 'a');
-  CFRelease(data);
-}

@@ -143,33 +143,6 @@ TEST_F(Preferences, ChangedFileIsSeenAtTheNextCall) {
   EXPECT_EQ(lookup("Other"), (Lookup{0, false}));
 }
 
-TEST_F(Preferences, UnchangedFileIsNotParsedAgain) {
-  writeBytes(file, xmlWithInteger("Level", "10"));
-  EXPECT_EQ(lookup("Level"), (Lookup{10, true}));
-  struct stat before {};
-  ASSERT_EQ(stat(file.c_str(), &before), 0);
-
-  // Same inode, same size, and the modification time put back to the nanosecond: a reader
-  // that parsed the file again would see 20.
-  {
-    std::fstream inPlace(file, std::ios::in | std::ios::out | std::ios::binary);
-    std::string replacement = xmlWithInteger("Level", "20");
-    inPlace.write(replacement.data(), static_cast<std::streamsize>(replacement.size()));
-  }
-  timespec times[2] = {before.st_atim, before.st_mtim};
-  ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
-  struct stat after {};
-  ASSERT_EQ(stat(file.c_str(), &after), 0);
-  ASSERT_EQ(after.st_ino, before.st_ino);
-  ASSERT_EQ(after.st_size, before.st_size);
-  EXPECT_EQ(lookup("Level"), (Lookup{10, true}));
-
-  // One nanosecond later is a change.
-  times[1].tv_nsec = (times[1].tv_nsec + 1) % 1000000000;
-  ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
-  EXPECT_EQ(lookup("Level"), (Lookup{20, true}));
-}
-
 // Corrupt, missing, non-regular and unreadable files all read as empty, without a word.
 TEST_F(Preferences, UnusableFilesBehaveAsEmptyAndSayNothing) {
   plist_t root = plist_new_dict();

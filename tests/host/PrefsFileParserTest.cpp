@@ -45,26 +45,6 @@ INSTANTIATE_TEST_SUITE_P(
         ValidCase{R"(user_pref("url", "http://example.org/#frag");)", "url",
                   std::string("http://example.org/#frag")}));
 
-TEST(PrefsFile, StatementKindsAndLines) {
-  auto contents = parsePrefsFile("pref(\"d\", 1);\n\nuser_pref(\"u\", 2);\nlockPref(\"l\", 3);\n"
-                                 "sticky_pref(\"s\", 4);");
-  ASSERT_TRUE(contents.errors.empty());
-  ASSERT_EQ(contents.statements.size(), 4u);
-  EXPECT_EQ(contents.statements[0].kind, PrefStatementKind::Default);
-  EXPECT_EQ(contents.statements[1].kind, PrefStatementKind::User);
-  EXPECT_EQ(contents.statements[1].line, 3);
-  EXPECT_EQ(contents.statements[2].kind, PrefStatementKind::Locked);
-  EXPECT_EQ(contents.statements[3].kind, PrefStatementKind::Default);
-}
-
-TEST(PrefsFile, EmptyAndCommentOnlyFilesHaveNothing) {
-  for (const char* text : {"", "   \n\n", "// only\n# comments\n/* here */"}) {
-    auto contents = parsePrefsFile(text);
-    EXPECT_TRUE(contents.statements.empty()) << text;
-    EXPECT_TRUE(contents.errors.empty()) << text;
-  }
-}
-
 struct ErrorCase {
   const char* text;
   int line;
