@@ -12,7 +12,6 @@
 #include <sys/wait.h>
 #include <thread>
 
-extern char** environ;
 namespace fs = std::filesystem;
 
 namespace quellbark::test {
@@ -55,10 +54,8 @@ protected:
   static fs::path app() { return build() / "Quellbark.app/Contents/MacOS/Quellbark"; }
 
   pid_t spawnApp(std::string const& logName) {
-    std::vector<std::string> environment;
-    for (char** variable = environ; *variable; ++variable)
-      environment.emplace_back(*variable);
-    return sandbox::spawnProcess({app().string()}, environment, {}, mFolder.path() / logName);
+    return sandbox::spawnProcess({app().string()}, testsupport::currentEnvironment(), {},
+                                 mFolder.path() / logName);
   }
 
   void startApp() {
@@ -78,10 +75,7 @@ protected:
     return status;
   }
 
-  std::string appLog() {
-    std::ifstream in(mFolder.path() / "app.log");
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
+  std::string appLog() { return sandbox::readFile(mFolder.path() / "app.log"); }
 
   // Sends `event` as the plug-in does, `times` in a row; without `withMessage` no 'Mess' at all.
   static std::vector<Reply> send(std::string const& event, std::string const& message,
