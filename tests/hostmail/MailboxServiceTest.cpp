@@ -1,4 +1,4 @@
-// The mailbox service as a junk-mail filter meets it: registration, the order of the stream
+// The mailbox service as a junk-mail filter meets it: the order of the stream
 // and header-sink calls, deliveries only from the event loop and one after the other, short
 // reads, and failures found before and during a delivery.
 #include "MailboxService.h"
@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <nsIComponentRegistrar.h>
-#include <nsServiceManagerUtils.h>
 #include <nsXPCOM.h>
 
 using testsupport::TempDir;
@@ -71,17 +69,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(MailboxServiceTest, OneServiceAnswersBothContractIds) {
-  ASSERT_EQ(registerMailboxService(service), NS_OK);
-  nsresult rv = NS_ERROR_FAILURE;
-  nsCOMPtr<nsIMsgMessageService> mailbox = do_GetService(kMailboxServiceContractId, &rv);
-  ASSERT_EQ(rv, NS_OK);
-  nsCOMPtr<nsIMsgMessageService> message = do_GetService(kMailboxMessageServiceContractId, &rv);
-  ASSERT_EQ(rv, NS_OK);
-  EXPECT_EQ(mailbox.get(), static_cast<nsIMsgMessageService*>(service.get()));
-  EXPECT_EQ(message.get(), mailbox.get());
-}
 
 TEST_F(MailboxServiceTest, DeliversTheFilterFormInTheHostsOrder) {
   dir.write("Inbox", "From a\nSubject: =?utf-8?q?Gr=C3=BC=C3=9Fe?=\nNewsgroups: x.y\n"
