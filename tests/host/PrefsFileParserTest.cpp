@@ -89,40 +89,6 @@ INSTANTIATE_TEST_SUITE_P(
                     ErrorCase{R"(42;)", 2,
                               "expected a statement such as user_pref(\"name\", value);"}));
 
-// Errors that span lines: each reported once, at the line where it starts.
-TEST(PrefsFile, ErrorsAcrossLinesAreReportedWhereTheyStart) {
-  struct Case {
-    const char* text;
-    std::vector<int> errorLines;
-    std::vector<std::string> kept;
-    std::string firstMessage;
-  } cases[] = {
-      {"user_pref(\"a\", 1)\nuser_pref(\"b\", 2);\n", {1}, {"b"}, "expected ';' after ')'"},
-      {"user_pref(\"a\", 1);\n\n/* never closed\nuser_pref(\"b\", 2);",
-       {3},
-       {"a"},
-       "unterminated comment"},
-      {"user_pref(\"a\" 1);\nuser_pref(\"ok\", 1);\ngarbage here\nuser_pref(\"b\", \"x);\n",
-       {1, 3, 4},
-       {"ok"},
-       "expected ',' after preference name"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
-    auto contents = parsePrefsFile(c.text);
-    std::vector<int> lines;
-    for (const auto& error : contents.errors)
-      lines.push_back(error.line);
-    std::vector<std::string> kept;
-    for (const auto& statement : contents.statements)
-      kept.push_back(statement.name);
-    EXPECT_EQ(lines, c.errorLines);
-    EXPECT_EQ(kept, c.kept);
-    ASSERT_FALSE(contents.errors.empty());
-    EXPECT_EQ(contents.errors[0].message, c.firstMessage);
-  }
-}
-
 TEST(PrefsFile, BinaryGarbageNeverCrashes) {
   std::string garbage;
   for (int i = 0; i < 4096; ++i)

@@ -27,11 +27,12 @@ inline std::vector<std::string> currentEnvironment() {
   return result;
 }
 
-// Starts a program with the given environment and /dev/null as its input, its stdout and stderr
-// going to outputFile (or inherited when empty); with an errorFile, stderr goes there instead.
-inline pid_t spawnProcess(const std::vector<std::string>& arguments,
-                          const std::vector<std::string>& environment,
-                          const fs::path& outputFile = {}, const fs::path& errorFile = {}) {
+namespace detail {
+
+// Starts a program with the given environment and file actions, which it consumes.
+inline pid_t spawn(const std::vector<std::string>& arguments,
+                   const std::vector<std::string>& environment,
+                   posix_spawn_file_actions_t& actions) {
   std::vector<char*> argv, envp;
   for (const std::string& a : arguments)
     argv.push_back(const_cast<char*>(a.c_str()));
@@ -39,7 +40,21 @@ inline pid_t spawnProcess(const std::vector<std::string>& arguments,
   for (const std::string& e : environment)
     envp.push_back(const_cast<char*>(e.c_str()));
   envp.push_back(nullptr);
+  pid_t pid = -1;
+  int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
+  posix_spawn_file_actions_destroy(&actions);
+  if (failed)
+    throw std::runtime_error("cannot start " + arguments[0] + ": " + std::strerror(failed));
+  return pid;
+}
 
+} // namespace detail
+
+// Starts a program with the given environment and /dev/null as its input, its stdout and stderr
+// going to outputFile (or inherited when empty); with an errorFile, stderr goes there instead.
+inline pid_t spawnProcess(const std::vector<std::string>& arguments,
+                          const std::vector<std::string>& environment,
+                          const fs::path& outputFile = {}, const fs::path& errorFile = {}) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
@@ -52,12 +67,18 @@ inline pid_t spawnProcess(const std::vector<std::string>& arguments,
   if (!errorFile.empty())
     posix_spawn_file_actions_addopen(&actions, 2, errorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
                                      0600);
-  pid_t pid = -1;
-  int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
-  posix_spawn_file_actions_destroy(&actions);
-  if (failed)
-    throw std::runtime_error("cannot start " + arguments[0] + ": " + std::strerror(failed));
-  return pid;
+  return detail::spawn(arguments, environment, actions);
+}
+
+// Starts a program whose standard input and output are the given descriptors (pipe ends the test
+// holds the other ends of); stderr is inherited.
+inline pid_t spawnConnected(const std::vector<std::string>& arguments,
+                            const std::vector<std::string>& environment, int input, int output) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, input, 0);
+  posix_spawn_file_actions_adddup2(&actions, output, 1);
+  return detail::spawn(arguments, environment, actions);
 }
 
 struct Finished {
