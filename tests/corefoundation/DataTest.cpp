@@ -49,30 +49,3 @@ TEST(DataDescription, ImmutableDataAtTheTruncationBoundaries) {
   }
   EXPECT_EQ(cftest::format("%@", nullptr), "(null)");
 }
-
-TEST(DataCapacity, GrowableCapacityFollowsPowerOfTwoSchedule) {
-  // {length, capacity, grown one byte at a time or set in one step}; a length that is itself a
-  // power of two above 16 set in one step still doubles: 32 needs 64.
-  const struct {
-    size_t n;
-    CFIndex capacity;
-    bool oneByOne;
-  } cases[] = {{0, 16, true},   {1, 16, true},   {16, 16, true},   {17, 32, true},
-               {32, 32, true},  {33, 64, true},  {100, 128, true}, {129, 256, true},
-               {16, 16, false}, {20, 32, false}, {32, 64, false},  {1000, 1024, false}};
-  for (const auto& c : cases) {
-    CFMutableDataRef data = CFDataCreateMutable(kCFAllocatorDefault, 0);
-    for (size_t i = 0; c.oneByOne && i < c.n; ++i) {
-      UInt8 byte = static_cast<UInt8>(i);
-      CFDataAppendBytes(data, &byte, 1);
-    }
-    if (!c.oneByOne)
-      CFDataSetLength(data, static_cast<CFIndex>(c.n));
-    std::string description = take(CFCopyDescription(data));
-    EXPECT_NE(description.find("{length = " + std::to_string(c.n) +
-                               ", capacity = " + std::to_string(c.capacity) + ","),
-              std::string::npos)
-        << c.n << ": " << description;
-    CFRelease(data);
-  }
-}
