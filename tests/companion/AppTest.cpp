@@ -12,7 +12,6 @@
 #include <sys/wait.h>
 #include <thread>
 
-extern char** environ;
 namespace fs = std::filesystem;
 
 namespace quellbark::test {
@@ -34,7 +33,7 @@ class AppTest : public ::testing::Test {
 protected:
   // One runtime folder and home for the whole program: the platform reads them once.
   static void SetUpTestSuite() {
-    static TempFolder shared;
+    static TempDir shared;
     fs::create_directories(shared.path() / "home");
     ::setenv("XDG_RUNTIME_DIR", shared.path().c_str(), 1);
     ::setenv("CFFIXED_USER_HOME", (shared.path() / "home").c_str(), 1);
@@ -55,10 +54,8 @@ protected:
   static fs::path app() { return build() / "Quellbark.app/Contents/MacOS/Quellbark"; }
 
   pid_t spawnApp(std::string const& logName) {
-    std::vector<std::string> environment;
-    for (char** variable = environ; *variable; ++variable)
-      environment.emplace_back(*variable);
-    return sandbox::spawnProcess({app().string()}, environment, {}, mFolder.path() / logName);
+    return sandbox::spawnProcess({app().string()}, testsupport::currentEnvironment(), {},
+                                 mFolder.path() / logName);
   }
 
   void startApp() {
@@ -78,10 +75,7 @@ protected:
     return status;
   }
 
-  std::string appLog() {
-    std::ifstream in(mFolder.path() / "app.log");
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
+  std::string appLog() { return sandbox::readFile(mFolder.path() / "app.log"); }
 
   // Sends `event` as the plug-in does, `times` in a row; without `withMessage` no 'Mess' at all.
   static std::vector<Reply> send(std::string const& event, std::string const& message,
@@ -124,7 +118,7 @@ protected:
     return runProgram(arguments, std::chrono::seconds(30));
   }
 
-  TempFolder mFolder;
+  TempDir mFolder;
   pid_t mApp = -1;
 };
 

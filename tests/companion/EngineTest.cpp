@@ -84,7 +84,7 @@ TEST_F(EngineTest, ANewWordListLearnsAgainWhatTheOldOneHad) {
 // Learning reaches the word list without a further request, whether batched or not.
 TEST_F(EngineTest, LearningIsCommittedWithoutAnotherRequest) {
   for (int idle : {0, 50}) {
-    TempFolder data;
+    TempDir data;
     EngineConfig c = config();
     c.dataFolder = data.path();
     c.idleTimeout = std::chrono::milliseconds(idle);

@@ -1,7 +1,6 @@
 #include "TestSupport.h"
 
 #include <fstream>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -34,16 +33,6 @@ std::string goodMessage(int n) {
          body({"meeting", "agenda", "review", "minutes", "project", "schedule", "budget", "draft",
                "report", "deadline", "colleague", "team"},
               n);
-}
-
-TempFolder::TempFolder() {
-  std::string tmpl = (fs::temp_directory_path() / "quellbark-test-XXXXXX").string();
-  mPath = ::mkdtemp(tmpl.data()) != nullptr ? tmpl : "";
-}
-
-TempFolder::~TempFolder() {
-  std::error_code ec;
-  fs::remove_all(mPath, ec);
 }
 
 void writeScript(fs::path const& file, std::string const& body) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine.h"
+#include "TempDir.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -14,16 +15,7 @@ namespace quellbark::test {
 std::string spamMessage(int n);
 std::string goodMessage(int n);
 
-// A fresh folder under the system's temporary folder, removed with everything in it.
-class TempFolder {
-public:
-  TempFolder();
-  ~TempFolder();
-  std::filesystem::path const& path() const { return mPath; }
-
-private:
-  std::filesystem::path mPath;
-};
+using testsupport::TempDir;
 
 // Replaces `file` at once by an executable shell script.
 void writeScript(std::filesystem::path const& file, std::string const& body);
@@ -37,7 +29,7 @@ protected:
   EngineConfig config();
   std::vector<std::string> takeLog();
 
-  TempFolder mFolder;
+  TempDir mFolder;
   std::mutex mLogMutex;
   std::vector<std::string> mLog;
 };

@@ -1,11 +1,12 @@
 // Helpers shared by the Core Foundation tests.
 #pragma once
 
+#include "TempDir.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstdarg>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
 namespace cftest {
@@ -51,23 +52,6 @@ inline std::string hexPointer(const void* p) {
   return text;
 }
 
-// A fresh private folder, removed with everything in it at the end of the test.
-class TempDir {
-public:
-  TempDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "cftest-XXXXXX").string();
-    path_ = mkdtemp(pattern.data());
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-  const std::string& path() const { return path_; }
-
-private:
-  std::string path_;
-};
+using testsupport::TempDir;
 
 } // namespace cftest

@@ -13,7 +13,7 @@ class Notice : public testing::Test {
 protected:
   void SetUp() override {
     unsetenv("DBUS_SESSION_BUS_ADDRESS"); // no desktop notifications from tests
-    log = dir.path() + "/notices.jsonl";
+    log = dir / "notices.jsonl";
     setenv("CF_USER_NOTIFICATION_LOG", log.c_str(), 1);
   }
   void TearDown() override { unsetenv("CF_USER_NOTIFICATION_LOG"); }

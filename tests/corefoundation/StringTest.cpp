@@ -38,20 +38,6 @@ TEST(StringCreation, AsciiAndLatin1MapEveryByteToTheSameCodePoint) {
   }
 }
 
-TEST(StringCreation, Latin1RoundTripsThroughGetCString) {
-  std::string bytes = "Gr\xfc\xdf"
-                      "e \xa9 2024\xff";
-  CFStringRef s = fromBytes(bytes, kCFStringEncodingISOLatin1);
-  char buffer[64];
-  ASSERT_TRUE(CFStringGetCString(s, buffer, sizeof buffer, kCFStringEncodingISOLatin1));
-  EXPECT_EQ(std::string(buffer), bytes);
-  ASSERT_TRUE(CFStringGetCString(s, buffer, sizeof buffer, kCFStringEncodingUTF8));
-  EXPECT_EQ(std::string(buffer), "Gr\u00fc\u00dfe \u00a9 2024\u00ff");
-  EXPECT_FALSE(CFStringGetCString(s, buffer, sizeof buffer, kCFStringEncodingASCII));
-  EXPECT_FALSE(CFStringGetCString(s, buffer, 4, kCFStringEncodingISOLatin1)) << "no room for NUL";
-  CFRelease(s);
-}
-
 TEST(StringCreation, Utf8DecodesOrRefuses) {
   struct Case {
     const char* name;
@@ -88,22 +74,6 @@ TEST(StringCreation, Utf8DecodesOrRefuses) {
     EXPECT_EQ(unitsOf(s), c.units) << c.name;
     CFRelease(s);
   }
-}
-
-TEST(MutableString, AppendsItselfAndStopsAtItsBound) {
-  CFMutableStringRef line = CFStringCreateMutable(kCFAllocatorDefault, 0);
-  CFStringAppend(line, CFSTR("Prefix: "));
-  CFStringRef latin = fromBytes("\xe9t\xe9 ", kCFStringEncodingISOLatin1);
-  CFStringAppend(line, latin);
-  CFStringAppendCString(line, "\xe2\x82\xac", kCFStringEncodingUTF8);
-  CFStringAppend(line, line); // appending itself doubles it
-  EXPECT_EQ(utf8(line), "Prefix: \u00e9t\u00e9 \u20acPrefix: \u00e9t\u00e9 \u20ac");
-  CFMutableStringRef bounded = CFStringCreateMutable(nullptr, 5);
-  CFStringAppend(bounded, CFSTR("abc"));
-  CFStringAppend(bounded, CFSTR("defgh"));
-  EXPECT_EQ(utf8(bounded), "abcde") << "the maximum length bounds appends";
-  for (CFTypeRef s : {CFTypeRef(latin), CFTypeRef(line), CFTypeRef(bounded)})
-    CFRelease(s);
 }
 
 TEST(ConstantString, OneObjectPerTextThatReleaseCannotFree) {

@@ -15,13 +15,7 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
-std::vector<std::string> pluginLines(const std::string& text) {
-  std::vector<std::string> lines;
-  for (const std::string& line : linesOf(text))
-    if (line.starts_with(kLogPrefix))
-      lines.push_back(line.substr(kLogPrefix.size()));
-  return lines;
-}
+namespace {
 
 std::string fromHex(std::string_view hex) {
   auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
@@ -29,6 +23,16 @@ std::string fromHex(std::string_view hex) {
   for (std::size_t i = 0; i < bytes.size(); ++i)
     bytes[i] = static_cast<char>(digit(hex[2 * i]) << 4 | digit(hex[2 * i + 1]));
   return bytes;
+}
+
+} // namespace
+
+std::vector<std::string> pluginLines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (const std::string& line : linesOf(text))
+    if (line.starts_with(kLogPrefix))
+      lines.push_back(line.substr(kLogPrefix.size()));
+  return lines;
 }
 
 std::string sha256Of(std::string_view bytes) {

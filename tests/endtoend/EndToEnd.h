@@ -26,7 +26,6 @@ using ProcessRun = sandbox::Finished;
 std::vector<std::string> linesOf(const std::string& text);
 // The plug-in's lines of a text, without their prefix.
 std::vector<std::string> pluginLines(const std::string& text);
-std::string fromHex(std::string_view hex);
 std::string sha256Of(std::string_view bytes);
 
 class EndToEndTest : public testing::Test {

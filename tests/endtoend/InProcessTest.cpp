@@ -1,7 +1,7 @@
 // The message path inside one process, where the host's side can be watched: the built bundle
 // loaded by the host's own session, the host's real mailbox service and event loop, and the
 // scripted companion launched by the plug-in. Requests the command line cannot make, what the
-// plug-in does with the host's strings, and what a long batch leaves behind.
+// plug-in does with the host's strings, and what a batch leaves behind.
 #include "../host/HostTestSupport.h"
 #include "ClassificationListener.h"
 #include "EndToEnd.h"
@@ -17,7 +17,6 @@
 #include <dlfcn.h>
 #include <fstream>
 #include <iostream>
-#include <malloc.h>
 #include <memory>
 
 namespace {
@@ -179,69 +178,6 @@ TEST_F(InProcess, ABatchEndsAtAMessageNoServiceStreams) {
   EXPECT_EQ(eventIds(), std::vector<std::string>{"Qscr"});
   EXPECT_EQ(countOf(lines, kListenerGone), 1u);
   EXPECT_EQ(filterReferences(), before);
-}
-
-std::size_t heapInUse() {
-  return mallinfo2().uordblks;
-}
-
-// A thousand messages in one batch and a hundred trainings: every listener made is destroyed
-// (with it its analyzer), every analyzer's hold on the filter is given back, and the heap
-// returns to where it was (captures are released message by message).
-TEST_F(InProcess, AThousandMessagesLeaveNoListenerAnalyzerOrCaptureBehind) {
-  box.setLogLevel(10);
-  std::ofstream(box.script) << "score=shor:70\n";
-  std::vector<std::string> warmUp = mbox("WarmUp", 20);
-  std::vector<std::string> uris = mbox("Thousand", 1000);
-  std::vector<const char*> array = cStrings(uris);
-  std::size_t reported = 0;
-  bool inOrder = true;
-  nsCOMPtr<mailhost::ClassificationListener> counting =
-      new mailhost::ClassificationListener([&](const std::string& uri, nsMsgJunkStatus c) {
-        // The batch, all junk (70), then the trainings, alternating good and junk.
-        std::size_t training = reported - uris.size();
-        inOrder = inOrder && (reported < uris.size() ? uri == uris[reported] && c == 2
-                                                     : training < 100 && uri == uris[training] &&
-                                                           c == 1 + training % 2);
-        ++reported;
-      });
-
-  // Whatever is made once (the companion's launch, caches, the loop's storage) is made now.
-  std::vector<const char*> warmUpArray = cStrings(warmUp);
-  {
-    testsupport::TempDir quietScratch;
-    testsupport::StderrCapture quiet(quietScratch);
-    ASSERT_EQ(plugin->ClassifyMessages(20, warmUpArray.data(), nullptr, listener), NS_OK);
-    mail->loop().runUntilIdle();
-  }
-  ASSERT_EQ(reports.size(), 20u);
-
-  testsupport::TempDir logScratch;
-  testsupport::StderrCapture log(logScratch);
-  nsrefcnt filterBefore = filterReferences();
-  std::size_t heapBefore = heapInUse();
-
-  ASSERT_EQ(plugin->ClassifyMessages(1000, array.data(), nullptr, counting), NS_OK);
-  EXPECT_EQ(filterReferences(), filterBefore + 1) << "the analyzer holds the filter";
-  mail->loop().runUntilIdle();
-  for (int i = 0; i < 100; ++i)
-    ASSERT_EQ(plugin->SetMessageClassification(array[i], 0, 1 + i % 2, nullptr, counting), NS_OK);
-  mail->loop().runUntilIdle();
-
-  EXPECT_EQ(filterReferences(), filterBefore);
-  std::size_t heapAfter = heapInUse();
-  std::vector<std::string> lines = linesOf(log.text());
-  EXPECT_EQ(reported, 1100u);
-  EXPECT_TRUE(inOrder);
-  EXPECT_EQ(countOf(lines, kListenerMade), 101u);
-  EXPECT_EQ(countOf(lines, kListenerGone), 101u);
-#if defined(__SANITIZE_ADDRESS__)
-  (void)heapBefore;
-  (void)heapAfter; // the sanitizer's allocator is not malloc's; its leak check covers this
-#else
-  // Eight bytes kept per message would be too many; a capture kept is far more.
-  EXPECT_LT(heapAfter, heapBefore + 8 * 1024) << heapAfter - heapBefore << " bytes more";
-#endif
 }
 
 } // namespace

@@ -8,14 +8,13 @@
 
 namespace {
 
-using testsupport::runProcess;
 using testsupport::TempDir;
 
 class MailhostCli : public testing::Test {
 protected:
-  testsupport::ProcessResult run(std::vector<std::string> args) {
+  testsupport::Finished run(std::vector<std::string> args) {
     args.insert(args.begin(), MAILHOST_PATH);
-    return runProcess(args, mScratch);
+    return testsupport::runToEnd(args, testsupport::currentEnvironment(), mScratch.path());
   }
   std::string profile() const { return mScratch / "profile"; }
 
@@ -168,14 +167,14 @@ TEST_F(MailhostCli, GlobalOptionsMayFollowTheCommand) {
 TEST_F(MailhostCli, OutputThatCannotBeWrittenFailsWithOneLine) {
   for (std::vector<std::string> args :
        {std::vector<std::string>{"--profile", profile(), "info"}, {"--help"}}) {
-    auto result = testsupport::runProcess(
-        [&] {
-          args.insert(args.begin(), MAILHOST_PATH);
-          return args;
-        }(),
-        mScratch, "/dev/full");
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "mailhost: cannot write the output: No space left on device\n");
+    args.insert(args.begin(), MAILHOST_PATH);
+    pid_t pid = testsupport::spawnProcess(args, testsupport::currentEnvironment(), "/dev/full",
+                                          mScratch / "err");
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
+    EXPECT_EQ(testsupport::readFile(mScratch / "err"),
+              "mailhost: cannot write the output: No space left on device\n");
   }
 }
 

@@ -45,26 +45,6 @@ INSTANTIATE_TEST_SUITE_P(
         ValidCase{R"(user_pref("url", "http://example.org/#frag");)", "url",
                   std::string("http://example.org/#frag")}));
 
-TEST(PrefsFile, StatementKindsAndLines) {
-  auto contents = parsePrefsFile("pref(\"d\", 1);\n\nuser_pref(\"u\", 2);\nlockPref(\"l\", 3);\n"
-                                 "sticky_pref(\"s\", 4);");
-  ASSERT_TRUE(contents.errors.empty());
-  ASSERT_EQ(contents.statements.size(), 4u);
-  EXPECT_EQ(contents.statements[0].kind, PrefStatementKind::Default);
-  EXPECT_EQ(contents.statements[1].kind, PrefStatementKind::User);
-  EXPECT_EQ(contents.statements[1].line, 3);
-  EXPECT_EQ(contents.statements[2].kind, PrefStatementKind::Locked);
-  EXPECT_EQ(contents.statements[3].kind, PrefStatementKind::Default);
-}
-
-TEST(PrefsFile, EmptyAndCommentOnlyFilesHaveNothing) {
-  for (const char* text : {"", "   \n\n", "// only\n# comments\n/* here */"}) {
-    auto contents = parsePrefsFile(text);
-    EXPECT_TRUE(contents.statements.empty()) << text;
-    EXPECT_TRUE(contents.errors.empty()) << text;
-  }
-}
-
 struct ErrorCase {
   const char* text;
   int line;
@@ -108,40 +88,6 @@ INSTANTIATE_TEST_SUITE_P(
                     ErrorCase{R"(set_pref("a", 1);)", 2, "unknown statement 'set_pref'"},
                     ErrorCase{R"(42;)", 2,
                               "expected a statement such as user_pref(\"name\", value);"}));
-
-// Errors that span lines: each reported once, at the line where it starts.
-TEST(PrefsFile, ErrorsAcrossLinesAreReportedWhereTheyStart) {
-  struct Case {
-    const char* text;
-    std::vector<int> errorLines;
-    std::vector<std::string> kept;
-    std::string firstMessage;
-  } cases[] = {
-      {"user_pref(\"a\", 1)\nuser_pref(\"b\", 2);\n", {1}, {"b"}, "expected ';' after ')'"},
-      {"user_pref(\"a\", 1);\n\n/* never closed\nuser_pref(\"b\", 2);",
-       {3},
-       {"a"},
-       "unterminated comment"},
-      {"user_pref(\"a\" 1);\nuser_pref(\"ok\", 1);\ngarbage here\nuser_pref(\"b\", \"x);\n",
-       {1, 3, 4},
-       {"ok"},
-       "expected ',' after preference name"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
-    auto contents = parsePrefsFile(c.text);
-    std::vector<int> lines;
-    for (const auto& error : contents.errors)
-      lines.push_back(error.line);
-    std::vector<std::string> kept;
-    for (const auto& statement : contents.statements)
-      kept.push_back(statement.name);
-    EXPECT_EQ(lines, c.errorLines);
-    EXPECT_EQ(kept, c.kept);
-    ASSERT_FALSE(contents.errors.empty());
-    EXPECT_EQ(contents.errors[0].message, c.firstMessage);
-  }
-}
 
 TEST(PrefsFile, BinaryGarbageNeverCrashes) {
   std::string garbage;

@@ -9,6 +9,9 @@
 
 #include <sys/stat.h>
 
+using testsupport::readFile;
+using testsupport::TempDir;
+
 namespace fs = std::filesystem;
 using namespace mailhost;
 

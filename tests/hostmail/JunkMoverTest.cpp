@@ -8,6 +8,9 @@
 
 #include <gtest/gtest.h>
 
+using testsupport::readFile;
+using testsupport::TempDir;
+
 using namespace mailhost;
 
 namespace {

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+using testsupport::TempDir;
+
 using namespace mailhost;
 
 namespace {

@@ -12,6 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+using testsupport::TempDir;
+
 using namespace mailhost;
 
 TEST(JunkStore, PreviousUserClassificationFollowsOnlyTheUsersVerdict) {

@@ -13,6 +13,9 @@
 #include <functional>
 #include <unistd.h>
 
+using testsupport::readFile;
+using testsupport::TempDir;
+
 namespace fs = std::filesystem;
 using namespace mailhost;
 

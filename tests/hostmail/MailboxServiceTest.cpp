@@ -1,6 +1,6 @@
-// The mailbox service as a junk-mail filter meets it: registration, the order of the stream
+// The mailbox service as a junk-mail filter meets it: the order of the stream
 // and header-sink calls, deliveries only from the event loop and one after the other, short
-// reads, failures found before and during a delivery, and a large message.
+// reads, and failures found before and during a delivery.
 #include "MailboxService.h"
 #include "EventLoop.h"
 #include "RecordingListener.h"
@@ -8,14 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include <nsIComponentRegistrar.h>
-#include <nsServiceManagerUtils.h>
 #include <nsXPCOM.h>
 
-#include <fstream>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
+using testsupport::TempDir;
 
 using namespace mailhost;
 
@@ -75,17 +70,6 @@ protected:
 
 } // namespace
 
-TEST_F(MailboxServiceTest, OneServiceAnswersBothContractIds) {
-  ASSERT_EQ(registerMailboxService(service), NS_OK);
-  nsresult rv = NS_ERROR_FAILURE;
-  nsCOMPtr<nsIMsgMessageService> mailbox = do_GetService(kMailboxServiceContractId, &rv);
-  ASSERT_EQ(rv, NS_OK);
-  nsCOMPtr<nsIMsgMessageService> message = do_GetService(kMailboxMessageServiceContractId, &rv);
-  ASSERT_EQ(rv, NS_OK);
-  EXPECT_EQ(mailbox.get(), static_cast<nsIMsgMessageService*>(service.get()));
-  EXPECT_EQ(message.get(), mailbox.get());
-}
-
 TEST_F(MailboxServiceTest, DeliversTheFilterFormInTheHostsOrder) {
   dir.write("Inbox", "From a\nSubject: =?utf-8?q?Gr=C3=BC=C3=9Fe?=\nNewsgroups: x.y\n"
                      "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nHello\n--b\n"
@@ -137,20 +121,6 @@ TEST_F(MailboxServiceTest, ABatchStreamedFromOnStopRequestRunsOneMessageAfterThe
   for (int i = 0; i < 3; ++i)
     expected.insert(expected.end(), one.begin(), one.end());
   EXPECT_EQ(kinds, expected);
-}
-
-TEST_F(MailboxServiceTest, TwoListenersAreServedInTurn) {
-  dir.write("a.eml", "Subject: a\n\n" + std::string(40000, 'a'));
-  dir.write("b.eml", "Subject: b\n\nb");
-  nsCOMPtr<RecordingListener> other = new RecordingListener;
-  ASSERT_EQ(stream(uriOf(dir / "a.eml")), NS_OK);
-  ASSERT_EQ(stream(uriOf(dir / "b.eml"), "filter", static_cast<nsIStreamListener*>(other.get())),
-            NS_OK);
-  // Run until the first listener has stopped: the second may not have started yet.
-  loop.runUntil([&] { return !listener->stopStatuses.empty(); });
-  EXPECT_TRUE(other->events.empty());
-  loop.runUntilIdle();
-  EXPECT_EQ(other->bodies, std::vector<std::string>{"b"});
 }
 
 // Without a header sink only the body arrives, and a listener that reads less than offered
@@ -274,94 +244,4 @@ TEST_F(MailboxServiceTest, MessagesThatCannotBeReadStopWithAFailure) {
     ASSERT_EQ(failures.size(), 1u);
     EXPECT_TRUE(failures[0].starts_with(c.uri + ": "));
   }
-}
-
-TEST_F(MailboxServiceTest, TheChannelAndUrlDescribeTheFetch) {
-  dir.write("My Box/msg.eml", "Subject: s\n\nb");
-  std::string uri = uriOf(dir / "My Box/msg.eml");
-  nsCOMPtr<nsIURI> url;
-  ASSERT_EQ(service->StreamMessage(uri.c_str(), static_cast<nsIStreamListener*>(listener.get()),
-                                   nullptr, nullptr, PR_TRUE, "filter", getter_AddRefs(url)),
-            NS_OK);
-  nsCOMPtr<nsIMsgMailNewsUrl> mailUrl = do_QueryInterface(url);
-  ASSERT_TRUE(mailUrl);
-  nsCString query;
-  mailUrl->GetQuery(query);
-  EXPECT_TRUE(query.Equals("type=application/x-message-display&number=0&header=filter"));
-  loop.runUntilIdle();
-  // The listener installed itself as the sink, and the URL kept it.
-  nsCOMPtr<nsIMsgHeaderSink> sink;
-  mailUrl->GetMsgHeaderSink(getter_AddRefs(sink));
-  EXPECT_EQ(sink.get(), static_cast<nsIMsgHeaderSink*>(listener.get()));
-  EXPECT_EQ(listener->stopStatuses, std::vector<nsresult>{NS_OK});
-}
-
-// A 50 MB message streams with about one copy of it in memory (checked in a child process so
-// that the peak belongs to this delivery alone).
-TEST_F(MailboxServiceTest, AFiftyMegabyteMessageStreamsInBlocks) {
-  constexpr std::size_t kSize = 50u << 20;
-  std::filesystem::path file = dir / "large.eml";
-  {
-    std::ofstream out(file, std::ios::binary);
-    out << "Subject: large\n\n";
-    std::string line(99, 'x');
-    line += '\n';
-    for (std::size_t written = 0; written < kSize; written += line.size())
-      out << line;
-  }
-  std::string uri = uriOf(file);
-  pid_t child = ::fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    long pageKb = ::sysconf(_SC_PAGESIZE) / 1024;
-    long resident = 0;
-    std::ifstream("/proc/self/statm") >> resident >> resident;
-    long baselineKb = resident * pageKb;
-    EventLoop childLoop;
-    nsCOMPtr<MailboxService> childService = new MailboxService(childLoop, MailStore());
-    class Counter final : public nsIStreamListener {
-    public:
-      std::size_t bytes = 0, blocks = 0;
-      nsresult status = NS_ERROR_FAILURE;
-      NS_IMETHOD QueryInterface(REFNSIID, void** r) override {
-        *r = this;
-        return NS_OK;
-      }
-      NS_IMETHOD_(nsrefcnt) AddRef() override { return 2; }
-      NS_IMETHOD_(nsrefcnt) Release() override { return 1; }
-      NS_IMETHOD OnStartRequest(nsIRequest*, nsISupports*) override { return NS_OK; }
-      NS_IMETHOD OnStopRequest(nsIRequest*, nsISupports*, nsresult s) override {
-        status = s;
-        return NS_OK;
-      }
-      NS_IMETHOD OnDataAvailable(nsIRequest*, nsISupports*, nsIInputStream* in, PRUint32,
-                                 PRUint32 count) override {
-        char buffer[MessageDelivery::kBlockSize];
-        PRUint32 got = 0;
-        in->Read(buffer, std::min<PRUint32>(count, sizeof buffer), &got);
-        bytes += got;
-        ++blocks;
-        return NS_OK;
-      }
-    } counter;
-    childService->StreamMessage(uri.c_str(), &counter, nullptr, nullptr, PR_TRUE, "filter",
-                                nullptr);
-    childLoop.runUntilIdle();
-    struct rusage usage {};
-    ::getrusage(RUSAGE_SELF, &usage);
-    long growthKb = usage.ru_maxrss - baselineKb;
-    bool ok = counter.status == NS_OK && counter.bytes >= kSize &&
-              counter.blocks ==
-                  (counter.bytes + MessageDelivery::kBlockSize - 1) / MessageDelivery::kBlockSize;
-#if !defined(__SANITIZE_ADDRESS__)
-    ok = ok && growthKb < static_cast<long>(kSize / 1024 * 3 / 2); // one copy, not two
-#endif
-    if (!ok)
-      std::fprintf(stderr, "status %08x bytes %zu blocks %zu growth %ld KiB\n", counter.status,
-                   counter.bytes, counter.blocks, growthKb);
-    ::_exit(ok ? 0 : 1);
-  }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }

@@ -11,6 +11,8 @@
 #include <fstream>
 #include <thread>
 
+using testsupport::TempDir;
+
 using namespace mailhost;
 namespace fs = std::filesystem;
 

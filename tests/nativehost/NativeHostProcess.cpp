@@ -1,4 +1,5 @@
 #include "NativeHostProcess.h"
+#include "Process.h"
 
 #include <glib.h>
 #include <gtest/gtest.h>
@@ -9,7 +10,6 @@
 #include <cstdint>
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -49,25 +49,11 @@ NativeHostProcess::NativeHostProcess(const std::vector<std::string>& arguments,
   int toHost[2], fromHost[2];
   if (::pipe2(toHost, O_CLOEXEC) != 0 || ::pipe2(fromHost, O_CLOEXEC) != 0)
     throw std::runtime_error("cannot make pipes");
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, toHost[0], 0);
-  posix_spawn_file_actions_adddup2(&actions, fromHost[1], 1);
-  std::vector<char*> argv, envp;
-  for (const std::string& a : arguments)
-    argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
-  for (const std::string& e : environment)
-    envp.push_back(const_cast<char*>(e.c_str()));
-  envp.push_back(nullptr);
-  int rc = posix_spawn(&mPid, argv[0], &actions, nullptr, argv.data(), envp.data());
-  posix_spawn_file_actions_destroy(&actions);
-  ::close(toHost[0]);
-  ::close(fromHost[1]);
   mIn = toHost[1];
   mOut = fromHost[0];
-  if (rc != 0)
-    throw std::runtime_error("cannot start " + arguments[0]);
+  mPid = testsupport::spawnConnected(arguments, environment, toHost[0], fromHost[1]);
+  ::close(toHost[0]);
+  ::close(fromHost[1]);
 }
 
 NativeHostProcess::~NativeHostProcess() {

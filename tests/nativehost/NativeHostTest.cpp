@@ -213,26 +213,4 @@ TEST_F(NativeHost, WithoutItsPlugInEveryRequestIsAnsweredWithWhy) {
   EXPECT_EQ(host->wait(), 0);
 }
 
-TEST_F(NativeHost, QuellbarkKilledMidBatchLeavesTheRestUnverified) {
-  installCompanion();
-  replies({"score=shor:0", "delay=5000 score=shor:0"});
-  auto host = start();
-  Json batch = {{"type", "classify"}, {"messages", Json::array()}};
-  for (int i = 0; i < 4; ++i)
-    batch["messages"].push_back(entry(i, messageOf(kHam, i)));
-  host->send(batch);
-  // The companion holds the second message; it goes away, and cannot be launched again.
-  for (int i = 0; i < 300 && events().size() < 2; ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  ASSERT_EQ(events().size(), 2u);
-  fs::remove_all(box.applicationPath);
-  for (pid_t pid : sandbox::startedCompanions(box.events))
-    ::kill(pid, SIGKILL);
-  std::optional<Json> answer = host->receive();
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(verdicts(*answer),
-            (std::vector<std::string>{"good", "unverified", "unverified", "unverified"}))
-      << answer->dump();
-}
-
 } // namespace

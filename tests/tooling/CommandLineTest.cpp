@@ -40,9 +40,9 @@ std::string complete(const std::vector<std::string>& words, const fs::path& cwd)
 }
 
 TEST(Completion, OffersCommandsOptionsAndFolders) {
-  TempFolder temp;
-  fs::create_directories(temp.path / "mail/Inbox/cur");
-  writeFile(temp.path / "mail/old.mbox", "");
+  TempDir temp;
+  fs::create_directories(temp.path() / "mail/Inbox/cur");
+  writeFile(temp.path() / "mail/old.mbox", "");
   struct Case {
     std::vector<std::string> words;
     std::string offered;
@@ -62,7 +62,7 @@ TEST(Completion, OffersCommandsOptionsAndFolders) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.words));
-    EXPECT_EQ(complete(c.words, temp.path), c.offered);
+    EXPECT_EQ(complete(c.words, temp.path()), c.offered);
   }
 }
 

@@ -30,14 +30,14 @@ class Install : public ::testing::Test {
 protected:
   ShellOutcome script(const std::string& action) {
     return runShell("DESTDIR=" + stage().string() +
-                    " QB_INSTALL_RECORD=" + (mTemp.path / "record").string() +
+                    " QB_INSTALL_RECORD=" + (mTemp.path() / "record").string() +
                     " bash " QB_SOURCE_DIR "/scripts/install.sh " + action + " " QB_BUILD_DIR);
   }
-  fs::path stage() const { return mTemp.path / "stage"; }
+  fs::path stage() const { return mTemp.path() / "stage"; }
   fs::path prefix() const { return stage() / cacheValue("CMAKE_INSTALL_PREFIX").substr(1); }
   fs::path apps() const { return stage() / cacheValue("QB_APP_DIR").substr(1); }
   fs::path units() const { return stage() / cacheValue("QB_UNIT_INSTALL_DIR").substr(1); }
-  TempFolder mTemp;
+  TempDir mTemp;
 };
 
 TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere) {
@@ -87,7 +87,7 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
             std::string::npos);
 
   ShellOutcome info = runShell("cd / && '" + (prefix() / "bin/mailhost").string() +
-                               "' --profile '" + (mTemp.path / "profile").string() + "' info");
+                               "' --profile '" + (mTemp.path() / "profile").string() + "' info");
   ASSERT_EQ(info.status, 0) << info.out;
   EXPECT_NE(info.out.find((prefix() / "bin/../lib/QuellbarkPlugIn.so").string()), std::string::npos)
       << info.out;
@@ -110,7 +110,7 @@ TEST_F(Install, UninstallRemovesExactlyWhatInstallBrought) {
   ShellOutcome uninstall = script("uninstall");
   ASSERT_EQ(uninstall.status, 0) << uninstall.out;
   EXPECT_EQ(treeUnder(stage()), before);
-  EXPECT_FALSE(fs::exists(mTemp.path / "record"));
+  EXPECT_FALSE(fs::exists(mTemp.path() / "record"));
 
   ShellOutcome again = script("uninstall");
   EXPECT_EQ(again.status, 1);

@@ -1,9 +1,9 @@
 #pragma once
 // Running the project's scripts as a user would, and the files they leave.
+#include "TempDir.h"
+
 #include <array>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <sys/wait.h>
 
@@ -25,22 +25,6 @@ inline ShellOutcome runShell(const std::string& command) {
   return result;
 }
 
-inline std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-inline void writeFile(const std::filesystem::path& path, const std::string& bytes) {
-  std::filesystem::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-// A fresh folder under /tmp, removed with the object.
-struct TempFolder {
-  std::filesystem::path path;
-  TempFolder() {
-    char pattern[] = "/tmp/qb-tooling-XXXXXX";
-    path = mkdtemp(pattern);
-  }
-  ~TempFolder() { std::filesystem::remove_all(path); }
-};
+using testsupport::readFile;
+using testsupport::TempDir;
+using testsupport::writeFile;

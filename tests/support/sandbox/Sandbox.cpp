@@ -6,12 +6,8 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <fstream>
 #include <set>
-#include <spawn.h>
-#include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <thread>
@@ -223,58 +219,6 @@ OSStatus launch(const fs::path& bundle, LSLaunchFlags flags) {
   return status;
 }
 
-pid_t spawnProcess(const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& environment, const fs::path& outputFile,
-                   const fs::path& errorFile) {
-  std::vector<char*> argv, envp;
-  for (const std::string& a : arguments)
-    argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
-  for (const std::string& e : environment)
-    envp.push_back(const_cast<char*>(e.c_str()));
-  envp.push_back(nullptr);
-
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  if (!outputFile.empty()) {
-    posix_spawn_file_actions_addopen(&actions, 1, outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0600);
-    if (errorFile.empty())
-      posix_spawn_file_actions_adddup2(&actions, 1, 2);
-  }
-  if (!errorFile.empty())
-    posix_spawn_file_actions_addopen(&actions, 2, errorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0600);
-  pid_t pid = -1;
-  int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
-  posix_spawn_file_actions_destroy(&actions);
-  if (failed)
-    throw std::runtime_error("cannot start " + arguments[0] + ": " + std::strerror(failed));
-  return pid;
-}
-
-Finished runToEnd(const std::vector<std::string>& arguments,
-                  const std::vector<std::string>& environment, const fs::path& scratch) {
-  fs::path out = scratch / "run.out", err = scratch / "run.err";
-  pid_t pid = spawnProcess(arguments, environment, out, err);
-  int status = 0;
-  Finished run;
-  for (int waited = 0; waitpid(pid, &status, WNOHANG) != pid; ++waited) {
-    if (waited == 48'000) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      run.err = "killed: it did not finish in time\n";
-      return run;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  run.out = readFile(out);
-  run.err = readFile(err);
-  return run;
-}
-
 std::vector<Json> readJsonLines(const fs::path& file) {
   std::vector<Json> lines;
   std::ifstream in(file);
@@ -313,19 +257,6 @@ bool waitUntilRegistered(pid_t pid, OSType signature) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   return false;
-}
-
-std::string readFile(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-void writeFile(const fs::path& file, std::string_view bytes, fs::perms perms) {
-  fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
-  fs::permissions(file, perms);
 }
 
 std::string hexOf(const std::vector<unsigned char>& bytes) {

@@ -5,6 +5,9 @@
 // every scripted companion that started, is stopped when the sandbox goes.
 #pragma once
 
+#include "Process.h"
+#include "TempDir.h"
+
 #include <CoreServices/CoreServices.h>
 #include <nlohmann/json.hpp>
 
@@ -71,21 +74,9 @@ OSStatus launch(const fs::path& bundle, LSLaunchFlags flags = kLSLaunchDontSwitc
 
 fs::path buildDirectory();
 
-// Starts a program with the given environment, its stdout and stderr going to outputFile
-// (or inherited when empty); with an errorFile, stderr goes there instead.
-pid_t spawnProcess(const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& environment, const fs::path& outputFile = {},
-                   const fs::path& errorFile = {});
-
-struct Finished {
-  int exitCode = -1; // -1 when it had to be killed
-  std::string out;
-  std::string err;
-};
-// Runs a program to its end, its output kept in files in scratch; killed after four minutes, far
-// above what any run here needs, so that a hang fails its test instead of the suite.
-Finished runToEnd(const std::vector<std::string>& arguments,
-                  const std::vector<std::string>& environment, const fs::path& scratch);
+using testsupport::Finished;
+using testsupport::runToEnd;
+using testsupport::spawnProcess;
 
 // Every line of a JSON-lines file (none when the file does not exist).
 std::vector<Json> readJsonLines(const fs::path& file);
@@ -98,8 +89,8 @@ std::vector<Json> receivedEvents(const fs::path& events);
 // exits or ten seconds pass first.
 bool waitUntilRegistered(pid_t pid, OSType signature = 0x5162726b); // 'Qbrk'
 
-std::string readFile(const fs::path& file);
-void writeFile(const fs::path& file, std::string_view bytes, fs::perms perms = fs::perms(0644));
+using testsupport::readFile;
+using testsupport::writeFile;
 std::string hexOf(const std::vector<unsigned char>& bytes);
 
 } // namespace sandbox
