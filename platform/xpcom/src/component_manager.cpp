@@ -22,24 +22,9 @@ std::string PathOf(nsIFile* aFile) {
 
 } // namespace
 
-XPCOM_IMPL_ADDREF_RELEASE(ComponentManager)
-
-NS_IMETHODIMP ComponentManager::QueryInterface(REFNSIID aIID, void** aResult) {
-  if (!aResult)
-    return NS_ERROR_NULL_POINTER;
-  nsISupports* face = nullptr;
-  if (aIID.Equals(NS_GET_IID(nsIComponentManager)) || aIID.Equals(NS_GET_IID(nsISupports)))
-    face = static_cast<nsIComponentManager*>(this);
-  else if (aIID.Equals(NS_GET_IID(nsIServiceManager)))
-    face = static_cast<nsIServiceManager*>(this);
-  else if (aIID.Equals(NS_GET_IID(nsIComponentRegistrar)))
-    face = static_cast<nsIComponentRegistrar*>(this);
-  *aResult = face;
-  if (!face)
-    return NS_ERROR_NO_INTERFACE;
-  AddRef();
-  return NS_OK;
-}
+// The runtime is shared by every thread of the host, so its objects count atomically.
+NS_IMPL_THREADSAFE_ISUPPORTS3(ComponentManager, nsIComponentManager, nsIServiceManager,
+                              nsIComponentRegistrar)
 
 ComponentManager::Entry* ComponentManager::Find(const nsCID& aClass) {
   for (auto& entry : mEntries)

@@ -7,12 +7,7 @@
 
 namespace xpcom {
 
-XPCOM_IMPL_ADDREF_RELEASE(GenericFactory)
-
-NS_IMETHODIMP GenericFactory::QueryInterface(REFNSIID aIID, void** aResult) {
-  return QueryFace<nsIGenericFactory, nsIFactory, nsISupports>(
-      static_cast<nsIGenericFactory*>(this), aIID, aResult);
-}
+NS_IMPL_THREADSAFE_ISUPPORTS2(GenericFactory, nsIGenericFactory, nsIFactory)
 
 GenericFactory::~GenericFactory() = default;
 
@@ -42,12 +37,8 @@ NS_IMETHODIMP GenericFactory::GetComponentInfo(const nsModuleComponentInfo** inf
   return NS_OK;
 }
 
-XPCOM_IMPL_ADDREF_RELEASE(GenericModule)
-
-NS_IMETHODIMP GenericModule::QueryInterface(REFNSIID aIID, void** aResult) {
-  return QueryFace<nsIModule, nsISupports, GenericModule>(static_cast<nsIModule*>(this), aIID,
-                                                          aResult);
-}
+// Asked for as GenericModule, it answers for its own class: the runtime reads its name.
+NS_IMPL_THREADSAFE_ISUPPORTS2(GenericModule, nsIModule, GenericModule)
 
 GenericModule::~GenericModule() = default;
 

@@ -43,12 +43,7 @@ nsresult ResultFromErrno(int aErrno) {
   }
 }
 
-XPCOM_IMPL_ADDREF_RELEASE(LocalFile)
-
-NS_IMETHODIMP LocalFile::QueryInterface(REFNSIID aIID, void** aResult) {
-  return QueryFace<nsILocalFile, nsIFile, nsISupports>(static_cast<nsILocalFile*>(this), aIID,
-                                                       aResult);
-}
+NS_IMPL_THREADSAFE_ISUPPORTS2(LocalFile, nsILocalFile, nsIFile)
 
 NS_IMETHODIMP LocalFile::GetNativePath(nsACString& aNativePath) {
   aNativePath.Assign(mPath.c_str(), PRUint32(mPath.size()));
