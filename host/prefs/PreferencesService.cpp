@@ -1,7 +1,5 @@
 #include "prefs/PreferencesService.h"
 
-#include "services/RefCounting.h"
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -80,7 +78,6 @@ public:
 
 private:
   ~PrefBranch() = default;
-  nsrefcnt mRefCount = 0;
   nsCOMPtr<nsIPrefService> mService;
 };
 
@@ -101,21 +98,12 @@ public:
 
 private:
   ~PreferencesServiceFactory() = default;
-  nsrefcnt mRefCount = 0;
   nsCOMPtr<nsIPrefService> mService;
 };
 
-MAILHOST_IMPL_REFCOUNTING(PrefBranch)
+NS_IMPL_ISUPPORTS1(PrefBranch, nsIPrefBranch)
 
-NS_IMETHODIMP PrefBranch::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<PrefBranch, nsISupports, nsIPrefBranch>(this, aIID, aResult);
-}
-
-MAILHOST_IMPL_REFCOUNTING(PreferencesServiceFactory)
-
-NS_IMETHODIMP PreferencesServiceFactory::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<PreferencesServiceFactory, nsISupports, nsIFactory>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(PreferencesServiceFactory, nsIFactory)
 
 // {1cd91b88-1dd2-11b2-92e1-ed22ed298000}
 constexpr nsCID kPreferencesServiceCID = {
@@ -283,20 +271,8 @@ PreferencesService::PreferencesService(std::string aPrefsFilePath, PrefsDiagnost
   readFile(mPrefsFilePath);
 }
 
-NS_IMETHODIMP PreferencesService::QueryInterface(REFNSIID aIID, void** aResult) {
-  if (aIID.Equals(NS_GET_IID(nsIPrefService)) || aIID.Equals(NS_GET_IID(nsISupports))) {
-    *aResult = static_cast<nsIPrefService*>(this);
-  } else if (aIID.Equals(NS_GET_IID(nsIPrefBranch))) {
-    *aResult = static_cast<nsIPrefBranch*>(this);
-  } else {
-    *aResult = nullptr;
-    return NS_ERROR_NO_INTERFACE;
-  }
-  AddRef();
-  return NS_OK;
-}
-
-MAILHOST_IMPL_REFCOUNTING(PreferencesService)
+// The service is also the root branch.
+NS_IMPL_ISUPPORTS2(PreferencesService, nsIPrefService, nsIPrefBranch)
 
 nsresult PreferencesService::readFile(const std::string& aPath) {
   int fd = open(aPath.c_str(), O_RDONLY | O_CLOEXEC);

@@ -1,7 +1,5 @@
 #include "BodyInputStream.h"
 
-#include "RefCounting.h"
-
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -10,11 +8,7 @@ namespace mailhost {
 
 BodyInputStream::BodyInputStream(std::shared_ptr<const BodyBuffer> body) : mBody(std::move(body)) {}
 
-MAILHOST_IMPL_REFCOUNTING(BodyInputStream)
-
-NS_IMETHODIMP BodyInputStream::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<BodyInputStream, nsISupports, nsIInputStream>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(BodyInputStream, nsIInputStream)
 
 NS_IMETHODIMP BodyInputStream::Close() {
   mBody.reset();

@@ -1,7 +1,6 @@
 #include "HeldMessageService.h"
 
 #include "MailError.h"
-#include "RefCounting.h"
 
 #include <nsCOMPtr.h>
 #include <nsIComponentRegistrar.h>
@@ -33,15 +32,10 @@ public:
 
 private:
   ~HeldMessageServiceFactory() = default;
-  nsrefcnt mRefCount = 0;
   nsCOMPtr<HeldMessageService> mService;
 };
 
-MAILHOST_IMPL_REFCOUNTING(HeldMessageServiceFactory)
-
-NS_IMETHODIMP HeldMessageServiceFactory::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<HeldMessageServiceFactory, nsISupports, nsIFactory>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(HeldMessageServiceFactory, nsIFactory)
 
 } // namespace
 
@@ -50,11 +44,7 @@ HeldMessageService::HeldMessageService(EventLoop& loop, DeliveryFailureReporter 
 
 HeldMessageService::~HeldMessageService() = default;
 
-MAILHOST_IMPL_REFCOUNTING(HeldMessageService)
-
-NS_IMETHODIMP HeldMessageService::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<HeldMessageService, nsISupports, nsIMsgMessageService>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(HeldMessageService, nsIMsgMessageService)
 
 std::string HeldMessageService::hold(const std::string& key, std::string bytes) {
   std::string uri = uriFor(key);

@@ -76,7 +76,6 @@ private:
   void schedule();
   void pump();
 
-  nsrefcnt mRefCount = 0;
   EventLoop& mLoop;
   DeliveryFailureReporter mReportFailure;
   // Shared with the deliveries, so that a message let go while its delivery waits still arrives.

@@ -1,7 +1,5 @@
 #include "MailUrl.h"
 
-#include "RefCounting.h"
-
 #include <nsXPCOM.h>
 
 #include <cstring>
@@ -24,11 +22,7 @@ std::string toStd(const nsACString& value) {
 
 MailUrl::MailUrl(std::string spec) : mSpec(std::move(spec)) {}
 
-MAILHOST_IMPL_REFCOUNTING(MailUrl)
-
-NS_IMETHODIMP MailUrl::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<MailUrl, nsISupports, nsIURI, nsIURL, nsIMsgMailNewsUrl>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS3(MailUrl, nsIURI, nsIURL, nsIMsgMailNewsUrl)
 
 std::string MailUrl::scheme() const {
   return mSpec.substr(0, mSpec.find(':'));

@@ -1,7 +1,5 @@
 #include "MessageChannel.h"
 
-#include "RefCounting.h"
-
 namespace mailhost {
 
 namespace {
@@ -32,11 +30,7 @@ nsresult handOut(T* object, T** out) {
 
 MessageChannel::MessageChannel(MailUrl* url) : mUrl(url), mOriginalUri(url) {}
 
-MAILHOST_IMPL_REFCOUNTING(MessageChannel)
-
-NS_IMETHODIMP MessageChannel::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<MessageChannel, nsISupports, nsIRequest, nsIChannel>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS2(MessageChannel, nsIRequest, nsIChannel)
 
 void MessageChannel::fail(nsresult status) {
   if (NS_SUCCEEDED(mStatus))

@@ -2,7 +2,6 @@
 
 #include "MailError.h"
 #include "MailUrl.h"
-#include "RefCounting.h"
 
 #include <nsCOMPtr.h>
 #include <nsIComponentRegistrar.h>
@@ -34,15 +33,10 @@ public:
 
 private:
   ~MessageServiceFactory() = default;
-  nsrefcnt mRefCount = 0;
   nsCOMPtr<MessageService> mService;
 };
 
-MAILHOST_IMPL_REFCOUNTING(MessageServiceFactory)
-
-NS_IMETHODIMP MessageServiceFactory::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<MessageServiceFactory, nsISupports, nsIFactory>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(MessageServiceFactory, nsIFactory)
 
 } // namespace
 
@@ -51,11 +45,7 @@ MessageService::MessageService(EventLoop& loop, DeliveryFailureReporter reportFa
 
 MessageService::~MessageService() = default;
 
-MAILHOST_IMPL_REFCOUNTING(MessageService)
-
-NS_IMETHODIMP MessageService::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<MessageService, nsISupports, nsIMsgMessageService>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(MessageService, nsIMsgMessageService)
 
 NS_IMETHODIMP MessageService::StreamMessage(const char* aMessageURI, nsISupports* aConsumer,
                                             nsIMsgWindow* aMsgWindow, nsIUrlListener* aUrlListener,

@@ -55,25 +55,7 @@ FakeJunkPlugin::~FakeJunkPlugin() {
   AERemoveEventHandler(kFilterClass, typeWildCard, NewAEEventHandlerUPP(answer), false);
 }
 
-NS_IMETHODIMP FakeJunkPlugin::QueryInterface(REFNSIID aIID, void** aResult) {
-  if (aIID.Equals(NS_GET_IID(nsISupports)) || aIID.Equals(NS_GET_IID(nsIMsgFilterPlugin)) ||
-      aIID.Equals(NS_GET_IID(nsIJunkMailPlugin))) {
-    *aResult = this;
-    AddRef();
-    return NS_OK;
-  }
-  *aResult = nullptr;
-  return NS_ERROR_NO_INTERFACE;
-}
-
-NS_IMETHODIMP_(nsrefcnt) FakeJunkPlugin::Release() {
-  nsrefcnt count = --mRefCount;
-  if (count == 0) {
-    mRefCount = 1;
-    delete this;
-  }
-  return count;
-}
+NS_IMPL_ISUPPORTS2(FakeJunkPlugin, nsIMsgFilterPlugin, nsIJunkMailPlugin)
 
 NS_IMETHODIMP FakeJunkPlugin::GetShouldDownloadAllHeaders(PRBool* aResult) {
   *aResult = PR_FALSE;

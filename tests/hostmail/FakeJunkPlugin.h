@@ -27,9 +27,7 @@ public:
   std::vector<nsresult> streamStatuses;  // OnStopRequest statuses, in order
   std::vector<std::size_t> requestSizes; // of each ClassifyMessages request
 
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override;
-  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mRefCount; }
-  NS_IMETHOD_(nsrefcnt) Release() override;
+  NS_DECL_ISUPPORTS
 
   NS_IMETHOD Shutdown() override { return NS_OK; }
   NS_IMETHOD GetShouldDownloadAllHeaders(PRBool* aResult) override;
@@ -48,7 +46,6 @@ private:
   nsresult stream(const std::string& uri, std::function<void(const std::string&)> done);
   nsresult classifyFrom(std::size_t index);
 
-  nsrefcnt mRefCount = 0;
   std::vector<std::string> mBatch;
   nsCOMPtr<nsIJunkMailClassificationListener> mListener;
 };
