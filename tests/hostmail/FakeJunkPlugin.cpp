@@ -1,16 +1,11 @@
 #include "FakeJunkPlugin.h"
 
 #include <Carbon/Carbon.h>
+#include <QuellbarkEvents.h>
 #include <nsIMsgMessageService.h>
 #include <nsServiceManagerUtils.h>
 
 namespace {
-
-constexpr AEEventClass kFilterClass = 0x5162726b; // 'Qbrk'
-constexpr AEEventID kScore = 0x51736372;          // 'Qscr'
-constexpr AEEventID kTrainSpam = 0x61646453;      // 'addS'
-constexpr AEEventID kTrainGood = 0x61646447;      // 'addG'
-constexpr AEKeyword kMessage = 0x4d657373;        // 'Mess'
 
 OSErr answer(const AppleEvent* event, AppleEvent* reply, SRefCon refcon) {
   auto& plugin = *static_cast<FakeJunkPlugin*>(refcon);
@@ -19,9 +14,9 @@ OSErr answer(const AppleEvent* event, AppleEvent* reply, SRefCon refcon) {
     return plugin.filterError;
   Size size = 0;
   DescType type;
-  AESizeOfParam(event, kMessage, &type, &size);
+  AESizeOfParam(event, kQuellbarkMessageParam, &type, &size);
   std::string capture(static_cast<std::size_t>(size), '\0');
-  AEGetParamPtr(event, kMessage, typeChar, nullptr, capture.data(), size, nullptr);
+  AEGetParamPtr(event, kQuellbarkMessageParam, typeChar, nullptr, capture.data(), size, nullptr);
   SInt16 score = capture.find("SPAM") != std::string::npos ? 100 : 0;
   return AEPutParamPtr(reply, keyDirectObject, typeSInt16, &score, sizeof score);
 }
@@ -33,8 +28,10 @@ SInt16 exchange(AEEventID id, const std::string& capture) {
   AEAddressDesc target;
   AECreateDesc(typeProcessSerialNumber, &self, sizeof self, &target);
   AppleEvent event{typeNull, nullptr}, reply{typeNull, nullptr};
-  AECreateAppleEvent(kFilterClass, id, &target, kAutoGenerateReturnID, kAnyTransactionID, &event);
-  AEPutParamPtr(&event, kMessage, typeChar, capture.data(), static_cast<Size>(capture.size()));
+  AECreateAppleEvent(kQuellbarkEventClass, id, &target, kAutoGenerateReturnID, kAnyTransactionID,
+                     &event);
+  AEPutParamPtr(&event, kQuellbarkMessageParam, typeChar, capture.data(),
+                static_cast<Size>(capture.size()));
   SInt16 score = 0;
   if (AESendMessage(&event, &reply, kAEWaitReply, kAEDefaultTimeout) == noErr &&
       AESizeOfParam(&reply, keyErrorNumber, nullptr, nullptr) == errAEDescNotFound)
@@ -48,11 +45,12 @@ SInt16 exchange(AEEventID id, const std::string& capture) {
 } // namespace
 
 FakeJunkPlugin::FakeJunkPlugin() {
-  AEInstallEventHandler(kFilterClass, typeWildCard, NewAEEventHandlerUPP(answer), this, false);
+  AEInstallEventHandler(kQuellbarkEventClass, typeWildCard, NewAEEventHandlerUPP(answer), this,
+                        false);
 }
 
 FakeJunkPlugin::~FakeJunkPlugin() {
-  AERemoveEventHandler(kFilterClass, typeWildCard, NewAEEventHandlerUPP(answer), false);
+  AERemoveEventHandler(kQuellbarkEventClass, typeWildCard, NewAEEventHandlerUPP(answer), false);
 }
 
 NS_IMPL_ISUPPORTS2(FakeJunkPlugin, nsIMsgFilterPlugin, nsIJunkMailPlugin)
@@ -99,7 +97,7 @@ nsresult FakeJunkPlugin::classifyFrom(std::size_t index) {
   return stream(uri, [this, uri, index](const std::string& capture) {
     if (capture.find("NOREPORT") != std::string::npos)
       return;
-    bool junk = exchange(kScore, capture) >= 50;
+    bool junk = exchange(kQuellbarkScoreEvent, capture) >= 50;
     mListener->OnMessageClassified(uri.c_str(), junk ? 2u : 1u);
     if (capture.find("BOGUS") != std::string::npos)
       mListener->OnMessageClassified("bogus://nothing", nsIJunkMailPlugin::GOOD);
@@ -128,7 +126,9 @@ FakeJunkPlugin::SetMessageClassification(const char* aMsgURI, nsMsgJunkStatus aO
   std::string uri = aMsgURI;
   nsCOMPtr<nsIJunkMailClassificationListener> listener = aListener;
   nsresult rv = stream(uri, [uri, listener, aNewClassification](const std::string& capture) {
-    exchange(aNewClassification == nsIJunkMailPlugin::JUNK ? kTrainSpam : kTrainGood, capture);
+    exchange(aNewClassification == nsIJunkMailPlugin::JUNK ? kQuellbarkTrainSpamEvent
+                                                           : kQuellbarkTrainGoodEvent,
+             capture);
     if (listener)
       listener->OnMessageClassified(uri.c_str(), aNewClassification);
   });

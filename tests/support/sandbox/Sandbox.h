@@ -6,6 +6,7 @@
 #pragma once
 
 #include <CoreServices/CoreServices.h>
+#include <QuellbarkEvents.h>
 #include <nlohmann/json.hpp>
 
 #include <filesystem>
@@ -96,7 +97,7 @@ std::vector<Json> receivedEvents(const fs::path& events);
 
 // Waits until an application with this signature and pid is registered; false when the process
 // exits or ten seconds pass first.
-bool waitUntilRegistered(pid_t pid, OSType signature = 0x5162726b); // 'Qbrk'
+bool waitUntilRegistered(pid_t pid, OSType signature = kQuellbarkSignature);
 
 std::string readFile(const fs::path& file);
 void writeFile(const fs::path& file, std::string_view bytes, fs::perms perms = fs::perms(0644));
