@@ -119,8 +119,8 @@ std::string PrefBranchBase::fullName(const char* aPrefName) const {
 
 template <class T>
 nsresult PrefBranchBase::read(const char* aPrefName, T* aResult) const {
-  if (!aPrefName || !aResult)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
+  NS_ENSURE_ARG_POINTER(aResult);
   auto value = mStore.get(fullName(aPrefName), mLayer);
   if (!value || !std::holds_alternative<T>(*value))
     return NS_ERROR_UNEXPECTED;
@@ -129,8 +129,7 @@ nsresult PrefBranchBase::read(const char* aPrefName, T* aResult) const {
 }
 
 nsresult PrefBranchBase::write(const char* aPrefName, const PrefValue& aValue) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   return mStore.set(fullName(aPrefName), aValue, mLayer) ? NS_OK : NS_ERROR_UNEXPECTED;
 }
 
@@ -140,8 +139,7 @@ NS_IMETHODIMP PrefBranchBase::GetRoot(char** aRoot) {
 }
 
 NS_IMETHODIMP PrefBranchBase::GetPrefType(const char* aPrefName, PRInt32* aResult) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   auto value = mStore.get(fullName(aPrefName), mLayer);
   *aResult = value ? prefType(*value) : PREF_INVALID;
   return NS_OK;
@@ -162,15 +160,13 @@ NS_IMETHODIMP PrefBranchBase::SetBoolPref(const char* aPrefName, PRInt32 aValue)
 NS_IMETHODIMP PrefBranchBase::GetCharPref(const char* aPrefName, char** aResult) {
   std::string value;
   nsresult rv = read(aPrefName, &value);
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   *aResult = copyForCaller(value);
   return *aResult ? NS_OK : NS_ERROR_OUT_OF_MEMORY;
 }
 
 NS_IMETHODIMP PrefBranchBase::SetCharPref(const char* aPrefName, const char* aValue) {
-  if (!aValue)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aValue);
   return write(aPrefName, std::string(aValue));
 }
 
@@ -193,43 +189,37 @@ NS_IMETHODIMP PrefBranchBase::SetComplexValue(const char*, const nsIID&, nsISupp
 }
 
 NS_IMETHODIMP PrefBranchBase::ClearUserPref(const char* aPrefName) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   mStore.clearUserValue(fullName(aPrefName));
   return NS_OK;
 }
 
 NS_IMETHODIMP PrefBranchBase::LockPref(const char* aPrefName) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   mStore.setLocked(fullName(aPrefName), true);
   return NS_OK;
 }
 
 NS_IMETHODIMP PrefBranchBase::PrefHasUserValue(const char* aPrefName, PRBool* aResult) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   *aResult = mStore.hasUserValue(fullName(aPrefName)) ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }
 
 NS_IMETHODIMP PrefBranchBase::PrefIsLocked(const char* aPrefName, PRBool* aResult) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   *aResult = mStore.isLocked(fullName(aPrefName)) ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }
 
 NS_IMETHODIMP PrefBranchBase::UnlockPref(const char* aPrefName) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   mStore.setLocked(fullName(aPrefName), false);
   return NS_OK;
 }
 
 NS_IMETHODIMP PrefBranchBase::DeleteBranch(const char* aStartingAt) {
-  if (!aStartingAt)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aStartingAt);
   mStore.deleteNamesStartingWith(fullName(aStartingAt));
   return NS_OK;
 }
@@ -238,8 +228,9 @@ NS_IMETHODIMP PrefBranchBase::DeleteBranch(const char* aStartingAt) {
 // (each name, then the array).
 NS_IMETHODIMP PrefBranchBase::GetChildList(const char* aStartingAt, PRUint32* aCount,
                                            char*** aChildArray) {
-  if (!aStartingAt || !aCount || !aChildArray)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aStartingAt);
+  NS_ENSURE_ARG_POINTER(aCount);
+  NS_ENSURE_ARG_POINTER(aChildArray);
   std::vector<std::string> names = mStore.namesStartingWith(fullName(aStartingAt));
   auto** array = static_cast<char**>(NS_Alloc(sizeof(char*) * (names.empty() ? 1 : names.size())));
   if (!array)
@@ -329,8 +320,7 @@ NS_IMETHODIMP PreferencesService::SavePrefFile(nsIFile* aFile) {
   std::string path = mPrefsFilePath;
   if (aFile) {
     nsresult rv = nativePath(aFile, path);
-    if (NS_FAILED(rv))
-      return rv;
+    NS_ENSURE_SUCCESS(rv, rv);
   }
   return writeFileAtomically(path,
                              "// Preferences of this mail host profile, rewritten on save.\n" +
@@ -339,8 +329,7 @@ NS_IMETHODIMP PreferencesService::SavePrefFile(nsIFile* aFile) {
 
 nsresult PreferencesService::makeBranch(const char* aPrefRoot, PreferenceStore::Layer aLayer,
                                         nsIPrefBranch** aResult) {
-  if (!aResult)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aResult);
   if ((!aPrefRoot || !*aPrefRoot) && aLayer == PreferenceStore::Layer::Effective) {
     *aResult = static_cast<nsIPrefBranch*>(this);
     AddRef();
@@ -364,8 +353,7 @@ nsresult registerPreferencesService(const std::string& aPrefsFilePath,
                                     PrefsDiagnostics aDiagnostics) {
   nsCOMPtr<nsIComponentRegistrar> registrar;
   nsresult rv = NS_GetComponentRegistrar(getter_AddRefs(registrar));
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   auto* service = new PreferencesService(aPrefsFilePath, std::move(aDiagnostics));
   nsCOMPtr<nsIFactory> factory = new PreferencesServiceFactory(service);
   return registrar->RegisterFactory(kPreferencesServiceCID, "Preferences Service",

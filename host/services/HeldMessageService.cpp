@@ -21,8 +21,7 @@ public:
 
   NS_DECL_ISUPPORTS
   NS_IMETHOD CreateInstance(nsISupports* aOuter, const nsIID& iid, void** result) override {
-    if (!result)
-      return NS_ERROR_NULL_POINTER;
+    NS_ENSURE_ARG_POINTER(result);
     *result = nullptr;
     if (aOuter)
       return NS_ERROR_NO_AGGREGATION;
@@ -56,8 +55,8 @@ NS_IMETHODIMP HeldMessageService::StreamMessage(const char* aMessageURI, nsISupp
                                                 nsIMsgWindow* aMsgWindow,
                                                 nsIUrlListener* aUrlListener, PRBool,
                                                 const char* aAdditionalHeader, nsIURI** _retval) {
-  if (!aMessageURI || !aConsumer)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aMessageURI);
+  NS_ENSURE_ARG_POINTER(aConsumer);
   if (!aAdditionalHeader || std::strcmp(aAdditionalHeader, "filter") != 0)
     return NS_ERROR_NOT_IMPLEMENTED;
   nsCOMPtr<nsIStreamListener> listener;
@@ -156,8 +155,7 @@ NS_IMETHODIMP HeldMessageService::MessageURIToMsgHdr(const char*, nsIMsgDBHdr**)
 nsresult registerHeldMessageService(HeldMessageService* service, nsIFactory** registered) {
   nsCOMPtr<nsIComponentRegistrar> registrar;
   nsresult rv = NS_GetComponentRegistrar(getter_AddRefs(registrar));
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   nsCOMPtr<nsIFactory> factory = new HeldMessageServiceFactory(service);
   rv = registrar->RegisterFactory(kHeldMessageServiceCID, "Held Message Service",
                                   kHeldMessageServiceContractId, factory);

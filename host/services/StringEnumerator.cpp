@@ -8,8 +8,7 @@ StringEnumerator::StringEnumerator(std::vector<std::string> strings)
 NS_IMPL_ISUPPORTS1(StringEnumerator, nsIUTF8StringEnumerator)
 
 NS_IMETHODIMP StringEnumerator::HasMore(PRBool* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = mNext < mStrings.size() ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }
