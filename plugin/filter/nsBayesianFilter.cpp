@@ -47,7 +47,7 @@ NS_IMETHODIMP nsBayesianFilter::ClassifyMessage(char const* aMsgURI, nsIMsgWindo
                                                 nsIJunkMailClassificationListener* aListener) {
   debug("nsBayesianFilter::ClassifyMessage()");
   auto* classifier = new QuellbarkMessageClassifier(this, aListener, aMsgWindow, 1, &aMsgURI);
-  classifier->mStreamListener = new QuellbarkTokenStreamListener(classifier);
+  classifier->attachListener(new QuellbarkTokenStreamListener(classifier));
   return streamMessage(aMsgURI, aMsgWindow, classifier);
 }
 
@@ -59,7 +59,7 @@ NS_IMETHODIMP nsBayesianFilter::ClassifyMessages(PRUint32 aCount, char const** a
   debug("nsBayesianFilter::ClassifyMessages()");
   auto* classifier =
       new QuellbarkMessageClassifier(this, aListener, aMsgWindow, PRInt32(aCount), aMsgURIs);
-  classifier->mStreamListener = new QuellbarkTokenStreamListener(classifier);
+  classifier->attachListener(new QuellbarkTokenStreamListener(classifier));
   return streamMessage(aMsgURIs[0], aMsgWindow, classifier);
 }
 
@@ -72,7 +72,7 @@ nsBayesianFilter::SetMessageClassification(char const* aMsgURI, PRUint32 aOldCla
   debug("nsBayesianFilter::SetMessageClassification()");
   auto* trainer =
       new QuellbarkMessageTrainer(this, aOldClassification, aNewClassification, aListener);
-  trainer->mStreamListener = new QuellbarkTokenStreamListener(trainer);
+  trainer->attachListener(new QuellbarkTokenStreamListener(trainer));
   return streamMessage(aMsgURI, aMsgWindow, trainer);
 }
 
@@ -84,8 +84,8 @@ nsresult nsBayesianFilter::streamMessage(char const* aMsgURI, nsIMsgWindow* aMsg
   nsresult rv = GetMessageServiceFromURI(aMsgURI, getter_AddRefs(messageService));
   NS_ENSURE_SUCCESS(rv, rv);
 
-  aAnalyzer->mMessageUri.Assign(aMsgURI);
-  return messageService->StreamMessage(aMsgURI, aAnalyzer->mStreamListener, aMsgWindow, nullptr,
+  aAnalyzer->setMessageUri(aMsgURI);
+  return messageService->StreamMessage(aMsgURI, aAnalyzer->streamListener(), aMsgWindow, nullptr,
                                        PR_TRUE, "filter", nullptr);
 }
 
