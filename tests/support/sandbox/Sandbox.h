@@ -63,7 +63,8 @@ fs::path makeBundle(const fs::path& folder, const std::string& name, const Bundl
 // folder/Quellbark.app.
 fs::path makeCompanionBundle(const fs::path& folder, const BundleShape& shape = {});
 
-// The code whose characters are text's four bytes.
+// The code whose characters are text's four bytes, for codes known only at run time (a
+// bundle shape's signature); a literal code is FOUR_CHAR_CODE("abcd").
 OSType codeOf(std::string_view text);
 // The pids of the registered applications, in the registry's order.
 std::vector<pid_t> runningApps();
