@@ -22,7 +22,7 @@ private:
   nsrefcnt mValue = 0;
 };
 
-// The count is the first data member wherever the class puts this first.
+// Also declares the count; written first in the class, the count is its first data member.
 #define NS_DECL_ISUPPORTS                                                                          \
 public:                                                                                            \
   NS_IMETHOD QueryInterface(REFNSIID aIID, void** aInstancePtr) override;                          \
