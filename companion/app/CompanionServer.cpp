@@ -57,9 +57,9 @@ OSErr CompanionServer::install() {
     AEEventID id;
     AEEventHandlerProcPtr handler;
   } const handlers[] = {
-      {kQuellbarkSignature, kScoreEvent, handleScore},
-      {kQuellbarkSignature, kLearnSpamEvent, handleLearnSpam},
-      {kQuellbarkSignature, kLearnGoodEvent, handleLearnGood},
+      {kQuellbarkEventClass, kQuellbarkScoreEvent, handleScore},
+      {kQuellbarkEventClass, kQuellbarkTrainSpamEvent, handleLearnSpam},
+      {kQuellbarkEventClass, kQuellbarkTrainGoodEvent, handleLearnGood},
       {kCoreEventClass, kAEQuitApplication, handleQuit},
   };
   for (auto const& h : handlers) {

@@ -43,15 +43,15 @@ OSErr readFlag(AppleEvent const& event, AEKeyword key, bool& flag) {
 
 MessageRequest readMessageRequest(AppleEvent const& event) {
   MessageRequest request;
-  request.error = readBytes(event, kMessageParam, request.bytes);
+  request.error = readBytes(event, kQuellbarkMessageParam, request.bytes);
   if (request.error == noErr) {
-    request.error = readFlag(event, kDecodedParam, request.form.decoded);
+    request.error = readFlag(event, kQuellbarkDecodedParam, request.form.decoded);
   }
   if (request.error == noErr) {
-    request.error = readFlag(event, kRFC822Param, request.form.rfc822);
+    request.error = readFlag(event, kQuellbarkRFC822Param, request.form.rfc822);
   }
   if (request.error == noErr) {
-    OSErr const err = readBytes(event, kSeparatorParam, request.form.separator);
+    OSErr const err = readBytes(event, kQuellbarkSeparatorParam, request.form.separator);
     request.error = err == errAEDescNotFound ? OSErr(noErr) : err;
   }
   return request;

@@ -2,6 +2,7 @@
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <CoreServices/CoreServices.h>
+#include <QuellbarkEvents.h>
 
 #include <cerrno>
 #include <chrono>
@@ -20,8 +21,6 @@ namespace mailhost {
 
 namespace {
 
-constexpr OSType kQuellbarkSignature =
-    (OSType('Q') << 24) | (OSType('b') << 16) | (OSType('r') << 8) | OSType('k');
 constexpr auto kStatusTimeout = std::chrono::seconds(10);
 constexpr UInt32 kProcessInfoLength = 60; // the classic record: the signature lies inside it
 

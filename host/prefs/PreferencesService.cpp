@@ -1,7 +1,5 @@
 #include "prefs/PreferencesService.h"
 
-#include "services/RefCounting.h"
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -56,7 +54,6 @@ public:
 
 private:
   ~PrefBranch() = default;
-  nsrefcnt mRefCount = 0;
   nsCOMPtr<nsIPrefService> mService;
 };
 
@@ -77,21 +74,12 @@ public:
 
 private:
   ~PreferencesServiceFactory() = default;
-  nsrefcnt mRefCount = 0;
   nsCOMPtr<nsIPrefService> mService;
 };
 
-MAILHOST_IMPL_REFCOUNTING(PrefBranch)
+NS_IMPL_ISUPPORTS1(PrefBranch, nsIPrefBranch)
 
-NS_IMETHODIMP PrefBranch::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<PrefBranch, nsISupports, nsIPrefBranch>(this, aIID, aResult);
-}
-
-MAILHOST_IMPL_REFCOUNTING(PreferencesServiceFactory)
-
-NS_IMETHODIMP PreferencesServiceFactory::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<PreferencesServiceFactory, nsISupports, nsIFactory>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(PreferencesServiceFactory, nsIFactory)
 
 // {1cd91b88-1dd2-11b2-92e1-ed22ed298000}
 constexpr nsCID kPreferencesServiceCID = {
@@ -107,8 +95,8 @@ std::string PrefBranchBase::fullName(const char* aPrefName) const {
 
 template <class T>
 nsresult PrefBranchBase::read(const char* aPrefName, T* aResult) const {
-  if (!aPrefName || !aResult)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
+  NS_ENSURE_ARG_POINTER(aResult);
   auto value = mStore.get(fullName(aPrefName), mLayer);
   if (!value || !std::holds_alternative<T>(*value))
     return NS_ERROR_UNEXPECTED;
@@ -117,8 +105,7 @@ nsresult PrefBranchBase::read(const char* aPrefName, T* aResult) const {
 }
 
 nsresult PrefBranchBase::write(const char* aPrefName, const PrefValue& aValue) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   return mStore.set(fullName(aPrefName), aValue, mLayer) ? NS_OK : NS_ERROR_UNEXPECTED;
 }
 
@@ -128,8 +115,7 @@ NS_IMETHODIMP PrefBranchBase::GetRoot(char** aRoot) {
 }
 
 NS_IMETHODIMP PrefBranchBase::GetPrefType(const char* aPrefName, PRInt32* aResult) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   auto value = mStore.get(fullName(aPrefName), mLayer);
   *aResult = value ? prefType(*value) : PREF_INVALID;
   return NS_OK;
@@ -150,15 +136,13 @@ NS_IMETHODIMP PrefBranchBase::SetBoolPref(const char* aPrefName, PRInt32 aValue)
 NS_IMETHODIMP PrefBranchBase::GetCharPref(const char* aPrefName, char** aResult) {
   std::string value;
   nsresult rv = read(aPrefName, &value);
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   *aResult = copyForCaller(value);
   return *aResult ? NS_OK : NS_ERROR_OUT_OF_MEMORY;
 }
 
 NS_IMETHODIMP PrefBranchBase::SetCharPref(const char* aPrefName, const char* aValue) {
-  if (!aValue)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aValue);
   return write(aPrefName, std::string(aValue));
 }
 
@@ -181,43 +165,37 @@ NS_IMETHODIMP PrefBranchBase::SetComplexValue(const char*, const nsIID&, nsISupp
 }
 
 NS_IMETHODIMP PrefBranchBase::ClearUserPref(const char* aPrefName) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   mStore.clearUserValue(fullName(aPrefName));
   return NS_OK;
 }
 
 NS_IMETHODIMP PrefBranchBase::LockPref(const char* aPrefName) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   mStore.setLocked(fullName(aPrefName), true);
   return NS_OK;
 }
 
 NS_IMETHODIMP PrefBranchBase::PrefHasUserValue(const char* aPrefName, PRBool* aResult) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   *aResult = mStore.hasUserValue(fullName(aPrefName)) ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }
 
 NS_IMETHODIMP PrefBranchBase::PrefIsLocked(const char* aPrefName, PRBool* aResult) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   *aResult = mStore.isLocked(fullName(aPrefName)) ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }
 
 NS_IMETHODIMP PrefBranchBase::UnlockPref(const char* aPrefName) {
-  if (!aPrefName)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPrefName);
   mStore.setLocked(fullName(aPrefName), false);
   return NS_OK;
 }
 
 NS_IMETHODIMP PrefBranchBase::DeleteBranch(const char* aStartingAt) {
-  if (!aStartingAt)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aStartingAt);
   mStore.deleteNamesStartingWith(fullName(aStartingAt));
   return NS_OK;
 }
@@ -226,8 +204,9 @@ NS_IMETHODIMP PrefBranchBase::DeleteBranch(const char* aStartingAt) {
 // (each name, then the array).
 NS_IMETHODIMP PrefBranchBase::GetChildList(const char* aStartingAt, PRUint32* aCount,
                                            char*** aChildArray) {
-  if (!aStartingAt || !aCount || !aChildArray)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aStartingAt);
+  NS_ENSURE_ARG_POINTER(aCount);
+  NS_ENSURE_ARG_POINTER(aChildArray);
   std::vector<std::string> names = mStore.namesStartingWith(fullName(aStartingAt));
   auto** array = static_cast<char**>(NS_Alloc(sizeof(char*) * (names.empty() ? 1 : names.size())));
   if (!array)
@@ -259,20 +238,8 @@ PreferencesService::PreferencesService(std::string aPrefsFilePath, PrefsDiagnost
   readFile(mPrefsFilePath);
 }
 
-NS_IMETHODIMP PreferencesService::QueryInterface(REFNSIID aIID, void** aResult) {
-  if (aIID.Equals(NS_GET_IID(nsIPrefService)) || aIID.Equals(NS_GET_IID(nsISupports))) {
-    *aResult = static_cast<nsIPrefService*>(this);
-  } else if (aIID.Equals(NS_GET_IID(nsIPrefBranch))) {
-    *aResult = static_cast<nsIPrefBranch*>(this);
-  } else {
-    *aResult = nullptr;
-    return NS_ERROR_NO_INTERFACE;
-  }
-  AddRef();
-  return NS_OK;
-}
-
-MAILHOST_IMPL_REFCOUNTING(PreferencesService)
+// The service is also the root branch.
+NS_IMPL_ISUPPORTS2(PreferencesService, nsIPrefService, nsIPrefBranch)
 
 nsresult PreferencesService::readFile(const std::string& aPath) {
   int fd = open(aPath.c_str(), O_RDONLY | O_CLOEXEC);
@@ -320,8 +287,7 @@ NS_IMETHODIMP PreferencesService::SavePrefFile(nsIFile* aFile) {
   std::string path = mPrefsFilePath;
   if (aFile) {
     nsresult rv = nativePath(aFile, path);
-    if (NS_FAILED(rv))
-      return rv;
+    NS_ENSURE_SUCCESS(rv, rv);
   }
   // Written beside the target and renamed over it, so a crash never leaves half a file and two
   // saves never share a temporary; the profile's preferences are the user's alone (0600).
@@ -338,8 +304,7 @@ NS_IMETHODIMP PreferencesService::SavePrefFile(nsIFile* aFile) {
 
 nsresult PreferencesService::makeBranch(const char* aPrefRoot, PreferenceStore::Layer aLayer,
                                         nsIPrefBranch** aResult) {
-  if (!aResult)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aResult);
   if ((!aPrefRoot || !*aPrefRoot) && aLayer == PreferenceStore::Layer::Effective) {
     *aResult = static_cast<nsIPrefBranch*>(this);
     AddRef();
@@ -363,8 +328,7 @@ nsresult registerPreferencesService(const std::string& aPrefsFilePath,
                                     PrefsDiagnostics aDiagnostics) {
   nsCOMPtr<nsIComponentRegistrar> registrar;
   nsresult rv = NS_GetComponentRegistrar(getter_AddRefs(registrar));
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   auto* service = new PreferencesService(aPrefsFilePath, std::move(aDiagnostics));
   nsCOMPtr<nsIFactory> factory = new PreferencesServiceFactory(service);
   return registrar->RegisterFactory(kPreferencesServiceCID, "Preferences Service",

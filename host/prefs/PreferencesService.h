@@ -60,9 +60,7 @@ public:
   // prefs.js is read at once; a missing file is an empty profile.
   PreferencesService(std::string aPrefsFilePath, PrefsDiagnostics aDiagnostics);
 
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override;
-  NS_IMETHOD_(nsrefcnt) AddRef() override;
-  NS_IMETHOD_(nsrefcnt) Release() override;
+  NS_DECL_ISUPPORTS
 
   NS_IMETHOD ReadUserPrefs(nsIFile* aFile) override;
   NS_IMETHOD ResetPrefs() override;
@@ -79,7 +77,6 @@ private:
   nsresult makeBranch(const char* aPrefRoot, PreferenceStore::Layer aLayer,
                       nsIPrefBranch** aResult);
 
-  nsrefcnt mRefCount = 0;
   PreferenceStore mStore;
   std::string mPrefsFilePath;
   PrefsDiagnostics mDiagnostics;

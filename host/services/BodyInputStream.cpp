@@ -1,7 +1,5 @@
 #include "BodyInputStream.h"
 
-#include "RefCounting.h"
-
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -10,11 +8,7 @@ namespace mailhost {
 
 BodyInputStream::BodyInputStream(std::shared_ptr<const BodyBuffer> body) : mBody(std::move(body)) {}
 
-MAILHOST_IMPL_REFCOUNTING(BodyInputStream)
-
-NS_IMETHODIMP BodyInputStream::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<BodyInputStream, nsISupports, nsIInputStream>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(BodyInputStream, nsIInputStream)
 
 NS_IMETHODIMP BodyInputStream::Close() {
   mBody.reset();
@@ -23,8 +17,7 @@ NS_IMETHODIMP BodyInputStream::Close() {
 }
 
 NS_IMETHODIMP BodyInputStream::Available(PRUint32* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   if (!mBody)
     return kStreamClosed;
   *_retval = static_cast<PRUint32>(
@@ -45,8 +38,8 @@ NS_IMETHODIMP BodyInputStream::Read(char* aBuf, PRUint32 aCount, PRUint32* _retv
 
 NS_IMETHODIMP BodyInputStream::ReadSegments(nsWriteSegmentFun aWriter, void* aClosure,
                                             PRUint32 aCount, PRUint32* _retval) {
-  if (!aWriter || !_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aWriter);
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = 0;
   std::size_t count = mBody ? std::min<std::size_t>(aCount, mBody->size() - mPosition) : 0;
   while (count > 0) {
@@ -64,8 +57,7 @@ NS_IMETHODIMP BodyInputStream::ReadSegments(nsWriteSegmentFun aWriter, void* aCl
 }
 
 NS_IMETHODIMP BodyInputStream::IsNonBlocking(PRBool* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = PR_FALSE;
   return NS_OK;
 }

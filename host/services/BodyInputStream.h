@@ -29,7 +29,6 @@ public:
 private:
   ~BodyInputStream() = default;
 
-  nsrefcnt mRefCount = 0;
   std::shared_ptr<const BodyBuffer> mBody;
   std::size_t mPosition = 0;
 };

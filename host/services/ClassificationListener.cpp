@@ -1,15 +1,8 @@
 #include "ClassificationListener.h"
 
-#include "RefCounting.h"
-
 namespace mailhost {
 
-MAILHOST_IMPL_REFCOUNTING(ClassificationListener)
-
-NS_IMETHODIMP ClassificationListener::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<ClassificationListener, nsISupports, nsIJunkMailClassificationListener>(
-      this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(ClassificationListener, nsIJunkMailClassificationListener)
 
 NS_IMETHODIMP ClassificationListener::OnMessageClassified(const char* aMsgURI,
                                                           nsMsgJunkStatus aClassification) {

@@ -32,7 +32,6 @@ public:
 private:
   ~ClassificationListener() = default;
 
-  nsrefcnt mRefCount = 0;
   Callback mCallback;
 };
 

@@ -1,6 +1,7 @@
 #include "ExchangeWatch.h"
 
 #include <CoreServices/CoreServices.h>
+#include <QuellbarkEvents.h>
 
 #include <chrono>
 #include <cmath>
@@ -9,9 +10,6 @@
 namespace mailhost {
 
 namespace {
-
-constexpr AEEventClass kSpamFilterClass = 0x5162726b; // 'Qbrk'
-constexpr AEEventID kScoreEvent = 0x51736372;         // 'Qscr'
 
 using Clock = std::chrono::steady_clock;
 
@@ -27,7 +25,7 @@ bool attribute(const AppleEvent* event, AEKeyword key, OSType& value) {
 
 bool isSpamFilterEvent(const AppleEvent* event) {
   OSType eventClass = 0;
-  return attribute(event, keyEventClassAttr, eventClass) && eventClass == kSpamFilterClass;
+  return attribute(event, keyEventClassAttr, eventClass) && eventClass == kQuellbarkEventClass;
 }
 
 std::string seconds(Clock::duration elapsed) {
@@ -57,7 +55,7 @@ std::string failureOf(const AppleEvent* event, OSStatus status, const AppleEvent
     return "the exchange with Quellbark failed" + code;
   }
   OSType id = 0;
-  bool scoring = attribute(event, keyEventIDAttr, id) && id == kScoreEvent;
+  bool scoring = attribute(event, keyEventIDAttr, id) && id == kQuellbarkScoreEvent;
   bool hasReply = reply && reply->descriptorType != typeNull;
   SInt16 errorNumber = 0;
   OSErr errorRead = errAEDescNotFound;

@@ -1,7 +1,5 @@
 #include "MailUrl.h"
 
-#include "RefCounting.h"
-
 #include <nsXPCOM.h>
 
 #include <cstring>
@@ -24,11 +22,7 @@ std::string toStd(const nsACString& value) {
 
 MailUrl::MailUrl(std::string spec) : mSpec(std::move(spec)) {}
 
-MAILHOST_IMPL_REFCOUNTING(MailUrl)
-
-NS_IMETHODIMP MailUrl::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<MailUrl, nsISupports, nsIURI, nsIURL, nsIMsgMailNewsUrl>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS3(MailUrl, nsIURI, nsIURL, nsIMsgMailNewsUrl)
 
 std::string MailUrl::scheme() const {
   return mSpec.substr(0, mSpec.find(':'));
@@ -91,8 +85,7 @@ NS_IMETHODIMP MailUrl::GetOriginCharset(nsACString& aOriginCharset) {
   return GetUserPass(aOriginCharset);
 }
 NS_IMETHODIMP MailUrl::GetPort(PRInt32* aPort) {
-  if (!aPort)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aPort);
   *aPort = -1;
   return NS_OK;
 }
@@ -101,24 +94,22 @@ NS_IMETHODIMP MailUrl::GetPath(nsACString& aPath) {
   return NS_OK;
 }
 NS_IMETHODIMP MailUrl::Equals(nsIURI* other, PRBool* _retval) {
-  if (!other || !_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(other);
+  NS_ENSURE_ARG_POINTER(_retval);
   nsCString otherSpec;
   nsresult rv = other->GetSpec(otherSpec);
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   *_retval = toStd(otherSpec) == mSpec ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }
 NS_IMETHODIMP MailUrl::SchemeIs(const char* aScheme, PRBool* _retval) {
-  if (!aScheme || !_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aScheme);
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = scheme() == aScheme ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }
 NS_IMETHODIMP MailUrl::Clone(nsIURI** _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = new MailUrl(mSpec);
   (*_retval)->AddRef();
   return NS_OK;
@@ -231,8 +222,7 @@ NS_IMETHODIMP MailUrl::GetRelativeSpec(nsIURI*, nsACString&) {
 // nsIMsgMailNewsUrl: the header sink, the window and the running state are kept; the rest
 // belongs to a full mail session.
 NS_IMETHODIMP MailUrl::GetMsgHeaderSink(nsIMsgHeaderSink** aMsgHeaderSink) {
-  if (!aMsgHeaderSink)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aMsgHeaderSink);
   *aMsgHeaderSink = mHeaderSink.get();
   if (*aMsgHeaderSink)
     (*aMsgHeaderSink)->AddRef();
@@ -244,8 +234,7 @@ NS_IMETHODIMP MailUrl::SetMsgHeaderSink(nsIMsgHeaderSink* aMsgHeaderSink) {
   return NS_OK;
 }
 NS_IMETHODIMP MailUrl::GetMsgWindow(nsIMsgWindow** aMsgWindow) {
-  if (!aMsgWindow)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aMsgWindow);
   *aMsgWindow = mMsgWindow.get();
   if (*aMsgWindow)
     (*aMsgWindow)->AddRef();
@@ -260,14 +249,12 @@ NS_IMETHODIMP MailUrl::SetUrlState(PRBool runningUrl, nsresult) {
   return NS_OK;
 }
 NS_IMETHODIMP MailUrl::GetUrlState(PRBool* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = mRunning;
   return NS_OK;
 }
 NS_IMETHODIMP MailUrl::GetSuppressErrorMsgs(PRBool* aSuppressErrorMsgs) {
-  if (!aSuppressErrorMsgs)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aSuppressErrorMsgs);
   *aSuppressErrorMsgs = mSuppressErrors;
   return NS_OK;
 }

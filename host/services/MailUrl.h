@@ -116,7 +116,6 @@ private:
   std::string path() const;     // after the authority: "/file?query#ref"
   std::string filePath() const; // the path without query and ref
 
-  nsrefcnt mRefCount = 0;
   std::string mSpec;
   nsCOMPtr<nsIMsgHeaderSink> mHeaderSink;
   nsCOMPtr<nsIMsgWindow> mMsgWindow;

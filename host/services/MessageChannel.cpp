@@ -1,7 +1,5 @@
 #include "MessageChannel.h"
 
-#include "RefCounting.h"
-
 namespace mailhost {
 
 namespace {
@@ -12,16 +10,14 @@ constexpr const char* kContentCharset = "UTF-8";
 
 template <typename T>
 nsresult handOutNull(T** out) {
-  if (!out)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(out);
   *out = nullptr;
   return NS_OK;
 }
 
 template <typename T>
 nsresult handOut(T* object, T** out) {
-  if (!out)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(out);
   *out = object;
   if (object)
     object->AddRef();
@@ -32,11 +28,7 @@ nsresult handOut(T* object, T** out) {
 
 MessageChannel::MessageChannel(MailUrl* url) : mUrl(url), mOriginalUri(url) {}
 
-MAILHOST_IMPL_REFCOUNTING(MessageChannel)
-
-NS_IMETHODIMP MessageChannel::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<MessageChannel, nsISupports, nsIRequest, nsIChannel>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS2(MessageChannel, nsIRequest, nsIChannel)
 
 void MessageChannel::fail(nsresult status) {
   if (NS_SUCCEEDED(mStatus))
@@ -48,14 +40,12 @@ NS_IMETHODIMP MessageChannel::GetName(nsACString& aName) {
   return NS_OK;
 }
 NS_IMETHODIMP MessageChannel::IsPending(PRBool* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = mPending ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }
 NS_IMETHODIMP MessageChannel::GetStatus(nsresult* aStatus) {
-  if (!aStatus)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aStatus);
   *aStatus = mStatus;
   return NS_OK;
 }
@@ -78,8 +68,7 @@ NS_IMETHODIMP MessageChannel::SetLoadGroup(nsILoadGroup*) {
   return NS_ERROR_NOT_IMPLEMENTED;
 }
 NS_IMETHODIMP MessageChannel::GetLoadFlags(nsLoadFlags* aLoadFlags) {
-  if (!aLoadFlags)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aLoadFlags);
   *aLoadFlags = mLoadFlags;
   return NS_OK;
 }
@@ -92,8 +81,7 @@ NS_IMETHODIMP MessageChannel::GetOriginalURI(nsIURI** aOriginalURI) {
   return handOut(mOriginalUri.get(), aOriginalURI);
 }
 NS_IMETHODIMP MessageChannel::SetOriginalURI(nsIURI* aOriginalURI) {
-  if (!aOriginalURI)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aOriginalURI);
   mOriginalUri = aOriginalURI;
   return NS_OK;
 }
@@ -130,8 +118,7 @@ NS_IMETHODIMP MessageChannel::SetContentCharset(const nsACString&) {
   return NS_ERROR_NOT_IMPLEMENTED;
 }
 NS_IMETHODIMP MessageChannel::GetContentLength(PRInt32* aContentLength) {
-  if (!aContentLength)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aContentLength);
   *aContentLength = mContentLength;
   return NS_OK;
 }

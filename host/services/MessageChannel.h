@@ -56,7 +56,6 @@ public:
 private:
   ~MessageChannel() = default;
 
-  nsrefcnt mRefCount = 0;
   nsCOMPtr<MailUrl> mUrl;
   nsCOMPtr<nsIURI> mOriginalUri;
   nsresult mStatus = NS_OK;

@@ -2,7 +2,6 @@
 
 #include "MailError.h"
 #include "MailUrl.h"
-#include "RefCounting.h"
 
 #include <nsCOMPtr.h>
 #include <nsIComponentRegistrar.h>
@@ -23,8 +22,7 @@ public:
 
   NS_DECL_ISUPPORTS
   NS_IMETHOD CreateInstance(nsISupports* aOuter, const nsIID& iid, void** result) override {
-    if (!result)
-      return NS_ERROR_NULL_POINTER;
+    NS_ENSURE_ARG_POINTER(result);
     *result = nullptr;
     if (aOuter)
       return NS_ERROR_NO_AGGREGATION;
@@ -34,15 +32,10 @@ public:
 
 private:
   ~MessageServiceFactory() = default;
-  nsrefcnt mRefCount = 0;
   nsCOMPtr<MessageService> mService;
 };
 
-MAILHOST_IMPL_REFCOUNTING(MessageServiceFactory)
-
-NS_IMETHODIMP MessageServiceFactory::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<MessageServiceFactory, nsISupports, nsIFactory>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(MessageServiceFactory, nsIFactory)
 
 } // namespace
 
@@ -51,11 +44,7 @@ MessageService::MessageService(EventLoop& loop, DeliveryFailureReporter reportFa
 
 MessageService::~MessageService() = default;
 
-MAILHOST_IMPL_REFCOUNTING(MessageService)
-
-NS_IMETHODIMP MessageService::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<MessageService, nsISupports, nsIMsgMessageService>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(MessageService, nsIMsgMessageService)
 
 NS_IMETHODIMP MessageService::StreamMessage(const char* aMessageURI, nsISupports* aConsumer,
                                             nsIMsgWindow* aMsgWindow, nsIUrlListener* aUrlListener,
@@ -63,8 +52,8 @@ NS_IMETHODIMP MessageService::StreamMessage(const char* aMessageURI, nsISupports
                                                      mail code*/
                                             ,
                                             const char* aAdditionalHeader, nsIURI** _retval) {
-  if (!aMessageURI || !aConsumer)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aMessageURI);
+  NS_ENSURE_ARG_POINTER(aConsumer);
   if (!aAdditionalHeader || std::strcmp(aAdditionalHeader, kFilterConversion) != 0)
     return NS_ERROR_NOT_IMPLEMENTED;
   nsCOMPtr<nsIStreamListener> listener;
@@ -160,15 +149,13 @@ nsresult registerMessageService(MessageService* service, const nsCID& classId,
                                 nsIFactory** registered) {
   nsCOMPtr<nsIComponentRegistrar> registrar;
   nsresult rv = NS_GetComponentRegistrar(getter_AddRefs(registrar));
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   nsCOMPtr<nsIFactory> factory = new MessageServiceFactory(service);
   bool first = true;
   for (const char* contractId : contractIds) {
     // The same class under every further contract ID.
     rv = registrar->RegisterFactory(classId, className, contractId, first ? factory : nullptr);
-    if (NS_FAILED(rv))
-      return rv;
+    NS_ENSURE_SUCCESS(rv, rv);
     first = false;
   }
   if (registered) {

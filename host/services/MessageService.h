@@ -75,7 +75,6 @@ private:
   void schedule();
   void pump();
 
-  nsrefcnt mRefCount = 0;
   EventLoop& mLoop;
   DeliveryFailureReporter mReportFailure;
   std::deque<std::unique_ptr<MessageDelivery>> mQueue;

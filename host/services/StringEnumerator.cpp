@@ -1,21 +1,14 @@
 #include "StringEnumerator.h"
 
-#include "RefCounting.h"
-
 namespace mailhost {
 
 StringEnumerator::StringEnumerator(std::vector<std::string> strings)
     : mStrings(std::move(strings)) {}
 
-MAILHOST_IMPL_REFCOUNTING(StringEnumerator)
-
-NS_IMETHODIMP StringEnumerator::QueryInterface(REFNSIID aIID, void** aResult) {
-  return queryChain<StringEnumerator, nsISupports, nsIUTF8StringEnumerator>(this, aIID, aResult);
-}
+NS_IMPL_ISUPPORTS1(StringEnumerator, nsIUTF8StringEnumerator)
 
 NS_IMETHODIMP StringEnumerator::HasMore(PRBool* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = mNext < mStrings.size() ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }

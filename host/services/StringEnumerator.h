@@ -19,7 +19,6 @@ public:
 private:
   ~StringEnumerator() = default;
 
-  nsrefcnt mRefCount = 0;
   std::vector<std::string> mStrings;
   std::size_t mNext = 0;
 };

@@ -5,20 +5,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreServices/CoreServices.h>
-
-// A four-character code from its four characters, first character in the high byte.
-constexpr FourCharCode quellbarkFourCharCode(const char (&code)[5]) {
-  return (FourCharCode(UInt8(code[0])) << 24) | (FourCharCode(UInt8(code[1])) << 16) |
-         (FourCharCode(UInt8(code[2])) << 8) | FourCharCode(UInt8(code[3]));
-}
-
-// The application is addressed by its creator signature, which is also the class of its events.
-inline constexpr OSType kQuellbarkSignature = quellbarkFourCharCode("Qbrk");
-inline constexpr AEEventClass kQuellbarkEventClass = quellbarkFourCharCode("Qbrk");
-inline constexpr AEEventID kQuellbarkScoreEvent = quellbarkFourCharCode("Qscr");
-inline constexpr AEEventID kQuellbarkTrainSpamEvent = quellbarkFourCharCode("addS");
-inline constexpr AEEventID kQuellbarkTrainGoodEvent = quellbarkFourCharCode("addG");
-inline constexpr AEKeyword kQuellbarkMessageParam = quellbarkFourCharCode("Mess");
+#include <QuellbarkEvents.h>
 
 // Builds a complete event around the message bytes (without its reply port). An event whose
 // build failed must be neither sent nor disposed of.

@@ -20,6 +20,7 @@ public:
   void processMessageData(CFDataRef aMessageData) override;
   virtual void classifyNextMessage();
 
+private:
   nsBayesianFilter* mFilter;
   nsCOMPtr<nsISupports> mFilterRef; // keeps the filter alive while the batch runs
   nsCOMPtr<nsIJunkMailClassificationListener> mClassificationListener;

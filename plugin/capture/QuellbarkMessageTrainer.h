@@ -16,6 +16,7 @@ public:
 
   void processMessageData(CFDataRef aMessageData) override;
 
+private:
   nsBayesianFilter* mFilter;
   nsCOMPtr<nsISupports> mFilterRef; // keeps the filter alive while the request runs
   nsCOMPtr<nsIJunkMailClassificationListener> mClassificationListener;

@@ -20,6 +20,14 @@ public:
   // listener's).
   virtual void processMessageData(CFDataRef aMessageData) = 0;
 
+  // Set by the creator right after it made the listener; this takes the listener's first
+  // reference.
+  void attachListener(nsIStreamListener* aListener) { mStreamListener = aListener; }
+  nsIStreamListener* streamListener() const { return mStreamListener; }
+  // Set before each message is streamed.
+  void setMessageUri(char const* aMsgURI) { mMessageUri.Assign(aMsgURI); }
+
+protected:
   // The listener that feeds this analyzer; cleared when the analyzer's work is
   // done.
   nsCOMPtr<nsIStreamListener> mStreamListener;

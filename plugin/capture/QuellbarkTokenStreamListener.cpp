@@ -24,7 +24,7 @@ void appendCString(CFMutableDataRef aData, char const* aText) {
 } // namespace
 
 QuellbarkTokenStreamListener::QuellbarkTokenStreamListener(QuellbarkTokenAnalyzer* aAnalyzer)
-    : mRefCount(0), mAnalyzer(aAnalyzer), mData(nullptr) {
+    : mAnalyzer(aAnalyzer), mData(nullptr) {
   debug("QuellbarkTokenStreamListener::QuellbarkTokenStreamListener");
 }
 
@@ -36,36 +36,9 @@ QuellbarkTokenStreamListener::~QuellbarkTokenStreamListener() {
   debug("QuellbarkTokenStreamListener::~QuellbarkTokenStreamListener");
 }
 
-NS_IMETHODIMP QuellbarkTokenStreamListener::QueryInterface(REFNSIID aIID, void** aResult) {
-  nsISupports* face = nullptr;
-  if (aIID.Equals(NS_GET_IID(nsIRequestObserver)) || aIID.Equals(NS_GET_IID(nsIStreamListener)))
-    face = static_cast<nsIStreamListener*>(this);
-  else if (aIID.Equals(NS_GET_IID(nsIMsgHeaderSink)))
-    face = static_cast<nsIMsgHeaderSink*>(this);
-  else if (aIID.Equals(NS_GET_IID(nsISupports)))
-    face = static_cast<nsIStreamListener*>(this);
-
-  if (!face) {
-    *aResult = nullptr;
-    return NS_ERROR_NO_INTERFACE;
-  }
-  face->AddRef();
-  *aResult = face;
-  return NS_OK;
-}
-
-NS_IMETHODIMP_(nsrefcnt) QuellbarkTokenStreamListener::AddRef() {
-  return ++mRefCount;
-}
-
-NS_IMETHODIMP_(nsrefcnt) QuellbarkTokenStreamListener::Release() {
-  nsrefcnt count = --mRefCount;
-  if (count != 0)
-    return count;
-  mRefCount = 1; // references taken and dropped while dying must not destroy us twice
-  delete this;
-  return 0;
-}
+// Two faces: the stream listener (also the nsISupports face) and the header sink.
+NS_IMPL_ISUPPORTS3(QuellbarkTokenStreamListener, nsIRequestObserver, nsIStreamListener,
+                   nsIMsgHeaderSink)
 
 NS_IMETHODIMP QuellbarkTokenStreamListener::OnStartRequest(nsIRequest* aRequest, nsISupports*) {
   debug("QuellbarkTokenStreamListener::OnStartRequest");

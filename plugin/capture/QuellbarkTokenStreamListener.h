@@ -11,14 +11,12 @@
 class QuellbarkTokenAnalyzer;
 
 class QuellbarkTokenStreamListener : public nsIStreamListener, public nsIMsgHeaderSink {
-public:
+  // Plain arithmetic: one host thread only.
+  NS_DECL_ISUPPORTS
+
   explicit QuellbarkTokenStreamListener(QuellbarkTokenAnalyzer* aAnalyzer);
   QuellbarkTokenStreamListener(QuellbarkTokenStreamListener const&) = delete;
   QuellbarkTokenStreamListener& operator=(QuellbarkTokenStreamListener const&) = delete;
-
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override;
-  NS_IMETHOD_(nsrefcnt) AddRef() override;
-  NS_IMETHOD_(nsrefcnt) Release() override;
 
   // nsIRequestObserver and nsIStreamListener
   NS_IMETHOD OnStartRequest(nsIRequest* aRequest, nsISupports* aContext) override;
@@ -46,7 +44,6 @@ public:
   virtual ~QuellbarkTokenStreamListener();
 
 private:
-  nsrefcnt mRefCount;                // plain arithmetic: one host thread only
   QuellbarkTokenAnalyzer* mAnalyzer; // owned: deleted with the listener
   CFMutableDataRef mData;            // the message being captured; null between messages
 };

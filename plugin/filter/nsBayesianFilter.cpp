@@ -14,7 +14,7 @@
 
 // The host's junk threshold is read as the built-in filter reads it, then
 // dropped: the cut-off between good and junk is Quellbark's fixed score of 50.
-nsBayesianFilter::nsBayesianFilter() : mRefCount(0) {
+nsBayesianFilter::nsBayesianFilter() {
   nsresult rv;
   nsCOMPtr<nsIPrefBranch> prefBranch = do_GetService("@mozilla.org/preferences-service;1", &rv);
   if (prefBranch) {
@@ -26,29 +26,7 @@ nsBayesianFilter::nsBayesianFilter() : mRefCount(0) {
   rv = prefService->GetBranch(nullptr, getter_AddRefs(rootBranch));
 }
 
-NS_IMETHODIMP nsBayesianFilter::QueryInterface(REFNSIID aIID, void** aResult) {
-  if (aIID.Equals(NS_GET_IID(nsIMsgFilterPlugin)) || aIID.Equals(NS_GET_IID(nsIJunkMailPlugin)) ||
-      aIID.Equals(NS_GET_IID(nsISupports))) {
-    *aResult = this;
-    AddRef();
-    return NS_OK;
-  }
-  *aResult = nullptr;
-  return NS_ERROR_NO_INTERFACE;
-}
-
-NS_IMETHODIMP_(nsrefcnt) nsBayesianFilter::AddRef() {
-  return ++mRefCount;
-}
-
-NS_IMETHODIMP_(nsrefcnt) nsBayesianFilter::Release() {
-  nsrefcnt count = --mRefCount;
-  if (count != 0)
-    return count;
-  mRefCount = 1; // so that references taken while dying cannot free the object twice
-  delete this;
-  return 0;
-}
+NS_IMPL_ISUPPORTS2(nsBayesianFilter, nsIMsgFilterPlugin, nsIJunkMailPlugin)
 
 NS_IMETHODIMP nsBayesianFilter::Shutdown() {
   return NS_OK;
@@ -69,7 +47,7 @@ NS_IMETHODIMP nsBayesianFilter::ClassifyMessage(char const* aMsgURI, nsIMsgWindo
                                                 nsIJunkMailClassificationListener* aListener) {
   debug("nsBayesianFilter::ClassifyMessage()");
   auto* classifier = new QuellbarkMessageClassifier(this, aListener, aMsgWindow, 1, &aMsgURI);
-  classifier->mStreamListener = new QuellbarkTokenStreamListener(classifier);
+  classifier->attachListener(new QuellbarkTokenStreamListener(classifier));
   return streamMessage(aMsgURI, aMsgWindow, classifier);
 }
 
@@ -81,7 +59,7 @@ NS_IMETHODIMP nsBayesianFilter::ClassifyMessages(PRUint32 aCount, char const** a
   debug("nsBayesianFilter::ClassifyMessages()");
   auto* classifier =
       new QuellbarkMessageClassifier(this, aListener, aMsgWindow, PRInt32(aCount), aMsgURIs);
-  classifier->mStreamListener = new QuellbarkTokenStreamListener(classifier);
+  classifier->attachListener(new QuellbarkTokenStreamListener(classifier));
   return streamMessage(aMsgURIs[0], aMsgWindow, classifier);
 }
 
@@ -94,7 +72,7 @@ nsBayesianFilter::SetMessageClassification(char const* aMsgURI, PRUint32 aOldCla
   debug("nsBayesianFilter::SetMessageClassification()");
   auto* trainer =
       new QuellbarkMessageTrainer(this, aOldClassification, aNewClassification, aListener);
-  trainer->mStreamListener = new QuellbarkTokenStreamListener(trainer);
+  trainer->attachListener(new QuellbarkTokenStreamListener(trainer));
   return streamMessage(aMsgURI, aMsgWindow, trainer);
 }
 
@@ -104,11 +82,10 @@ nsresult nsBayesianFilter::streamMessage(char const* aMsgURI, nsIMsgWindow* aMsg
   debug("nsBayesianFilter::streamMessage()");
   nsCOMPtr<nsIMsgMessageService> messageService;
   nsresult rv = GetMessageServiceFromURI(aMsgURI, getter_AddRefs(messageService));
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
 
-  aAnalyzer->mMessageUri.Assign(aMsgURI);
-  return messageService->StreamMessage(aMsgURI, aAnalyzer->mStreamListener, aMsgWindow, nullptr,
+  aAnalyzer->setMessageUri(aMsgURI);
+  return messageService->StreamMessage(aMsgURI, aAnalyzer->streamListener(), aMsgWindow, nullptr,
                                        PR_TRUE, "filter", nullptr);
 }
 

@@ -7,12 +7,10 @@
 class QuellbarkTokenAnalyzer;
 
 class nsBayesianFilter final : public nsIJunkMailPlugin {
-public:
-  nsBayesianFilter();
+  // Plain arithmetic: the host calls the plug-in from one thread only.
+  NS_DECL_ISUPPORTS
 
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override;
-  NS_IMETHOD_(nsrefcnt) AddRef() override;
-  NS_IMETHOD_(nsrefcnt) Release() override;
+  nsBayesianFilter();
 
   NS_IMETHOD Shutdown() override;
   NS_IMETHOD GetShouldDownloadAllHeaders(PRBool* aResult) override;
@@ -34,8 +32,4 @@ public:
   // message of a batch.
   nsresult streamMessage(char const* aMsgURI, nsIMsgWindow* aMsgWindow,
                          QuellbarkTokenAnalyzer* aAnalyzer);
-
-private:
-  // Plain arithmetic: the host calls the plug-in from one thread only.
-  nsrefcnt mRefCount;
 };

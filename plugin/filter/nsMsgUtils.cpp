@@ -23,12 +23,10 @@ nsresult GetMessageServiceContractIDForURI(char const* aUri, nsCString& aContrac
 nsresult GetMessageServiceFromURI(char const* aUri, nsIMsgMessageService** aMessageService) {
   nsCString contractID;
   nsresult rv = GetMessageServiceContractIDForURI(aUri, contractID);
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
 
   nsCOMPtr<nsIMsgMessageService> service = do_GetService(contractID.get(), &rv);
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
 
   *aMessageService = service;
   if (*aMessageService)

@@ -2,21 +2,9 @@
 // host's own identity for its Bayesian junk-mail filter so that this component replaces it.
 #include "filter/nsBayesianFilter.h"
 
-#include <new>
 #include <nsIGenericFactory.h>
 
-static NS_METHOD nsBayesianFilterConstructor(nsISupports* aOuter, REFNSIID aIID, void** aResult) {
-  *aResult = nullptr;
-  if (aOuter)
-    return NS_ERROR_NO_AGGREGATION;
-  nsBayesianFilter* filter = new (std::nothrow) nsBayesianFilter();
-  if (!filter)
-    return NS_ERROR_OUT_OF_MEMORY;
-  filter->AddRef();
-  nsresult rv = filter->QueryInterface(aIID, aResult);
-  filter->Release();
-  return rv;
-}
+NS_GENERIC_FACTORY_CONSTRUCTOR(nsBayesianFilter)
 
 static const nsModuleComponentInfo components[] = {
     {"Bayesian Filter",

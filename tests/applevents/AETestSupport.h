@@ -1,5 +1,5 @@
-// Shared helpers for the Apple Event tests: owned descriptors, four-character codes and
-// byte strings written the way the flattened layout is documented.
+// Shared helpers for the Apple Event tests: owned descriptors and byte strings written the way the
+// flattened layout is documented.
 #pragma once
 
 #include <CoreServices/CoreServices.h>
@@ -13,11 +13,6 @@
 namespace aetest {
 
 using Bytes = std::vector<std::uint8_t>;
-
-constexpr FourCharCode fcc(const char (&s)[5]) {
-  return FourCharCode(std::uint8_t(s[0])) << 24 | FourCharCode(std::uint8_t(s[1])) << 16 |
-         FourCharCode(std::uint8_t(s[2])) << 8 | FourCharCode(std::uint8_t(s[3]));
-}
 
 // A descriptor that disposes of itself.
 struct Desc : AEDesc {

@@ -125,9 +125,9 @@ TEST(BuildDesc, SubstitutesArgumentsByType) {
   ASSERT_EQ(AEBuildDesc(&d, nullptr,
                         "[bool(@), shor(@), long(@), enum(@), type(@), sing(@), doub(@), "
                         "TEXT(@), tdta(@), @, (@), TEXT(@)]",
-                        7, -2, 70000, int(fcc("true")), int(fcc("cwin")), 1.5, 2.25, "str", 3L,
-                        blob, static_cast<const AEDesc*>(&inner), static_cast<const AEDesc*>(&item),
-                        static_cast<const char*>(nullptr)),
+                        7, -2, 70000, int(FOUR_CHAR_CODE("true")), int(FOUR_CHAR_CODE("cwin")), 1.5,
+                        2.25, "str", 3L, blob, static_cast<const AEDesc*>(&inner),
+                        static_cast<const AEDesc*>(&item), static_cast<const char*>(nullptr)),
             noErr);
   struct Expect {
     DescType type;
@@ -135,12 +135,12 @@ TEST(BuildDesc, SubstitutesArgumentsByType) {
   } expected[] = {{typeBoolean, {1}},
                   {typeSInt16, raw<SInt16>(-2)},
                   {typeSInt32, raw<SInt32>(70000)},
-                  {typeEnumerated, raw<FourCharCode>(fcc("true"))},
-                  {typeType, raw<FourCharCode>(fcc("cwin"))},
+                  {typeEnumerated, raw<FourCharCode>(FOUR_CHAR_CODE("true"))},
+                  {typeType, raw<FourCharCode>(FOUR_CHAR_CODE("cwin"))},
                   {typeIEEE32BitFloatingPoint, raw(1.5f)},
                   {typeIEEE64BitFloatingPoint, raw(2.25)},
                   {typeChar, text("str")},
-                  {fcc("tdta"), Bytes{'x', 0, 'z'}},
+                  {FOUR_CHAR_CODE("tdta"), Bytes{'x', 0, 'z'}},
                   {typeChar, text("in")},
                   {typeType, text("ABCD")},
                   {typeChar, {}}};
@@ -158,8 +158,9 @@ TEST(BuildDesc, SubstitutesArgumentsByType) {
 TEST(BuildAppleEvent, SyntaxErrorLeavesNullEvent) {
   Desc ev;
   AEBuildError err{};
-  EXPECT_EQ(AEBuildAppleEvent(fcc("Qbrk"), fcc("Qscr"), typeApplSignature, "Qbrk", 4, -1, 0, &ev,
-                              &err, "'----':'null'(),bDec:bool(@) bRFC:x", 1),
+  EXPECT_EQ(AEBuildAppleEvent(FOUR_CHAR_CODE("Qbrk"), FOUR_CHAR_CODE("Qscr"), typeApplSignature,
+                              "Qbrk", 4, -1, 0, &ev, &err, "'----':'null'(),bDec:bool(@) bRFC:x",
+                              1),
             errAEBuildSyntaxError);
   EXPECT_EQ(err.fError, aeBuildSyntaxNoEOF);
   EXPECT_EQ(err.fErrorPos, 29u);

@@ -44,7 +44,8 @@ TEST(Coercion, PointersFollowTheTable) {
       {"shor_2_to_bool", typeSInt16, raw<SInt16>(2), typeBoolean, kFail},
       {"enum_true_to_bool", typeEnumerated, raw<FourCharCode>(typeTrue), typeBoolean, noErr,
        Bytes{1}},
-      {"enum_other_to_bool", typeEnumerated, raw<FourCharCode>(fcc("yes ")), typeBoolean, kFail},
+      {"enum_other_to_bool", typeEnumerated, raw<FourCharCode>(FOUR_CHAR_CODE("yes ")), typeBoolean,
+       kFail},
       {"null_to_shor", typeNull, Bytes{}, typeSInt16, kFail},
       {"shor_to_record", typeSInt16, raw<SInt16>(1), typeAERecord, kFail},
   };
@@ -66,7 +67,7 @@ TEST(Coercion, ReadingParametersCoercesAndReportsActualType) {
   ASSERT_EQ(AEPutParamPtr(&rec, keyDirectObject, typeChar, "73", 2), noErr);
   Desc inner;
   ASSERT_EQ(AECreateList(nullptr, 0, false, &inner), noErr);
-  ASSERT_EQ(AEPutParamDesc(&rec, fcc("list"), &inner), noErr);
+  ASSERT_EQ(AEPutParamDesc(&rec, FOUR_CHAR_CODE("list"), &inner), noErr);
 
   SInt16 value = 0;
   DescType actual = 0;
@@ -80,9 +81,9 @@ TEST(Coercion, ReadingParametersCoercesAndReportsActualType) {
   ASSERT_EQ(AEGetParamPtr(&rec, keyErrorNumber, typeWildCard, &actual, nullptr, 0, &size), noErr);
   EXPECT_EQ(actual, typeSInt32) << "'****' reports the stored type";
   EXPECT_EQ(size, 4);
-  EXPECT_EQ(AEGetParamPtr(&rec, fcc("list"), typeSInt16, nullptr, &value, 2, nullptr),
+  EXPECT_EQ(AEGetParamPtr(&rec, FOUR_CHAR_CODE("list"), typeSInt16, nullptr, &value, 2, nullptr),
             errAECoercionFail);
-  EXPECT_EQ(AEGetParamPtr(&rec, fcc("none"), typeSInt16, nullptr, &value, 2, nullptr),
+  EXPECT_EQ(AEGetParamPtr(&rec, FOUR_CHAR_CODE("none"), typeSInt16, nullptr, &value, 2, nullptr),
             errAEDescNotFound);
 }
 

@@ -19,11 +19,11 @@ TEST(Desc, BadArgumentsLeaveNullResult) {
 class Event : public testing::Test {
 protected:
   void SetUp() override {
-    OSType sig = fcc("Qbrk");
+    OSType sig = FOUR_CHAR_CODE("Qbrk");
     Desc target;
     ASSERT_EQ(AECreateDesc(typeApplSignature, &sig, 4, &target), noErr);
-    ASSERT_EQ(AECreateAppleEvent(fcc("Qbrk"), fcc("addS"), &target, kAutoGenerateReturnID,
-                                 kAnyTransactionID, &ev),
+    ASSERT_EQ(AECreateAppleEvent(FOUR_CHAR_CODE("Qbrk"), FOUR_CHAR_CODE("addS"), &target,
+                                 kAutoGenerateReturnID, kAnyTransactionID, &ev),
               noErr);
   }
   Desc ev;
@@ -31,7 +31,9 @@ protected:
 
 TEST_F(Event, ReturnIDsAreGeneratedAndDistinct) {
   Desc other;
-  ASSERT_EQ(AECreateAppleEvent(fcc("Qbrk"), fcc("addS"), nullptr, -1, 0, &other), noErr);
+  ASSERT_EQ(
+      AECreateAppleEvent(FOUR_CHAR_CODE("Qbrk"), FOUR_CHAR_CODE("addS"), nullptr, -1, 0, &other),
+      noErr);
   AEReturnID a = 0, b = 0;
   ASSERT_EQ(AEGetAttributePtr(&ev, keyReturnIDAttr, typeSInt16, nullptr, &a, 2, nullptr), noErr);
   ASSERT_EQ(AEGetAttributePtr(&other, keyReturnIDAttr, typeSInt16, nullptr, &b, 2, nullptr), noErr);
@@ -41,7 +43,7 @@ TEST_F(Event, ReturnIDsAreGeneratedAndDistinct) {
 }
 
 TEST_F(Event, AttributesKeepTheirTypeWhenReplaced) {
-  FourCharCode cls = fcc("misc");
+  FourCharCode cls = FOUR_CHAR_CODE("misc");
   ASSERT_EQ(AEPutAttributePtr(&ev, keyEventClassAttr, typeEnumerated, &cls, 4), noErr);
   SInt32 rtid = 77;
   ASSERT_EQ(AEPutAttributePtr(&ev, keyReturnIDAttr, typeSInt32, &rtid, 4), noErr);
@@ -54,9 +56,11 @@ TEST_F(Event, AttributesKeepTheirTypeWhenReplaced) {
   EXPECT_EQ(got, 77);
   EXPECT_EQ(AEPutAttributePtr(&ev, keyReturnIDAttr, typeChar, "x", 1), errAECoercionFail);
   UInt32 port = 1234;
-  ASSERT_EQ(AEPutAttributePtr(&ev, fcc("repp"), typeMachPort, &port, 4), noErr);
+  ASSERT_EQ(AEPutAttributePtr(&ev, FOUR_CHAR_CODE("repp"), typeMachPort, &port, 4), noErr);
   UInt32 back = 0;
-  ASSERT_EQ(AEGetAttributePtr(&ev, fcc("repp"), typeMachPort, nullptr, &back, 4, nullptr), noErr);
+  ASSERT_EQ(
+      AEGetAttributePtr(&ev, FOUR_CHAR_CODE("repp"), typeMachPort, nullptr, &back, 4, nullptr),
+      noErr);
   EXPECT_EQ(back, port);
 }
 
@@ -64,10 +68,13 @@ TEST_F(Event, AttributesKeepTheirTypeWhenReplaced) {
 // is written past it.
 TEST_F(Event, ASmallBufferOnlyTruncates) {
   const Bytes message = {0xFF, 0, 0xFF, '\r', '\n', 'a', 'b', 'c', 'd', 'e'};
-  ASSERT_EQ(AEPutParamPtr(&ev, fcc("Mess"), typeChar, message.data(), Size(message.size())), noErr);
+  ASSERT_EQ(
+      AEPutParamPtr(&ev, FOUR_CHAR_CODE("Mess"), typeChar, message.data(), Size(message.size())),
+      noErr);
   Bytes small(8, 0xEE);
   Size actual = 0;
-  ASSERT_EQ(AEGetParamPtr(&ev, fcc("Mess"), typeChar, nullptr, small.data(), 4, &actual), noErr);
+  ASSERT_EQ(AEGetParamPtr(&ev, FOUR_CHAR_CODE("Mess"), typeChar, nullptr, small.data(), 4, &actual),
+            noErr);
   EXPECT_EQ(actual, Size(message.size()));
   EXPECT_EQ(small, (Bytes{0xFF, 0, 0xFF, '\r', 0xEE, 0xEE, 0xEE, 0xEE}));
 }

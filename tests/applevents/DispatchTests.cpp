@@ -44,7 +44,8 @@ OSErr ownErrn(const AppleEvent*, AppleEvent* reply, SRefCon) {
 // Builds an event of the given class and ID and its default reply.
 struct Exchange {
   Exchange(const char (&cls)[5], const char (&id)[5]) {
-    EXPECT_EQ(AECreateAppleEvent(fcc(cls), fcc(id), nullptr, -1, 0, &event), noErr);
+    EXPECT_EQ(AECreateAppleEvent(FOUR_CHAR_CODE(cls), FOUR_CHAR_CODE(id), nullptr, -1, 0, &event),
+              noErr);
     EXPECT_EQ(AECreateReplyEvent(&event, &reply), noErr);
   }
   SInt16 errn() {
@@ -73,8 +74,11 @@ TEST(Dispatch, DefaultReplyMatchesTheEvent) {
 
 TEST(Dispatch, ExactHandlerBeatsWildcardAndResultsReachErrn) {
   Calls calls;
-  ASSERT_EQ(AEInstallEventHandler(fcc("Tst1"), fcc("Qscr"), answer73, &calls, false), noErr);
-  ASSERT_EQ(AEInstallEventHandler(fcc("Tst1"), typeWildCard, wildcard, &calls, false), noErr);
+  ASSERT_EQ(AEInstallEventHandler(FOUR_CHAR_CODE("Tst1"), FOUR_CHAR_CODE("Qscr"), answer73, &calls,
+                                  false),
+            noErr);
+  ASSERT_EQ(AEInstallEventHandler(FOUR_CHAR_CODE("Tst1"), typeWildCard, wildcard, &calls, false),
+            noErr);
 
   Exchange score("Tst1", "Qscr");
   EXPECT_EQ(AEDispatchAppleEvent(&score.event, &score.reply), noErr);
@@ -93,17 +97,18 @@ TEST(Dispatch, ExactHandlerBeatsWildcardAndResultsReachErrn) {
   ASSERT_EQ(AESizeOfParam(&other.reply, keyErrorNumber, &type, nullptr), noErr);
   EXPECT_EQ(type, typeSInt32);
 
-  AERemoveEventHandler(fcc("Tst1"), fcc("Qscr"), answer73, false);
-  AERemoveEventHandler(fcc("Tst1"), typeWildCard, wildcard, false);
+  AERemoveEventHandler(FOUR_CHAR_CODE("Tst1"), FOUR_CHAR_CODE("Qscr"), answer73, false);
+  AERemoveEventHandler(FOUR_CHAR_CODE("Tst1"), typeWildCard, wildcard, false);
   EXPECT_EQ(calls.count, 2);
 }
 
 TEST(Dispatch, HandlersOwnErrnIsKept) {
-  ASSERT_EQ(AEInstallEventHandler(fcc("Tst3"), typeWildCard, ownErrn, nullptr, false), noErr);
+  ASSERT_EQ(AEInstallEventHandler(FOUR_CHAR_CODE("Tst3"), typeWildCard, ownErrn, nullptr, false),
+            noErr);
   Exchange x("Tst3", "any ");
   EXPECT_EQ(AEDispatchAppleEvent(&x.event, &x.reply), errAEEventNotHandled);
   EXPECT_EQ(x.errn(), -1);
-  AERemoveEventHandler(fcc("Tst3"), typeWildCard, ownErrn, false);
+  AERemoveEventHandler(FOUR_CHAR_CODE("Tst3"), typeWildCard, ownErrn, false);
 }
 
 TEST(Dispatch, NonEventsAreRefused) {
@@ -123,12 +128,14 @@ OSErr counting(const AppleEvent*, AppleEvent*, SRefCon) {
 // Installing and removing on one thread while others dispatch: every dispatch either finds the
 // handler or reports it missing, and the table stays consistent.
 TEST(Dispatch, TableIsSafeAcrossThreads) {
-  ASSERT_EQ(AEInstallEventHandler(fcc("Tst5"), fcc("hit "), counting, nullptr, false), noErr);
+  ASSERT_EQ(AEInstallEventHandler(FOUR_CHAR_CODE("Tst5"), FOUR_CHAR_CODE("hit "), counting, nullptr,
+                                  false),
+            noErr);
   std::atomic<bool> stop{false};
   std::thread churn([&] {
     for (int i = 0; !stop; ++i) {
-      AEInstallEventHandler(fcc("Tst5"), FourCharCode(i % 64), counting, nullptr, false);
-      AERemoveEventHandler(fcc("Tst5"), FourCharCode(i % 64), nullptr, false);
+      AEInstallEventHandler(FOUR_CHAR_CODE("Tst5"), FourCharCode(i % 64), counting, nullptr, false);
+      AERemoveEventHandler(FOUR_CHAR_CODE("Tst5"), FourCharCode(i % 64), nullptr, false);
     }
   });
   std::vector<std::thread> senders;
@@ -143,7 +150,7 @@ TEST(Dispatch, TableIsSafeAcrossThreads) {
   stop = true;
   churn.join();
   EXPECT_EQ(concurrentCalls.load(), 6000);
-  AERemoveEventHandler(fcc("Tst5"), fcc("hit "), nullptr, false);
+  AERemoveEventHandler(FOUR_CHAR_CODE("Tst5"), FOUR_CHAR_CODE("hit "), nullptr, false);
 }
 
 } // namespace

@@ -22,9 +22,10 @@ OSStatus unflattenStatus(const Bytes& b) {
 // The worked example of docs/flattened-descriptors.md: the layout a peer relies on.
 TEST(Flatten, DocumentedEventLayout) {
   Desc ev;
-  OSType sig = fcc("Qbrk");
-  ASSERT_EQ(AEBuildAppleEvent(fcc("Qbrk"), fcc("Qscr"), typeApplSignature, &sig, 4, 7, 0, &ev,
-                              nullptr, "'----':'null'(),bDec:bool(1),Mess:\"Hi!\""),
+  OSType sig = FOUR_CHAR_CODE("Qbrk");
+  ASSERT_EQ(AEBuildAppleEvent(FOUR_CHAR_CODE("Qbrk"), FOUR_CHAR_CODE("Qscr"), typeApplSignature,
+                              &sig, 4, 7, 0, &ev, nullptr,
+                              "'----':'null'(),bDec:bool(1),Mess:\"Hi!\""),
             noErr);
   EXPECT_EQ(flatten(ev), bytes("'dle2' 00000000 'aevt' 00000088 00000001 00000005 00000003 "
                                "'evcl' 'type' 00000004 'Qbrk' 'evid' 'type' 00000004 'Qscr' "
@@ -49,19 +50,19 @@ TEST(Flatten, BufferContract) {
 Desc* richEvent() {
   auto* ev = new Desc;
   Desc inner;
-  EXPECT_EQ(AEBuildAppleEvent(fcc("core"), fcc("getd"), typeKernelProcessID, "\1\2\3\4", 4, 9, 3,
-                              &inner, nullptr,
+  EXPECT_EQ(AEBuildAppleEvent(FOUR_CHAR_CODE("core"), FOUR_CHAR_CODE("getd"), typeKernelProcessID,
+                              "\1\2\3\4", 4, 9, 3, &inner, nullptr,
                               "'----':obj{form:prop, seld:type(pnam)}, u:[1,\"x\"]"),
             noErr);
-  EXPECT_EQ(AEBuildAppleEvent(fcc("Qbrk"), fcc("Qscr"), typeApplSignature, "Qbrk", 4, -1, 0, ev,
-                              nullptr,
+  EXPECT_EQ(AEBuildAppleEvent(FOUR_CHAR_CODE("Qbrk"), FOUR_CHAR_CODE("Qscr"), typeApplSignature,
+                              "Qbrk", 4, -1, 0, ev, nullptr,
                               "'----':'null'(), ~bDec:bool(@), sSEP:'TEXT'(@), nest:@, "
                               "r:{a:doub(@), b:utxt($00410042$), c:'psn '($0000000100000002$)}",
                               1, "sep", static_cast<const AEDesc*>(&inner), 2.5),
             noErr);
   UInt32 port = 42;
-  EXPECT_EQ(AEPutAttributePtr(ev, fcc("repp"), typeMachPort, &port, 4), noErr);
-  EXPECT_EQ(AEPutParamPtr(ev, fcc("Mess"), typeChar, "odd\0\xFF", 5), noErr);
+  EXPECT_EQ(AEPutAttributePtr(ev, FOUR_CHAR_CODE("repp"), typeMachPort, &port, 4), noErr);
+  EXPECT_EQ(AEPutParamPtr(ev, FOUR_CHAR_CODE("Mess"), typeChar, "odd\0\xFF", 5), noErr);
   return ev;
 }
 

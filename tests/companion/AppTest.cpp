@@ -81,7 +81,7 @@ protected:
   static std::vector<Reply> send(std::string const& event, std::string const& message,
                                  int times = 1, std::string const& separator = "",
                                  bool withMessage = true) {
-    OSType const signature = sandbox::codeOf("Qbrk");
+    OSType const signature = FOUR_CHAR_CODE("Qbrk");
     auto const read = [](AppleEvent const& reply, AEKeyword key) {
       SInt16 value = 0;
       return AEGetParamPtr(&reply, key, typeSInt16, nullptr, &value, 2, nullptr) == noErr
@@ -96,7 +96,7 @@ protected:
           kAutoGenerateReturnID, kAnyTransactionID, &request, nullptr,
           "'----':'null'(),bDec:bool(@),bRFC:bool(@),sSEP:'TEXT'(@)", 1, 1, separator.c_str());
       if (status == noErr && withMessage)
-        status = AEPutParamPtr(&request, sandbox::codeOf("Mess"), typeChar, message.data(),
+        status = AEPutParamPtr(&request, FOUR_CHAR_CODE("Mess"), typeChar, message.data(),
                                Size(message.size()));
       if (status == noErr)
         status = AESendMessage(&request, &reply, kAEWaitReply, kAEDefaultTimeout);

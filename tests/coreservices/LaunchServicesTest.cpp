@@ -48,16 +48,16 @@ TEST_F(LaunchServicesTest, FindsByCreatorThroughInfoPlistOrPkgInfo) {
   fs::path b = makeBundle(applications() / "Utilities", "Beta.app", pkgOnly);
   makeBundle(applications(), "Gamma.bundle", served()); // not an .app: never looked at
 
-  EXPECT_EQ(find(codeOf("Plst")), a);
-  EXPECT_EQ(find(codeOf("Pkgi")), b);
-  EXPECT_EQ(find(codeOf("Tst1")), "error -10814");
-  EXPECT_EQ(find(codeOf("Nope")), "error -10814");
+  EXPECT_EQ(find(FOUR_CHAR_CODE("Plst")), a);
+  EXPECT_EQ(find(FOUR_CHAR_CODE("Pkgi")), b);
+  EXPECT_EQ(find(FOUR_CHAR_CODE("Tst1")), "error -10814");
+  EXPECT_EQ(find(FOUR_CHAR_CODE("Nope")), "error -10814");
   EXPECT_EQ(find(kLSUnknownCreator), "error -50");
   // Identifier and name narrow the match, case-insensitively.
-  EXPECT_EQ(find(codeOf("Plst"), "ORG.EXAMPLE.TESTER"), a);
-  EXPECT_EQ(find(codeOf("Plst"), "org.example.other"), "error -10814");
+  EXPECT_EQ(find(FOUR_CHAR_CODE("Plst"), "ORG.EXAMPLE.TESTER"), a);
+  EXPECT_EQ(find(FOUR_CHAR_CODE("Plst"), "org.example.other"), "error -10814");
   EXPECT_EQ(find(kLSUnknownCreator, nullptr, "alpha.APP"), a);
-  EXPECT_EQ(find(codeOf("Plst"), nullptr, "Beta.app"), "error -10814");
+  EXPECT_EQ(find(FOUR_CHAR_CODE("Plst"), nullptr, "Beta.app"), "error -10814");
 }
 
 TEST_F(LaunchServicesTest, SearchOrderPutsTheTrashLast) {
@@ -66,7 +66,7 @@ TEST_F(LaunchServicesTest, SearchOrderPutsTheTrashLast) {
                                  applications(), box.home / "Applications", box.root / "custom"}) {
     if (folder == box.root / "custom")
       setenv("LS_APPLICATION_PATH", (box.root.string() + "/missing:" + folder.string()).c_str(), 1);
-    EXPECT_EQ(find(codeOf("Ordr")), makeBundle(folder, "Ordr.app", served("Ordr")));
+    EXPECT_EQ(find(FOUR_CHAR_CODE("Ordr")), makeBundle(folder, "Ordr.app", served("Ordr")));
   }
 }
 

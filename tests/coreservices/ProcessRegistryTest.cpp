@@ -33,7 +33,7 @@ TEST_F(ProcessRegistryTest, EnumeratesRegisteredApplicationsInLaunchOrderThenEnd
     info.processInfoLength = 60; // the classic record length callers still pass
     info.processName = name;
     ASSERT_EQ(GetProcessInformation(&psn, &info), noErr);
-    EXPECT_EQ(info.processType, codeOf("APPL"));
+    EXPECT_EQ(info.processType, FOUR_CHAR_CODE("APPL"));
     EXPECT_EQ(std::string(reinterpret_cast<char*>(name + 1), name[0]), "tester");
     EXPECT_EQ(info.processNumber.lowLongOfPSN, psn.lowLongOfPSN);
     EXPECT_TRUE(info.processMode & modeHighLevelEventAware);
@@ -46,8 +46,8 @@ TEST_F(ProcessRegistryTest, EnumeratesRegisteredApplicationsInLaunchOrderThenEnd
   EXPECT_EQ(psn.highLongOfPSN, 0u);
   EXPECT_EQ(psn.lowLongOfPSN, static_cast<UInt32>(kNoProcess));
   ASSERT_EQ(seen.size(), 2u);
-  EXPECT_EQ(seen[0], std::make_pair(first, codeOf("One1")));
-  EXPECT_EQ(seen[1], std::make_pair(second, codeOf("Two2")));
+  EXPECT_EQ(seen[0], std::make_pair(first, FOUR_CHAR_CODE("One1")));
+  EXPECT_EQ(seen[1], std::make_pair(second, FOUR_CHAR_CODE("Two2")));
 }
 
 TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
@@ -61,7 +61,7 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
   os::RegistryEntry ghost;
   ghost.pid = dead;
   ghost.startTime = 12345;
-  ghost.signature = codeOf("Live");
+  ghost.signature = FOUR_CHAR_CODE("Live");
   ghost.socketPath = os::socketPathFor(folder, dead);
   ASSERT_TRUE(os::writeEntry(folder, ghost));
   writeFile(ghost.socketPath, "");
@@ -79,7 +79,7 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
   EXPECT_FALSE(fs::exists(os::entryPath(folder, getpid())));
   EXPECT_FALSE(fs::exists(folder + "/999999.plist"));
   // The signature still finds the live application, not the ghost.
-  EXPECT_EQ(os::findLiveEntryBySignature(codeOf("Live"))->pid, live);
+  EXPECT_EQ(os::findLiveEntryBySignature(FOUR_CHAR_CODE("Live"))->pid, live);
 }
 
 // Lookups are answered from memory while the folder stands still; an application that ends or
@@ -87,18 +87,18 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
 TEST_F(ProcessRegistryTest, RememberedEntriesFollowProcessesThatEndOrStart) {
   pid_t first = launchServedApp("Frst");
   usleep(1'200'000); // the folder's last change is now old enough for the lookup to be kept
-  ASSERT_TRUE(os::findLiveEntryBySignature(codeOf("Frst")));
-  ASSERT_TRUE(os::findLiveEntryBySignature(codeOf("Frst")));
+  ASSERT_TRUE(os::findLiveEntryBySignature(FOUR_CHAR_CODE("Frst")));
+  ASSERT_TRUE(os::findLiveEntryBySignature(FOUR_CHAR_CODE("Frst")));
   pid_t second = launchServedApp("Scnd");
-  EXPECT_EQ(os::findLiveEntryBySignature(codeOf("Scnd"))->pid, second);
+  EXPECT_EQ(os::findLiveEntryBySignature(FOUR_CHAR_CODE("Scnd"))->pid, second);
   usleep(1'200'000);
-  ASSERT_TRUE(os::findLiveEntryBySignature(codeOf("Frst")));
+  ASSERT_TRUE(os::findLiveEntryBySignature(FOUR_CHAR_CODE("Frst")));
 
   // Killed, so its entry stays behind in the folder.
   kill(first, SIGKILL);
   for (int i = 0; i < 500 && os::processStartTime(first); ++i)
     usleep(2'000);
-  EXPECT_FALSE(os::findLiveEntryBySignature(codeOf("Frst")));
+  EXPECT_FALSE(os::findLiveEntryBySignature(FOUR_CHAR_CODE("Frst")));
   AppleEvent event = testEvent("echo", "Frst");
   EXPECT_EQ(AESendMessage(&event, nullptr, kAEWaitReply, kAEDefaultTimeout), procNotFound);
   AEDisposeDesc(&event);

@@ -49,8 +49,8 @@ inline AppleEvent testEvent(const char* id, const std::string& signature) {
   AEAddressDesc target;
   OSType signatureCode = codeOf(signature);
   AECreateDesc(typeApplSignature, &signatureCode, sizeof signatureCode, &target);
-  AECreateAppleEvent(codeOf("TEST"), codeOf(id), &target, kAutoGenerateReturnID, kAnyTransactionID,
-                     &event);
+  AECreateAppleEvent(FOUR_CHAR_CODE("TEST"), codeOf(id), &target, kAutoGenerateReturnID,
+                     kAnyTransactionID, &event);
   AEDisposeDesc(&target);
   return event;
 }

@@ -113,7 +113,7 @@ TEST_F(TransportTest, ReportsMissingTargetsAndBadRequests) {
   AppleEvent noAddress;
   AEAddressDesc none;
   AEInitializeDesc(&none);
-  AECreateAppleEvent(codeOf("TEST"), codeOf("echo"), &none, kAutoGenerateReturnID,
+  AECreateAppleEvent(FOUR_CHAR_CODE("TEST"), FOUR_CHAR_CODE("echo"), &none, kAutoGenerateReturnID,
                      kAnyTransactionID, &noAddress);
   EXPECT_EQ(AESendMessage(&noAddress, nullptr, kAEWaitReply, kAEDefaultTimeout),
             errAEUnknownAddressType);

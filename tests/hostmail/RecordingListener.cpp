@@ -39,28 +39,7 @@ std::string specOf(nsIURI* uri) {
   return toStd(spec);
 }
 
-NS_IMETHODIMP RecordingListener::QueryInterface(REFNSIID aIID, void** aResult) {
-  nsISupports* face = nullptr;
-  if (aIID.Equals(NS_GET_IID(nsISupports)) || aIID.Equals(NS_GET_IID(nsIRequestObserver)) ||
-      aIID.Equals(NS_GET_IID(nsIStreamListener)))
-    face = static_cast<nsIStreamListener*>(this);
-  else if (aIID.Equals(NS_GET_IID(nsIMsgHeaderSink)))
-    face = static_cast<nsIMsgHeaderSink*>(this);
-  *aResult = face;
-  if (!face)
-    return NS_ERROR_NO_INTERFACE;
-  face->AddRef();
-  return NS_OK;
-}
-
-NS_IMETHODIMP_(nsrefcnt) RecordingListener::Release() {
-  nsrefcnt count = --mRefCount;
-  if (count == 0) {
-    mRefCount = 1;
-    delete this;
-  }
-  return count;
-}
+NS_IMPL_ISUPPORTS3(RecordingListener, nsIRequestObserver, nsIStreamListener, nsIMsgHeaderSink)
 
 void RecordingListener::check(const char* callback) {
   if (sInsideStreamMessage)

@@ -31,9 +31,7 @@ public:
   std::function<void()> onStop; // runs inside OnStopRequest
   std::vector<nsresult> stopStatuses;
 
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override;
-  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mRefCount; }
-  NS_IMETHOD_(nsrefcnt) Release() override;
+  NS_DECL_ISUPPORTS
 
   NS_IMETHOD OnStartRequest(nsIRequest* aRequest, nsISupports* aContext) override;
   NS_IMETHOD OnStopRequest(nsIRequest* aRequest, nsISupports* aContext,
@@ -60,7 +58,6 @@ private:
   ~RecordingListener() = default;
   void check(const char* callback);
 
-  nsrefcnt mRefCount = 0;
   PRUint32 mExpectedOffset = 0;
   static int sStopsRunning;
 };

@@ -13,7 +13,8 @@ struct Tally {
 };
 
 class Counted final : public nsIFactory {
-public:
+  NS_DECL_ISUPPORTS
+
   // aReenter: a contract ID whose service CreateInstance asks for before making anything.
   explicit Counted(Tally* aTally = nullptr, int aValue = 0, const char* aReenter = nullptr)
       : mTally(aTally), mValue(aValue), mReenter(aReenter) {
@@ -21,23 +22,6 @@ public:
       ++mTally->made;
   }
 
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override {
-    *aResult = nullptr;
-    if (!aIID.Equals(NS_GET_IID(nsIFactory)) && !aIID.Equals(NS_GET_IID(nsISupports)))
-      return NS_ERROR_NO_INTERFACE;
-    *aResult = static_cast<nsIFactory*>(this);
-    AddRef();
-    return NS_OK;
-  }
-  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mCount; }
-  NS_IMETHOD_(nsrefcnt) Release() override {
-    if (--mCount)
-      return mCount;
-    if (mTally)
-      ++mTally->destroyed;
-    delete this;
-    return 0;
-  }
   NS_IMETHOD CreateInstance(nsISupports* aOuter, const nsIID& aIID, void** aResult) override {
     *aResult = nullptr;
     if (aOuter)
@@ -49,18 +33,20 @@ public:
   }
   NS_IMETHOD LockFactory(PRBool) override { return NS_OK; }
 
-  nsrefcnt Count() const { return mCount; }
+  nsrefcnt Count() const { return mRefCnt; }
   static int ValueOf(nsISupports* aObject) {
     return aObject ? static_cast<Counted*>(static_cast<nsIFactory*>(aObject))->mValue : -1;
   }
   nsresult mReentryResult = NS_OK;
 
 private:
-  ~Counted() = default;
+  ~Counted() {
+    if (mTally)
+      ++mTally->destroyed;
+  }
   Tally* mTally;
   int mValue;
   const char* mReenter;
-  nsrefcnt mCount = 0;
 };
 
 #endif

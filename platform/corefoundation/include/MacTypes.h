@@ -101,6 +101,13 @@ enum { kUnknownType = 0x3F3F3F3F };
 
 #ifdef __cplusplus
 }
+
+/* A four-character code from its four characters, the first in the high byte:
+ * FOUR_CHAR_CODE("Qbrk"). */
+constexpr FourCharCode FOUR_CHAR_CODE(const char (&code)[5]) {
+  return (FourCharCode(UInt8(code[0])) << 24) | (FourCharCode(UInt8(code[1])) << 16) |
+         (FourCharCode(UInt8(code[2])) << 8) | FourCharCode(UInt8(code[3]));
+}
 #endif
 
 #endif /* MACTYPES_H */

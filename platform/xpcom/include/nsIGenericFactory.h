@@ -6,6 +6,8 @@
 #include "nsIFactory.h"
 #include "nsIModule.h"
 
+#include <new>
+
 class nsIFile;
 class nsIComponentManager;
 class nsIClassInfo;
@@ -93,10 +95,12 @@ NS_EXPORT nsresult NS_NewGenericFactory(nsIGenericFactory** result,
     *aResult = nullptr;                                                                            \
     if (aOuter)                                                                                    \
       return NS_ERROR_NO_AGGREGATION;                                                              \
-    _InstanceClass* inst = new _InstanceClass();                                                   \
-    inst->AddRef();                                                                                \
+    _InstanceClass* inst = new (std::nothrow) _InstanceClass();                                    \
+    if (!inst)                                                                                     \
+      return NS_ERROR_OUT_OF_MEMORY;                                                               \
+    NS_ADDREF(inst);                                                                               \
     nsresult rv = inst->QueryInterface(aIID, aResult);                                             \
-    inst->Release();                                                                               \
+    NS_RELEASE(inst);                                                                              \
     return rv;                                                                                     \
   }
 

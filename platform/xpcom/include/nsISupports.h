@@ -70,12 +70,7 @@ NS_DEFINE_STATIC_IID_ACCESSOR(nsISupports, NS_ISUPPORTS_IID)
     }                                                                                              \
   } while (0)
 
-// Declarations for a class that writes its own reference counting.
-#define NS_DECL_ISUPPORTS                                                                          \
-public:                                                                                            \
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aInstancePtr) override;                          \
-  NS_IMETHOD_(nsrefcnt) AddRef(void) override;                                                     \
-  NS_IMETHOD_(nsrefcnt) Release(void) override;
+#include "nsISupportsImpl.h"
 
 // Typed QueryInterface: CallQueryInterface(ptr, &typedDestination).
 template <class T, class DestinationType>

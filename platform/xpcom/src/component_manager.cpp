@@ -22,24 +22,9 @@ std::string PathOf(nsIFile* aFile) {
 
 } // namespace
 
-XPCOM_IMPL_ADDREF_RELEASE(ComponentManager)
-
-NS_IMETHODIMP ComponentManager::QueryInterface(REFNSIID aIID, void** aResult) {
-  if (!aResult)
-    return NS_ERROR_NULL_POINTER;
-  nsISupports* face = nullptr;
-  if (aIID.Equals(NS_GET_IID(nsIComponentManager)) || aIID.Equals(NS_GET_IID(nsISupports)))
-    face = static_cast<nsIComponentManager*>(this);
-  else if (aIID.Equals(NS_GET_IID(nsIServiceManager)))
-    face = static_cast<nsIServiceManager*>(this);
-  else if (aIID.Equals(NS_GET_IID(nsIComponentRegistrar)))
-    face = static_cast<nsIComponentRegistrar*>(this);
-  *aResult = face;
-  if (!face)
-    return NS_ERROR_NO_INTERFACE;
-  AddRef();
-  return NS_OK;
-}
+// The runtime is shared by every thread of the host, so its objects count atomically.
+NS_IMPL_THREADSAFE_ISUPPORTS3(ComponentManager, nsIComponentManager, nsIServiceManager,
+                              nsIComponentRegistrar)
 
 ComponentManager::Entry* ComponentManager::Find(const nsCID& aClass) {
   for (auto& entry : mEntries)
@@ -49,8 +34,7 @@ ComponentManager::Entry* ComponentManager::Find(const nsCID& aClass) {
 }
 
 nsresult ComponentManager::CIDForContract(const char* aContractID, nsCID& aOut) {
-  if (!aContractID)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aContractID);
   auto it = mContracts.find(aContractID);
   if (it == mContracts.end())
     return NS_ERROR_FACTORY_NOT_REGISTERED;
@@ -104,14 +88,12 @@ nsresult ComponentManager::LoadBundle(const std::string& aPath, nsIFile* aLocati
   if (!location) {
     nsCOMPtr<nsILocalFile> file;
     nsresult rv = NS_NewNativeLocalFile(nsCString(aPath.c_str()), PR_TRUE, getter_AddRefs(file));
-    if (NS_FAILED(rv))
-      return rv;
+    NS_ENSURE_SUCCESS(rv, rv);
     location = file.get();
   }
   LoadedBundle loaded;
   nsresult rv = OpenBundle(aPath, AsManager(), location, loaded, mLastLoaderError);
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   mBundles.push_back(std::move(loaded));
   aBundle = &mBundles.back();
   return NS_OK;
@@ -127,15 +109,13 @@ nsresult ComponentManager::FactoryFor(const nsCID& aClass, nsIFactory** aResult)
       // Registered by location without the bundle being loaded here: load it now.
       LoadedBundle* bundle = nullptr;
       nsresult rv = LoadBundle(entry->location, nullptr, bundle);
-      if (NS_FAILED(rv))
-        return rv;
+      NS_ENSURE_SUCCESS(rv, rv);
       entry->module = bundle->module;
     }
     nsIFactory* factory = nullptr;
     nsresult rv = entry->module->GetClassObject(AsManager(), entry->cid, NS_GET_IID(nsIFactory),
                                                 reinterpret_cast<void**>(&factory));
-    if (NS_FAILED(rv))
-      return rv;
+    NS_ENSURE_SUCCESS(rv, rv);
     if (!factory)
       return NS_ERROR_FACTORY_NOT_LOADED;
     entry->factory = already_AddRefed<nsIFactory>(factory);
@@ -145,21 +125,18 @@ nsresult ComponentManager::FactoryFor(const nsCID& aClass, nsIFactory** aResult)
 
 NS_IMETHODIMP ComponentManager::GetClassObject(const nsCID& aClass, const nsIID& aIID,
                                                void** result) {
-  if (!result)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(result);
   *result = nullptr;
   std::lock_guard<std::recursive_mutex> lock(mLock);
   nsCOMPtr<nsIFactory> factory;
   nsresult rv = FactoryFor(aClass, getter_AddRefs(factory));
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   return factory->QueryInterface(aIID, result);
 }
 
 NS_IMETHODIMP ComponentManager::GetClassObjectByContractID(const char* aContractID,
                                                            const nsIID& aIID, void** result) {
-  if (!result)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(result);
   *result = nullptr;
   std::lock_guard<std::recursive_mutex> lock(mLock);
   nsCID cid;
@@ -169,14 +146,12 @@ NS_IMETHODIMP ComponentManager::GetClassObjectByContractID(const char* aContract
 
 NS_IMETHODIMP ComponentManager::CreateInstance(const nsCID& aClass, nsISupports* aDelegate,
                                                const nsIID& aIID, void** result) {
-  if (!result)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(result);
   *result = nullptr;
   std::lock_guard<std::recursive_mutex> lock(mLock);
   nsCOMPtr<nsIFactory> factory;
   nsresult rv = FactoryFor(aClass, getter_AddRefs(factory));
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   rv = factory->CreateInstance(aDelegate, aIID, result);
   if (NS_SUCCEEDED(rv) && !*result)
     rv = NS_ERROR_FACTORY_NOT_LOADED;
@@ -186,8 +161,7 @@ NS_IMETHODIMP ComponentManager::CreateInstance(const nsCID& aClass, nsISupports*
 NS_IMETHODIMP ComponentManager::CreateInstanceByContractID(const char* aContractID,
                                                            nsISupports* aDelegate,
                                                            const nsIID& aIID, void** result) {
-  if (!result)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(result);
   *result = nullptr;
   std::lock_guard<std::recursive_mutex> lock(mLock);
   nsCID cid;
@@ -196,8 +170,7 @@ NS_IMETHODIMP ComponentManager::CreateInstanceByContractID(const char* aContract
 }
 
 NS_IMETHODIMP ComponentManager::GetService(const nsCID& aClass, const nsIID& aIID, void** result) {
-  if (!result)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(result);
   *result = nullptr;
   std::lock_guard<std::recursive_mutex> lock(mLock);
   if (mShutDown)
@@ -214,8 +187,7 @@ NS_IMETHODIMP ComponentManager::GetService(const nsCID& aClass, const nsIID& aII
   void* instance = nullptr;
   nsresult rv = CreateInstance(aClass, nullptr, aIID, &instance);
   entry->creatingService = false;
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   // Every interface pointer is also an nsISupports pointer; the cache keeps one reference.
   entry->service = static_cast<nsISupports*>(instance);
   mServiceOrder.push_back(entry);
@@ -225,8 +197,7 @@ NS_IMETHODIMP ComponentManager::GetService(const nsCID& aClass, const nsIID& aII
 
 NS_IMETHODIMP ComponentManager::GetServiceByContractID(const char* aContractID, const nsIID& aIID,
                                                        void** result) {
-  if (!result)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(result);
   *result = nullptr;
   std::lock_guard<std::recursive_mutex> lock(mLock);
   nsCID cid;
@@ -236,8 +207,7 @@ NS_IMETHODIMP ComponentManager::GetServiceByContractID(const char* aContractID, 
 
 NS_IMETHODIMP ComponentManager::IsServiceInstantiated(const nsCID& aClass, const nsIID& aIID,
                                                       PRBool* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = PR_FALSE;
   std::lock_guard<std::recursive_mutex> lock(mLock);
   Entry* entry = Find(aClass);
@@ -252,8 +222,7 @@ NS_IMETHODIMP ComponentManager::IsServiceInstantiated(const nsCID& aClass, const
 NS_IMETHODIMP ComponentManager::IsServiceInstantiatedByContractID(const char* aContractID,
                                                                   const nsIID& aIID,
                                                                   PRBool* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = PR_FALSE;
   std::lock_guard<std::recursive_mutex> lock(mLock);
   nsCID cid;
@@ -375,16 +344,15 @@ NS_IMETHODIMP ComponentManager::UnregisterFactoryLocation(const nsCID& aClass, n
 }
 
 NS_IMETHODIMP ComponentManager::IsCIDRegistered(const nsCID& aClass, PRBool* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   std::lock_guard<std::recursive_mutex> lock(mLock);
   *_retval = Find(aClass) ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }
 
 NS_IMETHODIMP ComponentManager::IsContractIDRegistered(const char* aContractID, PRBool* _retval) {
-  if (!_retval || !aContractID)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
+  NS_ENSURE_ARG_POINTER(aContractID);
   std::lock_guard<std::recursive_mutex> lock(mLock);
   nsCID cid;
   *_retval = NS_SUCCEEDED(CIDForContract(aContractID, cid)) && Find(cid) ? PR_TRUE : PR_FALSE;
@@ -405,8 +373,7 @@ NS_IMETHODIMP ComponentManager::EnumerateContractIDs(nsISimpleEnumerator** _retv
 }
 
 NS_IMETHODIMP ComponentManager::CIDToContractID(const nsCID& aClass, char** _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = nullptr;
   std::lock_guard<std::recursive_mutex> lock(mLock);
   Entry* entry = Find(aClass);
@@ -417,14 +384,12 @@ NS_IMETHODIMP ComponentManager::CIDToContractID(const nsCID& aClass, char** _ret
 }
 
 NS_IMETHODIMP ComponentManager::ContractIDToCID(const char* aContractID, nsCID** _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = nullptr;
   std::lock_guard<std::recursive_mutex> lock(mLock);
   nsCID cid;
   nsresult rv = CIDForContract(aContractID, cid);
-  if (NS_FAILED(rv))
-    return rv;
+  NS_ENSURE_SUCCESS(rv, rv);
   *_retval = static_cast<nsCID*>(NS_Alloc(sizeof(nsCID)));
   if (!*_retval)
     return NS_ERROR_OUT_OF_MEMORY;
@@ -465,8 +430,7 @@ void ComponentManager::Shutdown() {
 }
 
 nsresult ComponentManager::Visit(nsRegisteredComponentVisitor aVisitor, void* aClosure) {
-  if (!aVisitor)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aVisitor);
   std::lock_guard<std::recursive_mutex> lock(mLock);
   for (auto& entry : mEntries) {
     nsRegisteredComponentInfo info;

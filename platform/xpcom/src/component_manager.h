@@ -16,7 +16,6 @@
 #include "nsIFactory.h"
 #include "nsIServiceManager.h"
 #include "nsXPCOM.h"
-#include "ref_counted.h"
 
 namespace xpcom {
 
@@ -95,7 +94,6 @@ private:
   LoadedBundle* FindBundle(const std::string& aPath);
   nsIComponentManager* AsManager() { return static_cast<nsIComponentManager*>(this); }
 
-  RefCount mRefCount;
   std::recursive_mutex mLock;
   std::vector<std::unique_ptr<Entry>> mEntries;
   // Replaced or unregistered classes, kept until shutdown: a caller may still hold their

@@ -7,18 +7,12 @@
 
 namespace xpcom {
 
-XPCOM_IMPL_ADDREF_RELEASE(GenericFactory)
-
-NS_IMETHODIMP GenericFactory::QueryInterface(REFNSIID aIID, void** aResult) {
-  return QueryFace<nsIGenericFactory, nsIFactory, nsISupports>(
-      static_cast<nsIGenericFactory*>(this), aIID, aResult);
-}
+NS_IMPL_THREADSAFE_ISUPPORTS2(GenericFactory, nsIGenericFactory, nsIFactory)
 
 GenericFactory::~GenericFactory() = default;
 
 NS_IMETHODIMP GenericFactory::CreateInstance(nsISupports* aOuter, const nsIID& iid, void** result) {
-  if (!result)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(result);
   if (!mInfo || !mInfo->mConstructor) {
     *result = nullptr;
     return NS_ERROR_FACTORY_NOT_LOADED;
@@ -36,25 +30,19 @@ NS_IMETHODIMP GenericFactory::SetComponentInfo(const nsModuleComponentInfo* info
 }
 
 NS_IMETHODIMP GenericFactory::GetComponentInfo(const nsModuleComponentInfo** infop) {
-  if (!infop)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(infop);
   *infop = mInfo;
   return NS_OK;
 }
 
-XPCOM_IMPL_ADDREF_RELEASE(GenericModule)
-
-NS_IMETHODIMP GenericModule::QueryInterface(REFNSIID aIID, void** aResult) {
-  return QueryFace<nsIModule, nsISupports, GenericModule>(static_cast<nsIModule*>(this), aIID,
-                                                          aResult);
-}
+// Asked for as GenericModule, it answers for its own class: the runtime reads its name.
+NS_IMPL_THREADSAFE_ISUPPORTS2(GenericModule, nsIModule, GenericModule)
 
 GenericModule::~GenericModule() = default;
 
 NS_IMETHODIMP GenericModule::GetClassObject(nsIComponentManager*, const nsCID& aClass,
                                             const nsIID& aIID, void** aResult) {
-  if (!aResult)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aResult);
   *aResult = nullptr;
   for (PRUint32 i = 0; i < mInfo->mCount; ++i) {
     const nsModuleComponentInfo& info = mInfo->mComponents[i];
@@ -63,8 +51,7 @@ NS_IMETHODIMP GenericModule::GetClassObject(nsIComponentManager*, const nsCID& a
     if (!mFactories[i]) {
       nsIGenericFactory* factory = nullptr;
       nsresult rv = NS_NewGenericFactory(&factory, &info);
-      if (NS_FAILED(rv))
-        return rv;
+      NS_ENSURE_SUCCESS(rv, rv);
       mFactories[i] = already_AddRefed<nsIGenericFactory>(factory);
     }
     return mFactories[i]->QueryInterface(aIID, aResult);
@@ -83,8 +70,7 @@ NS_IMETHODIMP GenericModule::RegisterSelf(nsIComponentManager* aCompMgr, nsIFile
     if (info.mConstructor) {
       rv = registrar->RegisterFactoryLocation(info.mCID, info.mDescription, info.mContractID,
                                               aLocation, aLoaderStr, aType);
-      if (NS_FAILED(rv))
-        return rv;
+      NS_ENSURE_SUCCESS(rv, rv);
     }
   }
   return NS_OK;
@@ -106,8 +92,7 @@ NS_IMETHODIMP GenericModule::UnregisterSelf(nsIComponentManager* aCompMgr, nsIFi
 
 // Bundles stay loaded until the runtime shuts down.
 NS_IMETHODIMP GenericModule::CanUnload(nsIComponentManager*, PRBool* _retval) {
-  if (!_retval)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(_retval);
   *_retval = PR_FALSE;
   return NS_OK;
 }
@@ -134,8 +119,7 @@ bool HasHooks(const nsModuleInfo& aInfo) {
 extern "C" {
 
 nsresult NS_NewGenericFactory(nsIGenericFactory** result, const nsModuleComponentInfo* info) {
-  if (!result)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(result);
   auto* factory = new (std::nothrow) xpcom::GenericFactory();
   if (!factory) {
     *result = nullptr;
@@ -148,11 +132,9 @@ nsresult NS_NewGenericFactory(nsIGenericFactory** result, const nsModuleComponen
 }
 
 nsresult NS_NewGenericModule2(nsModuleInfo const* info, nsIModule** result) {
-  if (!result)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(result);
   *result = nullptr;
-  if (!info)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(info);
   if (info->mVersion != NS_MODULEINFO_VERSION || (info->mCount && !info->mComponents) ||
       HasHooks(*info))
     return NS_ERROR_INVALID_ARG;

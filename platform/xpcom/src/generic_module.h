@@ -6,7 +6,6 @@
 
 #include "nsCOMPtr.h"
 #include "nsIGenericFactory.h"
-#include "ref_counted.h"
 
 namespace xpcom {
 
@@ -29,7 +28,6 @@ public:
 
 private:
   ~GenericFactory();
-  RefCount mRefCount;
   const nsModuleComponentInfo* mInfo = nullptr;
 };
 
@@ -53,7 +51,6 @@ public:
 private:
   ~GenericModule();
 
-  RefCount mRefCount;
   const nsModuleInfo* mInfo;
   std::vector<nsCOMPtr<nsIGenericFactory>> mFactories; // one per component, made on demand
 };

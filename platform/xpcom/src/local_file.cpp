@@ -43,12 +43,7 @@ nsresult ResultFromErrno(int aErrno) {
   }
 }
 
-XPCOM_IMPL_ADDREF_RELEASE(LocalFile)
-
-NS_IMETHODIMP LocalFile::QueryInterface(REFNSIID aIID, void** aResult) {
-  return QueryFace<nsILocalFile, nsIFile, nsISupports>(static_cast<nsILocalFile*>(this), aIID,
-                                                       aResult);
-}
+NS_IMPL_THREADSAFE_ISUPPORTS2(LocalFile, nsILocalFile, nsIFile)
 
 NS_IMETHODIMP LocalFile::GetNativePath(nsACString& aNativePath) {
   aNativePath.Assign(mPath.c_str(), PRUint32(mPath.size()));
@@ -67,8 +62,7 @@ NS_IMETHODIMP LocalFile::InitWithNativePath(const nsACString& filePath) {
 }
 
 NS_IMETHODIMP LocalFile::GetFollowLinks(PRBool* aFollowLinks) {
-  if (!aFollowLinks)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aFollowLinks);
   *aFollowLinks = mFollowLinks ? PR_TRUE : PR_FALSE;
   return NS_OK;
 }
@@ -82,8 +76,7 @@ NS_IMETHODIMP LocalFile::SetFollowLinks(PRBool aFollowLinks) {
 
 extern "C" nsresult NS_NewNativeLocalFile(const nsACString& path, PRBool followLinks,
                                           nsILocalFile** result) {
-  if (!result)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(result);
   *result = nullptr;
   auto* file = new (std::nothrow) xpcom::LocalFile();
   if (!file)
@@ -93,8 +86,7 @@ extern "C" nsresult NS_NewNativeLocalFile(const nsACString& path, PRBool followL
   // An empty path gives a file object to be set up later with InitWithNativePath.
   if (!path.IsEmpty()) {
     nsresult rv = file->InitWithNativePath(path);
-    if (NS_FAILED(rv))
-      return rv;
+    NS_ENSURE_SUCCESS(rv, rv);
   }
   holder.forget(result);
   return NS_OK;

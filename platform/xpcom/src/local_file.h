@@ -7,7 +7,6 @@
 #include <string>
 
 #include "nsILocalFile.h"
-#include "ref_counted.h"
 
 #define XPCOM_NOT_IMPLEMENTED(_method, ...)                                                        \
   NS_IMETHOD _method(__VA_ARGS__) override {                                                       \
@@ -89,7 +88,6 @@ public:
 private:
   ~LocalFile() = default;
 
-  RefCount mRefCount;
   std::string mPath; // absolute, no trailing '/' except for the root itself
   bool mFollowLinks = false;
 };

@@ -14,8 +14,7 @@ std::string gLastLoaderError;
 
 template <class Face>
 nsresult GetFace(Face** aResult) {
-  if (!aResult)
-    return NS_ERROR_NULL_POINTER;
+  NS_ENSURE_ARG_POINTER(aResult);
   std::lock_guard<std::mutex> lock(gRuntimeLock);
   *aResult = nullptr;
   if (!gManager)

@@ -9,6 +9,7 @@
 #include "TempDir.h"
 
 #include <CoreServices/CoreServices.h>
+#include <QuellbarkEvents.h>
 #include <nlohmann/json.hpp>
 
 #include <filesystem>
@@ -65,7 +66,8 @@ fs::path makeBundle(const fs::path& folder, const std::string& name, const Bundl
 // folder/Quellbark.app.
 fs::path makeCompanionBundle(const fs::path& folder, const BundleShape& shape = {});
 
-// The code whose characters are text's four bytes.
+// The code whose characters are text's four bytes, for codes known only at run time (a
+// bundle shape's signature); a literal code is FOUR_CHAR_CODE("abcd").
 OSType codeOf(std::string_view text);
 // The pids of the registered applications, in the registry's order.
 std::vector<pid_t> runningApps();
@@ -87,7 +89,7 @@ std::vector<Json> receivedEvents(const fs::path& events);
 
 // Waits until an application with this signature and pid is registered; false when the process
 // exits or ten seconds pass first.
-bool waitUntilRegistered(pid_t pid, OSType signature = 0x5162726b); // 'Qbrk'
+bool waitUntilRegistered(pid_t pid, OSType signature = kQuellbarkSignature);
 
 using testsupport::readFile;
 using testsupport::writeFile;

@@ -5,23 +5,8 @@
 namespace {
 
 class EchoImpl final : public nsITestEcho {
-public:
-  NS_IMETHOD QueryInterface(REFNSIID aIID, void** aResult) override {
-    if (aIID.Equals(NS_GET_IID(nsITestEcho)) || aIID.Equals(NS_GET_IID(nsISupports))) {
-      *aResult = this;
-      AddRef();
-      return NS_OK;
-    }
-    *aResult = nullptr;
-    return NS_ERROR_NO_INTERFACE;
-  }
-  NS_IMETHOD_(nsrefcnt) AddRef() override { return ++mRefCount; }
-  NS_IMETHOD_(nsrefcnt) Release() override {
-    if (--mRefCount)
-      return mRefCount;
-    delete this;
-    return 0;
-  }
+  NS_DECL_ISUPPORTS
+
   NS_IMETHOD Echo(const nsACString& aIn, nsACString& aOut) override {
     aOut.Assign(aIn);
     aOut.Append("|echo");
@@ -35,8 +20,9 @@ public:
 
 private:
   ~EchoImpl() = default;
-  nsrefcnt mRefCount = 0;
 };
+
+NS_IMPL_ISUPPORTS1(EchoImpl, nsITestEcho)
 
 NS_GENERIC_FACTORY_CONSTRUCTOR(EchoImpl)
 

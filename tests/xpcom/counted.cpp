@@ -1,0 +1,3 @@
+#include "counted.h"
+
+NS_IMPL_ISUPPORTS1(Counted, nsIFactory)

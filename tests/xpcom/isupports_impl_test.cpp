@@ -1,0 +1,160 @@
+// The reference-counting and interface-map macros, on an object with two faces (one of them
+// with a base interface) as the stream listeners have them.
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "nsCOMPtr.h"
+#include "nsIGenericFactory.h"
+
+namespace {
+
+#define TEST_BASE_IID                                                                              \
+  {                                                                                                \
+    0x5a1e0c01, 0x7d2b, 0x4c11, {                                                                  \
+      0x9a, 0x10, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01                                               \
+    }                                                                                              \
+  }
+#define TEST_DERIVED_IID                                                                           \
+  {                                                                                                \
+    0x5a1e0c01, 0x7d2b, 0x4c11, {                                                                  \
+      0x9a, 0x10, 0x00, 0x00, 0x00, 0x00, 0x00, 0x02                                               \
+    }                                                                                              \
+  }
+#define TEST_OTHER_IID                                                                             \
+  {                                                                                                \
+    0x5a1e0c01, 0x7d2b, 0x4c11, {                                                                  \
+      0x9a, 0x10, 0x00, 0x00, 0x00, 0x00, 0x00, 0x03                                               \
+    }                                                                                              \
+  }
+#define TEST_UNKNOWN_IID                                                                           \
+  {                                                                                                \
+    0x5a1e0c01, 0x7d2b, 0x4c11, {                                                                  \
+      0x9a, 0x10, 0x00, 0x00, 0x00, 0x00, 0x00, 0x04                                               \
+    }                                                                                              \
+  }
+
+class nsITestBase : public nsISupports {
+public:
+  NS_DECLARE_STATIC_IID_ACCESSOR(TEST_BASE_IID)
+};
+NS_DEFINE_STATIC_IID_ACCESSOR(nsITestBase, TEST_BASE_IID)
+
+class nsITestDerived : public nsITestBase {
+public:
+  NS_DECLARE_STATIC_IID_ACCESSOR(TEST_DERIVED_IID)
+};
+NS_DEFINE_STATIC_IID_ACCESSOR(nsITestDerived, TEST_DERIVED_IID)
+
+class nsITestOther : public nsISupports {
+public:
+  NS_DECLARE_STATIC_IID_ACCESSOR(TEST_OTHER_IID)
+};
+NS_DEFINE_STATIC_IID_ACCESSOR(nsITestOther, TEST_OTHER_IID)
+
+int gDestroyed = 0;
+
+class TwoFaces final : public nsITestDerived, public nsITestOther {
+  NS_DECL_ISUPPORTS
+
+  nsrefcnt Count() const { return mRefCnt; }
+
+private:
+  // Takes and drops a reference while dying, as a member's destructor may.
+  ~TwoFaces() {
+    nsCOMPtr<nsITestOther> again = static_cast<nsITestOther*>(this);
+    ++gDestroyed;
+  }
+};
+
+NS_IMPL_ISUPPORTS3(TwoFaces, nsITestBase, nsITestDerived, nsITestOther)
+NS_GENERIC_FACTORY_CONSTRUCTOR(TwoFaces)
+
+class Shared final : public nsITestOther {
+  NS_DECL_ISUPPORTS
+
+  nsrefcnt Count() const { return mRefCnt; }
+
+private:
+  ~Shared() = default;
+};
+
+NS_IMPL_THREADSAFE_ISUPPORTS1(Shared, nsITestOther)
+
+TEST(ISupportsImpl, EachInterfaceIsAnsweredByItsFaceWithOneReference) {
+  nsCOMPtr<nsITestOther> held = static_cast<nsITestOther*>(new TwoFaces);
+  auto* object = static_cast<TwoFaces*>(held.get());
+  nsISupports* primary = static_cast<nsITestDerived*>(object);
+  nsISupports* other = static_cast<nsITestOther*>(object);
+  ASSERT_NE(primary, other);
+
+  struct Case {
+    nsIID iid;
+    nsISupports* face;
+  } const cases[] = {{NS_GET_IID(nsITestBase), primary},
+                     {NS_GET_IID(nsITestDerived), primary},
+                     {NS_GET_IID(nsITestOther), other},
+                     {NS_GET_IID(nsISupports), primary}};
+  for (const Case& c : cases) {
+    void* result = nullptr;
+    EXPECT_EQ(object->QueryInterface(c.iid, &result), NS_OK);
+    EXPECT_EQ(result, c.face);
+    EXPECT_EQ(object->Count(), 2u);
+    static_cast<nsISupports*>(result)->Release();
+  }
+
+  void* result = &result;
+  const nsIID unknown = TEST_UNKNOWN_IID;
+  EXPECT_EQ(object->QueryInterface(unknown, &result), NS_NOINTERFACE);
+  EXPECT_EQ(result, nullptr);
+  EXPECT_EQ(object->Count(), 1u);
+}
+
+TEST(ISupportsImpl, TheLastReleaseDestroysOnceEvenWhenTheDestructorTakesAReference) {
+  gDestroyed = 0;
+  auto* object = new TwoFaces;
+  EXPECT_EQ(object->AddRef(), 1u);
+  EXPECT_EQ(object->AddRef(), 2u);
+  EXPECT_EQ(object->Release(), 1u);
+  EXPECT_EQ(object->Release(), 0u);
+  EXPECT_EQ(gDestroyed, 1);
+}
+
+TEST(ISupportsImpl, TheGenericConstructorHandsOutTheOnlyReferenceOrNothing) {
+  gDestroyed = 0;
+  void* result = &result;
+  nsCOMPtr<nsITestOther> outer = static_cast<nsITestOther*>(new TwoFaces);
+  EXPECT_EQ(TwoFacesConstructor(static_cast<nsITestOther*>(outer.get()), NS_GET_IID(nsITestOther),
+                                &result),
+            NS_ERROR_NO_AGGREGATION);
+  EXPECT_EQ(result, nullptr);
+
+  const nsIID unknown = TEST_UNKNOWN_IID;
+  EXPECT_EQ(TwoFacesConstructor(nullptr, unknown, &result), NS_NOINTERFACE);
+  EXPECT_EQ(result, nullptr);
+  EXPECT_EQ(gDestroyed, 1) << "the object made for the refused interface";
+
+  ASSERT_EQ(TwoFacesConstructor(nullptr, NS_GET_IID(nsITestOther), &result), NS_OK);
+  auto* made = static_cast<nsITestOther*>(result);
+  EXPECT_EQ(static_cast<TwoFaces*>(made)->Count(), 1u);
+  made->Release();
+  EXPECT_EQ(gDestroyed, 2);
+}
+
+TEST(ISupportsImpl, TheThreadSafeCountLosesNoUpdates) {
+  nsCOMPtr<nsITestOther> held = new Shared;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 100000; ++i) {
+        held->AddRef();
+        held->Release();
+      }
+    });
+  for (auto& thread : threads)
+    thread.join();
+  EXPECT_EQ(static_cast<Shared*>(held.get())->Count(), 1u);
+}
+
+} // namespace
