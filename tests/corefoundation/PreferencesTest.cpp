@@ -217,6 +217,15 @@ TEST_F(Preferences, UnusableFilesBehaveAsEmptyAndSayNothing) {
   EXPECT_EQ(lookup("Level"), (Lookup{30, true}));
 }
 
+// A string holding a NUL (only a hand-made file has one) ends there, as a key does.
+TEST_F(Preferences, NulInsideAStringEndsIt) {
+  using namespace std::string_literals;
+  replaceFile(file, "<plist version=\"1.0\"><dict><key>Level</key><string>42\0junk</string>"
+                    "<key>Max\0junk</key><string>7</string></dict></plist>\n"s);
+  EXPECT_EQ(lookup("Level"), (Lookup{42, true}));
+  EXPECT_EQ(lookup("Max"), (Lookup{7, true}));
+}
+
 TEST_F(Preferences, SetAndSynchronizeWriteAPrivateXmlFile) {
   std::filesystem::remove_all(home.path() + "/Library");
   SInt32 level = 25;

@@ -37,17 +37,11 @@ CFTypeRef fromNode(plist_t node, int depth) {
     plist_get_real_val(node, &value);
     return CFNumberCreate(nullptr, kCFNumberFloat64Type, &value);
   }
-  case PLIST_STRING:
-  case PLIST_KEY: {
-    char* text = nullptr;
-    if (plist_get_node_type(node) == PLIST_STRING) {
-      plist_get_string_val(node, &text);
-    } else {
-      plist_get_key_val(node, &text);
-    }
-    CFStringRef string = makeString(text != nullptr ? text : "");
-    std::free(text);
-    return string;
+  case PLIST_STRING: {
+    // A NUL inside a string ends it, as it ends a key. (libplist's copying getter aborts the
+    // process on such a string, so the text is taken in place.)
+    const char* text = plist_get_string_ptr(node, nullptr);
+    return makeString(text != nullptr ? text : "");
   }
   case PLIST_DATA: {
     uint64_t length = 0;
