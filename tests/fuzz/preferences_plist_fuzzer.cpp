@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <string>
 #include <unistd.h>
 
@@ -67,28 +68,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   CFPropertyListRef original = cf::propertyListFromBytes(reinterpret_cast<const char*>(data), size);
   bool isDictionary = original && CFGetTypeID(original) == CFDictionaryGetTypeID();
-  // Beyond this depth a value has no saved form, so a save may fairly fail.
-  CFIndex next = count + 1;
+  CFIndex next = count == std::numeric_limits<CFIndex>::max() ? 0 : count + 1;
   CFNumberRef value = CFNumberCreate(nullptr, kCFNumberCFIndexType, &next);
   CFPreferencesSetAppValue(counter, value, application);
-  if (!CFPreferencesAppSynchronize(application)) {
-    CFPreferencesSetAppValue(counter, nullptr, application);
-    CFPreferencesAppSynchronize(application);
-  } else {
-    CFDictionaryRef saved = readBack(path);
-    CFMutableDictionaryRef expected =
-        isDictionary
-            ? CFDictionaryCreateMutableCopy(nullptr, 0, static_cast<CFDictionaryRef>(original))
-            : CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                        &kCFTypeDictionaryValueCallBacks);
-    CFDictionarySetValue(expected, counter, value);
-    if (!CFEqual(saved, expected))
-      std::abort();
-    if (CFPreferencesGetAppIntegerValue(counter, application, &valid) != next || !valid)
-      std::abort();
-    CFRelease(expected);
-    CFRelease(saved);
-  }
+  // Whatever could be read can be written back.
+  if (!CFPreferencesAppSynchronize(application))
+    std::abort();
+  CFDictionaryRef saved = readBack(path);
+  CFMutableDictionaryRef expected =
+      isDictionary
+          ? CFDictionaryCreateMutableCopy(nullptr, 0, static_cast<CFDictionaryRef>(original))
+          : CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                      &kCFTypeDictionaryValueCallBacks);
+  CFDictionarySetValue(expected, counter, value);
+  if (!CFEqual(saved, expected))
+    std::abort();
+  if (CFPreferencesGetAppIntegerValue(counter, application, &valid) != next || !valid)
+    std::abort();
+  CFRelease(expected);
+  CFRelease(saved);
   CFRelease(value);
   if (original)
     CFRelease(original);

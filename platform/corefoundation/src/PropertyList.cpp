@@ -190,6 +190,20 @@ CFPropertyListRef propertyListFromBytes(const char* bytes, size_t size) {
   }
   plist_t root = nullptr;
   plist_from_memory(bytes, static_cast<uint32_t>(size), &root);
+  // A binary list can hold a key with a NUL inside, and libplist's key getter aborts the process
+  // on one. The XML form ends such a key at the NUL, so a binary list is read through that form
+  // (which keeps dates to the second, as a saved file does).
+  if (root != nullptr && plist_is_binary(bytes, static_cast<uint32_t>(size))) {
+    char* xml = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(root, &xml, &length);
+    plist_free(root);
+    root = nullptr;
+    if (xml != nullptr) {
+      plist_from_xml(xml, length, &root);
+      plist_to_xml_free(xml);
+    }
+  }
   if (root == nullptr) {
     return nullptr;
   }
