@@ -25,14 +25,15 @@ using namespace mailhost;
 namespace {
 
 const fs::path& scratch() {
-  static const fs::path folder = [] {
+  // Never destroyed: the clean-up at exit still needs it.
+  static const auto* folder = new fs::path([] {
     std::string pattern = (fs::temp_directory_path() / "mail-fuzz-XXXXXX").string();
     if (!mkdtemp(pattern.data()))
       std::abort();
     std::atexit([] { fs::remove_all(scratch()); });
     return fs::path(pattern);
-  }();
-  return folder;
+  }());
+  return *folder;
 }
 
 void writeFile(const fs::path& path, std::string_view bytes) {

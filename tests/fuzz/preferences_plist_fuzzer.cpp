@@ -18,23 +18,24 @@ namespace fs = std::filesystem;
 namespace {
 
 const fs::path& home() {
-  static const fs::path folder = [] {
+  // Never destroyed: the clean-up at exit still needs it.
+  static const auto* folder = new fs::path([] {
     std::string pattern = (fs::temp_directory_path() / "prefs-fuzz-XXXXXX").string();
     if (!mkdtemp(pattern.data()))
       std::abort();
     std::atexit([] { fs::remove_all(home()); });
     return fs::path(pattern);
-  }();
-  return folder;
+  }());
+  return *folder;
 }
 
 const fs::path& preferencesFile() {
-  static const fs::path file = [] {
+  static const auto* file = new fs::path([] {
     setenv("CFFIXED_USER_HOME", home().c_str(), 1);
     fs::create_directories(home() / "Library" / "Preferences");
     return home() / "Library" / "Preferences" / "org.example.fuzz.plist";
-  }();
-  return file;
+  }());
+  return *file;
 }
 
 CFDictionaryRef readBack(const fs::path& path) {

@@ -17,25 +17,26 @@ namespace fs = std::filesystem;
 namespace {
 
 const fs::path& runtimeFolder() {
-  static const fs::path folder = [] {
+  // Never destroyed: the clean-up at exit still needs it.
+  static const auto* folder = new fs::path([] {
     std::string pattern = (fs::temp_directory_path() / "registry-fuzz-XXXXXX").string();
     if (!mkdtemp(pattern.data()))
       std::abort();
     std::atexit([] { fs::remove_all(runtimeFolder()); });
     return fs::path(pattern);
-  }();
-  return folder;
+  }());
+  return *folder;
 }
 
 const fs::path& registryFolder() {
-  static const fs::path folder = [] {
+  static const auto* folder = new fs::path([] {
     setenv("XDG_RUNTIME_DIR", runtimeFolder().c_str(), 1);
     fs::path apps = runtimeFolder() / "AppleEvents";
     if (mkdir(apps.c_str(), 0700) != 0)
       std::abort();
     return apps;
-  }();
-  return folder;
+  }());
+  return *folder;
 }
 
 } // namespace
