@@ -26,8 +26,10 @@ test-asan: build-asan
 # fixed time each.
 test: test-default test-asan fuzz
 
+# Seconds each harness runs: `make fuzz FUZZ_SECONDS=600` hunts longer.
+FUZZ_SECONDS ?= 20
 fuzz: deps
-	@bash scripts/run-fuzzers.sh
+	@FUZZ_SECONDS=$(FUZZ_SECONDS) bash scripts/run-fuzzers.sh
 
 demo: build
 	@bash scripts/demo.sh

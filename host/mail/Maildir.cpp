@@ -65,7 +65,9 @@ MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
     listedAny = true;
     errno = 0;
     while (const dirent* entry = ::readdir(listing.get())) {
-      if (entry->d_name[0] != '.' && isRegularFile(listing.get(), entry)) {
+      // A name that starts with ':' has an empty key, which no message URI can carry.
+      if (entry->d_name[0] != '.' && entry->d_name[0] != ':' &&
+          isRegularFile(listing.get(), entry)) {
         mEntries.push_back(static_cast<std::uint32_t>(mNames.size()));
         mNames.append(sub).append("/").append(entry->d_name).push_back('\0');
       }

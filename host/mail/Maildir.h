@@ -16,9 +16,9 @@ bool isMaildir(const std::filesystem::path& dir);
 // name: the file name up to the first ':' (the part after it holds flags that change when a
 // message is read or moved from new/ to cur/), so the key, and the message's URI, stay the same
 // for the message's life.
-// Sorted by key; hidden files and subdirectories are skipped, and cur/ wins over a stale copy
-// in new/. The names live in one buffer: a folder may hold tens of thousands of messages and
-// its index is kept for a whole run.
+// Sorted by key; hidden files, files without a key (named ":...") and subdirectories are
+// skipped, and cur/ wins over a stale copy in new/. The names live in one buffer: a folder may
+// hold tens of thousands of messages and its index is kept for a whole run.
 class MaildirIndex {
 public:
   // Lists cur/ and new/. Throws MailError(NotFound / AccessDenied / NotAFolder / Io).

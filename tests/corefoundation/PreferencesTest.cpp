@@ -190,6 +190,24 @@ TEST_F(Preferences, UnusableFilesBehaveAsEmptyAndSayNothing) {
   EXPECT_EQ(lookup("Level"), (Lookup{30, true}));
 }
 
+// A NUL inside a string or a key (only a hand-made file has one) ends it.
+TEST_F(Preferences, NulInsideAStringOrKeyEndsIt) {
+  using namespace std::string_literals;
+  replaceFile(file, "<plist version=\"1.0\"><dict><key>Level</key><string>42\0junk</string>"
+                    "<key>Max\0junk</key><string>7</string></dict></plist>\n"s);
+  EXPECT_EQ(lookup("Level"), (Lookup{42, true}));
+  EXPECT_EQ(lookup("Max"), (Lookup{7, true}));
+
+  // A binary file can hold one inside a key (stored in UTF-16 when not ASCII).
+  plist_t root = plist_new_dict();
+  plist_dict_set_item(root, "Max\u00c4", plist_new_uint(9));
+  std::string binary = serialize(root, true);
+  plist_free(root);
+  binary.replace(binary.find("\0M\0a\0x\0\xc4"s), 8, "\0M\0a\0x\0\0"s);
+  replaceFile(file, binary);
+  EXPECT_EQ(lookup("Max"), (Lookup{9, true}));
+}
+
 TEST_F(Preferences, SetAndSynchronizeWriteAPrivateXmlFile) {
   std::filesystem::remove_all((home / "Library").string());
   SInt32 level = 25;

@@ -121,6 +121,7 @@ TEST(Maildir, KeysAreUniqueNamesThatSurviveFlagChanges) {
   dir.write("box/cur/1000.aa.host:2,S", "Subject: a\n\nA\n");
   dir.write("box/new/999.bb.host", "Subject: b\n\nB\n");
   dir.write("box/new/.hidden", "not mail");
+  dir.write("box/cur/:2,S", "no key, so no URI could name it");
   fs::create_directories(dir / "box/tmp");
   MailStore store(MailRoot(dir.path()));
 

@@ -210,10 +210,10 @@ async function deliver(name, folder) {
     ASSERT_EQ(zip.exitCode, 0) << zip.err;
   }
 
-  // Waits (at most two minutes) until the record holds what `done` looks for.
+  // Waits (at most four minutes: a loaded machine starts Thunderbird slowly) until the record holds what `done` looks for.
   std::vector<Json> waitForRecord(const std::function<bool(const std::vector<Json>&)>& done) {
     std::vector<Json> lines;
-    for (int i = 0; i < 1200; ++i) {
+    for (int i = 0; i < 2400; ++i) {
       lines = fs::exists(record()) ? sandbox::readJsonLines(record()) : std::vector<Json>{};
       if (done(lines))
         break;

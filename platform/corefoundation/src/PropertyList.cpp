@@ -42,9 +42,9 @@ CFTypeRef fromValue(const os::PlistValue& value) {
   case Kind::dictionary: {
     CFMutableDictionaryRef dict = CFDictionaryCreateMutable(
         nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-    for (const auto& [key, item] : value.entries) {
-      CFStringRef cfKey = makeString(key.c_str());
-      CFTypeRef object = fromValue(item);
+    for (std::size_t i = 0; i < value.keys.size(); ++i) {
+      CFStringRef cfKey = makeString(value.keys[i].c_str());
+      CFTypeRef object = fromValue(value.items[i]);
       CFDictionarySetValue(dict, cfKey, object);
       CFRelease(object);
       CFRelease(cfKey);

@@ -65,13 +65,17 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
     result.real = seconds + micros / 1e6;
     return result;
   }
-  case PLIST_STRING:
+  case PLIST_STRING: {
+    // A NUL inside a string ends it, as it ends a key. (libplist's copying getter aborts the
+    // process on such a string, so the text is taken in place.)
+    const char* text = plist_get_string_ptr(node, nullptr);
+    PlistValue result = PlistValue::of(Kind::string);
+    result.bytes = text ? text : "";
+    return result;
+  }
   case PLIST_KEY: {
     char* text = nullptr;
-    if (plist_get_node_type(node) == PLIST_STRING)
-      plist_get_string_val(node, &text);
-    else
-      plist_get_key_val(node, &text);
+    plist_get_key_val(node, &text);
     PlistValue result = PlistValue::of(Kind::string);
     result.bytes = takeText(text);
     return result;
@@ -138,8 +142,8 @@ plist_t toNode(const PlistValue& value) {
   }
   case Kind::dictionary: {
     plist_t node = plist_new_dict();
-    for (const auto& [key, item] : value.entries)
-      plist_dict_set_item(node, key.c_str(), toNode(item));
+    for (std::size_t i = 0; i < value.keys.size(); ++i)
+      plist_dict_set_item(node, value.keys[i].c_str(), toNode(value.items[i]));
     return node;
   }
   }
@@ -149,19 +153,20 @@ plist_t toNode(const PlistValue& value) {
 } // namespace
 
 const PlistValue* PlistValue::find(std::string_view key) const {
-  for (const auto& [name, value] : entries)
-    if (name == key)
-      return &value;
+  for (std::size_t i = 0; i < keys.size(); ++i)
+    if (keys[i] == key)
+      return &items[i];
   return nullptr;
 }
 
 void PlistValue::set(std::string key, PlistValue value) {
-  for (auto& [name, existing] : entries)
-    if (name == key) {
-      existing = std::move(value);
+  for (std::size_t i = 0; i < keys.size(); ++i)
+    if (keys[i] == key) {
+      items[i] = std::move(value);
       return;
     }
-  entries.emplace_back(std::move(key), std::move(value));
+  keys.push_back(std::move(key));
+  items.push_back(std::move(value));
 }
 
 std::optional<PlistValue> parsePropertyList(std::string_view bytes) {
@@ -169,6 +174,20 @@ std::optional<PlistValue> parsePropertyList(std::string_view bytes) {
     return std::nullopt;
   plist_t root = nullptr;
   plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
+  // A binary list can hold a key with a NUL inside, and libplist's key getter aborts the process
+  // on one. The XML form ends such a key at the NUL, so a binary list is read through that form
+  // (which keeps dates to the second, as a saved file does).
+  if (root && plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size()))) {
+    char* xml = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(root, &xml, &length);
+    plist_free(root);
+    root = nullptr;
+    if (xml) {
+      plist_from_xml(xml, length, &root);
+      plist_to_xml_free(xml);
+    }
+  }
   Node owned(root);
   return fromNode(root, 0);
 }

@@ -21,11 +21,11 @@ struct PlistValue {
 
   Kind kind = Kind::dictionary;
   bool boolean = false;
-  std::uint64_t integer = 0; // 64 bits, a negative number in two's complement
-  double real = 0;           // a date: seconds since 1 January 2001
-  std::string bytes;         // a string's UTF-8, or data
-  std::vector<PlistValue> items;
-  std::vector<std::pair<std::string, PlistValue>> entries; // in the order they were set
+  std::uint64_t integer = 0;     // 64 bits, a negative number in two's complement
+  double real = 0;               // a date: seconds since 1 January 2001
+  std::string bytes;             // a string's UTF-8, or data
+  std::vector<PlistValue> items; // an array's items, or a dictionary's values
+  std::vector<std::string> keys; // a dictionary's keys, in the order they were set
 
   static PlistValue of(Kind kind) {
     PlistValue value;
