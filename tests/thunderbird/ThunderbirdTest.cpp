@@ -210,7 +210,8 @@ async function deliver(name, folder) {
     ASSERT_EQ(zip.exitCode, 0) << zip.err;
   }
 
-  // Waits (at most four minutes: a loaded machine starts Thunderbird slowly) until the record holds what `done` looks for.
+  // Waits (at most four minutes: a loaded machine starts Thunderbird slowly) until the record holds
+  // what `done` looks for.
   std::vector<Json> waitForRecord(const std::function<bool(const std::vector<Json>&)>& done) {
     std::vector<Json> lines;
     for (int i = 0; i < 2400; ++i) {
