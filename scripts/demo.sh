@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # The demonstration after `make build`: the host loads the plug-in bundle, then Quellbark is
 # trained through the plug-in on real mail (the public SpamAssassin corpus) and classifies mail
-# it has not seen, and the result is shown as a confusion table.
+# it has not seen, and the result is shown as a confusion table. Then the same held-out mail is
+# appended to a private IMAP server (Dovecot on 127.0.0.1, its own configuration, certificate and
+# user under <build>/demo/imap) while `mailhost watch` filters the INBOX as mail arrives, and the
+# table is read back from the server's folders.
 #
 # Everything lives under <build>/demo and is made afresh on each run: the host's profile,
 # Quellbark's preferences (CFFIXED_USER_HOME, HOME), the Apple Event runtime folder
