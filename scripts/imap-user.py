@@ -174,6 +174,7 @@ def latency(args):
             missed += 1
             break
         print(f"{time.monotonic() - start:.6f} {verdict}", flush=True)
+        time.sleep(args.pause)
     watcher.logout()
     appender.logout()
     return 1 if missed else 0
@@ -201,6 +202,7 @@ def main():
     p = commands.add_parser("latency")
     p.add_argument("--timeout", type=float, default=30)
     p.add_argument("--poll", type=float, default=0.005)
+    p.add_argument("--pause", type=float, default=0, help="seconds between a placing and the next APPEND")
     p.set_defaults(run=latency)
     args = parser.parse_args()
     try:
