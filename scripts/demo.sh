@@ -153,6 +153,8 @@ appended=$(find "$demo/mail/heldout" -path '*/cur/*' -type f | sort |
   sed -E 's#^(.*/heldout/(spam|ham)/.*)$#\2 \1#' |
   "${user_client[@]}" append INBOX "$imap/labels.json" 2>"$demo/logs/imap-append.err") ||
   failures=$((failures + 1))
+[[ $appended =~ ^[0-9]+$ ]] ||
+  { echo "demo: the mail could not be appended:" >&2; cat "$demo/logs/imap-append.err" >&2; exit 1; }
 echo "   $appended messages appended to INBOX; mailhost watch classifies them as they arrive"
 last_tenth=-1
 if ! "${user_client[@]}" wait "$appended" 60 2>"$demo/logs/imap-wait.err" |

@@ -22,6 +22,7 @@ import argparse
 import hashlib
 import imaplib
 import json
+import os
 import re
 import ssl
 import sys
@@ -181,6 +182,7 @@ def latency(args):
 
 
 def main():
+    os.umask(0o077)  # what it writes is the user's alone
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--port", type=int, required=True)
     parser.add_argument("--user", required=True)
