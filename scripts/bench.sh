@@ -12,20 +12,28 @@
 #     BENCH_FILTER_COUNT (300) held-out messages, spread over the held-out set;
 #   - the native host (Thunderbird's extension's way in): the same messages as raw bytes in
 #     batches of 100 through one running `mailhost native-host` (bench/native_host_rate.mjs);
+#   - IMAP, on a private Dovecot on 127.0.0.1 (TLS): the held-out messages classified from a
+#     server folder by `mailhost classify imap://...` (fetch, plug-in, Quellbark, keyword, junk
+#     moved), BENCH_REPS times into fresh folders, against the pipeline over Maildir folders; and
+#     the time from APPEND to the verdict on the server while `mailhost watch` runs, over
+#     BENCH_IMAP_LATENCY_COUNT (500) messages appended one at a time, each polled every 5 ms from
+#     a second connection until placed (good: $NotJunk set; junk: gone from INBOX into Junk);
 #   - memory: the host's peak resident size classifying 1,000 and 10,000 messages;
 #   - the Apple Event round trip (bench/ae_roundtrip).
 # Everything lives under <build>/bench, with its own profile, preferences, runtime folder and
 # word list, made afresh each run. Environment: QB_BUILD (build/default), BENCH_REPS (3),
-# BENCH_MEMORY_COUNTS ("1000 10000"), BENCH_FILTER_COUNT (300).
+# BENCH_MEMORY_COUNTS ("1000 10000"), BENCH_FILTER_COUNT (300), BENCH_IMAP_LATENCY_COUNT (500).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/lib/isolated-user.sh
+source scripts/lib/private-dovecot.sh
 root=$PWD
 build=${QB_BUILD:-build/default}
 work=$root/$build/bench
 reps=${BENCH_REPS:-3}
 memory_counts=${BENCH_MEMORY_COUNTS:-1000 10000}
 filter_count=${BENCH_FILTER_COUNT:-300}
+latency_count=${BENCH_IMAP_LATENCY_COUNT:-500}
 mailhost=$root/$build/bin/mailhost
 plugin=$root/$build/lib/QuellbarkPlugIn.so
 app=$root/$build/Quellbark.app
@@ -41,7 +49,15 @@ log() { printf '%s\n' "$*" >&2; }
 calc() { awk "BEGIN { printf \"%.${2:-3}f\", $1 }"; } # EXPRESSION [DECIMALS]
 elapsed() { calc "$(date +%s.%N) - $1"; }
 
-trap stop_quellbark EXIT
+watch_pid=
+stop_all() {
+  if [[ -n $watch_pid ]]; then
+    kill -TERM "$watch_pid" 2>/dev/null && wait "$watch_pid" 2>/dev/null || true
+  fi
+  dovecot_stop
+  stop_quellbark
+}
+trap stop_all EXIT
 
 # CPU seconds used so far by a process and its children, reaped or still running.
 tree_cpu() {
@@ -67,7 +83,7 @@ start=$(date +%s.%N)
 "${host[@]}" mark junk "$work/mail/train/spam/000" >"$work/out/mark-spam.txt" 2>"$work/out/mark-spam.err"
 "${host[@]}" mark good "$work/mail/train/ham/000" >"$work/out/mark-ham.txt" 2>"$work/out/mark-ham.err"
 train_seconds=$(elapsed "$start")
-trained=$(cat "$work/out/mark-spam.txt" "$work/out/mark-ham.txt" | grep -c '^junk \|^good ' || true)
+trained=$(cat "$work/out/mark-spam.txt" "$work/out/mark-ham.txt" | grep -c '^\(junk\|good\)[[:space:]]' || true)
 
 log "bench: bogofilter's own bulk training into a second word list"
 mkdir -p "$work/wordlist-direct"
@@ -142,6 +158,58 @@ native_row=$(printf '| native host, batches of 100 raw messages (median of %d) |
   "$(calc "100 * $(rate "$heldout" "$native_wall") / $pipe_rate" 1)" \
   "$(sed 's/^.*; //' "$work/out/native-host-1.txt")")
 
+log "bench: IMAP, a private Dovecot on 127.0.0.1"
+# The server's own users pass through to its mail; nothing in here is listed to them.
+mkdir -m 0711 -p "$work/imap"
+dovecot_start "$work/imap/server"
+user_client=(python3 scripts/imap-user.py --port "$DOVECOT_PORT" --user "$DOVECOT_USER"
+             --password-file "$DOVECOT_PASSWORD_FILE" --ca-file "$DOVECOT_CA")
+account=imap://$DOVECOT_USER@127.0.0.1:$DOVECOT_PORT
+"${host[@]}" account add "$account" --security tls --ca-file "$DOVECOT_CA" \
+  --password-file "$DOVECOT_PASSWORD_FILE" >"$work/out/imap-account.out" 2>&1
+# Each run classifies its own copy of the held-out mail, so that none carries a verdict yet.
+for rep in $(seq "$reps"); do
+  sed 's/^/heldout /' "$work/out/heldout-files.txt" |
+    "${user_client[@]}" append "bench-$rep" "$work/imap/labels-$rep.json" >/dev/null 2>>"$work/out/imap-append.err"
+  /usr/bin/time -f '%e %U %S %M' -o "$work/out/imap-time-$rep.txt" \
+    "${host[@]}" classify --json "$account/bench-$rep" \
+    >"$work/out/imap-classify-$rep.json" 2>"$work/out/imap-classify-$rep.err" || true
+done
+imap_wall=$(for r in $(seq "$reps"); do figures "$work/out/imap-time-$r.txt" | awk '{ print $1 }'; done | median)
+imap_host_cpu=$(for r in $(seq "$reps"); do figures "$work/out/imap-time-$r.txt" | awk '{ print $2 + $3 }'; done | median)
+imap_classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/imap-classify-1.json" || true)
+imap_rate=$(rate "$heldout" "$imap_wall")
+imap_row=$(printf '| IMAP: classify imap://.../FOLDER, held-out mail on the server (median of %d) | %s s, %s messages/s, %s%% of the pipeline over Maildir folders; host CPU %s ms per message; %d reported junk or good |' \
+  "$reps" "$imap_wall" "$imap_rate" "$(calc "100 * $imap_rate / $pipe_rate" 1)" \
+  "$(cpu_ms "$imap_host_cpu")" "$imap_classified")
+
+log "bench: IMAP, APPEND to verdict while mailhost watch runs, $latency_count messages"
+awk -v step="$((heldout > latency_count ? heldout / latency_count : 1))" 'NR % step == 0' \
+  "$work/out/heldout-files.txt" | head -n "$latency_count" >"$work/out/latency-files.txt"
+"${host[@]}" watch >"$work/out/watch.out" 2>"$work/out/watch.err" &
+watch_pid=$!
+# Its first look only takes note of what is there: the mail goes in once it is watching.
+for _ in $(seq 300); do
+  grep -q '^watching ' "$work/out/watch.out" || ! kill -0 "$watch_pid" 2>/dev/null && break
+  sleep 0.1
+done
+"${user_client[@]}" latency <"$work/out/latency-files.txt" >"$work/out/latency.txt" \
+  2>"$work/out/latency.err" || true
+kill -TERM "$watch_pid" && wait "$watch_pid" || true
+watch_pid=
+dovecot_stop
+# "<seconds> <verdict>" per message, in the order appended.
+latency_placed=$(wc -l <"$work/out/latency.txt")
+percentile() { # P: the value below which P% of the sorted input falls (nearest rank)
+  sort -n | awk -v p="$1" '{ v[NR] = $1 } END { r = int((p * NR + 99) / 100); if (r < 1) r = 1; print v[r] }'
+}
+latency_row=$(printf '| IMAP: APPEND to verdict on the server, mailhost watch running, placing polled every 5 ms (%d of %d messages placed; %d junk) | median %s ms, 99th percentile %s ms, slowest %s ms |' \
+  "$latency_placed" "$(wc -l <"$work/out/latency-files.txt")" \
+  "$(grep -c ' junk$' "$work/out/latency.txt" || true)" \
+  "$(awk '{ print $1 * 1000 }' "$work/out/latency.txt" | percentile 50)" \
+  "$(awk '{ print $1 * 1000 }' "$work/out/latency.txt" | percentile 99)" \
+  "$(awk '{ print $1 * 1000 }' "$work/out/latency.txt" | percentile 100)")
+
 agreement=$(node scripts/corpus.mjs agreement "$work/out/classify-1.json" "$work/out/bogofilter-1.txt")
 
 log "bench: delivery filter, one process per message"
@@ -206,6 +274,8 @@ log "bench: Apple Event round trip"
   printf '| pipeline rate / bogofilter rate | %s%% |\n' "$share"
   printf '%s\n' "$rate_row"
   printf '%s\n' "$native_row"
+  printf '%s\n' "$imap_row"
+  printf '%s\n' "$latency_row"
   printf '| CPU per message: host / Quellbark+bogofilter / bogofilter alone | %s / %s / %s ms |\n' \
     "$(cpu_ms "$host_cpu")" "$(cpu_ms "$q_cpu")" "$(cpu_ms "$bf_cpu")"
   printf '| pipeline CPU / bogofilter CPU | %s |\n' "$(calc "$pipe_cpu / $bf_cpu" 1)"

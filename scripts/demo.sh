@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # The demonstration after `make build`: the host loads the plug-in bundle, then Quellbark is
 # trained through the plug-in on real mail (the public SpamAssassin corpus) and classifies mail
-# it has not seen, and the result is shown as a confusion table.
+# it has not seen, and the result is shown as a confusion table. Then the same held-out mail is
+# appended to a private IMAP server (Dovecot on 127.0.0.1, its own configuration, certificate and
+# user under <build>/demo/imap) while `mailhost watch` filters the INBOX as mail arrives, and the
+# table is read back from the server's folders.
 #
 # Everything lives under <build>/demo and is made afresh on each run: the host's profile,
 # Quellbark's preferences (CFFIXED_USER_HOME, HOME), the Apple Event runtime folder
@@ -13,6 +16,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/lib/isolated-user.sh
+source scripts/lib/private-dovecot.sh
 root=$PWD
 build=${QB_BUILD:-build/default}
 demo=$root/$build/demo
@@ -31,8 +35,17 @@ mkdir -p "$demo/logs" "$demo/results"
 isolate_user "$demo" "$root" "$build"
 host=("$mailhost" --profile "$demo/profile" --plugin "$plugin")
 
-# Quellbark, once the plug-in has launched it, is stopped at the end however the run ends.
-trap "stop_quellbark verbose" EXIT
+# The watch, the IMAP server and Quellbark (once the plug-in has launched it) are stopped at the
+# end however the run ends.
+watch_pid=
+stop_all() {
+  if [[ -n $watch_pid ]]; then
+    kill -TERM "$watch_pid" 2>/dev/null && wait "$watch_pid" 2>/dev/null || true
+  fi
+  dovecot_stop
+  stop_quellbark verbose
+}
+trap stop_all EXIT
 
 # A bar on a terminal; otherwise a plain line at every tenth of the way, so a log stays short.
 last_tenth=-1
@@ -111,6 +124,55 @@ seconds=$(elapsed "$start")
 echo
 node scripts/corpus.mjs tally "$seconds" "$demo/results"/*.json | sed 's/^/   /'
 echo "   (speed: wall time of the whole loop, one mailhost process per folder of $chunk)"
+echo
+
+echo "== 5. The same held-out mail on an IMAP server, filtered as it arrives (mailhost watch)"
+imap=$demo/imap
+# The server's own users pass through to its mail; nothing in here is listed to them.
+mkdir -m 0711 -p "$imap"
+dovecot_start "$imap/server"
+user_client=(python3 scripts/imap-user.py --port "$DOVECOT_PORT" --user "$DOVECOT_USER"
+             --password-file "$DOVECOT_PASSWORD_FILE" --ca-file "$DOVECOT_CA")
+account=imap://$DOVECOT_USER@127.0.0.1:$DOVECOT_PORT
+"${host[@]}" account add "$account" --security tls --ca-file "$DOVECOT_CA" \
+  --password-file "$DOVECOT_PASSWORD_FILE" >"$demo/logs/imap-account.out" 2>&1 ||
+  { cat "$demo/logs/imap-account.out" >&2; exit 1; }
+echo "   a private Dovecot on 127.0.0.1:$DOVECOT_PORT (TLS, its own certificate), account $account"
+"${host[@]}" watch >"$demo/logs/imap-watch.out" 2>"$demo/logs/imap-watch.err" &
+watch_pid=$!
+# Its first look only takes note of what is there: the mail goes in once it is watching.
+for _ in $(seq 300); do
+  grep -q '^watching ' "$demo/logs/imap-watch.out" || ! kill -0 "$watch_pid" 2>/dev/null && break
+  sleep 0.1
+done
+grep -q '^watching ' "$demo/logs/imap-watch.out" ||
+  { echo "demo: mailhost watch did not start:" >&2; cat "$demo/logs/imap-watch.err" >&2; exit 1; }
+# Each message goes in as its own bytes; which corpus folder it came from is kept here, by digest.
+start=$(date +%s.%N)
+appended=$(find "$demo/mail/heldout" -path '*/cur/*' -type f | sort |
+  sed -E 's#^(.*/heldout/(spam|ham)/.*)$#\2 \1#' |
+  "${user_client[@]}" append INBOX "$imap/labels.json" 2>"$demo/logs/imap-append.err") ||
+  failures=$((failures + 1))
+[[ $appended =~ ^[0-9]+$ ]] ||
+  { echo "demo: the mail could not be appended:" >&2; cat "$demo/logs/imap-append.err" >&2; exit 1; }
+echo "   $appended messages appended to INBOX; mailhost watch classifies them as they arrive"
+last_tenth=-1
+if ! "${user_client[@]}" wait "$appended" 60 2>"$demo/logs/imap-wait.err" |
+  while read -r placed total; do progress "$placed" "$total" watch; done; then
+  echo "   not every message got a verdict (none for a minute); see $demo/logs/imap-watch.err" >&2
+  failures=$((failures + 1))
+fi
+seconds=$(elapsed "$start")
+kill -TERM "$watch_pid"
+wait "$watch_pid" || { echo "demo: mailhost watch ended with status $?" >&2; failures=$((failures + 1)); }
+watch_pid=
+echo "   read back from the server: junk is what is in Junk, good what carries \$NotJunk in INBOX"
+"${user_client[@]}" tally "$imap/labels.json" "$imap/results.json" 2>"$demo/logs/imap-tally.err" ||
+  failures=$((failures + 1))
+node scripts/corpus.mjs tally "$seconds" "$imap/results.json" | sed 's/^/   /'
+echo "   (speed: from the first APPEND to the last verdict on the server, watch waiting with IDLE)"
+dovecot_stop
+echo "   Stopped mailhost watch and the IMAP server."
 echo
 
 if ((failures > 0)); then

@@ -45,6 +45,8 @@ void ImapWatch::pass() {
 void ImapWatch::lookAt(const std::string& folder, bool isJunkFolder) {
   ImapConnection& imap = mMail.imap().connection(mAccount);
   FolderState now = imap.select(folder);
+  if (!isJunkFolder)
+    mInboxUidNext = now.uidNext;
   const std::string name = mAccount.name();
   std::optional<WatchState::Folder> seen = mState.folder(name, folder);
   auto uriOf = [&](std::uint32_t uid) {
@@ -188,7 +190,12 @@ std::uint32_t ImapWatch::classify(const std::string& folder, const std::vector<L
 }
 
 void ImapWatch::wait(std::chrono::seconds timeout, int wakeFd) {
-  mMail.imap().connection(mAccount, "INBOX").waitForChanges(timeout, wakeFd);
+  ImapConnection& imap = mMail.imap().connection(mAccount);
+  // Mail that came while the last pass was under way is already in the folder the new SELECT
+  // reports, and IDLE announces only what comes after it: look again at once instead.
+  if (imap.select("INBOX").uidNext != mInboxUidNext)
+    return;
+  imap.waitForChanges(timeout, wakeFd);
 }
 
 } // namespace mailhost

@@ -60,6 +60,7 @@ private:
   ImapAccount mAccount;
   std::ostream& mOut;
   std::ostream& mErr;
+  std::uint32_t mInboxUidNext = 0; // INBOX's UIDNEXT when the last pass looked at it
 };
 
 } // namespace mailhost

@@ -421,8 +421,12 @@ void ImapConnection::waitForChanges(std::chrono::seconds timeout, int wakeFd) {
     int r = mailimap_idle(mImap);
     if (r != MAILIMAP_NO_ERROR)
       fail(r, "waiting for new mail (IDLE)");
-    pollfd fds[2] = {{mailimap_idle_get_fd(mImap), POLLIN, 0}, {wakeFd, POLLIN, 0}};
-    ::poll(fds, wakeFd >= 0 ? 2 : 1, static_cast<int>(timeout.count() * 1000));
+    // News read together with the server's go-ahead waits in the stream's buffer, where a
+    // poll on the socket would not see it.
+    if (mImap->imap_stream->read_buffer_len == 0) {
+      pollfd fds[2] = {{mailimap_idle_get_fd(mImap), POLLIN, 0}, {wakeFd, POLLIN, 0}};
+      ::poll(fds, wakeFd >= 0 ? 2 : 1, static_cast<int>(timeout.count() * 1000));
+    }
     r = mailimap_idle_done(mImap);
     if (r != MAILIMAP_NO_ERROR)
       fail(r, "ending a wait for new mail (IDLE)");

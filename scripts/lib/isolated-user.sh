@@ -20,7 +20,7 @@ quellbark_pid() {
   for entry in "$XDG_RUNTIME_DIR/AppleEvents"/*.plist; do
     [[ -f $entry ]] && grep -q '<string>Quellbark</string>' "$entry" || continue
     tr -d ' \t\n' <"$entry" | sed -n 's|.*<key>ProcessID</key><integer>\([0-9]*\)</integer>.*|\1|p'
-    return
+    return 0
   done
 }
 

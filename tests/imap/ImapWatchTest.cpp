@@ -17,14 +17,14 @@ protected:
   explicit ImapWatch(dovecot::ServerOptions options = {}) : ImapHostTest(options) {}
   ~ImapWatch() override { stopWatch(); }
 
-  void startWatch() {
+  void startWatch(const std::string& interval = "2") {
     ++runs;
     out = box.root / ("watch-" + std::to_string(runs) + ".out");
     err = box.root / ("watch-" + std::to_string(runs) + ".err");
     fs::path build = sandbox::buildDirectory();
     pid = sandbox::spawnProcess({(build / "bin/mailhost").string(), "--profile", profile.string(),
                                  "--plugin", (build / "lib/QuellbarkPlugIn.so").string(), "watch",
-                                 "--interval", "2"},
+                                 "--interval", interval},
                                 box.environment(), out, err);
     ASSERT_TRUE(waitFor("watching alice@127.0.0.1")) << sandbox::readFile(err);
   }
@@ -126,6 +126,22 @@ TEST_F(ImapWatch, MailWhoseExchangeFailedIsTriedAgain) {
   EXPECT_EQ(outputLines().size(), 2u) << sandbox::readFile(out); // no verdict the first time
   EXPECT_EQ(events().size(), 2u);
   EXPECT_EQ(folder("Junk").size(), 1u);
+}
+
+// Mail that arrives while the watch is busy with earlier mail is not announced again once it
+// waits: it must not sit there until the next change or the end of the wait.
+TEST_F(ImapWatch, MailArrivingDuringAPassIsNotLeftForTheNextWait) {
+  ASSERT_EQ(addAccount({"--security", "plain"}).exitCode, 0);
+  replies({"delay=1500 score=shor:0", "score=shor:0"});
+  startWatch("1000");
+  std::uint32_t first = server.deliver("INBOX", message("first"));
+  for (int i = 0; i < 600 && events().empty(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  ASSERT_EQ(events().size(), 1u) << sandbox::readFile(err);
+  std::uint32_t second = server.deliver("INBOX", message("second"));
+  ASSERT_TRUE(waitFor("good  " + messageUri("INBOX", first))) << sandbox::readFile(err);
+  EXPECT_TRUE(waitFor("good  " + messageUri("INBOX", second))) << sandbox::readFile(err);
+  EXPECT_EQ(stopWatch(), 0);
 }
 
 TEST_F(ImapWatch, AServerThatGoesAwayAndComesBackLosesNothing) {
