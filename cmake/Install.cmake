@@ -7,7 +7,7 @@
 #   <QB_APP_DIR>/Quellbark.app/Contents/{Info.plist,PkgInfo,MacOS/Quellbark}
 #   <prefix>/share/man/man1/mailhost.1, Quellbark.1
 #   <prefix>/share/bash-completion/completions/mailhost
-#   <unit folder>/quellbark.service  the systemd user unit (below)
+#   <unit folder>/quellbark.service  the systemd user unit (below), and mailhost-watch(@).service
 #
 # The host finds its libraries and the bundle beside itself ($ORIGIN/../lib), so the prefix can
 # be anywhere. The application's folder is chosen apart from the prefix, so its executable
@@ -84,3 +84,9 @@ if(TARGET quellbark-app)
                  ${CMAKE_BINARY_DIR}/quellbark.service @ONLY)
   install(FILES ${CMAKE_BINARY_DIR}/quellbark.service DESTINATION ${qb_unit_dir})
 endif()
+
+# The IMAP watch's user units: all accounts, or one account per instance.
+foreach(unit mailhost-watch.service mailhost-watch@.service)
+  configure_file(${PROJECT_SOURCE_DIR}/host/systemd/${unit}.in ${CMAKE_BINARY_DIR}/${unit} @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/${unit} DESTINATION ${qb_unit_dir})
+endforeach()

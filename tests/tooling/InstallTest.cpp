@@ -71,6 +71,12 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
        {"ExecStart=" + executable, std::string("Type=simple"), std::string("Restart=on-failure"),
         std::string("WantedBy=default.target")})
     EXPECT_NE(unit.find(line + "\n"), std::string::npos) << line << "\n" << unit;
+  // The IMAP watch's units run the installed host.
+  for (const char* watch : {"mailhost-watch.service", "mailhost-watch@.service"})
+    EXPECT_NE(readFile(units() / watch)
+                  .find("ExecStart=" + cacheValue("CMAKE_INSTALL_PREFIX") + "/bin/mailhost watch"),
+              std::string::npos)
+        << watch;
   if (const char* home = getenv("HOME");
       home && cacheValue("CMAKE_INSTALL_PREFIX") == std::string(home) + "/.local") {
     EXPECT_EQ(units(), prefix() / "share/systemd/user") << "where systemd --user reads";
