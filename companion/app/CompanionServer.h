@@ -16,8 +16,8 @@ public:
   // Installs the handlers for 'Qscr', 'addS', 'addG' and the standard quit event.
   OSErr install();
 
-  OSErr score(AppleEvent const& event, AppleEvent& reply);
-  OSErr learn(Verdict verdict, AppleEvent const& event, AppleEvent& reply);
+  OSErr score(const AppleEvent& event, AppleEvent& reply);
+  OSErr learn(Verdict verdict, const AppleEvent& event, AppleEvent& reply);
 
 private:
   Engine& mEngine;

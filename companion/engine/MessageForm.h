@@ -21,6 +21,6 @@ struct MessageForm {
 //   decoded again, and a multipart Content-Type whose boundary no longer occurs in the body
 //   becomes text/plain.
 // Always at least one message.
-std::vector<std::string> prepareMessages(std::string_view bytes, MessageForm const& form);
+std::vector<std::string> prepareMessages(std::string_view bytes, const MessageForm& form);
 
 } // namespace quellbark

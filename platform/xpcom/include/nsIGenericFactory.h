@@ -82,7 +82,7 @@ struct nsModuleInfo {
 extern "C" {
 // A module that answers from the records in info (which must outlive it). Refuses a record
 // version it does not understand with NS_ERROR_FAILURE.
-NS_EXPORT nsresult NS_NewGenericModule2(nsModuleInfo const* info, nsIModule** result);
+NS_EXPORT nsresult NS_NewGenericModule2(const nsModuleInfo* info, nsIModule** result);
 NS_EXPORT nsresult NS_NewGenericFactory(nsIGenericFactory** result,
                                         const nsModuleComponentInfo* info);
 }
