@@ -1,4 +1,4 @@
-#include "generic_module.h"
+#include "GenericModule.h"
 
 #include <new>
 

@@ -206,7 +206,7 @@ int main(int argc, char** argv) {
       "status", "Show the engine, the word list, what it has learned and whether it runs");
   try {
     app.parse(argc, argv);
-  } catch (CLI::const ParseError& e) {
+  } catch (const CLI::ParseError& e) {
     if (e.get_exit_code() == 0) { // --help, --version
       return app.exit(e);
     }

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "bundle_loader.h"
+#include "BundleLoader.h"
 #include "nsCOMPtr.h"
 #include "nsIComponentManager.h"
 #include "nsIComponentRegistrar.h"
