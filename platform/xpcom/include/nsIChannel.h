@@ -1,5 +1,4 @@
-#ifndef __gen_nsIChannel_h__
-#define __gen_nsIChannel_h__
+#pragma once
 
 #include "nsIRequest.h"
 
@@ -39,5 +38,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIChannel, NS_ICHANNEL_IID)
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef __gen_nsIComponentManager_h__
-#define __gen_nsIComponentManager_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -25,5 +24,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIComponentManager, NS_ICOMPONENTMANAGER_IID)
-
-#endif

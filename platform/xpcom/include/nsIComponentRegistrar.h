@@ -1,5 +1,4 @@
-#ifndef __gen_nsIComponentRegistrar_h__
-#define __gen_nsIComponentRegistrar_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -37,5 +36,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIComponentRegistrar, NS_ICOMPONENTREGISTRAR_IID)
-
-#endif

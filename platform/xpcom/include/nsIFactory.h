@@ -1,5 +1,4 @@
-#ifndef __gen_nsIFactory_h__
-#define __gen_nsIFactory_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -20,5 +19,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIFactory, NS_IFACTORY_IID)
-
-#endif

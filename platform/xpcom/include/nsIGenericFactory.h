@@ -1,7 +1,6 @@
 // The generic module and factory: a bundle describes its classes in constant records and lets
 // the runtime answer registration and factory requests from them.
-#ifndef nsIGenericFactory_h___
-#define nsIGenericFactory_h___
+#pragma once
 
 #include "nsIFactory.h"
 #include "nsIModule.h"
@@ -103,5 +102,3 @@ NS_EXPORT nsresult NS_NewGenericFactory(nsIGenericFactory** result,
     NS_RELEASE(inst);                                                                              \
     return rv;                                                                                     \
   }
-
-#endif

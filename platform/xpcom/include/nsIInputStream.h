@@ -1,5 +1,4 @@
-#ifndef __gen_nsIInputStream_h__
-#define __gen_nsIInputStream_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -30,5 +29,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIInputStream, NS_IINPUTSTREAM_IID)
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef __gen_nsIModule_h__
-#define __gen_nsIModule_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -32,5 +31,3 @@ NS_DEFINE_STATIC_IID_ACCESSOR(nsIModule, NS_IMODULE_IID)
 // The function a component bundle exports, unmangled, under the name NSGetModule.
 typedef nsresult (*nsGetModuleProc)(nsIComponentManager* aCompMgr, nsIFile* aLocation,
                                     nsIModule** return_cobj);
-
-#endif

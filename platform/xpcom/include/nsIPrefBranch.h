@@ -1,5 +1,4 @@
-#ifndef __gen_nsIPrefBranch_h__
-#define __gen_nsIPrefBranch_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -46,5 +45,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIPrefBranch, NS_IPREFBRANCH_IID)
-
-#endif

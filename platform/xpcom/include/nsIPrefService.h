@@ -1,5 +1,4 @@
-#ifndef __gen_nsIPrefService_h__
-#define __gen_nsIPrefService_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -30,5 +29,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIPrefService, NS_IPREFSERVICE_IID)
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef __gen_nsIRequest_h__
-#define __gen_nsIRequest_h__
+#pragma once
 
 #include "nsISupports.h"
 #include "nsStringAPI.h"
@@ -36,5 +35,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIRequest, NS_IREQUEST_IID)
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef __gen_nsIRequestObserver_h__
-#define __gen_nsIRequestObserver_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -23,5 +22,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIRequestObserver, NS_IREQUESTOBSERVER_IID)
-
-#endif

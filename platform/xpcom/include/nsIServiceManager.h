@@ -1,5 +1,4 @@
-#ifndef __gen_nsIServiceManager_h__
-#define __gen_nsIServiceManager_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -25,5 +24,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIServiceManager, NS_ISERVICEMANAGER_IID)
-
-#endif

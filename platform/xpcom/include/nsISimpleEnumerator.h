@@ -1,5 +1,4 @@
-#ifndef __gen_nsISimpleEnumerator_h__
-#define __gen_nsISimpleEnumerator_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -20,5 +19,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsISimpleEnumerator, NS_ISIMPLEENUMERATOR_IID)
-
-#endif

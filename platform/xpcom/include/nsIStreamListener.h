@@ -1,5 +1,4 @@
-#ifndef __gen_nsIStreamListener_h__
-#define __gen_nsIStreamListener_h__
+#pragma once
 
 #include "nsIRequestObserver.h"
 
@@ -23,5 +22,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIStreamListener, NS_ISTREAMLISTENER_IID)
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef __gen_nsIURI_h__
-#define __gen_nsIURI_h__
+#pragma once
 
 #include "nsISupports.h"
 #include "nsStringAPI.h"
@@ -45,5 +44,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIURI, NS_IURI_IID)
-
-#endif

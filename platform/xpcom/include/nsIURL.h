@@ -1,5 +1,4 @@
-#ifndef __gen_nsIURL_h__
-#define __gen_nsIURL_h__
+#pragma once
 
 #include "nsIURI.h"
 
@@ -36,5 +35,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIURL, NS_IURL_IID)
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef __gen_nsIUrlListener_h__
-#define __gen_nsIUrlListener_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -22,5 +21,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIUrlListener, NS_IURLLISTENER_IID)
-
-#endif

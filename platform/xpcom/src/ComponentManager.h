@@ -1,7 +1,6 @@
 // The runtime's one manager: classes and contract IDs, factories, cached services and loaded
 // bundles, under the three faces nsIComponentManager, nsIServiceManager, nsIComponentRegistrar.
-#ifndef xpcom_component_manager_h
-#define xpcom_component_manager_h
+#pragma once
 
 #include <map>
 #include <memory>
@@ -113,5 +112,3 @@ private:
 };
 
 } // namespace xpcom
-
-#endif

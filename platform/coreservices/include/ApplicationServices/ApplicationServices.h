@@ -1,7 +1,4 @@
-#ifndef APPLICATIONSERVICES_APPLICATIONSERVICES_H
-#define APPLICATIONSERVICES_APPLICATIONSERVICES_H
+#pragma once
 
 #include <ApplicationServices/HIServices/Processes.h>
 #include <CoreServices/CoreServices.h>
-
-#endif

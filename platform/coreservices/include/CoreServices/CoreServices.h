@@ -1,5 +1,4 @@
-#ifndef CORESERVICES_CORESERVICES_H
-#define CORESERVICES_CORESERVICES_H
+#pragma once
 
 #if __has_include(<CoreFoundation/CoreFoundation.h>)
 #include <CoreFoundation/CoreFoundation.h>
@@ -13,5 +12,3 @@
 #include <CoreServices/LaunchServices/LaunchServices.h>
 #include <CoreServices/MacErrors.h>
 #include <MacTypes.h>
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef CORESERVICES_MACERRORS_H
-#define CORESERVICES_MACERRORS_H
+#pragma once
 
 #include <MacTypes.h>
 
@@ -53,5 +52,3 @@ enum {
   kLSNoClassicEnvironmentErr = -10828,
   kLSMultipleSessionsNotSupportedErr = -10829
 };
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef CORESERVICES_AE_AEDATAMODEL_H
-#define CORESERVICES_AE_AEDATAMODEL_H
+#pragma once
 
 /* Descriptors, lists, records and Apple Events: building them, reading them, coercing their
    data, and flattening them to bytes. Numbers and four-character codes inside descriptor data
@@ -223,6 +222,4 @@ OSStatus AEUnflattenDesc(const void* buffer, AEDesc* result);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

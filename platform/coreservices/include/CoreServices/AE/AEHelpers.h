@@ -1,5 +1,4 @@
-#ifndef CORESERVICES_AE_AEHELPERS_H
-#define CORESERVICES_AE_AEHELPERS_H
+#pragma once
 
 /* Building descriptors and events from a small text language, for example
      AEBuildDesc(&d, &err, "{want:type(cwin), seld:long(@)}", 3)
@@ -64,6 +63,4 @@ OSStatus vAEBuildAppleEvent(AEEventClass theClass, AEEventID theID, DescType add
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

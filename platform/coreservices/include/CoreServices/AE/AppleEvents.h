@@ -1,5 +1,4 @@
-#ifndef CORESERVICES_AE_APPLEEVENTS_H
-#define CORESERVICES_AE_APPLEEVENTS_H
+#pragma once
 
 /* Event handlers: the table that maps an event class and ID to the function that serves it. */
 
@@ -32,6 +31,4 @@ OSErr AEGetEventHandler(AEEventClass theAEEventClass, AEEventID theAEEventID,
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

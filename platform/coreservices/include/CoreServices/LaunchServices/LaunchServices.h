@@ -1,7 +1,4 @@
-#ifndef CORESERVICES_LAUNCHSERVICES_LAUNCHSERVICES_H
-#define CORESERVICES_LAUNCHSERVICES_LAUNCHSERVICES_H
+#pragma once
 
 #include <CoreServices/LaunchServices/LSInfo.h>
 #include <CoreServices/LaunchServices/LSOpen.h>
-
-#endif
