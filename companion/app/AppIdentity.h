@@ -1,3 +1,4 @@
+// Quellbark's bundle identifier and the preference key the plug-in's log level is kept under.
 #pragma once
 
 #include <QuellbarkEvents.h>

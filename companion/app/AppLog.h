@@ -1,3 +1,4 @@
+// Quellbark's log: standard error when someone reads it, else a rotated file in the state folder.
 #pragma once
 
 #include <cstdint>

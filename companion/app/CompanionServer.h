@@ -1,3 +1,4 @@
+// The Apple Event handlers that answer the plug-in's score and learn events with the engine.
 #pragma once
 
 #include "Engine.h"

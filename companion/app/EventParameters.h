@@ -1,3 +1,4 @@
+// Reading the message and its form out of a score or learn event.
 #pragma once
 
 #include "MessageForm.h"

@@ -1,3 +1,4 @@
+// The lock that keeps one serving Quellbark per user and names the running one.
 #pragma once
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// The command lines for bogofilter and bogoutil and the parsing of what they print.
 #pragma once
 
 #include "Score.h"

@@ -1,3 +1,4 @@
+// The spam-filter engine: scores and learns messages with bogofilter.
 #pragma once
 
 #include "Bogofilter.h"

@@ -1,3 +1,4 @@
+// The record of which messages the word list has learned, and as what.
 #pragma once
 
 #include <filesystem>

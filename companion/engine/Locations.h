@@ -1,3 +1,4 @@
+// Where the word list, the work folders and the log live, and how programs are found.
 #pragma once
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// How a client hands over message bytes, and turning them into messages bogofilter reads correctly.
 #pragma once
 
 #include <string>

@@ -1,3 +1,4 @@
+// An in-memory file that hands one message at a time to bogofilter.
 #pragma once
 
 #include <cstddef>

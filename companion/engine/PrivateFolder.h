@@ -1,3 +1,4 @@
+// Folders only this user can enter, and the per-process work folder for message files.
 #pragma once
 
 #include <filesystem>

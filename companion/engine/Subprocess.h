@@ -1,3 +1,4 @@
+// Running a program to its end under a deadline, or as a long-lived line-by-line child.
 #pragma once
 
 #include <chrono>

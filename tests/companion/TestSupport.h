@@ -1,3 +1,4 @@
+// What the companion's tests share: sample messages, stand-in scripts, engines on own word lists.
 #pragma once
 
 #include "Engine.h"

@@ -1,3 +1,4 @@
+// A request that delivers the content of a URI to a stream listener.
 #pragma once
 
 #include "nsIRequest.h"

@@ -1,3 +1,4 @@
+// Creating component instances by class ID or contract ID.
 #pragma once
 
 #include "nsISupports.h"

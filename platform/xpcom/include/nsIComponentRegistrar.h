@@ -1,3 +1,4 @@
+// Registering factories under class and contract IDs.
 #pragma once
 
 #include "nsISupports.h"

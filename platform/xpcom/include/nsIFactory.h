@@ -1,3 +1,4 @@
+// A factory that creates instances of one component class.
 #pragma once
 
 #include "nsISupports.h"

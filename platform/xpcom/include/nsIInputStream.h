@@ -1,3 +1,4 @@
+// A stream of bytes read by its consumer.
 #pragma once
 
 #include "nsISupports.h"

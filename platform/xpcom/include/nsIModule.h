@@ -1,3 +1,4 @@
+// What a component bundle's NSGetModule returns: its factories and their registration.
 #pragma once
 
 #include "nsISupports.h"

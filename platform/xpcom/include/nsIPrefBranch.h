@@ -1,3 +1,4 @@
+// A branch of the preferences: typed values under dotted names.
 #pragma once
 
 #include "nsISupports.h"

@@ -1,3 +1,4 @@
+// The preferences service: reading and saving preferences, and handing out branches.
 #pragma once
 
 #include "nsISupports.h"

@@ -1,3 +1,4 @@
+// A pending request: its name, status, cancellation and load flags.
 #pragma once
 
 #include "nsISupports.h"

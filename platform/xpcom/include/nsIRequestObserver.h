@@ -1,3 +1,4 @@
+// Told when a request starts and when it stops.
 #pragma once
 
 #include "nsISupports.h"

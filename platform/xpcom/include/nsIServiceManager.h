@@ -1,3 +1,4 @@
+// Getting services, the single shared instances, by class ID or contract ID.
 #pragma once
 
 #include "nsISupports.h"

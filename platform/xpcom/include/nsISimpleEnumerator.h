@@ -1,3 +1,4 @@
+// Objects handed out one by one.
 #pragma once
 
 #include "nsISupports.h"

@@ -1,3 +1,4 @@
+// A request observer that is also handed the request's data as it arrives.
 #pragma once
 
 #include "nsIRequestObserver.h"

@@ -1,3 +1,4 @@
+// Strings handed out one by one.
 #pragma once
 
 #include "nsISupports.h"

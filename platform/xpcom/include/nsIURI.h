@@ -1,3 +1,4 @@
+// A URI: its spec and its parts.
 #pragma once
 
 #include "nsISupports.h"

@@ -1,3 +1,4 @@
+// A URI with a path, a file name and a query.
 #pragma once
 
 #include "nsIURI.h"

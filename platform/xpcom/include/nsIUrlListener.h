@@ -1,3 +1,4 @@
+// Told when the running of a URL starts and when it stops.
 #pragma once
 
 #include "nsISupports.h"

@@ -1,3 +1,4 @@
+/* Application Services: the Process Manager and Core Services. */
 #pragma once
 
 #include <ApplicationServices/HIServices/Processes.h>

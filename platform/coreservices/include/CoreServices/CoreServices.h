@@ -1,3 +1,4 @@
+/* Everything of Core Services that this platform provides. */
 #pragma once
 
 #if __has_include(<CoreFoundation/CoreFoundation.h>)

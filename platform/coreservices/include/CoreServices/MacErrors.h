@@ -1,3 +1,4 @@
+/* Result codes of the Apple Event Manager, the Process Manager and Launch Services. */
 #pragma once
 
 #include <MacTypes.h>

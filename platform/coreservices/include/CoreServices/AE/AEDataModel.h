@@ -1,9 +1,8 @@
-#pragma once
-
 /* Descriptors, lists, records and Apple Events: building them, reading them, coercing their
    data, and flattening them to bytes. Numbers and four-character codes inside descriptor data
    are in the host's byte order; the flattened form is big-endian (docs/flattened-descriptors.md).
  */
+#pragma once
 
 #include <CoreServices/MacErrors.h>
 #include <MacTypes.h>

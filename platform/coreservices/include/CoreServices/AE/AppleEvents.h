@@ -1,6 +1,5 @@
-#pragma once
-
 /* Event handlers: the table that maps an event class and ID to the function that serves it. */
+#pragma once
 
 #include <CoreServices/AE/AEDataModel.h>
 

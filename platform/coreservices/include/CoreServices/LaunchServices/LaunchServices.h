@@ -1,3 +1,4 @@
+/* Launch Services: finding and launching applications. */
 #pragma once
 
 #include <CoreServices/LaunchServices/LSInfo.h>
