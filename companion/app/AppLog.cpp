@@ -30,15 +30,15 @@ bool standardErrorIsDiscarded() {
 }
 
 // Points standard error at the end of `file`, made 0600 if new.
-bool attachStandardError(fs::path const& file) {
-  int const fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600);
+bool attachStandardError(const fs::path& file) {
+  const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600);
   if (fd < 0) {
     return false;
   }
   struct stat st {};
-  bool const ours = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == ::geteuid() &&
+  const bool ours = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == ::geteuid() &&
                     ((st.st_mode & 077) == 0 || ::fchmod(fd, 0600) == 0);
-  bool const attached = ours && ::dup2(fd, STDERR_FILENO) == STDERR_FILENO;
+  const bool attached = ours && ::dup2(fd, STDERR_FILENO) == STDERR_FILENO;
   ::close(fd);
   return attached;
 }
@@ -58,7 +58,7 @@ void rotateIfFull() {
 
 } // namespace
 
-void AppLog::start(fs::path const& stateFolder) {
+void AppLog::start(const fs::path& stateFolder) {
   std::lock_guard lock(gMutex);
   if (!standardErrorIsDiscarded() || !ensurePrivateFolder(stateFolder)) {
     return;
@@ -68,7 +68,7 @@ void AppLog::start(fs::path const& stateFolder) {
   }
 }
 
-void AppLog::line(std::string const& text) {
+void AppLog::line(const std::string& text) {
   std::lock_guard lock(gMutex);
   if (gFile.empty()) {
     std::fprintf(stderr, "Quellbark: %s\n", text.c_str());

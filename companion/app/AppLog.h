@@ -1,3 +1,4 @@
+// Quellbark's log: standard error when someone reads it, else a rotated file in the state folder.
 #pragma once
 
 #include <cstdint>
@@ -17,9 +18,9 @@ public:
 
   // Decides the destination once, at start-up; a log file that cannot be opened leaves
   // standard error as it is.
-  static void start(std::filesystem::path const& stateFolder);
+  static void start(const std::filesystem::path& stateFolder);
   // "Quellbark: <line>", with the time in front in the log file. Safe from any thread.
-  static void line(std::string const& text);
+  static void line(const std::string& text);
 };
 
 } // namespace quellbark

@@ -14,7 +14,7 @@ namespace quellbark {
 namespace {
 
 // The reply descriptor is null when the sender asked for no reply.
-void putError(AppleEvent& reply, SInt16 number, char const* reason) {
+void putError(AppleEvent& reply, SInt16 number, const char* reason) {
   if (reply.descriptorType == typeNull) {
     return;
   }
@@ -22,7 +22,7 @@ void putError(AppleEvent& reply, SInt16 number, char const* reason) {
   AEPutParamPtr(&reply, keyErrorString, typeChar, reason, static_cast<Size>(std::strlen(reason)));
 }
 
-bool unreadable(MessageRequest const& request, AppleEvent& reply, char const* event) {
+bool unreadable(const MessageRequest& request, AppleEvent& reply, const char* event) {
   if (request.error == noErr) {
     return false;
   }
@@ -32,19 +32,19 @@ bool unreadable(MessageRequest const& request, AppleEvent& reply, char const* ev
   return true;
 }
 
-OSErr handleScore(AppleEvent const* event, AppleEvent* reply, SRefCon server) {
+OSErr handleScore(const AppleEvent* event, AppleEvent* reply, SRefCon server) {
   return static_cast<CompanionServer*>(server)->score(*event, *reply);
 }
 
-OSErr handleLearnSpam(AppleEvent const* event, AppleEvent* reply, SRefCon server) {
+OSErr handleLearnSpam(const AppleEvent* event, AppleEvent* reply, SRefCon server) {
   return static_cast<CompanionServer*>(server)->learn(Verdict::spam, *event, *reply);
 }
 
-OSErr handleLearnGood(AppleEvent const* event, AppleEvent* reply, SRefCon server) {
+OSErr handleLearnGood(const AppleEvent* event, AppleEvent* reply, SRefCon server) {
   return static_cast<CompanionServer*>(server)->learn(Verdict::good, *event, *reply);
 }
 
-OSErr handleQuit(AppleEvent const*, AppleEvent*, SRefCon) {
+OSErr handleQuit(const AppleEvent*, AppleEvent*, SRefCon) {
   QuitApplicationEventLoop();
   return noErr;
 }
@@ -62,8 +62,8 @@ OSErr CompanionServer::install() {
       {kQuellbarkEventClass, kQuellbarkTrainGoodEvent, handleLearnGood},
       {kCoreEventClass, kAEQuitApplication, handleQuit},
   };
-  for (auto const& h : handlers) {
-    if (OSErr const err =
+  for (const auto& h : handlers) {
+    if (const OSErr err =
             AEInstallEventHandler(h.eventClass, h.id, NewAEEventHandlerUPP(h.handler), this, false);
         err != noErr) {
       return err;
@@ -73,14 +73,14 @@ OSErr CompanionServer::install() {
 }
 
 // Several messages in one event score as the most spam-like of them.
-OSErr CompanionServer::score(AppleEvent const& event, AppleEvent& reply) {
-  MessageRequest const request = readMessageRequest(event);
+OSErr CompanionServer::score(const AppleEvent& event, AppleEvent& reply) {
+  const MessageRequest request = readMessageRequest(event);
   if (unreadable(request, reply, "Qscr")) {
     return noErr;
   }
   SInt16 highest = 0;
-  for (std::string const& message : prepareMessages(request.bytes, request.form)) {
-    ScoreResult const result = mEngine.score(message);
+  for (const std::string& message : prepareMessages(request.bytes, request.form)) {
+    const ScoreResult result = mEngine.score(message);
     if (result.error != EngineError::none) {
       putError(reply, static_cast<SInt16>(result.error), describe(result.error));
       return noErr;
@@ -93,13 +93,13 @@ OSErr CompanionServer::score(AppleEvent const& event, AppleEvent& reply) {
   return noErr;
 }
 
-OSErr CompanionServer::learn(Verdict verdict, AppleEvent const& event, AppleEvent& reply) {
-  MessageRequest const request = readMessageRequest(event);
+OSErr CompanionServer::learn(Verdict verdict, const AppleEvent& event, AppleEvent& reply) {
+  const MessageRequest request = readMessageRequest(event);
   if (unreadable(request, reply, verdict == Verdict::spam ? "addS" : "addG")) {
     return noErr;
   }
-  for (std::string const& message : prepareMessages(request.bytes, request.form)) {
-    if (EngineError const error = mEngine.learn(verdict, message); error != EngineError::none) {
+  for (const std::string& message : prepareMessages(request.bytes, request.form)) {
+    if (const EngineError error = mEngine.learn(verdict, message); error != EngineError::none) {
       putError(reply, static_cast<SInt16>(error), describe(error));
       return noErr;
     }

@@ -1,3 +1,4 @@
+// The Apple Event handlers that answer the plug-in's score and learn events with the engine.
 #pragma once
 
 #include "Engine.h"
@@ -16,8 +17,8 @@ public:
   // Installs the handlers for 'Qscr', 'addS', 'addG' and the standard quit event.
   OSErr install();
 
-  OSErr score(AppleEvent const& event, AppleEvent& reply);
-  OSErr learn(Verdict verdict, AppleEvent const& event, AppleEvent& reply);
+  OSErr score(const AppleEvent& event, AppleEvent& reply);
+  OSErr learn(Verdict verdict, const AppleEvent& event, AppleEvent& reply);
 
 private:
   Engine& mEngine;

@@ -6,10 +6,10 @@ namespace quellbark {
 
 namespace {
 
-OSErr readBytes(AppleEvent const& event, AEKeyword key, std::string& bytes) {
+OSErr readBytes(const AppleEvent& event, AEKeyword key, std::string& bytes) {
   DescType type = typeNull;
   Size size = 0;
-  if (OSErr const err = AESizeOfParam(&event, key, &type, &size); err != noErr) {
+  if (const OSErr err = AESizeOfParam(&event, key, &type, &size); err != noErr) {
     return err;
   }
   DescType wanted = typeWildCard;
@@ -19,7 +19,7 @@ OSErr readBytes(AppleEvent const& event, AEKeyword key, std::string& bytes) {
   }
   bytes.resize(static_cast<std::size_t>(size));
   Size actual = 0;
-  if (OSErr const err = AEGetParamPtr(&event, key, wanted, nullptr, bytes.data(), size, &actual);
+  if (const OSErr err = AEGetParamPtr(&event, key, wanted, nullptr, bytes.data(), size, &actual);
       err != noErr) {
     return err;
   }
@@ -27,9 +27,9 @@ OSErr readBytes(AppleEvent const& event, AEKeyword key, std::string& bytes) {
   return noErr;
 }
 
-OSErr readFlag(AppleEvent const& event, AEKeyword key, bool& flag) {
+OSErr readFlag(const AppleEvent& event, AEKeyword key, bool& flag) {
   Boolean value = 0;
-  OSErr const err = AEGetParamPtr(&event, key, typeBoolean, nullptr, &value, sizeof value, nullptr);
+  const OSErr err = AEGetParamPtr(&event, key, typeBoolean, nullptr, &value, sizeof value, nullptr);
   if (err == errAEDescNotFound) {
     return noErr; // keeps the default
   }
@@ -41,7 +41,7 @@ OSErr readFlag(AppleEvent const& event, AEKeyword key, bool& flag) {
 
 } // namespace
 
-MessageRequest readMessageRequest(AppleEvent const& event) {
+MessageRequest readMessageRequest(const AppleEvent& event) {
   MessageRequest request;
   request.error = readBytes(event, kQuellbarkMessageParam, request.bytes);
   if (request.error == noErr) {
@@ -51,7 +51,7 @@ MessageRequest readMessageRequest(AppleEvent const& event) {
     request.error = readFlag(event, kQuellbarkRFC822Param, request.form.rfc822);
   }
   if (request.error == noErr) {
-    OSErr const err = readBytes(event, kQuellbarkSeparatorParam, request.form.separator);
+    const OSErr err = readBytes(event, kQuellbarkSeparatorParam, request.form.separator);
     request.error = err == errAEDescNotFound ? OSErr(noErr) : err;
   }
   return request;

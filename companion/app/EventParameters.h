@@ -1,3 +1,4 @@
+// Reading the message and its form out of a score or learn event.
 #pragma once
 
 #include "MessageForm.h"
@@ -15,6 +16,6 @@ struct MessageRequest {
 
 // Reads the message and its form from a score or learn event. 'Mess' may be of any size and
 // any type: its bytes are taken as they are, except Unicode text, which is read as UTF-8.
-MessageRequest readMessageRequest(AppleEvent const& event);
+MessageRequest readMessageRequest(const AppleEvent& event);
 
 } // namespace quellbark

@@ -59,12 +59,12 @@ InstanceLock::Outcome InstanceLock::acquire() {
   return Outcome::failed;
 }
 
-pid_t InstanceLock::runningInstance(std::filesystem::path const& file) {
-  int const fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+pid_t InstanceLock::runningInstance(const std::filesystem::path& file) {
+  const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
   if (fd < 0) {
     return 0;
   }
-  pid_t const holder = lockHolder(fd);
+  const pid_t holder = lockHolder(fd);
   ::close(fd);
   return holder;
 }

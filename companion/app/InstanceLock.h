@@ -1,3 +1,4 @@
+// The lock that keeps one serving Quellbark per user and names the running one.
 #pragma once
 
 #include <filesystem>
@@ -14,18 +15,18 @@ class InstanceLock {
 public:
   explicit InstanceLock(std::filesystem::path file) : mFile(std::move(file)) {}
   ~InstanceLock();
-  InstanceLock(InstanceLock const&) = delete;
-  InstanceLock& operator=(InstanceLock const&) = delete;
+  InstanceLock(const InstanceLock&) = delete;
+  InstanceLock& operator=(const InstanceLock&) = delete;
 
   enum class Outcome { acquired, heldElsewhere, failed };
   // On heldElsewhere, holder() is the running instance's pid; on failed, error() says why.
   // May be tried again.
   Outcome acquire();
   pid_t holder() const { return mHolder; }
-  std::string const& error() const { return mError; }
+  const std::string& error() const { return mError; }
 
   // The pid of the instance holding the lock at `file`, or 0 when none does.
-  static pid_t runningInstance(std::filesystem::path const& file);
+  static pid_t runningInstance(const std::filesystem::path& file);
 
 private:
   std::filesystem::path mFile;

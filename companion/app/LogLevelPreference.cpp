@@ -18,26 +18,26 @@ struct Released {
   }
 };
 
-CFStringRef makeString(char const* text) {
+CFStringRef makeString(const char* text) {
   return CFStringCreateWithCString(kCFAllocatorDefault, text, kCFStringEncodingUTF8);
 }
 
 } // namespace
 
 bool writeLogLevel(long level) {
-  Released const domain{makeString(kBundleIdentifier)};
-  Released const key{makeString(kLogLevelKey)};
-  Released const value{CFNumberCreate(kCFAllocatorDefault, kCFNumberLongType, &level)};
-  auto const domainRef = static_cast<CFStringRef>(domain.object);
+  const Released domain{makeString(kBundleIdentifier)};
+  const Released key{makeString(kLogLevelKey)};
+  const Released value{CFNumberCreate(kCFAllocatorDefault, kCFNumberLongType, &level)};
+  const auto domainRef = static_cast<CFStringRef>(domain.object);
   CFPreferencesSetAppValue(static_cast<CFStringRef>(key.object), value.object, domainRef);
   return CFPreferencesAppSynchronize(domainRef) != 0;
 }
 
 std::optional<long> readLogLevel() {
-  Released const domain{makeString(kBundleIdentifier)};
-  Released const key{makeString(kLogLevelKey)};
+  const Released domain{makeString(kBundleIdentifier)};
+  const Released key{makeString(kLogLevelKey)};
   Boolean valid = 0;
-  CFIndex const level = CFPreferencesGetAppIntegerValue(
+  const CFIndex level = CFPreferencesGetAppIntegerValue(
       static_cast<CFStringRef>(key.object), static_cast<CFStringRef>(domain.object), &valid);
   return valid != 0 ? std::optional<long>(static_cast<long>(level)) : std::nullopt;
 }

@@ -1,3 +1,4 @@
+// Reading and writing the plug-in's log level in Quellbark's preferences.
 #pragma once
 
 #include <optional>

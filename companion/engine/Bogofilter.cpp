@@ -8,7 +8,7 @@ namespace fs = std::filesystem;
 
 namespace quellbark::bogofilter {
 
-std::vector<std::string> bulkCommand(fs::path const& bogofilter, fs::path const& dataFolder,
+std::vector<std::string> bulkCommand(const fs::path& bogofilter, const fs::path& dataFolder,
                                      Mode mode) {
   // -C: no configuration files, so the user's settings for other uses cannot change the output.
   std::vector<std::string> argv{bogofilter.string(), "-C", "-d", dataFolder.string()};
@@ -41,7 +41,7 @@ std::optional<double> parseBulkLine(std::string_view line, std::string_view file
     number.remove_suffix(1);
   }
   double value = 0;
-  auto const [end, ec] = std::from_chars(number.data(), number.data() + number.size(), value);
+  const auto [end, ec] = std::from_chars(number.data(), number.data() + number.size(), value);
   if (ec != std::errc() || end != number.data() + number.size() || !std::isfinite(value) ||
       value < 0.0 || value > 1.0) {
     return std::nullopt;
@@ -49,15 +49,15 @@ std::optional<double> parseBulkLine(std::string_view line, std::string_view file
   return value;
 }
 
-fs::path wordListFile(fs::path const& dataFolder) {
+fs::path wordListFile(const fs::path& dataFolder) {
   return dataFolder / "wordlist.db";
 }
 
-std::vector<std::string> createCommand(fs::path const& bogoutil, fs::path const& dataFolder) {
+std::vector<std::string> createCommand(const fs::path& bogoutil, const fs::path& dataFolder) {
   return {bogoutil.string(), "-l", wordListFile(dataFolder).string()};
 }
 
-std::vector<std::string> countCommand(fs::path const& bogoutil, fs::path const& dataFolder) {
+std::vector<std::string> countCommand(const fs::path& bogoutil, const fs::path& dataFolder) {
   return {bogoutil.string(), "-w", dataFolder.string(), ".MSG_COUNT"};
 }
 

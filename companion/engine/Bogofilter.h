@@ -1,3 +1,4 @@
+// The command lines for bogofilter and bogoutil and the parsing of what they print.
 #pragma once
 
 #include "Score.h"
@@ -18,21 +19,21 @@ enum class Mode { classify, learnSpam, learnGood, moveToSpam, moveToGood };
 
 // A long-lived process in streaming bulk mode: message file names on stdin. Classifying
 // prints "<file> <spamicity>" per file; registering prints nothing and commits when it ends.
-std::vector<std::string> bulkCommand(std::filesystem::path const& bogofilter,
-                                     std::filesystem::path const& dataFolder, Mode mode);
+std::vector<std::string> bulkCommand(const std::filesystem::path& bogofilter,
+                                     const std::filesystem::path& dataFolder, Mode mode);
 
 // The spamicity of `file` from one line of classifying output; nullopt when the line is not
 // about that file or the number is not a spamicity.
 std::optional<double> parseBulkLine(std::string_view line, std::string_view file);
 
-std::filesystem::path wordListFile(std::filesystem::path const& dataFolder);
+std::filesystem::path wordListFile(const std::filesystem::path& dataFolder);
 
 // bogoutil loading an empty dump: creates an empty, valid word list.
-std::vector<std::string> createCommand(std::filesystem::path const& bogoutil,
-                                       std::filesystem::path const& dataFolder);
+std::vector<std::string> createCommand(const std::filesystem::path& bogoutil,
+                                       const std::filesystem::path& dataFolder);
 
-std::vector<std::string> countCommand(std::filesystem::path const& bogoutil,
-                                      std::filesystem::path const& dataFolder);
+std::vector<std::string> countCommand(const std::filesystem::path& bogoutil,
+                                      const std::filesystem::path& dataFolder);
 
 // The learned message counts from bogoutil's word report of ".MSG_COUNT"; a word list that
 // has learned nothing has no such line and counts as zero. nullopt for unreadable output.

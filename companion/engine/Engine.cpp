@@ -21,7 +21,7 @@ using bogofilter::Mode;
 
 namespace {
 
-char const* nameOf(Mode mode) {
+const char* nameOf(Mode mode) {
   switch (mode) {
   case Mode::classify:
     return "classifying";
@@ -48,7 +48,7 @@ Mode learningMode(Verdict verdict, std::optional<Verdict> learnedBefore) {
   return learnedBefore ? Mode::moveToGood : Mode::learnGood;
 }
 
-std::string describeExit(ExitStatus const& status) {
+std::string describeExit(const ExitStatus& status) {
   if (!status.finished) {
     return "did not end in time";
   }
@@ -58,7 +58,7 @@ std::string describeExit(ExitStatus const& status) {
   return "exited with status " + std::to_string(status.code);
 }
 
-void removeFile(fs::path const& file) {
+void removeFile(const fs::path& file) {
   std::error_code ec;
   fs::remove(file, ec);
 }
@@ -67,10 +67,10 @@ void removeFile(fs::path const& file) {
 
 EngineConfig EngineConfig::fromEnvironment() {
   EngineConfig config;
-  if (char const* p = std::getenv("QUELLBARK_BOGOFILTER"); p != nullptr && *p != '\0') {
+  if (const char* p = std::getenv("QUELLBARK_BOGOFILTER"); p != nullptr && *p != '\0') {
     config.bogofilter = p;
   }
-  if (char const* p = std::getenv("QUELLBARK_BOGOUTIL"); p != nullptr && *p != '\0') {
+  if (const char* p = std::getenv("QUELLBARK_BOGOUTIL"); p != nullptr && *p != '\0') {
     config.bogoutil = p;
   }
   config.dataFolder = defaultDataFolder();
@@ -80,7 +80,7 @@ EngineConfig EngineConfig::fromEnvironment() {
 
 Engine::Engine(EngineConfig config) : mConfig(std::move(config)) {
   if (!mConfig.log) {
-    mConfig.log = [](std::string const& line) {
+    mConfig.log = [](const std::string& line) {
       std::fprintf(stderr, "Quellbark: %s\n", line.c_str());
     };
   }
@@ -100,7 +100,7 @@ Engine::~Engine() {
   }
 }
 
-EngineError Engine::fail(EngineError error, std::string const& detail) {
+EngineError Engine::fail(EngineError error, const std::string& detail) {
   mConfig.log(std::string(describe(error)) + ": " + detail);
   if (mChild) {
     mChild->kill();
@@ -113,7 +113,7 @@ EngineError Engine::fail(EngineError error, std::string const& detail) {
 }
 
 void Engine::dropPending() {
-  for (auto const& pending : mPending) {
+  for (const auto& pending : mPending) {
     removeFile(pending.file);
   }
   mPending.clear();
@@ -172,7 +172,7 @@ EngineError Engine::prepare() {
     mLearnedMessages.reset();
     removeFile(learnedMessagesFile());
     removeFile(learnedMessagesFile().string() + "-journal");
-    ProgramRun const run =
+    const ProgramRun run =
         runProgram(bogofilter::createCommand(mBogoutil, mConfig.dataFolder), mConfig.replyTimeout);
     if (run.spawnError != 0) {
       return fail(EngineError::engineMissing,
@@ -189,7 +189,7 @@ EngineError Engine::prepare() {
 }
 
 EngineError Engine::readCounts() {
-  ProgramRun const run =
+  const ProgramRun run =
       runProgram(bogofilter::countCommand(mBogoutil, mConfig.dataFolder), mConfig.replyTimeout);
   if (run.spawnError != 0) {
     return fail(EngineError::engineMissing,
@@ -200,7 +200,7 @@ EngineError Engine::readCounts() {
                 "another process is using " +
                     bogofilter::wordListFile(mConfig.dataFolder).string());
   }
-  std::optional<LearnedCounts> const counts = bogofilter::parseMessageCount(run.out);
+  const std::optional<LearnedCounts> counts = bogofilter::parseMessageCount(run.out);
   if (!run.exit.succeeded() || !counts) {
     return fail(EngineError::wordListUnusable,
                 "reading " + bogofilter::wordListFile(mConfig.dataFolder).string() +
@@ -214,12 +214,12 @@ EngineError Engine::useSession(Mode mode) {
   if (mChild && mMode == mode) {
     return EngineError::none;
   }
-  if (EngineError const e = endSession(); e != EngineError::none) {
+  if (const EngineError e = endSession(); e != EngineError::none) {
     return e;
   }
   // bogofilter would wait for a lock held elsewhere; bogoutil says so at once. The counts it
   // reads are bogofilter's own, so learning done by other programs counts too.
-  if (EngineError const e = readCounts(); e != EngineError::none) {
+  if (const EngineError e = readCounts(); e != EngineError::none) {
     return e;
   }
   if (::ftruncate(mChildErrors, 0) != 0) {
@@ -229,7 +229,7 @@ EngineError Engine::useSession(Mode mode) {
   mChild = LineChild::start(bogofilter::bulkCommand(mBogofilter, mConfig.dataFolder, mode),
                             mChildErrors, spawnError);
   if (!mChild) {
-    bool const missing = spawnError == ENOENT || spawnError == EACCES || spawnError == ENOEXEC;
+    const bool missing = spawnError == ENOENT || spawnError == EACCES || spawnError == ENOEXEC;
     return fail(missing ? EngineError::engineMissing : EngineError::engineFailed,
                 mBogofilter.string() + " cannot be started: " + std::strerror(spawnError));
   }
@@ -244,8 +244,8 @@ EngineError Engine::endSession() {
   if (!mChild) {
     return EngineError::none;
   }
-  ExitStatus const status = mChild->finish(Clock::now() + mConfig.replyTimeout);
-  Mode const mode = *mMode;
+  const ExitStatus status = mChild->finish(Clock::now() + mConfig.replyTimeout);
+  const Mode mode = *mMode;
   mChild.reset();
   mMode.reset();
   if (mode == Mode::classify) {
@@ -256,13 +256,13 @@ EngineError Engine::endSession() {
     return childFailure("bogofilter " + std::string(nameOf(mode)) + " " + describeExit(status) +
                         "; " + std::to_string(batch) + " message(s) not learned");
   }
-  auto const count = static_cast<std::int64_t>(batch);
+  const auto count = static_cast<std::int64_t>(batch);
   (learnsSpam(mode) ? mLearned.spam : mLearned.good) += count;
   if (mode == Mode::moveToSpam || mode == Mode::moveToGood) {
     (learnsSpam(mode) ? mLearned.good : mLearned.spam) -= count;
   }
   std::vector<std::string> digests;
-  for (auto const& pending : mPending) {
+  for (const auto& pending : mPending) {
     digests.push_back(pending.digest);
   }
   dropPending();
@@ -276,14 +276,14 @@ EngineError Engine::endSession() {
 
 // A child that died or hung: a lock held elsewhere makes bogofilter wait, so a hang is told
 // apart by asking bogoutil, which does not wait.
-EngineError Engine::childFailure(std::string const& what) {
+EngineError Engine::childFailure(const std::string& what) {
   std::string const errors = childErrors();
   if (mChild) {
     mChild->kill();
     mChild.reset();
   }
   mMode.reset();
-  ProgramRun const probe =
+  const ProgramRun probe =
       runProgram(bogofilter::countCommand(mBogoutil, mConfig.dataFolder), mConfig.replyTimeout);
   if (bogofilter::reportsLocked(probe.err)) {
     return fail(EngineError::wordListLocked, what + " (word list locked by another process)");
@@ -293,7 +293,7 @@ EngineError Engine::childFailure(std::string const& what) {
 
 ScoreResult Engine::score(std::string_view message) {
   Lock lock(mMutex);
-  if (EngineError const e = prepare(); e != EngineError::none) {
+  if (const EngineError e = prepare(); e != EngineError::none) {
     return {e, 0};
   }
   if (!mMessage->hold(message)) {
@@ -301,11 +301,11 @@ ScoreResult Engine::score(std::string_view message) {
                  std::string("cannot hold a message in memory: ") + std::strerror(errno)),
             0};
   }
-  bool const reused = mChild && mMode == Mode::classify;
-  if (EngineError const e = useSession(Mode::classify); e != EngineError::none) {
+  const bool reused = mChild && mMode == Mode::classify;
+  if (const EngineError e = useSession(Mode::classify); e != EngineError::none) {
     return {e, 0};
   }
-  ScoreResult const result = classify(mMessage->name(), reused);
+  const ScoreResult result = classify(mMessage->name(), reused);
   mLastUse = Clock::now();
   if (mConfig.idleTimeout.count() <= 0) {
     endSession();
@@ -313,7 +313,7 @@ ScoreResult Engine::score(std::string_view message) {
   return result;
 }
 
-ScoreResult Engine::classify(std::string const& file, bool mayRetry) {
+ScoreResult Engine::classify(const std::string& file, bool mayRetry) {
   std::string line;
   LineChild::Read read = LineChild::Read::endOfOutput;
   if (mChild->sendLine(file)) {
@@ -324,7 +324,7 @@ ScoreResult Engine::classify(std::string const& file, bool mayRetry) {
     mChild->kill();
     mChild.reset();
     mMode.reset();
-    if (EngineError const e = useSession(Mode::classify); e != EngineError::none) {
+    if (const EngineError e = useSession(Mode::classify); e != EngineError::none) {
       return {e, 0};
     }
     return classify(file, false);
@@ -335,23 +335,23 @@ ScoreResult Engine::classify(std::string const& file, bool mayRetry) {
             0};
   }
   if (read == LineChild::Read::endOfOutput) {
-    ExitStatus const status = mChild->finish(Clock::now() + mConfig.replyTimeout);
+    const ExitStatus status = mChild->finish(Clock::now() + mConfig.replyTimeout);
     return {childFailure("bogofilter classifying " + describeExit(status)), 0};
   }
-  std::optional<double> const spamicity = bogofilter::parseBulkLine(line, file);
+  const std::optional<double> spamicity = bogofilter::parseBulkLine(line, file);
   if (!spamicity) {
     return {fail(EngineError::engineFailed, "bogofilter answered \"" + line + "\""), 0};
   }
-  int const raw = scoreFromSpamicity(*spamicity);
+  const int raw = scoreFromSpamicity(*spamicity);
   return {EngineError::none, applyNewUserCap(raw, mLearned, mConfig.minimumLearned)};
 }
 
 // The class a message counts in now: as the batch being learned says, else as recorded. A
 // record that cannot be read refuses the request but spares the batch in progress.
-EngineError Engine::learnedAs(std::string const& digest, std::optional<Verdict>& verdict) {
+EngineError Engine::learnedAs(const std::string& digest, std::optional<Verdict>& verdict) {
   verdict.reset();
   if (mMode && *mMode != Mode::classify) {
-    for (auto const& pending : mPending) {
+    for (const auto& pending : mPending) {
       if (pending.digest == digest) {
         verdict = learnsSpam(*mMode) ? Verdict::spam : Verdict::good;
         return EngineError::none;
@@ -380,12 +380,12 @@ fs::path Engine::learnedMessagesFile() const {
 
 EngineError Engine::learn(Verdict verdict, std::string_view message) {
   Lock lock(mMutex);
-  if (EngineError const e = prepare(); e != EngineError::none) {
+  if (const EngineError e = prepare(); e != EngineError::none) {
     return e;
   }
   std::string digest = messageDigest(message);
   std::optional<Verdict> before;
-  if (EngineError const e = learnedAs(digest, before); e != EngineError::none) {
+  if (const EngineError e = learnedAs(digest, before); e != EngineError::none) {
     return e;
   }
   if (before == verdict) {
@@ -396,14 +396,14 @@ EngineError Engine::learn(Verdict verdict, std::string_view message) {
     return fail(EngineError::workFolderUnusable,
                 "cannot write a message file in " + mWork->path().string());
   }
-  Mode const mode = learningMode(verdict, before);
-  if (EngineError const e = useSession(mode); e != EngineError::none) {
+  const Mode mode = learningMode(verdict, before);
+  if (const EngineError e = useSession(mode); e != EngineError::none) {
     removeFile(file);
     return e;
   }
   mPending.push_back({file, std::move(digest)});
   if (!mChild->sendLine(file.string())) {
-    ExitStatus const status = mChild->finish(Clock::now() + mConfig.replyTimeout);
+    const ExitStatus status = mChild->finish(Clock::now() + mConfig.replyTimeout);
     return childFailure("bogofilter " + std::string(nameOf(mode)) + " " + describeExit(status));
   }
   mLastUse = Clock::now();
@@ -431,7 +431,7 @@ EngineStatus Engine::status() {
     status.error = readCounts();
   }
   if (!mBogofilter.empty()) {
-    ProgramRun const run = runProgram({mBogofilter.string(), "-V"}, mConfig.replyTimeout);
+    const ProgramRun run = runProgram({mBogofilter.string(), "-V"}, mConfig.replyTimeout);
     status.version = bogofilter::lastLine(run.out.substr(0, run.out.find('\n')));
   }
   status.learned = mLearned;

@@ -1,3 +1,4 @@
+// The spam-filter engine: scores and learns messages with bogofilter.
 #pragma once
 
 #include "Bogofilter.h"
@@ -36,7 +37,7 @@ struct EngineConfig {
   std::size_t maxBatch = 500; // messages learned in one process at most
   // A new user's engine never calls a message junk before it has learned this many of each.
   std::int64_t minimumLearned = 10;
-  std::function<void(std::string const&)> log; // one line per failure; default: stderr
+  std::function<void(const std::string&)> log; // one line per failure; default: stderr
 
   // Defaults from the environment: QUELLBARK_DATA_DIR / XDG_DATA_HOME for the data folder,
   // XDG_RUNTIME_DIR for the work root, QUELLBARK_BOGOFILTER and QUELLBARK_BOGOUTIL for the
@@ -64,8 +65,8 @@ class Engine {
 public:
   explicit Engine(EngineConfig config);
   ~Engine(); // commits learning still pending
-  Engine(Engine const&) = delete;
-  Engine& operator=(Engine const&) = delete;
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
 
   ScoreResult score(std::string_view message);
   // A message already learned as `verdict` is not counted again; one learned as the other
@@ -82,10 +83,10 @@ private:
   EngineError readCounts();
   EngineError useSession(bogofilter::Mode mode);
   EngineError endSession();
-  ScoreResult classify(std::string const& file, bool mayRetry);
-  EngineError fail(EngineError error, std::string const& detail);
-  EngineError childFailure(std::string const& what);
-  EngineError learnedAs(std::string const& digest, std::optional<Verdict>& verdict);
+  ScoreResult classify(const std::string& file, bool mayRetry);
+  EngineError fail(EngineError error, const std::string& detail);
+  EngineError childFailure(const std::string& what);
+  EngineError learnedAs(const std::string& digest, std::optional<Verdict>& verdict);
   std::filesystem::path learnedMessagesFile() const;
   std::string childErrors() const;
   void dropPending();

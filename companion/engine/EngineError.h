@@ -1,3 +1,4 @@
+// The engine's error numbers, sent to the client as a reply's 'errn'.
 #pragma once
 
 #include <cstdint>

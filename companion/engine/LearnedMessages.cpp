@@ -17,10 +17,10 @@ int codeOf(Verdict verdict) {
 // A prepared statement that is finalised however its scope is left.
 class Statement {
 public:
-  Statement(sqlite3* db, char const* sql) { sqlite3_prepare_v2(db, sql, -1, &mStatement, nullptr); }
+  Statement(sqlite3* db, const char* sql) { sqlite3_prepare_v2(db, sql, -1, &mStatement, nullptr); }
   ~Statement() { sqlite3_finalize(mStatement); }
-  Statement(Statement const&) = delete;
-  Statement& operator=(Statement const&) = delete;
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
   sqlite3_stmt* get() const { return mStatement; }
 
 private:
@@ -33,13 +33,13 @@ LearnedMessages::~LearnedMessages() {
   sqlite3_close(mDb);
 }
 
-bool LearnedMessages::failed(char const* what) {
+bool LearnedMessages::failed(const char* what) {
   mError = std::string(what) + " " + mFile.string() + ": " +
            (mDb != nullptr ? sqlite3_errmsg(mDb) : "out of memory");
   return false;
 }
 
-bool LearnedMessages::execute(char const* sql) {
+bool LearnedMessages::execute(const char* sql) {
   return sqlite3_exec(mDb, sql, nullptr, nullptr, nullptr) == SQLITE_OK || failed("cannot write");
 }
 
@@ -48,9 +48,9 @@ bool LearnedMessages::open() {
     return true;
   }
   // Made 0600 before sqlite opens it; sqlite's journal files take the same mode.
-  int const fd = ::open(mFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  const int fd = ::open(mFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
   struct stat st {};
-  bool const ours = fd >= 0 && ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) &&
+  const bool ours = fd >= 0 && ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) &&
                     st.st_uid == ::geteuid() &&
                     ((st.st_mode & 077) == 0 || ::fchmod(fd, 0600) == 0);
   if (fd >= 0) {
@@ -81,13 +81,13 @@ bool LearnedMessages::open() {
 
 bool LearnedMessages::find(std::string_view digest, std::optional<Verdict>& learnedAs) {
   learnedAs.reset();
-  Statement const query(mDb, "SELECT spam FROM learned WHERE digest = ?");
+  const Statement query(mDb, "SELECT spam FROM learned WHERE digest = ?");
   if (query.get() == nullptr ||
       sqlite3_bind_blob(query.get(), 1, digest.data(), static_cast<int>(digest.size()),
                         SQLITE_STATIC) != SQLITE_OK) {
     return failed("cannot read");
   }
-  int const step = sqlite3_step(query.get());
+  const int step = sqlite3_step(query.get());
   if (step == SQLITE_ROW) {
     learnedAs = sqlite3_column_int(query.get(), 0) != 0 ? Verdict::spam : Verdict::good;
     return true;
@@ -95,11 +95,11 @@ bool LearnedMessages::find(std::string_view digest, std::optional<Verdict>& lear
   return step == SQLITE_DONE || failed("cannot read");
 }
 
-bool LearnedMessages::record(std::vector<std::string> const& digests, Verdict verdict) {
+bool LearnedMessages::record(const std::vector<std::string>& digests, Verdict verdict) {
   if (!execute("BEGIN IMMEDIATE")) {
     return false;
   }
-  Statement const insert(mDb, "INSERT OR REPLACE INTO learned (digest, spam) VALUES (?, ?)");
+  const Statement insert(mDb, "INSERT OR REPLACE INTO learned (digest, spam) VALUES (?, ?)");
   bool ok = insert.get() != nullptr;
   for (std::size_t i = 0; ok && i < digests.size(); ++i) {
     sqlite3_reset(insert.get());

@@ -1,3 +1,4 @@
+// The record of which messages the word list has learned, and as what.
 #pragma once
 
 #include <filesystem>
@@ -20,8 +21,8 @@ class LearnedMessages {
 public:
   explicit LearnedMessages(std::filesystem::path file) : mFile(std::move(file)) {}
   ~LearnedMessages();
-  LearnedMessages(LearnedMessages const&) = delete;
-  LearnedMessages& operator=(LearnedMessages const&) = delete;
+  LearnedMessages(const LearnedMessages&) = delete;
+  LearnedMessages& operator=(const LearnedMessages&) = delete;
 
   // Opens the file, creating it when missing. False (see error()) for a file that is not a
   // record of ours or cannot be made private.
@@ -29,16 +30,16 @@ public:
   // The class `digest` was learned as, nullopt when never; false on a failed read.
   bool find(std::string_view digest, std::optional<Verdict>& learnedAs);
   // Records these digests as now learned as `verdict`, all or none.
-  bool record(std::vector<std::string> const& digests, Verdict verdict);
+  bool record(const std::vector<std::string>& digests, Verdict verdict);
   // Forgets everything: the word list it described was replaced by a new one.
   bool clear();
 
-  std::filesystem::path const& file() const { return mFile; }
-  std::string const& error() const { return mError; }
+  const std::filesystem::path& file() const { return mFile; }
+  const std::string& error() const { return mError; }
 
 private:
-  bool execute(char const* sql);
-  bool failed(char const* what);
+  bool execute(const char* sql);
+  bool failed(const char* what);
 
   std::filesystem::path mFile;
   sqlite3* mDb = nullptr;

@@ -12,22 +12,22 @@ namespace quellbark {
 
 namespace {
 
-std::string environment(char const* name) {
-  char const* value = std::getenv(name);
+std::string environment(const char* name) {
+  const char* value = std::getenv(name);
   return value != nullptr ? std::string(value) : std::string();
 }
 
 fs::path homeFolder() {
   std::string home = environment("HOME");
   if (home.empty()) {
-    if (passwd const* pw = ::getpwuid(::geteuid()); pw != nullptr && pw->pw_dir != nullptr) {
+    if (const passwd* pw = ::getpwuid(::geteuid()); pw != nullptr && pw->pw_dir != nullptr) {
       home = pw->pw_dir;
     }
   }
   return home;
 }
 
-bool isExecutableFile(fs::path const& file) {
+bool isExecutableFile(const fs::path& file) {
   struct stat st {};
   return ::stat(file.c_str(), &st) == 0 && S_ISREG(st.st_mode) && ::access(file.c_str(), X_OK) == 0;
 }
@@ -52,8 +52,8 @@ fs::path defaultStateFolder() {
   return homeFolder() / ".local" / "state" / "Quellbark";
 }
 
-fs::path defaultWorkRoot(fs::path const& dataFolder) {
-  auto isPrivateFolder = [](std::string const& path) {
+fs::path defaultWorkRoot(const fs::path& dataFolder) {
+  auto isPrivateFolder = [](const std::string& path) {
     struct stat st {};
     return !path.empty() && path.front() == '/' && ::stat(path.c_str(), &st) == 0 &&
            S_ISDIR(st.st_mode) && st.st_uid == ::geteuid() && (st.st_mode & 077) == 0;
@@ -70,7 +70,7 @@ fs::path defaultWorkRoot(fs::path const& dataFolder) {
   return dataFolder / "work";
 }
 
-fs::path resolveProgram(std::string const& nameOrPath) {
+fs::path resolveProgram(const std::string& nameOrPath) {
   if (nameOrPath.empty()) {
     return {};
   }

@@ -1,3 +1,4 @@
+// Where the word list, the work folders and the log live, and how programs are found.
 #pragma once
 
 #include <filesystem>
@@ -11,7 +12,7 @@ std::filesystem::path defaultDataFolder();
 
 // Where private work folders go: $XDG_RUNTIME_DIR/Quellbark when the runtime dir is usable
 // (without XDG_RUNTIME_DIR, /run/user/<uid>), else <data folder>/work.
-std::filesystem::path defaultWorkRoot(std::filesystem::path const& dataFolder);
+std::filesystem::path defaultWorkRoot(const std::filesystem::path& dataFolder);
 
 // Where the application keeps its log: $XDG_STATE_HOME/Quellbark, else
 // ~/.local/state/Quellbark.
@@ -19,6 +20,6 @@ std::filesystem::path defaultStateFolder();
 
 // A program given by name is looked up on $PATH; a path containing '/' is taken as is.
 // Returns empty when nothing executable is found.
-std::filesystem::path resolveProgram(std::string const& nameOrPath);
+std::filesystem::path resolveProgram(const std::string& nameOrPath);
 
 } // namespace quellbark

@@ -10,7 +10,7 @@ std::string messageDigest(std::string_view bytes) {
   constexpr std::size_t kPart = std::size_t(1) << 30;
   for (std::size_t done = 0; done < bytes.size(); done += kPart) {
     std::string_view const part = bytes.substr(done, kPart);
-    g_checksum_update(checksum, reinterpret_cast<guchar const*>(part.data()),
+    g_checksum_update(checksum, reinterpret_cast<const guchar*>(part.data()),
                       static_cast<gssize>(part.size()));
   }
   std::string digest(32, '\0');

@@ -1,3 +1,4 @@
+// The digest that recognises a message learned before.
 #pragma once
 
 #include <string>

@@ -73,7 +73,7 @@ std::string boundaryOf(std::string_view contentTypeLine) {
   }
   std::string boundary;
   if (g_mime_content_type_is_type(type, "multipart", "*")) {
-    char const* b = g_mime_content_type_get_parameter(type, "boundary");
+    const char* b = g_mime_content_type_get_parameter(type, "boundary");
     boundary = b != nullptr ? b : "";
     if (boundary.empty()) {
       boundary = "\n"; // a multipart without a boundary can never be split
@@ -88,7 +88,7 @@ std::string withoutTransferEncodings(std::string_view message) {
   out.reserve(message.size());
   std::size_t at = 0;
   while (at < message.size()) {
-    Unfolded const line = logicalLine(message, at);
+    const Unfolded line = logicalLine(message, at);
     if (!startsWithNoCase(line.text, "Content-Transfer-Encoding:")) {
       out.append(line.text);
     }
@@ -102,7 +102,7 @@ std::string withDecodedStructure(std::string_view message) {
   out.reserve(message.size());
   std::size_t at = 0;
   while (at < message.size()) {
-    Unfolded const line = logicalLine(message, at);
+    const Unfolded line = logicalLine(message, at);
     at = line.end;
     if (line.text == "\n" || line.text == "\r\n") {
       out.append(line.text);
@@ -123,7 +123,7 @@ std::string withDecodedStructure(std::string_view message) {
 
 } // namespace
 
-std::vector<std::string> prepareMessages(std::string_view bytes, MessageForm const& form) {
+std::vector<std::string> prepareMessages(std::string_view bytes, const MessageForm& form) {
   std::vector<std::string> messages;
   for (std::string_view const piece : split(bytes, form.separator)) {
     if (!form.rfc822) {

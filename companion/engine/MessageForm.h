@@ -1,3 +1,4 @@
+// How a client hands over message bytes, and turning them into messages bogofilter reads correctly.
 #pragma once
 
 #include <string>
@@ -21,6 +22,6 @@ struct MessageForm {
 //   decoded again, and a multipart Content-Type whose boundary no longer occurs in the body
 //   becomes text/plain.
 // Always at least one message.
-std::vector<std::string> prepareMessages(std::string_view bytes, MessageForm const& form);
+std::vector<std::string> prepareMessages(std::string_view bytes, const MessageForm& form);
 
 } // namespace quellbark

@@ -28,7 +28,7 @@ bool MessageMemory::hold(std::string_view bytes) {
   // freed and allocated again for every message.
   std::size_t done = 0;
   while (done < bytes.size()) {
-    ssize_t const n =
+    const ssize_t n =
         ::pwrite(mFd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
     if (n < 0 && errno == EINTR) {
       continue;

@@ -1,3 +1,4 @@
+// An in-memory file that hands one message at a time to bogofilter.
 #pragma once
 
 #include <cstddef>
@@ -13,12 +14,12 @@ class MessageMemory {
 public:
   MessageMemory(); // valid() is false when no memory file can be made
   ~MessageMemory();
-  MessageMemory(MessageMemory const&) = delete;
-  MessageMemory& operator=(MessageMemory const&) = delete;
+  MessageMemory(const MessageMemory&) = delete;
+  MessageMemory& operator=(const MessageMemory&) = delete;
 
   bool valid() const { return mFd >= 0; }
   // The name under which another process of this user opens the current content.
-  std::string const& name() const { return mName; }
+  const std::string& name() const { return mName; }
 
   // Replaces the content with `bytes`; false when it cannot.
   bool hold(std::string_view bytes);

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace quellbark {
 
-bool ensurePrivateFolder(fs::path const& folder) {
+bool ensurePrivateFolder(const fs::path& folder) {
   std::error_code ec;
   if (folder.has_parent_path() && !fs::exists(folder.parent_path(), ec)) {
     fs::create_directories(folder.parent_path(), ec);
@@ -27,14 +27,14 @@ namespace {
 constexpr std::string_view workPrefix = "work-";
 
 // Work folders are named work-<pid>-XXXXXX; one whose process is gone is left-over.
-void sweepLeftovers(fs::path const& root) {
+void sweepLeftovers(const fs::path& root) {
   std::error_code ec;
-  for (auto const& entry : fs::directory_iterator(root, ec)) {
+  for (const auto& entry : fs::directory_iterator(root, ec)) {
     std::string const name = entry.path().filename().string();
     if (!name.starts_with(workPrefix)) {
       continue;
     }
-    long const pid = std::strtol(name.c_str() + workPrefix.size(), nullptr, 10);
+    const long pid = std::strtol(name.c_str() + workPrefix.size(), nullptr, 10);
     if (pid > 0 && ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) {
       fs::remove_all(entry.path(), ec);
     }
@@ -43,7 +43,7 @@ void sweepLeftovers(fs::path const& root) {
 
 } // namespace
 
-WorkFolder::WorkFolder(fs::path const& root) {
+WorkFolder::WorkFolder(const fs::path& root) {
   if (!ensurePrivateFolder(root)) {
     return;
   }
@@ -68,11 +68,11 @@ fs::path WorkFolder::writeMessage(std::string_view bytes) {
     return {};
   }
   fs::path const file = mPath / ("message-" + std::to_string(mNextFile++) + ".eml");
-  int const fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+  const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
   if (fd < 0) {
     return {};
   }
-  bool const written = os::writeAll(fd, bytes.data(), bytes.size());
+  const bool written = os::writeAll(fd, bytes.data(), bytes.size());
   if (::close(fd) != 0 || !written) {
     ::unlink(file.c_str());
     return {};

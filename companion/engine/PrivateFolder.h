@@ -1,3 +1,4 @@
+// Folders only this user can enter, and the per-process work folder for message files.
 #pragma once
 
 #include <filesystem>
@@ -8,7 +9,7 @@ namespace quellbark {
 // Creates `folder` (and missing parents) so that only this user can enter it. An existing
 // folder must be a real directory owned by this user; wider permissions are narrowed to 0700.
 // Returns false when that cannot be guaranteed.
-bool ensurePrivateFolder(std::filesystem::path const& folder);
+bool ensurePrivateFolder(const std::filesystem::path& folder);
 
 // A folder of this process alone (mode 0700) for the message files handed to the engine.
 // Files are written 0600 and removed after use; the folder goes when the object does.
@@ -16,13 +17,13 @@ bool ensurePrivateFolder(std::filesystem::path const& folder);
 class WorkFolder {
 public:
   // Returns an empty object (valid() false) when the folder cannot be made private.
-  explicit WorkFolder(std::filesystem::path const& root);
+  explicit WorkFolder(const std::filesystem::path& root);
   ~WorkFolder();
-  WorkFolder(WorkFolder const&) = delete;
-  WorkFolder& operator=(WorkFolder const&) = delete;
+  WorkFolder(const WorkFolder&) = delete;
+  WorkFolder& operator=(const WorkFolder&) = delete;
 
   bool valid() const { return !mPath.empty(); }
-  std::filesystem::path const& path() const { return mPath; }
+  const std::filesystem::path& path() const { return mPath; }
 
   // Writes `bytes` to a new 0600 file in the folder; returns its path, or empty on failure.
   std::filesystem::path writeMessage(std::string_view bytes);

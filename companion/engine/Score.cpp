@@ -6,12 +6,12 @@
 namespace quellbark {
 
 int scoreFromSpamicity(double spamicity) {
-  double const clamped = std::clamp(spamicity, 0.0, 1.0);
+  const double clamped = std::clamp(spamicity, 0.0, 1.0);
   return static_cast<int>(std::lround(clamped * 100.0));
 }
 
 int applyNewUserCap(int score, LearnedCounts learned, std::int64_t minimumLearned) {
-  bool const trained = learned.spam >= minimumLearned && learned.good >= minimumLearned;
+  const bool trained = learned.spam >= minimumLearned && learned.good >= minimumLearned;
   return trained ? score : std::min(score, junkThreshold - 1);
 }
 

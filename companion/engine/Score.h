@@ -1,3 +1,4 @@
+// From bogofilter's spamicity to the score the plug-in reads, with the new-user cap.
 #pragma once
 
 #include <cstdint>

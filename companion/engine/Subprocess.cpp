@@ -19,7 +19,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 int millisecondsUntil(Deadline deadline) {
-  auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
   return left.count() <= 0 ? 0 : static_cast<int>(std::min<long long>(left.count(), 60'000));
 }
 
@@ -32,9 +32,9 @@ void closeQuietly(int& fd) {
 
 // Starts argv with the three standard descriptors given; the child gets default signal
 // dispositions and an empty mask whatever this process has blocked or ignored.
-pid_t spawn(std::vector<std::string> const& argv, int in, int out, int err, int& spawnError) {
+pid_t spawn(const std::vector<std::string>& argv, int in, int out, int err, int& spawnError) {
   std::vector<char*> args;
-  for (auto const& a : argv) {
+  for (const auto& a : argv) {
     args.push_back(const_cast<char*>(a.c_str()));
   }
   args.push_back(nullptr);
@@ -75,7 +75,7 @@ ExitStatus decode(int status) {
 ExitStatus waitUntil(pid_t pid, Deadline deadline) {
   int status = 0;
   while (true) {
-    pid_t const r = ::waitpid(pid, &status, WNOHANG);
+    const pid_t r = ::waitpid(pid, &status, WNOHANG);
     if (r == pid) {
       return decode(status);
     }
@@ -94,9 +94,9 @@ ExitStatus waitUntil(pid_t pid, Deadline deadline) {
 
 } // namespace
 
-ProgramRun runProgram(std::vector<std::string> const& argv, std::chrono::milliseconds timeout) {
+ProgramRun runProgram(const std::vector<std::string>& argv, std::chrono::milliseconds timeout) {
   ProgramRun run;
-  Deadline const deadline = Clock::now() + timeout;
+  const Deadline deadline = Clock::now() + timeout;
   int outPipe[2] = {-1, -1};
   int errPipe[2] = {-1, -1};
   int devNull = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
@@ -108,7 +108,7 @@ ProgramRun runProgram(std::vector<std::string> const& argv, std::chrono::millise
     }
     return run;
   }
-  pid_t const pid = spawn(argv, devNull, outPipe[1], errPipe[1], run.spawnError);
+  const pid_t pid = spawn(argv, devNull, outPipe[1], errPipe[1], run.spawnError);
   closeQuietly(devNull);
   closeQuietly(outPipe[1]);
   closeQuietly(errPipe[1]);
@@ -123,7 +123,7 @@ ProgramRun runProgram(std::vector<std::string> const& argv, std::chrono::millise
       for (int i = 0; i < 2; ++i) {
         if (fds[i].fd >= 0 && (fds[i].revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
           char buffer[4096];
-          ssize_t const n = ::read(fds[i].fd, buffer, sizeof buffer);
+          const ssize_t n = ::read(fds[i].fd, buffer, sizeof buffer);
           if (n > 0) {
             sinks[i]->append(buffer, static_cast<std::size_t>(n));
           } else if (n == 0 || errno != EINTR) {
@@ -140,7 +140,7 @@ ProgramRun runProgram(std::vector<std::string> const& argv, std::chrono::millise
   return run;
 }
 
-std::unique_ptr<LineChild> LineChild::start(std::vector<std::string> const& argv, int stderrFd,
+std::unique_ptr<LineChild> LineChild::start(const std::vector<std::string>& argv, int stderrFd,
                                             int& spawnError) {
   int input[2] = {-1, -1};
   int output[2] = {-1, -1};
@@ -154,7 +154,7 @@ std::unique_ptr<LineChild> LineChild::start(std::vector<std::string> const& argv
     closeQuietly(input[1]);
     return nullptr;
   }
-  pid_t const pid = spawn(argv, input[1], output[1], stderrFd, spawnError);
+  const pid_t pid = spawn(argv, input[1], output[1], stderrFd, spawnError);
   closeQuietly(input[1]);
   closeQuietly(output[1]);
   if (pid <= 0) {
@@ -174,7 +174,7 @@ bool LineChild::sendLine(std::string_view line) {
   text.push_back('\n');
   std::size_t done = 0;
   while (done < text.size()) {
-    ssize_t const n = ::send(mInput, text.data() + done, text.size() - done, MSG_NOSIGNAL);
+    const ssize_t n = ::send(mInput, text.data() + done, text.size() - done, MSG_NOSIGNAL);
     if (n < 0 && errno == EINTR) {
       continue;
     }
@@ -197,7 +197,7 @@ LineChild::Read LineChild::readLine(std::string& line, Deadline deadline) {
       return Read::endOfOutput;
     }
     pollfd fd{mOutput, POLLIN, 0};
-    int const ready = ::poll(&fd, 1, millisecondsUntil(deadline));
+    const int ready = ::poll(&fd, 1, millisecondsUntil(deadline));
     if (ready < 0 && errno == EINTR) {
       continue;
     }
@@ -205,7 +205,7 @@ LineChild::Read LineChild::readLine(std::string& line, Deadline deadline) {
       return Read::deadlinePassed;
     }
     char buffer[4096];
-    ssize_t const n = ::read(mOutput, buffer, sizeof buffer);
+    const ssize_t n = ::read(mOutput, buffer, sizeof buffer);
     if (n < 0 && errno == EINTR) {
       continue;
     }
@@ -226,7 +226,7 @@ ExitStatus LineChild::finish(Deadline deadline) {
   std::string ignored;
   while (readLine(ignored, deadline) == Read::line) {
   }
-  ExitStatus const status = waitUntil(mPid, deadline);
+  const ExitStatus status = waitUntil(mPid, deadline);
   mPid = -1;
   closeQuietly(mOutput);
   return status;

@@ -1,3 +1,4 @@
+// Running a program to its end under a deadline, or as a long-lived line-by-line child.
 #pragma once
 
 #include <chrono>
@@ -27,18 +28,18 @@ struct ProgramRun {
 
 // Runs a program to its end with stdin from /dev/null, collecting what it prints. A program
 // still running at the deadline is killed.
-ProgramRun runProgram(std::vector<std::string> const& argv, std::chrono::milliseconds timeout);
+ProgramRun runProgram(const std::vector<std::string>& argv, std::chrono::milliseconds timeout);
 
 // A long-lived child fed line by line. Its stdin is a socket, so writing to a child that has
 // died gives an error instead of SIGPIPE; its stderr goes to the descriptor given.
 class LineChild {
 public:
   // Returns null and sets spawnError when the program cannot be started.
-  static std::unique_ptr<LineChild> start(std::vector<std::string> const& argv, int stderrFd,
+  static std::unique_ptr<LineChild> start(const std::vector<std::string>& argv, int stderrFd,
                                           int& spawnError);
   ~LineChild();
-  LineChild(LineChild const&) = delete;
-  LineChild& operator=(LineChild const&) = delete;
+  LineChild(const LineChild&) = delete;
+  LineChild& operator=(const LineChild&) = delete;
 
   bool sendLine(std::string_view line);
 

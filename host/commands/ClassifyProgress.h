@@ -1,3 +1,4 @@
+// The progress bar `mailhost classify` draws on a terminal.
 #pragma once
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// One classify run: hands messages to the plug-in, verifies and stores its verdicts, moves junk.
 #pragma once
 
 #include "ExchangeWatch.h"

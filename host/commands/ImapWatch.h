@@ -1,3 +1,4 @@
+// The passes of `mailhost watch` over one IMAP account.
 #pragma once
 
 #include "ImapAccounts.h"

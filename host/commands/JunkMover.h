@@ -1,3 +1,4 @@
+// Moving Maildir messages into the junk folder and back, with their junk status and origin.
 #pragma once
 
 #include "JunkMoveLog.h"

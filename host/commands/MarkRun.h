@@ -1,3 +1,4 @@
+// One mark run: hands the user's verdicts to the plug-in and stores them.
 #pragma once
 
 #include "ExchangeWatch.h"

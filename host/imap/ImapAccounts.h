@@ -1,3 +1,4 @@
+// The IMAP accounts kept in the profile's preferences.
 #pragma once
 
 #include "ImapConnection.h"

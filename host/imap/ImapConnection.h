@@ -1,3 +1,4 @@
+// One connection to an IMAP server: login, folders, fetches, keywords and moves.
 #pragma once
 
 #include "ImapError.h"

@@ -1,3 +1,4 @@
+// Why an exchange with an IMAP server failed, told so a user can act on it.
 #pragma once
 
 #include <stdexcept>

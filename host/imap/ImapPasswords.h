@@ -1,3 +1,4 @@
+// Where IMAP passwords are kept: a private file or the desktop keyring.
 #pragma once
 
 #include "ImapAccounts.h"

@@ -1,3 +1,4 @@
+// The host's connections to its IMAP accounts, one per account, opened when first needed.
 #pragma once
 
 #include "ImapAccounts.h"

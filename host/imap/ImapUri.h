@@ -1,3 +1,4 @@
+// IMAP folder and message URIs: writing and parsing them.
 #pragma once
 
 #include <cstdint>

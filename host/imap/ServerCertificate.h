@@ -1,3 +1,4 @@
+// Checking that an IMAP server's certificate is trusted for the name it was reached by.
 #pragma once
 
 #include <cstddef>

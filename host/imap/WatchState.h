@@ -1,3 +1,4 @@
+// Where `mailhost watch` keeps its place per folder and the last verdict known per message.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Where each message moved into a junk folder came from, so it can be moved back.
 #pragma once
 
 #include <cstdint>

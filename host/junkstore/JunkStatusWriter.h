@@ -1,3 +1,4 @@
+// Recording junk statuses from a thread of their own, committed in batches.
 #pragma once
 
 #include "JunkStore.h"

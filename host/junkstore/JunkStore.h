@@ -1,3 +1,4 @@
+// The stored junk status of each message: score, who decided it, and when.
 #pragma once
 
 #include <cstdint>

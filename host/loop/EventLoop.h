@@ -1,3 +1,4 @@
+// The host's main-thread event queue.
 #pragma once
 
 #include <cstddef>

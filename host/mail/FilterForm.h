@@ -1,3 +1,4 @@
+// A message as the junk-mail filter reads it: decoded header fields, body text and attachments.
 #pragma once
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// Why a mail file or message could not be used.
 #pragma once
 
 #include <stdexcept>

@@ -1,3 +1,4 @@
+// The folder local mail folders are named relative to in URIs.
 #pragma once
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// The local mail store: message URIs and the listing of mbox files, Maildirs and message files.
 #pragma once
 
 #include "MailRoot.h"

@@ -1,3 +1,4 @@
+// Maildir folders: their messages as listed at one moment, and message keys.
 #pragma once
 
 #include <cstdint>

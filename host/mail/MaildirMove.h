@@ -1,3 +1,4 @@
+// Moving a message file from one Maildir to another in one rename.
 #pragma once
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// Maildir++ trees: subfolders and the junk folder inside a top Maildir.
 #pragma once
 
 #include <filesystem>

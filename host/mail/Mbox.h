@@ -1,3 +1,4 @@
+// The messages of an mbox file, found by their "From " lines.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// A mail file opened for reading only.
 #pragma once
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// Percent-escaping names in URIs and undoing it.
 #pragma once
 
 #include <string>

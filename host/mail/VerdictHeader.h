@@ -1,3 +1,4 @@
+// The verdict header field a delivery filter adds to the message it passes through.
 #pragma once
 
 #include <functional>

@@ -1,3 +1,4 @@
+// A strict base64 decoder.
 #pragma once
 
 #include <optional>

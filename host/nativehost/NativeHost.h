@@ -1,3 +1,4 @@
+// The JSON requests of a mail client's extension, carried out with the junk-mail plug-in.
 #pragma once
 
 #include "EventLoop.h"

@@ -1,3 +1,4 @@
+// `mailhost native-host`: serving a mail client's extension over native messaging.
 #pragma once
 
 #include "runtime/HostSession.h"

@@ -1,3 +1,4 @@
+// The frames of the native-messaging protocol: reading and writing them.
 #pragma once
 
 #include <cstddef>

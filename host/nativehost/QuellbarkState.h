@@ -1,3 +1,4 @@
+// What the host can tell about the spam filter without asking the plug-in.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// The input stream a message delivery hands a listener its converted body through.
 #pragma once
 
 #include "FilterForm.h"

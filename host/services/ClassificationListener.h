@@ -1,3 +1,4 @@
+// The listener that passes the plug-in's verdicts on to the host's request.
 #pragma once
 
 #include <nsIMsgFilterPlugin.h>

@@ -1,3 +1,4 @@
+// Telling a verdict after a failed exchange with the spam filter from a real one.
 #pragma once
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// The message service for raw messages another program handed to the host.
 #pragma once
 
 #include "MessageService.h"

@@ -1,3 +1,4 @@
+// The message service for messages in IMAP folders.
 #pragma once
 
 #include "MessageService.h"

@@ -1,3 +1,4 @@
+// The message services a host command registers and the loop that runs their deliveries.
 #pragma once
 
 #include "EventLoop.h"

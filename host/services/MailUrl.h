@@ -1,3 +1,4 @@
+// The URL of one message fetch, carrying the header sink of the filter conversion.
 #pragma once
 
 #include <nsCOMPtr.h>

@@ -1,3 +1,4 @@
+// The message service for the local mail folders.
 #pragma once
 
 #include "EventLoop.h"

@@ -1,3 +1,4 @@
+// The request under which one message is delivered to a stream listener.
 #pragma once
 
 #include "MailUrl.h"

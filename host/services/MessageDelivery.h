@@ -1,3 +1,4 @@
+// The delivery of one message in filter form to a stream listener, step by step.
 #pragma once
 
 #include "BodyInputStream.h"

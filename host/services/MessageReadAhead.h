@@ -1,3 +1,4 @@
+// Converting a batch's messages ahead of their deliveries on a thread of its own.
 #pragma once
 
 #include "FilterForm.h"

@@ -1,3 +1,4 @@
+// What every message service of the host shares: URI checks, the queue and the deliveries.
 #pragma once
 
 #include "EventLoop.h"

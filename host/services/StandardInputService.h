@@ -1,3 +1,4 @@
+// The message service for the one message a delivery filter reads on standard input.
 #pragma once
 
 #include "EventLoop.h"

@@ -1,3 +1,4 @@
+// A list of UTF-8 strings handed out one by one.
 #pragma once
 
 #include <nsIStringEnumerator.h>

@@ -1,7 +1,6 @@
 // The conversation with the companion application: the train and score events, how they are
 // sent, and how their replies are read.
-#ifndef QUELLBARK_BRIDGE_APPLEEVENTS_H
-#define QUELLBARK_BRIDGE_APPLEEVENTS_H
+#pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreServices/CoreServices.h>
@@ -26,5 +25,3 @@ OSErr sendAppleEventReturnInt(AppleEvent* event, SInt16* result);
 
 // One whole training exchange ('addS' or 'addG'); failures are only logged.
 void trainWithMessageData(CFDataRef messageData, AEEventID eventID);
-
-#endif

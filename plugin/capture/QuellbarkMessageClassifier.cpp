@@ -16,7 +16,7 @@ constexpr SInt16 kJunkScore = 50;
 QuellbarkMessageClassifier::QuellbarkMessageClassifier(nsBayesianFilter* aFilter,
                                                        nsIJunkMailClassificationListener* aListener,
                                                        nsIMsgWindow* aMsgWindow,
-                                                       PRInt32 aMessageCount, char const** aMsgURIs)
+                                                       PRInt32 aMessageCount, const char** aMsgURIs)
     : mFilter(aFilter), mFilterRef(static_cast<nsIJunkMailPlugin*>(aFilter)),
       mClassificationListener(aListener), mMsgWindow(aMsgWindow), mMessageCount(aMessageCount),
       mCurrentMessage(0),

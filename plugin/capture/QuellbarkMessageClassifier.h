@@ -14,7 +14,7 @@ class QuellbarkMessageClassifier final : public QuellbarkTokenAnalyzer {
 public:
   QuellbarkMessageClassifier(nsBayesianFilter* aFilter,
                              nsIJunkMailClassificationListener* aListener, nsIMsgWindow* aMsgWindow,
-                             PRInt32 aMessageCount, char const** aMsgURIs);
+                             PRInt32 aMessageCount, const char** aMsgURIs);
   ~QuellbarkMessageClassifier() override;
 
   void processMessageData(CFDataRef aMessageData) override;

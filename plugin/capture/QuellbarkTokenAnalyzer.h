@@ -12,8 +12,8 @@
 class QuellbarkTokenAnalyzer {
 public:
   QuellbarkTokenAnalyzer() = default;
-  QuellbarkTokenAnalyzer(QuellbarkTokenAnalyzer const&) = delete;
-  QuellbarkTokenAnalyzer& operator=(QuellbarkTokenAnalyzer const&) = delete;
+  QuellbarkTokenAnalyzer(const QuellbarkTokenAnalyzer&) = delete;
+  QuellbarkTokenAnalyzer& operator=(const QuellbarkTokenAnalyzer&) = delete;
   virtual ~QuellbarkTokenAnalyzer() = default;
 
   // Called by the listener once per message, with the capture (which stays the
@@ -25,7 +25,7 @@ public:
   void attachListener(nsIStreamListener* aListener) { mStreamListener = aListener; }
   nsIStreamListener* streamListener() const { return mStreamListener; }
   // Set before each message is streamed.
-  void setMessageUri(char const* aMsgURI) { mMessageUri.Assign(aMsgURI); }
+  void setMessageUri(const char* aMsgURI) { mMessageUri.Assign(aMsgURI); }
 
 protected:
   // The listener that feeds this analyzer; cleared when the analyzer's work is

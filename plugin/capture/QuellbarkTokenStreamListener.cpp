@@ -17,8 +17,8 @@
 
 namespace {
 
-void appendCString(CFMutableDataRef aData, char const* aText) {
-  CFDataAppendBytes(aData, reinterpret_cast<UInt8 const*>(aText), CFIndex(strlen(aText)));
+void appendCString(CFMutableDataRef aData, const char* aText) {
+  CFDataAppendBytes(aData, reinterpret_cast<const UInt8*>(aText), CFIndex(strlen(aText)));
 }
 
 } // namespace
@@ -129,8 +129,8 @@ NS_IMETHODIMP QuellbarkTokenStreamListener::ProcessHeaders(nsIUTF8StringEnumerat
   return NS_OK;
 }
 
-NS_IMETHODIMP QuellbarkTokenStreamListener::HandleAttachment(char const*, char const*,
-                                                             PRUnichar const*, char const*,
+NS_IMETHODIMP QuellbarkTokenStreamListener::HandleAttachment(const char*, const char*,
+                                                             const PRUnichar*, const char*,
                                                              PRBool) {
   debug("QuellbarkTokenStreamListener::HandleAttachment");
   return NS_OK;

@@ -15,8 +15,8 @@ class QuellbarkTokenStreamListener : public nsIStreamListener, public nsIMsgHead
   NS_DECL_ISUPPORTS
 
   explicit QuellbarkTokenStreamListener(QuellbarkTokenAnalyzer* aAnalyzer);
-  QuellbarkTokenStreamListener(QuellbarkTokenStreamListener const&) = delete;
-  QuellbarkTokenStreamListener& operator=(QuellbarkTokenStreamListener const&) = delete;
+  QuellbarkTokenStreamListener(const QuellbarkTokenStreamListener&) = delete;
+  QuellbarkTokenStreamListener& operator=(const QuellbarkTokenStreamListener&) = delete;
 
   // nsIRequestObserver and nsIStreamListener
   NS_IMETHOD OnStartRequest(nsIRequest* aRequest, nsISupports* aContext) override;
@@ -30,8 +30,8 @@ class QuellbarkTokenStreamListener : public nsIStreamListener, public nsIMsgHead
   NS_IMETHOD ProcessHeaders(nsIUTF8StringEnumerator* aHeaderNames,
                             nsIUTF8StringEnumerator* aHeaderValues,
                             PRBool aDontCollectAddress) override;
-  NS_IMETHOD HandleAttachment(char const* aContentType, char const* aUrl,
-                              PRUnichar const* aDisplayName, char const* aUri,
+  NS_IMETHOD HandleAttachment(const char* aContentType, const char* aUrl,
+                              const PRUnichar* aDisplayName, const char* aUri,
                               PRBool aNotDownloaded) override;
   NS_IMETHOD OnEndAllAttachments() override;
   NS_IMETHOD OnEndMsgHeaders(nsIMsgMailNewsUrl* aUrl) override;

@@ -43,7 +43,7 @@ NS_IMETHODIMP nsBayesianFilter::GetShouldDownloadAllHeaders(PRBool* aResult) {
 // start of that first stream can fail towards the host. When it does, the pair
 // and the references it holds stay as they are: there is no clean-up path for a
 // stream that never started.
-NS_IMETHODIMP nsBayesianFilter::ClassifyMessage(char const* aMsgURI, nsIMsgWindow* aMsgWindow,
+NS_IMETHODIMP nsBayesianFilter::ClassifyMessage(const char* aMsgURI, nsIMsgWindow* aMsgWindow,
                                                 nsIJunkMailClassificationListener* aListener) {
   debug("nsBayesianFilter::ClassifyMessage()");
   auto* classifier = new QuellbarkMessageClassifier(this, aListener, aMsgWindow, 1, &aMsgURI);
@@ -53,7 +53,7 @@ NS_IMETHODIMP nsBayesianFilter::ClassifyMessage(char const* aMsgURI, nsIMsgWindo
 
 // The count is not checked: a caller passes at least one URI, and the first is
 // streamed from the caller's own array.
-NS_IMETHODIMP nsBayesianFilter::ClassifyMessages(PRUint32 aCount, char const** aMsgURIs,
+NS_IMETHODIMP nsBayesianFilter::ClassifyMessages(PRUint32 aCount, const char** aMsgURIs,
                                                  nsIMsgWindow* aMsgWindow,
                                                  nsIJunkMailClassificationListener* aListener) {
   debug("nsBayesianFilter::ClassifyMessages()");
@@ -66,7 +66,7 @@ NS_IMETHODIMP nsBayesianFilter::ClassifyMessages(PRUint32 aCount, char const** a
 // No decision here: the trainer acts on the new classification once the message
 // has arrived.
 NS_IMETHODIMP
-nsBayesianFilter::SetMessageClassification(char const* aMsgURI, PRUint32 aOldClassification,
+nsBayesianFilter::SetMessageClassification(const char* aMsgURI, PRUint32 aOldClassification,
                                            PRUint32 aNewClassification, nsIMsgWindow* aMsgWindow,
                                            nsIJunkMailClassificationListener* aListener) {
   debug("nsBayesianFilter::SetMessageClassification()");
@@ -77,7 +77,7 @@ nsBayesianFilter::SetMessageClassification(char const* aMsgURI, PRUint32 aOldCla
 }
 
 // The message service is looked up afresh for every message; nothing is cached.
-nsresult nsBayesianFilter::streamMessage(char const* aMsgURI, nsIMsgWindow* aMsgWindow,
+nsresult nsBayesianFilter::streamMessage(const char* aMsgURI, nsIMsgWindow* aMsgWindow,
                                          QuellbarkTokenAnalyzer* aAnalyzer) {
   debug("nsBayesianFilter::streamMessage()");
   nsCOMPtr<nsIMsgMessageService> messageService;

@@ -16,12 +16,12 @@ class nsBayesianFilter final : public nsIJunkMailPlugin {
   NS_IMETHOD GetShouldDownloadAllHeaders(PRBool* aResult) override;
 
   NS_IMETHOD
-  ClassifyMessage(char const* aMsgURI, nsIMsgWindow* aMsgWindow,
+  ClassifyMessage(const char* aMsgURI, nsIMsgWindow* aMsgWindow,
                   nsIJunkMailClassificationListener* aListener) override;
   NS_IMETHOD
-  ClassifyMessages(PRUint32 aCount, char const** aMsgURIs, nsIMsgWindow* aMsgWindow,
+  ClassifyMessages(PRUint32 aCount, const char** aMsgURIs, nsIMsgWindow* aMsgWindow,
                    nsIJunkMailClassificationListener* aListener) override;
-  NS_IMETHOD SetMessageClassification(char const* aMsgURI, PRUint32 aOldClassification,
+  NS_IMETHOD SetMessageClassification(const char* aMsgURI, PRUint32 aOldClassification,
                                       PRUint32 aNewClassification, nsIMsgWindow* aMsgWindow,
                                       nsIJunkMailClassificationListener* aListener) override;
   NS_IMETHOD GetUserHasClassified(PRBool* aResult) override;
@@ -30,6 +30,6 @@ class nsBayesianFilter final : public nsIJunkMailPlugin {
   // Asks the host's message service for the URI to stream the message, in its
   // filter form, into the analyzer's listener. Also streams each further
   // message of a batch.
-  nsresult streamMessage(char const* aMsgURI, nsIMsgWindow* aMsgWindow,
+  nsresult streamMessage(const char* aMsgURI, nsIMsgWindow* aMsgWindow,
                          QuellbarkTokenAnalyzer* aAnalyzer);
 };

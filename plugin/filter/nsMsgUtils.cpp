@@ -4,7 +4,7 @@
 #include <nsIMsgMessageService.h>
 #include <nsServiceManagerUtils.h>
 
-nsresult GetMessageServiceContractIDForURI(char const* aUri, nsCString& aContractID) {
+nsresult GetMessageServiceContractIDForURI(const char* aUri, nsCString& aContractID) {
   nsCString uri(aUri);
   PRInt32 colon = uri.FindChar(':');
   if (colon < 0)
@@ -20,7 +20,7 @@ nsresult GetMessageServiceContractIDForURI(char const* aUri, nsCString& aContrac
   return NS_OK;
 }
 
-nsresult GetMessageServiceFromURI(char const* aUri, nsIMsgMessageService** aMessageService) {
+nsresult GetMessageServiceFromURI(const char* aUri, nsIMsgMessageService** aMessageService) {
   nsCString contractID;
   nsresult rv = GetMessageServiceContractIDForURI(aUri, contractID);
   NS_ENSURE_SUCCESS(rv, rv);

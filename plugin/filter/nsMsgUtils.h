@@ -9,8 +9,8 @@ class nsIMsgMessageService;
 // "@mozilla.org/messenger/messageservice;1?type=" followed by the URI's scheme;
 // a "file" URI of a message to display is served by the mailbox service.
 // NS_ERROR_FAILURE for a URI without ':'.
-nsresult GetMessageServiceContractIDForURI(char const* aUri, nsCString& aContractID);
+nsresult GetMessageServiceContractIDForURI(const char* aUri, nsCString& aContractID);
 
 // The service for the URI, with a reference the caller owns; the slot is
 // untouched on failure.
-nsresult GetMessageServiceFromURI(char const* aUri, nsIMsgMessageService** aMessageService);
+nsresult GetMessageServiceFromURI(const char* aUri, nsIMsgMessageService** aMessageService);

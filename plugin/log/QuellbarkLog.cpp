@@ -15,7 +15,7 @@ constexpr int kDefaultThreshold = kErrorLevel;
 
 // Allocation failures drop the line without releasing what was made before; a message that
 // cannot be logged is not worth more code than that.
-void log(int aLevel, char const* aFormat, va_list aArguments) {
+void log(int aLevel, const char* aFormat, va_list aArguments) {
   Boolean valid = false;
   int threshold = static_cast<int>(CFPreferencesGetAppIntegerValue(
       CFSTR("ThunderbirdLogLevel"), CFSTR(kQuellbarkBundleIdentifier), &valid));
@@ -25,7 +25,7 @@ void log(int aLevel, char const* aFormat, va_list aArguments) {
     return;
 
   CFStringRef format =
-      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<UInt8 const*>(aFormat),
+      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(aFormat),
                               static_cast<CFIndex>(strlen(aFormat)), kCFStringEncodingASCII, false);
   if (!format)
     return;
@@ -46,21 +46,21 @@ void log(int aLevel, char const* aFormat, va_list aArguments) {
 
 } // namespace
 
-void debug(char const* aFormat, ...) {
+void debug(const char* aFormat, ...) {
   va_list arguments;
   va_start(arguments, aFormat);
   log(kDebugLevel, aFormat, arguments);
   va_end(arguments);
 }
 
-void info(char const* aFormat, ...) {
+void info(const char* aFormat, ...) {
   va_list arguments;
   va_start(arguments, aFormat);
   log(kInfoLevel, aFormat, arguments);
   va_end(arguments);
 }
 
-void error(char const* aFormat, ...) {
+void error(const char* aFormat, ...) {
   va_list arguments;
   va_start(arguments, aFormat);
   log(kErrorLevel, aFormat, arguments);

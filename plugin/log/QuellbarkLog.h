@@ -3,6 +3,6 @@
 // the companion application. Formats are Core Foundation formats: printf directives plus "%@".
 #pragma once
 
-void debug(char const* aFormat, ...);
-void info(char const* aFormat, ...);
-void error(char const* aFormat, ...);
+void debug(const char* aFormat, ...);
+void info(const char* aFormat, ...);
+void error(const char* aFormat, ...);

@@ -53,7 +53,7 @@ protected:
   static fs::path build() { return std::getenv("QB_BUILD_DIR"); }
   static fs::path app() { return build() / "Quellbark.app/Contents/MacOS/Quellbark"; }
 
-  pid_t spawnApp(std::string const& logName) {
+  pid_t spawnApp(const std::string& logName) {
     return sandbox::spawnProcess({app().string()}, testsupport::currentEnvironment(), {},
                                  mFolder.path() / logName);
   }
@@ -78,11 +78,11 @@ protected:
   std::string appLog() { return sandbox::readFile(mFolder.path() / "app.log"); }
 
   // Sends `event` as the plug-in does, `times` in a row; without `withMessage` no 'Mess' at all.
-  static std::vector<Reply> send(std::string const& event, std::string const& message,
-                                 int times = 1, std::string const& separator = "",
+  static std::vector<Reply> send(const std::string& event, const std::string& message,
+                                 int times = 1, const std::string& separator = "",
                                  bool withMessage = true) {
-    OSType const signature = FOUR_CHAR_CODE("Qbrk");
-    auto const read = [](AppleEvent const& reply, AEKeyword key) {
+    const OSType signature = FOUR_CHAR_CODE("Qbrk");
+    const auto read = [](const AppleEvent& reply, AEKeyword key) {
       SInt16 value = 0;
       return AEGetParamPtr(&reply, key, typeSInt16, nullptr, &value, 2, nullptr) == noErr
                  ? std::to_string(value)
@@ -108,8 +108,8 @@ protected:
     return replies;
   }
 
-  static Reply sendOne(std::string const& event, std::string const& message,
-                       std::string const& separator = "", bool withMessage = true) {
+  static Reply sendOne(const std::string& event, const std::string& message,
+                       const std::string& separator = "", bool withMessage = true) {
     return send(event, message, 1, separator, withMessage).front();
   }
 
@@ -122,7 +122,7 @@ protected:
   pid_t mApp = -1;
 };
 
-std::string joined(std::string (*make)(int), int count, std::string const& separator) {
+std::string joined(std::string (*make)(int), int count, const std::string& separator) {
   std::string all = make(0);
   for (int i = 1; i < count; ++i) {
     all += separator + make(i);
@@ -132,19 +132,19 @@ std::string joined(std::string (*make)(int), int count, std::string const& separ
 
 TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
   startApp();
-  Reply const untrained = sendOne("Qscr", spamMessage(100));
+  const Reply untrained = sendOne("Qscr", spamMessage(100));
   EXPECT_EQ(untrained.errn, "none") << "a successful score reply carries no errn";
   ASSERT_NE(untrained.score, "none");
   EXPECT_LT(std::stoi(untrained.score), 50);
 
   // Ten of each, in one event each: enough for a new user's engine to call mail junk.
   std::string const sep = "\n=====\n";
-  Reply const spam = sendOne("addS", joined(spamMessage, 10, sep), sep);
-  Reply const good = sendOne("addG", joined(goodMessage, 10, sep), sep);
+  const Reply spam = sendOne("addS", joined(spamMessage, 10, sep), sep);
+  const Reply good = sendOne("addG", joined(goodMessage, 10, sep), sep);
   EXPECT_EQ(spam.errn + spam.score + good.errn + good.score, "nonenonenonenone");
 
-  Reply const spamScore = sendOne("Qscr", spamMessage(100));
-  Reply const goodScore = sendOne("Qscr", goodMessage(100));
+  const Reply spamScore = sendOne("Qscr", spamMessage(100));
+  const Reply goodScore = sendOne("Qscr", goodMessage(100));
   ASSERT_NE(spamScore.score, "none");
   ASSERT_NE(goodScore.score, "none");
   EXPECT_GE(std::stoi(spamScore.score), 50);
@@ -152,17 +152,17 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
   // Several messages score as the most spam-like of them.
   EXPECT_EQ(sendOne("Qscr", goodMessage(100) + sep + spamMessage(100), sep).score, spamScore.score);
 
-  ProgramRun const status = runApp({"status"});
+  const ProgramRun status = runApp({"status"});
   EXPECT_EQ(status.exit.code, 0) << status.out;
   EXPECT_NE(status.out.find("Learned:   10 spam, 10 good"), std::string::npos) << status.out;
   EXPECT_NE(status.out.find("bogofilter version"), std::string::npos);
 
   // SIGTERM: a clean exit, unregistered, and what was learned last is kept.
   EXPECT_EQ(sendOne("addS", spamMessage(11)).errn, "none");
-  pid_t const pid = mApp;
-  int const exit = stopApp();
+  const pid_t pid = mApp;
+  const int exit = stopApp();
   EXPECT_TRUE(WIFEXITED(exit) && WEXITSTATUS(exit) == 0) << exit << appLog();
-  auto const running = sandbox::runningApps();
+  const auto running = sandbox::runningApps();
   EXPECT_EQ(std::find(running.begin(), running.end(), pid), running.end()) << "unregistered";
   EXPECT_NE(runApp({"status"}).out.find("Learned:   11 spam"), std::string::npos);
 }
@@ -188,20 +188,20 @@ TEST_F(AppTest, EngineFailuresBecomeErrnAndServingGoesOn) {
   ::setenv("QUELLBARK_BOGOFILTER", engine.c_str(), 1);
   startApp();
   struct Case {
-    char const* event;
+    const char* event;
     bool withMessage;
-    char const* errn;
+    const char* errn;
   } const cases[] = {
       {"Qscr", true, "1"}, {"addS", true, "1"}, {"addG", true, "1"}, {"Qscr", false, "-1701"}};
-  for (auto const& c : cases) {
-    Reply const r = sendOne(c.event, spamMessage(1), "", c.withMessage);
+  for (const auto& c : cases) {
+    const Reply r = sendOne(c.event, spamMessage(1), "", c.withMessage);
     EXPECT_EQ(r.errn, c.errn) << c.event;
     EXPECT_EQ(r.score, "none") << c.event;
   }
   EXPECT_NE(appLog().find(engine.string()), std::string::npos) << appLog();
 
   writeScript(engine, "exec /usr/bin/bogofilter \"$@\"");
-  Reply const repaired = sendOne("Qscr", goodMessage(1));
+  const Reply repaired = sendOne("Qscr", goodMessage(1));
   EXPECT_EQ(repaired.errn, "none");
   EXPECT_NE(repaired.score, "none");
 }
@@ -243,7 +243,7 @@ TEST_F(AppTest, EachMessageCountsOnceInTheClassOfItsLastVerdict) {
   EXPECT_EQ(sendOne("addS", message + sep + goodMessage(2), sep).errn, "none");
   EXPECT_EQ(sendOne("addG", goodMessage(2)).errn, "none");
   EXPECT_EQ(learned(), "Learned:   1 spam, 1 good");
-  auto const counts = wordListCounts(mFolder.path() / "data");
+  const auto counts = wordListCounts(mFolder.path() / "data");
   ASSERT_TRUE(counts);
   EXPECT_EQ(counts->spam + counts->good, 2) << "bogofilter's own counts agree";
   EXPECT_EQ(fs::status(mFolder.path() / "data/learned-messages.sqlite").permissions(),
@@ -252,7 +252,7 @@ TEST_F(AppTest, EachMessageCountsOnceInTheClassOfItsLastVerdict) {
 
 TEST_F(AppTest, ASecondInstanceNamesTheFirstAndBadUsageExitsWith2) {
   startApp();
-  ProgramRun const second = runApp({});
+  const ProgramRun second = runApp({});
   EXPECT_EQ(second.exit.code, 0);
   EXPECT_EQ(second.err, "Quellbark: already running (pid " + std::to_string(mApp) + ")\n");
   EXPECT_NE(runApp({"status"}).out.find("Running:   yes (pid " + std::to_string(mApp) + ")"),
@@ -270,17 +270,17 @@ TEST_F(AppTest, ASecondInstanceNamesTheFirstAndBadUsageExitsWith2) {
   stopApp();
   EXPECT_NE(runApp({"status"}).out.find("Running:   no"), std::string::npos);
 
-  for (std::vector<std::string> const& bad : {std::vector<std::string>{"frobnicate"},
+  for (const std::vector<std::string>& bad : {std::vector<std::string>{"frobnicate"},
                                               {"--frob"},
                                               {"status", "now"},
                                               {"loglevel", "1", "2"}}) {
-    ProgramRun const run = runApp(bad);
+    const ProgramRun run = runApp(bad);
     EXPECT_EQ(run.exit.code, 2) << bad.front();
     EXPECT_TRUE(run.err.starts_with("Quellbark: ") && run.err.find('\n') + 1 == run.err.size())
         << run.err;
   }
   // Two started at the same moment: one serves, the other names it and ends.
-  pid_t const pids[] = {spawnApp("first.log"), spawnApp("second.log")};
+  const pid_t pids[] = {spawnApp("first.log"), spawnApp("second.log")};
   int status = -1, ended = -1;
   ASSERT_TRUE(waitFor([&] {
     if (ended >= 0)
@@ -296,7 +296,7 @@ TEST_F(AppTest, ASecondInstanceNamesTheFirstAndBadUsageExitsWith2) {
             "Quellbark: already running (pid " + std::to_string(mApp) + ")\n");
   EXPECT_EQ(sandbox::runningApps(), std::vector<pid_t>{mApp});
 
-  ProgramRun const version = runApp({"--version"});
+  const ProgramRun version = runApp({"--version"});
   EXPECT_EQ(version.exit.code, 0);
   EXPECT_TRUE(version.out.starts_with("Quellbark ")) << version.out;
 }

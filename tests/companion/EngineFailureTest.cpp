@@ -29,7 +29,7 @@ protected:
   }
 
   void expectServed(Engine& engine) {
-    ScoreResult const r = engine.score(goodMessage(1));
+    const ScoreResult r = engine.score(goodMessage(1));
     EXPECT_EQ(r.error, EngineError::none);
     EXPECT_LT(r.score, 50);
     EXPECT_TRUE(takeLog().empty());
@@ -38,7 +38,7 @@ protected:
 
 TEST_F(EngineFailureTest, BrokenEnginesGiveTheirErrorAndRecoverAfterRepair) {
   struct Case {
-    char const* script; // nullptr: no program at all
+    const char* script; // nullptr: no program at all
     fs::perms perms;
     EngineError error;
   } const cases[] = {
@@ -49,7 +49,7 @@ TEST_F(EngineFailureTest, BrokenEnginesGiveTheirErrorAndRecoverAfterRepair) {
       {"exec sleep 30", fs::perms::owner_all, EngineError::engineFailed}, // hangs
       {"while read f; do echo nonsense; done", fs::perms::owner_all, EngineError::engineFailed},
   };
-  for (auto const& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.script ? c.script : "missing");
     fs::remove(fake());
     if (c.script != nullptr) {
@@ -82,7 +82,7 @@ TEST_F(EngineFailureTest, FailedTrainingIsReportedAndNotCounted) {
   ASSERT_EQ(engine.learn(Verdict::spam, spamMessage(2)), EngineError::none);
   ASSERT_EQ(engine.learn(Verdict::spam, spamMessage(3)), EngineError::none);
   EXPECT_EQ(engine.commit(), EngineError::engineFailed);
-  auto const log = takeLog();
+  const auto log = takeLog();
   ASSERT_EQ(log.size(), 1u);
   EXPECT_NE(log[0].find("2 message(s) not learned"), std::string::npos) << log[0];
   repair();
@@ -103,8 +103,8 @@ TEST_F(EngineFailureTest, WordListLockedByAnotherProcess) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   ASSERT_FALSE(wordListCounts(data)) << "the other process never took the lock";
-  EngineError const learned = engine.learn(Verdict::spam, spamMessage(1));
-  EngineError const scored = engine.score(goodMessage(2)).error;
+  const EngineError learned = engine.learn(Verdict::spam, spamMessage(1));
+  const EngineError scored = engine.score(goodMessage(2)).error;
   other->kill();
   EXPECT_EQ(learned, EngineError::wordListLocked);
   EXPECT_EQ(scored, EngineError::wordListLocked);

@@ -12,7 +12,7 @@ namespace {
 
 using EngineTest = EngineFixture;
 
-int modeOf(fs::path const& p) {
+int modeOf(const fs::path& p) {
   struct stat st {};
   return ::stat(p.c_str(), &st) == 0 ? static_cast<int>(st.st_mode & 0777) : -1;
 }
@@ -30,15 +30,15 @@ TEST_F(EngineTest, LearningMovesScoresApartOnceTrainedEnough) {
   EngineConfig c = config();
   c.minimumLearned = 4;
   Engine engine(c);
-  int const spamBefore = engine.score(spamMessage(100)).score;
-  int const goodBefore = engine.score(goodMessage(100)).score;
+  const int spamBefore = engine.score(spamMessage(100)).score;
+  const int goodBefore = engine.score(goodMessage(100)).score;
   EXPECT_LT(spamBefore, 50) << "untrained";
   EXPECT_TRUE(takeLog().empty());
   learnSome(engine, 3, 4);
   EXPECT_EQ(engine.score(spamMessage(100)).score, 49) << "3 spam learned: still held below 50";
   learnSome(engine, 1, 0, 3);
-  ScoreResult const spam = engine.score(spamMessage(100)); // not learned, spam's vocabulary
-  ScoreResult const good = engine.score(goodMessage(100));
+  const ScoreResult spam = engine.score(spamMessage(100)); // not learned, spam's vocabulary
+  const ScoreResult good = engine.score(goodMessage(100));
   EXPECT_GE(spam.score, 50);
   EXPECT_GT(spam.score, spamBefore);
   EXPECT_LT(good.score, 50);
@@ -49,18 +49,18 @@ TEST_F(EngineTest, CountsAreBogofiltersOwnAndSurviveTheEngine) {
   {
     Engine engine(config());
     learnSome(engine, 3, 2);
-    EngineStatus const s = engine.status();
+    const EngineStatus s = engine.status();
     EXPECT_EQ(s.learned.spam, 3);
     EXPECT_EQ(s.learned.good, 2);
     learnSome(engine, 1, 0, 3); // still pending when the engine goes
   }
-  EngineStatus const s = Engine(config()).status();
+  const EngineStatus s = Engine(config()).status();
   EXPECT_EQ(s.error, EngineError::none);
   EXPECT_EQ(s.learned.spam, 4);
   EXPECT_EQ(s.learned.good, 2);
   EXPECT_EQ(s.bogofilter, fs::path("/usr/bin/bogofilter"));
   EXPECT_NE(s.version.find("bogofilter"), std::string::npos) << s.version;
-  auto const counts = wordListCounts(mFolder.path() / "data");
+  const auto counts = wordListCounts(mFolder.path() / "data");
   ASSERT_TRUE(counts);
   EXPECT_EQ(counts->spam, 4);
 }
@@ -76,7 +76,7 @@ TEST_F(EngineTest, ANewWordListLearnsAgainWhatTheOldOneHad) {
   fs::remove(mFolder.path() / "data/wordlist.db");
   Engine engine(config());
   learnSome(engine, 1, 1);
-  EngineStatus const s = engine.status();
+  const EngineStatus s = engine.status();
   EXPECT_EQ(s.learned.spam, 1);
   EXPECT_EQ(s.learned.good, 1);
 }
@@ -108,7 +108,7 @@ TEST_F(EngineTest, IdleEngineFreesTheWordList) {
   Engine engine(c);
   ASSERT_EQ(engine.score(goodMessage(1)).error, EngineError::none);
   std::ofstream(mFolder.path() / "mail") << goodMessage(2);
-  ProgramRun const other = runProgram({"/usr/bin/bogofilter", "-C", "-d", c.dataFolder.string(),
+  const ProgramRun other = runProgram({"/usr/bin/bogofilter", "-C", "-d", c.dataFolder.string(),
                                        "-n", "-I", (mFolder.path() / "mail").string()},
                                       std::chrono::seconds(5));
   EXPECT_TRUE(other.exit.succeeded()) << other.err;
@@ -127,14 +127,14 @@ TEST_F(EngineTest, ScoresAreBogofiltersOwnForEachMessage) {
   for (int i = 0; i < 40; ++i) {
     longSpam += spamMessage(200 + i);
   }
-  for (std::string const& message :
+  for (const std::string& message :
        {longSpam, goodMessage(300), spamMessage(301), std::string(), goodMessage(302)}) {
     fs::path const file = mFolder.path() / "direct.eml";
     std::ofstream(file, std::ios::binary | std::ios::trunc) << message;
-    ProgramRun const direct = runProgram(
+    const ProgramRun direct = runProgram(
         {"/usr/bin/bogofilter", "-C", "-d", c.dataFolder.string(), "-TT", "-I", file.string()},
         std::chrono::seconds(5));
-    ScoreResult const scored = engine.score(message);
+    const ScoreResult scored = engine.score(message);
     ASSERT_EQ(scored.error, EngineError::none);
     EXPECT_EQ(scored.score, scoreFromSpamicity(std::stod(direct.out))) << message.size();
   }
@@ -154,7 +154,7 @@ TEST_F(EngineTest, MessageBytesStayPrivateAndAreRemoved) {
     EXPECT_FALSE(fs::exists(run / "work-999999999-abcdef"));
     EXPECT_EQ(modeOf(mFolder.path() / "data"), 0700);
     EXPECT_EQ(modeOf(run), 0700);
-    for (auto const& e : fs::recursive_directory_iterator(run)) {
+    for (const auto& e : fs::recursive_directory_iterator(run)) {
       EXPECT_EQ(modeOf(e.path()), e.is_directory() ? 0700 : 0600) << e.path();
       EXPECT_TRUE(e.is_directory() || e.path().filename() == "engine-errors.txt") << e.path();
     }

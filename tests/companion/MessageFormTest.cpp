@@ -13,8 +13,8 @@ struct Case {
   Messages expected;
 };
 
-void check(MessageForm const& form, std::initializer_list<Case> cases) {
-  for (auto const& c : cases) {
+void check(const MessageForm& form, std::initializer_list<Case> cases) {
+  for (const auto& c : cases) {
     EXPECT_EQ(prepareMessages(c.bytes, form), c.expected) << c.bytes;
   }
 }

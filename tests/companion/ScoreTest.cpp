@@ -8,9 +8,9 @@ namespace quellbark {
 namespace {
 
 TEST(Score, SpamicityBecomesRoundedPercentage) {
-  std::pair<double, int> const cases[] = {{0.0, 0},    {0.004, 0},   {0.005, 1}, {0.494, 49},
+  const std::pair<double, int> cases[] = {{0.0, 0},    {0.004, 0},   {0.005, 1}, {0.494, 49},
                                           {0.495, 50}, {0.999, 100}, {-0.2, 0},  {1.7, 100}};
-  for (auto const& [spamicity, score] : cases) {
+  for (const auto& [spamicity, score] : cases) {
     EXPECT_EQ(scoreFromSpamicity(spamicity), score) << spamicity;
   }
 }
@@ -23,7 +23,7 @@ TEST(Score, NewUserIsNeverToldMailIsJunk) {
   } const cases[] = {{100, {0, 0}, 49},   {100, {9, 10}, 49},   {100, {10, 9}, 49},
                      {100, {500, 0}, 49}, {100, {10, 10}, 100}, {50, {10, 10}, 50},
                      {12, {0, 0}, 12}};
-  for (auto const& c : cases) {
+  for (const auto& c : cases) {
     EXPECT_EQ(applyNewUserCap(c.score, c.learned, 10), c.expected)
         << c.score << " with " << c.learned.spam << "/" << c.learned.good;
   }
@@ -31,7 +31,7 @@ TEST(Score, NewUserIsNeverToldMailIsJunk) {
 
 TEST(BogofilterOutput, BulkLineIsReadOnlyForTheFileAsked) {
   std::string const file = "/run/q/work-1-abc/message-3.eml";
-  std::pair<std::string, std::optional<double>> const cases[] = {
+  const std::pair<std::string, std::optional<double>> cases[] = {
       {file + " 0.9876000000000000", 0.9876},
       {file + " 0.0000000000000000\r", 0.0},
       {"/run/q/work-1-abc/message-4.eml 0.5", std::nullopt}, // another file's answer
@@ -42,18 +42,18 @@ TEST(BogofilterOutput, BulkLineIsReadOnlyForTheFileAsked) {
       {file + " 0.5 extra", std::nullopt},
       {"Can't open file 'wordlist.db'", std::nullopt},
   };
-  for (auto const& [line, spamicity] : cases) {
+  for (const auto& [line, spamicity] : cases) {
     EXPECT_EQ(bogofilter::parseBulkLine(line, file), spamicity) << line;
   }
 }
 
 TEST(BogofilterOutput, MessageCountReport) {
   std::string const header = "                                 spam   good\n";
-  auto const counts = bogofilter::parseMessageCount(header + ".MSG_COUNT      3      12\n");
+  const auto counts = bogofilter::parseMessageCount(header + ".MSG_COUNT      3      12\n");
   ASSERT_TRUE(counts);
   EXPECT_EQ(counts->spam, 3);
   EXPECT_EQ(counts->good, 12);
-  auto const fresh = bogofilter::parseMessageCount(header);
+  const auto fresh = bogofilter::parseMessageCount(header);
   ASSERT_TRUE(fresh) << "a word list that learned nothing has no count line";
   EXPECT_EQ(fresh->spam + fresh->good, 0);
   for (std::string bad :

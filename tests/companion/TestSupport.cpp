@@ -8,7 +8,7 @@ namespace quellbark::test {
 
 namespace {
 
-std::string body(std::vector<std::string> const& words, int n) {
+std::string body(const std::vector<std::string>& words, int n) {
   std::string text;
   for (std::size_t i = 0; i < 48; ++i) {
     text += words[(static_cast<std::size_t>(n) * 7 + i * 5) % words.size()];
@@ -35,14 +35,14 @@ std::string goodMessage(int n) {
               n);
 }
 
-void writeScript(fs::path const& file, std::string const& body) {
+void writeScript(const fs::path& file, const std::string& body) {
   fs::path const temp = file.string() + ".new";
   std::ofstream(temp) << "#!/bin/sh\n" << body << "\n";
   fs::permissions(temp, fs::perms::owner_all);
   fs::rename(temp, file); // atomic: a running engine never sees half a script
 }
 
-std::optional<LearnedCounts> wordListCounts(fs::path const& dataFolder) {
+std::optional<LearnedCounts> wordListCounts(const fs::path& dataFolder) {
   return bogofilter::parseMessageCount(
       runProgram({"/usr/bin/bogoutil", "-w", dataFolder.string(), ".MSG_COUNT"},
                  std::chrono::seconds(5))
@@ -56,7 +56,7 @@ EngineConfig EngineFixture::config() {
   c.bogoutil = "/usr/bin/bogoutil";
   c.replyTimeout = std::chrono::milliseconds(3000);
   c.minimumLearned = 3;
-  c.log = [this](std::string const& line) {
+  c.log = [this](const std::string& line) {
     std::lock_guard lock(mLogMutex);
     mLog.push_back(line);
   };

@@ -1,3 +1,4 @@
+// What the companion's tests share: sample messages, stand-in scripts, engines on own word lists.
 #pragma once
 
 #include "Engine.h"
@@ -18,10 +19,10 @@ std::string goodMessage(int n);
 using testsupport::TempDir;
 
 // Replaces `file` at once by an executable shell script.
-void writeScript(std::filesystem::path const& file, std::string const& body);
+void writeScript(const std::filesystem::path& file, const std::string& body);
 
 // bogofilter's own counts of a word list, read by bogoutil.
-std::optional<LearnedCounts> wordListCounts(std::filesystem::path const& dataFolder);
+std::optional<LearnedCounts> wordListCounts(const std::filesystem::path& dataFolder);
 
 // An engine on a word list of its own, with its log lines collected.
 class EngineFixture : public ::testing::Test {

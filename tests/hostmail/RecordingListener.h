@@ -1,3 +1,4 @@
+// A stream listener for the message service tests that writes down every call it gets.
 #pragma once
 
 #include <nsCOMPtr.h>

@@ -1,5 +1,5 @@
-#pragma once
 // Running the project's scripts as a user would, and the files they leave.
+#pragma once
 #include "TempDir.h"
 
 #include <array>

@@ -1,6 +1,5 @@
 /* Basic types and result codes of the Mac platform, shared by every platform library. */
-#ifndef MACTYPES_H
-#define MACTYPES_H
+#pragma once
 
 #include <stdint.h>
 
@@ -109,5 +108,3 @@ constexpr FourCharCode FOUR_CHAR_CODE(const char (&code)[5]) {
          (FourCharCode(UInt8(code[2])) << 8) | FourCharCode(UInt8(code[3]));
 }
 #endif
-
-#endif /* MACTYPES_H */

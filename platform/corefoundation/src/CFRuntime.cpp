@@ -6,22 +6,22 @@
 namespace cf {
 
 Object::Object(CFTypeID type, CFAllocatorRef allocator)
-    : type_(type), allocator_(resolveAllocator(allocator)), refs_(1), immortal_(false) {}
+    : mType(type), mAllocator(resolveAllocator(allocator)), mRefs(1), mImmortal(false) {}
 
 Object::Object(CFTypeID type, Immortal)
-    : type_(type), allocator_(resolveAllocator(nullptr)), refs_(1), immortal_(true) {}
+    : mType(type), mAllocator(resolveAllocator(nullptr)), mRefs(1), mImmortal(true) {}
 
 void Object::retain() const {
-  if (!immortal_) {
-    refs_.fetch_add(1, std::memory_order_relaxed);
+  if (!mImmortal) {
+    mRefs.fetch_add(1, std::memory_order_relaxed);
   }
 }
 
 bool Object::release() const {
-  if (immortal_) {
+  if (mImmortal) {
     return false;
   }
-  if (refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+  if (mRefs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
     delete this;
     return true;
   }
@@ -29,7 +29,7 @@ bool Object::release() const {
 }
 
 CFIndex Object::retainCount() const {
-  return immortal_ ? LONG_MAX : refs_.load(std::memory_order_relaxed);
+  return mImmortal ? LONG_MAX : mRefs.load(std::memory_order_relaxed);
 }
 
 std::string pointerText(const void* pointer) {

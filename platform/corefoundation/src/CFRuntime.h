@@ -36,9 +36,9 @@ public:
   Object(const Object&) = delete;
   Object& operator=(const Object&) = delete;
 
-  CFTypeID typeID() const { return type_; }
-  CFAllocatorRef allocator() const { return allocator_; }
-  bool immortal() const { return immortal_; }
+  CFTypeID typeID() const { return mType; }
+  CFAllocatorRef allocator() const { return mAllocator; }
+  bool immortal() const { return mImmortal; }
 
   void retain() const;
   // Returns true when this was the last reference and the object is gone.
@@ -55,10 +55,10 @@ public:
   virtual CFStringRef copyFormattingDescription() const { return nullptr; }
 
 private:
-  CFTypeID type_;
-  CFAllocatorRef allocator_;
-  mutable std::atomic<long> refs_;
-  bool immortal_;
+  CFTypeID mType;
+  CFAllocatorRef mAllocator;
+  mutable std::atomic<long> mRefs;
+  bool mImmortal;
 };
 
 inline const Object* object(CFTypeRef cf) {

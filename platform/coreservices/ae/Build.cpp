@@ -89,27 +89,28 @@ DescType padCode(const std::uint8_t* p, std::size_t n) {
 
 class Lexer {
 public:
-  Lexer(const char* src) : s_(reinterpret_cast<const std::uint8_t*>(src)), n_(std::strlen(src)) {}
+  Lexer(const char* src)
+      : mSource(reinterpret_cast<const std::uint8_t*>(src)), mLength(std::strlen(src)) {}
 
-  std::size_t length() const { return n_; }
+  std::size_t length() const { return mLength; }
 
   const Token& peek() {
-    if (!ahead_) {
-      ahead_ = lex();
+    if (!mAhead) {
+      mAhead = lex();
     }
-    return *ahead_;
+    return *mAhead;
   }
   Token next() {
     peek();
-    Token t = std::move(*ahead_);
-    ahead_.reset();
+    Token t = std::move(*mAhead);
+    mAhead.reset();
     return t;
   }
 
 private:
   bool at(std::size_t i, const char* seq) const {
     std::size_t k = std::strlen(seq);
-    return i + k <= n_ && std::memcmp(s_ + i, seq, k) == 0;
+    return i + k <= mLength && std::memcmp(mSource + i, seq, k) == 0;
   }
   template <std::size_t N>
   const Quote* quoteAt(std::size_t i, const Quote (&quotes)[N]) const {
@@ -119,7 +120,7 @@ private:
     return nullptr;
   }
   bool startsSomething(std::size_t i) const {
-    std::uint8_t c = s_[i];
+    std::uint8_t c = mSource[i];
     if (isBlank(c) || isPunct(c) || c < 0x20 || c == 0x7F)
       return true;
     if (quoteAt(i, kIdentQuotes) || quoteAt(i, kStringQuotes) || quoteAt(i, kHexQuotes))
@@ -133,98 +134,98 @@ private:
   // Bytes up to the closing sequence; returns the position after it, or npos if unclosed.
   std::size_t until(std::size_t i, const char* close, bool escapes, Bytes& out) const {
     std::size_t k = std::strlen(close);
-    while (i < n_) {
+    while (i < mLength) {
       if (at(i, close))
         return i + k;
-      if (escapes && s_[i] == '\\' && i + 1 < n_)
+      if (escapes && mSource[i] == '\\' && i + 1 < mLength)
         ++i;
-      out.push_back(s_[i++]);
+      out.push_back(mSource[i++]);
     }
     return std::string::npos;
   }
 
   Token lex() {
-    while (i_ < n_ && isBlank(s_[i_]))
-      ++i_;
+    while (mPos < mLength && isBlank(mSource[mPos]))
+      ++mPos;
     Token t;
-    t.pos = i_;
-    if (i_ >= n_)
+    t.pos = mPos;
+    if (mPos >= mLength)
       return t;
-    std::uint8_t c = s_[i_];
+    std::uint8_t c = mSource[mPos];
     static constexpr std::pair<char, Tok> punct[] = {
         {',', Tok::Comma},  {':', Tok::Colon},    {'(', Tok::LParen},
         {')', Tok::RParen}, {'[', Tok::LBracket}, {']', Tok::RBracket},
         {'{', Tok::LBrace}, {'}', Tok::RBrace},   {'~', Tok::Tilde}};
     for (auto [ch, kind] : punct)
       if (c == std::uint8_t(ch)) {
-        ++i_;
+        ++mPos;
         t.kind = kind;
         return t;
       }
     if (c == '@') {
-      bool twice = i_ + 1 < n_ && s_[i_ + 1] == '@';
-      i_ += twice ? 2 : 1;
+      bool twice = mPos + 1 < mLength && mSource[mPos + 1] == '@';
+      mPos += twice ? 2 : 1;
       t.kind = twice ? Tok::DoubleAt : Tok::At;
       return t;
     }
     if (c == '-' || (c >= '0' && c <= '9'))
       return integer(t);
-    if (const Quote* q = quoteAt(i_, kIdentQuotes)) {
+    if (const Quote* q = quoteAt(mPos, kIdentQuotes)) {
       Bytes name;
-      std::size_t end = until(i_ + std::strlen(q->open), q->close, true, name);
+      std::size_t end = until(mPos + std::strlen(q->open), q->close, true, name);
       if (end == std::string::npos)
         fail(aeBuildSyntaxMissingQuote, t.pos);
-      i_ = end;
+      mPos = end;
       t.kind = Tok::Ident;
       t.code = padCode(name.data(), name.size());
       return t;
     }
-    if (const Quote* q = quoteAt(i_, kStringQuotes)) {
-      std::size_t end = until(i_ + std::strlen(q->open), q->close, false, t.bytes);
+    if (const Quote* q = quoteAt(mPos, kStringQuotes)) {
+      std::size_t end = until(mPos + std::strlen(q->open), q->close, false, t.bytes);
       if (end == std::string::npos)
         fail(aeBuildSyntaxNoCloseString, t.pos);
-      i_ = end;
+      mPos = end;
       t.kind = Tok::String;
       return t;
     }
-    if (const Quote* q = quoteAt(i_, kHexQuotes))
+    if (const Quote* q = quoteAt(mPos, kHexQuotes))
       return hex(t, *q);
-    if (startsSomething(i_))
+    if (startsSomething(mPos))
       fail(aeBuildSyntaxBadToken, t.pos);
-    std::size_t start = i_;
-    while (i_ < n_ && !startsSomething(i_))
-      ++i_;
+    std::size_t start = mPos;
+    while (mPos < mLength && !startsSomething(mPos))
+      ++mPos;
     t.kind = Tok::Ident;
-    t.code = padCode(s_ + start, i_ - start);
+    t.code = padCode(mSource + start, mPos - start);
     return t;
   }
 
   Token integer(Token& t) {
-    std::size_t start = i_;
-    if (s_[i_] == '-') {
-      ++i_;
-      if (i_ >= n_ || s_[i_] < '0' || s_[i_] > '9')
+    std::size_t start = mPos;
+    if (mSource[mPos] == '-') {
+      ++mPos;
+      if (mPos >= mLength || mSource[mPos] < '0' || mSource[mPos] > '9')
         fail(aeBuildSyntaxBadNegative, t.pos);
     }
-    while (i_ < n_ && s_[i_] >= '0' && s_[i_] <= '9')
-      ++i_;
-    const char* b = reinterpret_cast<const char*>(s_ + start);
-    auto r = std::from_chars(b, reinterpret_cast<const char*>(s_ + i_), t.number);
+    while (mPos < mLength && mSource[mPos] >= '0' && mSource[mPos] <= '9')
+      ++mPos;
+    const char* b = reinterpret_cast<const char*>(mSource + start);
+    auto r = std::from_chars(b, reinterpret_cast<const char*>(mSource + mPos), t.number);
     t.overflow = r.ec != std::errc();
     t.kind = Tok::Integer;
     return std::move(t);
   }
 
   Token hex(Token& t, const Quote& q) {
-    std::size_t i = i_ + std::strlen(q.open);
+    std::size_t i = mPos + std::strlen(q.open);
     int digits = 0;
     std::uint8_t acc = 0;
     for (;;) {
-      if (i >= n_)
+      if (i >= mLength)
         fail(aeBuildSyntaxNoCloseHex, t.pos);
       if (at(i, q.close))
         break;
-      std::uint8_t c = s_[i];
+      std::uint8_t c = mSource[i];
       int v = c >= '0' && c <= '9'   ? c - '0'
               : c >= 'a' && c <= 'f' ? c - 'a' + 10
               : c >= 'A' && c <= 'F' ? c - 'A' + 10
@@ -241,20 +242,20 @@ private:
     }
     if (digits % 2)
       fail(aeBuildSyntaxOddHex, t.pos);
-    i_ = i + std::strlen(q.close);
+    mPos = i + std::strlen(q.close);
     t.kind = Tok::Hex;
     return std::move(t);
   }
 
-  const std::uint8_t* s_;
-  std::size_t n_;
-  std::size_t i_ = 0;
-  std::optional<Token> ahead_;
+  const std::uint8_t* mSource;
+  std::size_t mLength;
+  std::size_t mPos = 0;
+  std::optional<Token> mAhead;
 };
 
 class Parser {
 public:
-  Parser(const char* src, va_list* args) : lex_(src), args_(args) {}
+  Parser(const char* src, va_list* args) : mLexer(src), mArgs(args) {}
 
   Value descriptor() {
     Value v = object(0);
@@ -264,19 +265,19 @@ public:
 
   // Parameters of an event: returns them with the keys marked optional by '~'.
   void parameters(std::vector<Entry>& params, std::vector<AEKeyword>& optional) {
-    if (lex_.peek().kind == Tok::End)
+    if (mLexer.peek().kind == Tok::End)
       return;
     for (;;) {
       bool isOptional = false;
-      if (lex_.peek().kind == Tok::Tilde) {
-        lex_.next();
+      if (mLexer.peek().kind == Tok::Tilde) {
+        mLexer.next();
         isOptional = true;
       }
       AEKeyword key = keyword();
       putEntry(params, key, object(0));
       if (isOptional && std::find(optional.begin(), optional.end(), key) == optional.end())
         optional.push_back(key);
-      Token t = lex_.next();
+      Token t = mLexer.next();
       if (t.kind == Tok::End)
         return;
       if (t.kind != Tok::Comma)
@@ -286,16 +287,16 @@ public:
 
 private:
   void expectEnd() {
-    const Token& t = lex_.peek();
+    const Token& t = mLexer.peek();
     if (t.kind != Tok::End)
       fail(aeBuildSyntaxNoEOF, t.pos);
   }
 
   AEKeyword keyword() {
-    Token t = lex_.next();
+    Token t = mLexer.next();
     if (t.kind != Tok::Ident)
       fail(aeBuildSyntaxNoKey, t.pos);
-    Token colon = lex_.next();
+    Token colon = mLexer.next();
     if (colon.kind != Tok::Colon)
       fail(aeBuildSyntaxNoColon, colon.pos);
     return t.code;
@@ -303,8 +304,8 @@ private:
 
   Value object(int depth) {
     if (depth > kMaxBuildNesting)
-      fail(aeBuildSyntaxBadDesc, lex_.peek().pos);
-    Token t = lex_.next();
+      fail(aeBuildSyntaxBadDesc, mLexer.peek().pos);
+    Token t = mLexer.next();
     switch (t.kind) {
     case Tok::Integer:
       return bareInteger(t);
@@ -323,17 +324,17 @@ private:
     case Tok::LBrace:
       return record(typeAERecord, t.pos, depth);
     case Tok::Ident:
-      switch (lex_.peek().kind) {
+      switch (mLexer.peek().kind) {
       case Tok::LParen:
-        lex_.next();
+        mLexer.next();
         return data(t.code);
       case Tok::LBracket:
         if (t.code != typeAEList)
           fail(aeBuildSyntaxCoercedList, t.pos);
-        lex_.next();
+        mLexer.next();
         return list(depth);
       case Tok::LBrace:
-        lex_.next();
+        mLexer.next();
         return record(t.code, t.pos, depth);
       default:
         return makeScalar(typeEnumerated, &t.code, 4);
@@ -358,13 +359,13 @@ private:
 
   Value list(int depth) {
     Value v = makeComposite(typeAEList, Kind::List);
-    if (lex_.peek().kind == Tok::RBracket) {
-      lex_.next();
+    if (mLexer.peek().kind == Tok::RBracket) {
+      mLexer.next();
       return v;
     }
     for (;;) {
       v.node->items.push_back({typeWildCard, object(depth + 1)});
-      Token t = lex_.next();
+      Token t = mLexer.next();
       if (t.kind == Tok::RBracket)
         return v;
       if (t.kind != Tok::Comma)
@@ -375,14 +376,14 @@ private:
   // A record under another type is the record coerced to it, as with AECoerceDesc.
   Value record(DescType type, std::size_t typePos, int depth) {
     Value v = makeComposite(typeAERecord, Kind::Record);
-    if (lex_.peek().kind == Tok::RBrace) {
-      lex_.next();
+    if (mLexer.peek().kind == Tok::RBrace) {
+      mLexer.next();
       return retyped(std::move(v), type, typePos);
     }
     for (;;) {
       AEKeyword key = keyword();
       putEntry(v.node->items, key, object(depth + 1));
-      Token t = lex_.next();
+      Token t = mLexer.next();
       if (t.kind == Tok::RBrace)
         break;
       if (t.kind != Tok::Comma)
@@ -402,7 +403,7 @@ private:
 
   // The inside of "(...)" after an optional type; the '(' is already read.
   Value data(std::optional<DescType> type) {
-    Token t = lex_.next();
+    Token t = mLexer.next();
     Value v;
     switch (t.kind) {
     case Tok::RParen:
@@ -443,7 +444,7 @@ private:
     default:
       fail(aeBuildSyntaxBadData, t.pos);
     }
-    Token close = lex_.next();
+    Token close = mLexer.next();
     if (close.kind != Tok::RParen)
       fail(aeBuildSyntaxNoCloseParen, close.pos);
     return v;
@@ -480,44 +481,44 @@ private:
   }
 
   Value descArgument() {
-    const auto* d = va_arg(*args_, const AEDesc*);
+    const auto* d = va_arg(*mArgs, const AEDesc*);
     return d ? copyOf(d) : Value();
   }
 
   Value typedArgument(DescType type, std::size_t pos) {
     switch (type) {
     case typeBoolean: {
-      std::uint8_t b = va_arg(*args_, int) != 0;
+      std::uint8_t b = va_arg(*mArgs, int) != 0;
       return makeScalar(type, &b, 1);
     }
     case typeSInt16: {
-      auto s = std::int16_t(va_arg(*args_, int));
+      auto s = std::int16_t(va_arg(*mArgs, int));
       return makeScalar(type, &s, 2);
     }
     case typeSInt32:
     case typeEnumerated:
     case typeType: {
-      std::int32_t l = va_arg(*args_, int);
+      std::int32_t l = va_arg(*mArgs, int);
       return makeScalar(type, &l, 4);
     }
     case typeIEEE32BitFloatingPoint: {
-      double d = va_arg(*args_, double);
+      double d = va_arg(*mArgs, double);
       if (std::isfinite(d) && std::fabs(d) > double(std::numeric_limits<float>::max()))
         fail(aeBuildSyntaxBadData, pos, errAECoercionFail);
       auto f = float(d);
       return makeScalar(type, &f, 4);
     }
     case typeIEEE64BitFloatingPoint: {
-      double d = va_arg(*args_, double);
+      double d = va_arg(*mArgs, double);
       return makeScalar(type, &d, 8);
     }
     case typeChar: {
-      const char* s = va_arg(*args_, const char*);
+      const char* s = va_arg(*mArgs, const char*);
       return makeScalar(type, s, s ? std::strlen(s) : 0);
     }
     default: {
-      long size = va_arg(*args_, long);
-      const void* p = va_arg(*args_, const void*);
+      long size = va_arg(*mArgs, long);
+      const void* p = va_arg(*mArgs, const void*);
       Value v;
       if (OSErr err = valueFromData(type, p, size, v))
         fail(aeBuildSyntaxBadData, pos, err);
@@ -526,8 +527,8 @@ private:
     }
   }
 
-  Lexer lex_;
-  va_list* args_;
+  Lexer mLexer;
+  va_list* mArgs;
 };
 
 void report(AEBuildError* error, AEBuildErrorCode code, std::size_t pos) {

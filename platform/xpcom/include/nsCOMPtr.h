@@ -1,6 +1,5 @@
 // nsCOMPtr<T>: a smart pointer that holds one counted reference to an interface.
-#ifndef nsCOMPtr_h___
-#define nsCOMPtr_h___
+#pragma once
 
 #include <cstddef>
 
@@ -224,5 +223,3 @@ template <class T, class DestinationType>
 inline nsresult CallQueryInterface(const nsCOMPtr<T>& aSource, DestinationType** aDestination) {
   return CallQueryInterface(aSource.get(), aDestination);
 }
-
-#endif

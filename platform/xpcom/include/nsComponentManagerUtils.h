@@ -1,6 +1,5 @@
 // do_CreateInstance: `nsCOMPtr<nsIFoo> foo = do_CreateInstance("@host/foo;1", &rv);`
-#ifndef nsComponentManagerUtils_h__
-#define nsComponentManagerUtils_h__
+#pragma once
 
 #include "nsCOMPtr.h"
 #include "nsIComponentManager.h"
@@ -65,5 +64,3 @@ inline nsresult CallCreateInstance(const char* aContractID, DestinationType** aD
   return nsCreateInstanceByContractID(aContractID, nullptr, nullptr)(
       NS_GET_IID(DestinationType), reinterpret_cast<void**>(aDestination));
 }
-
-#endif

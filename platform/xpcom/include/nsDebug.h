@@ -1,7 +1,6 @@
 // Early returns for failed results and bad arguments. They say nothing: a caller that wants a
 // failure reported reports it itself.
-#ifndef nsDebug_h___
-#define nsDebug_h___
+#pragma once
 
 #include "nsError.h"
 
@@ -17,5 +16,3 @@
 
 #define NS_ENSURE_ARG(arg) NS_ENSURE_TRUE(arg, NS_ERROR_INVALID_ARG)
 #define NS_ENSURE_ARG_POINTER(arg) NS_ENSURE_TRUE(arg, NS_ERROR_INVALID_POINTER)
-
-#endif

@@ -1,6 +1,5 @@
 // The host's 32-bit result codes.
-#ifndef nsError_h__
-#define nsError_h__
+#pragma once
 
 #include "nscore.h"
 
@@ -72,5 +71,3 @@
 #define NS_ERROR_FILE_READ_ONLY NS_ERROR_GENERATE_FAILURE(NS_ERROR_MODULE_FILES, 19)
 #define NS_ERROR_FILE_DIR_NOT_EMPTY NS_ERROR_GENERATE_FAILURE(NS_ERROR_MODULE_FILES, 20)
 #define NS_ERROR_FILE_ACCESS_DENIED NS_ERROR_GENERATE_FAILURE(NS_ERROR_MODULE_FILES, 21)
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef __gen_nsIChannel_h__
-#define __gen_nsIChannel_h__
+// A request that delivers the content of a URI to a stream listener.
+#pragma once
 
 #include "nsIRequest.h"
 
@@ -39,5 +39,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIChannel, NS_ICHANNEL_IID)
-
-#endif

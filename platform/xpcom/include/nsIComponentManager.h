@@ -1,5 +1,5 @@
-#ifndef __gen_nsIComponentManager_h__
-#define __gen_nsIComponentManager_h__
+// Creating component instances by class ID or contract ID.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -25,5 +25,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIComponentManager, NS_ICOMPONENTMANAGER_IID)
-
-#endif

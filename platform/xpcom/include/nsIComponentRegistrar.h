@@ -1,5 +1,5 @@
-#ifndef __gen_nsIComponentRegistrar_h__
-#define __gen_nsIComponentRegistrar_h__
+// Registering factories under class and contract IDs.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -37,5 +37,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIComponentRegistrar, NS_ICOMPONENTREGISTRAR_IID)
-
-#endif

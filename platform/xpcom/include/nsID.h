@@ -1,6 +1,5 @@
 // The 128-bit identifier of interfaces (IIDs) and classes (CIDs).
-#ifndef nsID_h__
-#define nsID_h__
+#pragma once
 
 #include <string.h>
 
@@ -50,5 +49,3 @@ typedef const nsCID& REFNSCID;
 #define NS_DEFINE_CID(_name, _cidspec) const nsCID _name = _cidspec
 #define NS_DEFINE_IID(_name, _iidspec) const nsIID _name = _iidspec
 #define NS_DEFINE_NAMED_CID(_name) static nsCID k##_name = _name
-
-#endif

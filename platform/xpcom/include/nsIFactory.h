@@ -1,5 +1,5 @@
-#ifndef __gen_nsIFactory_h__
-#define __gen_nsIFactory_h__
+// A factory that creates instances of one component class.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -20,5 +20,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIFactory, NS_IFACTORY_IID)
-
-#endif

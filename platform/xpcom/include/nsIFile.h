@@ -1,6 +1,5 @@
 // A file-system location. Full frozen 1.8 slot list (slots 3-47).
-#ifndef __gen_nsIFile_h__
-#define __gen_nsIFile_h__
+#pragma once
 
 #include "nsISupports.h"
 #include "nsStringAPI.h"
@@ -71,5 +70,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIFile, NS_IFILE_IID)
-
-#endif

@@ -1,7 +1,6 @@
 // The generic module and factory: a bundle describes its classes in constant records and lets
 // the runtime answer registration and factory requests from them.
-#ifndef nsIGenericFactory_h___
-#define nsIGenericFactory_h___
+#pragma once
 
 #include "nsIFactory.h"
 #include "nsIModule.h"
@@ -82,7 +81,7 @@ struct nsModuleInfo {
 extern "C" {
 // A module that answers from the records in info (which must outlive it). Refuses a record
 // version it does not understand with NS_ERROR_FAILURE.
-NS_EXPORT nsresult NS_NewGenericModule2(nsModuleInfo const* info, nsIModule** result);
+NS_EXPORT nsresult NS_NewGenericModule2(const nsModuleInfo* info, nsIModule** result);
 NS_EXPORT nsresult NS_NewGenericFactory(nsIGenericFactory** result,
                                         const nsModuleComponentInfo* info);
 }
@@ -103,5 +102,3 @@ NS_EXPORT nsresult NS_NewGenericFactory(nsIGenericFactory** result,
     NS_RELEASE(inst);                                                                              \
     return rv;                                                                                     \
   }
-
-#endif

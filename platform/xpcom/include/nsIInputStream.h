@@ -1,5 +1,5 @@
-#ifndef __gen_nsIInputStream_h__
-#define __gen_nsIInputStream_h__
+// A stream of bytes read by its consumer.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -30,5 +30,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIInputStream, NS_IINPUTSTREAM_IID)
-
-#endif

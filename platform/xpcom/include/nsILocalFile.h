@@ -1,6 +1,5 @@
 // A file in the local file system (slots 48-64 after nsIFile).
-#ifndef __gen_nsILocalFile_h__
-#define __gen_nsILocalFile_h__
+#pragma once
 
 #include <stdio.h>
 
@@ -42,5 +41,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsILocalFile, NS_ILOCALFILE_IID)
-
-#endif

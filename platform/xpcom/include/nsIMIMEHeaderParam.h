@@ -1,6 +1,5 @@
 // MIME header parameter decoding (slots 3-6).
-#ifndef __gen_nsIMIMEHeaderParam_h__
-#define __gen_nsIMIMEHeaderParam_h__
+#pragma once
 
 #include "nsISupports.h"
 #include "nsStringAPI.h"
@@ -33,5 +32,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIMIMEHeaderParam, NS_IMIMEHEADERPARAM_IID)
-
-#endif

@@ -3,8 +3,7 @@
 // The slot list is the nine-method one (eleven slots with nsISupports) that junk-mail plug-ins
 // implement; the IID is the one the host of that period gives the interface. A host built from
 // these headers and a plug-in built from them therefore agree exactly.
-#ifndef __gen_nsIMimeMiscStatus_h__
-#define __gen_nsIMimeMiscStatus_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -40,5 +39,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIMsgHeaderSink, NS_IMSGHEADERSINK_IID)
-
-#endif

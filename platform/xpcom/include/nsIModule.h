@@ -1,5 +1,5 @@
-#ifndef __gen_nsIModule_h__
-#define __gen_nsIModule_h__
+// What a component bundle's NSGetModule returns: its factories and their registration.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -32,5 +32,3 @@ NS_DEFINE_STATIC_IID_ACCESSOR(nsIModule, NS_IMODULE_IID)
 // The function a component bundle exports, unmangled, under the name NSGetModule.
 typedef nsresult (*nsGetModuleProc)(nsIComponentManager* aCompMgr, nsIFile* aLocation,
                                     nsIModule** return_cobj);
-
-#endif

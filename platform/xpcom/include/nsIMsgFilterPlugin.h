@@ -1,7 +1,6 @@
 // The junk-mail plug-in interfaces: the filter plug-in base, the junk-mail plug-in (ten slots
 // in all) and the listener it reports classifications to.
-#ifndef __gen_nsIMsgFilterPlugin_h__
-#define __gen_nsIMsgFilterPlugin_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -76,5 +75,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIJunkMailPlugin, NS_IJUNKMAILPLUGIN_IID)
-
-#endif

@@ -1,9 +1,6 @@
 // A mail folder. Only named by other interfaces here, never used: forward declaration only.
-#ifndef __gen_nsIMsgFolder_h__
-#define __gen_nsIMsgFolder_h__
+#pragma once
 
 #include "nsISupports.h"
 
 class nsIMsgFolder;
-
-#endif

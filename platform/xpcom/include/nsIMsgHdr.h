@@ -1,6 +1,5 @@
 // A message's database header. Opaque here: only its identity is declared.
-#ifndef __gen_nsIMsgHdr_h__
-#define __gen_nsIMsgHdr_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -18,5 +17,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIMsgDBHdr, NS_IMSGDBHDR_IID)
-
-#endif

@@ -1,7 +1,4 @@
 // The header sink is declared with the MIME status interfaces.
-#ifndef nsIMsgHeaderSink_h__
-#define nsIMsgHeaderSink_h__
+#pragma once
 
 #include "nsIMimeMiscStatus.h"
-
-#endif

@@ -1,6 +1,5 @@
 // A mail or news URL (slots 47-83, after nsIURL).
-#ifndef __gen_nsIMsgMailNewsUrl_h__
-#define __gen_nsIMsgMailNewsUrl_h__
+#pragma once
 
 #include "nsIURL.h"
 
@@ -71,5 +70,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIMsgMailNewsUrl, NS_IMSGMAILNEWSURL_IID)
-
-#endif

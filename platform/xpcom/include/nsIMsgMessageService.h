@@ -1,6 +1,5 @@
 // A message service: fetches stored messages by URI (slots 3-12).
-#ifndef __gen_nsIMsgMessageService_h__
-#define __gen_nsIMsgMessageService_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -63,5 +62,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIMsgMessageService, NS_IMSGMESSAGESERVICE_IID)
-
-#endif

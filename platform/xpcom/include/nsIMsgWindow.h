@@ -1,7 +1,6 @@
 // The host's message window. A plug-in only passes it along, so only nsISupports is declared;
 // the window's own methods are left out.
-#ifndef __gen_nsIMsgWindow_h__
-#define __gen_nsIMsgWindow_h__
+#pragma once
 
 #include "nsISupports.h"
 
@@ -19,5 +18,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIMsgWindow, NS_IMSGWINDOW_IID)
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef __gen_nsIPrefBranch_h__
-#define __gen_nsIPrefBranch_h__
+// A branch of the preferences: typed values under dotted names.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -46,5 +46,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIPrefBranch, NS_IPREFBRANCH_IID)
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef __gen_nsIPrefService_h__
-#define __gen_nsIPrefService_h__
+// The preferences service: reading and saving preferences, and handing out branches.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -30,5 +30,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIPrefService, NS_IPREFSERVICE_IID)
-
-#endif

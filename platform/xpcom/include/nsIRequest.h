@@ -1,5 +1,5 @@
-#ifndef __gen_nsIRequest_h__
-#define __gen_nsIRequest_h__
+// A pending request: its name, status, cancellation and load flags.
+#pragma once
 
 #include "nsISupports.h"
 #include "nsStringAPI.h"
@@ -36,5 +36,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIRequest, NS_IREQUEST_IID)
-
-#endif

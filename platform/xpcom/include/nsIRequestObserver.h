@@ -1,5 +1,5 @@
-#ifndef __gen_nsIRequestObserver_h__
-#define __gen_nsIRequestObserver_h__
+// Told when a request starts and when it stops.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -23,5 +23,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIRequestObserver, NS_IREQUESTOBSERVER_IID)
-
-#endif

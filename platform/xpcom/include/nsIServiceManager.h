@@ -1,5 +1,5 @@
-#ifndef __gen_nsIServiceManager_h__
-#define __gen_nsIServiceManager_h__
+// Getting services, the single shared instances, by class ID or contract ID.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -25,5 +25,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIServiceManager, NS_ISERVICEMANAGER_IID)
-
-#endif

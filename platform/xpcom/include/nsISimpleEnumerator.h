@@ -1,5 +1,5 @@
-#ifndef __gen_nsISimpleEnumerator_h__
-#define __gen_nsISimpleEnumerator_h__
+// Objects handed out one by one.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -20,5 +20,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsISimpleEnumerator, NS_ISIMPLEENUMERATOR_IID)
-
-#endif

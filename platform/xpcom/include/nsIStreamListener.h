@@ -1,5 +1,5 @@
-#ifndef __gen_nsIStreamListener_h__
-#define __gen_nsIStreamListener_h__
+// A request observer that is also handed the request's data as it arrives.
+#pragma once
 
 #include "nsIRequestObserver.h"
 
@@ -23,5 +23,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIStreamListener, NS_ISTREAMLISTENER_IID)
-
-#endif

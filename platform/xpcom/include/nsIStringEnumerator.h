@@ -1,5 +1,5 @@
-#ifndef __gen_nsIStringEnumerator_h__
-#define __gen_nsIStringEnumerator_h__
+// Strings handed out one by one.
+#pragma once
 
 #include "nsISupports.h"
 #include "nsStringAPI.h"
@@ -39,5 +39,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIUTF8StringEnumerator, NS_IUTF8STRINGENUMERATOR_IID)
-
-#endif

@@ -1,6 +1,5 @@
 // The root interface, its IID accessor macros and the reference-counting helpers.
-#ifndef nsISupports_h___
-#define nsISupports_h___
+#pragma once
 
 #include "nsError.h"
 #include "nsID.h"
@@ -78,5 +77,3 @@ inline nsresult CallQueryInterface(T* aSource, DestinationType** aDestination) {
   return aSource->QueryInterface(NS_GET_IID(DestinationType),
                                  reinterpret_cast<void**>(aDestination));
 }
-
-#endif

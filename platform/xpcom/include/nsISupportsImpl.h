@@ -1,7 +1,6 @@
 // QueryInterface, AddRef and Release written once: NS_DECL_ISUPPORTS in the class, then
 // NS_IMPL_ISUPPORTSn (one thread) or NS_IMPL_THREADSAFE_ISUPPORTSn in its source file.
-#ifndef nsISupportsImpl_h__
-#define nsISupportsImpl_h__
+#pragma once
 
 #include <atomic>
 
@@ -167,5 +166,3 @@ public:
   NS_IMPL_THREADSAFE_ADDREF(_class)                                                                \
   NS_IMPL_THREADSAFE_RELEASE(_class)                                                               \
   NS_IMPL_QUERY_INTERFACE4(_class, _i1, _i2, _i3, _i4)
-
-#endif

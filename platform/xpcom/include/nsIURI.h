@@ -1,5 +1,5 @@
-#ifndef __gen_nsIURI_h__
-#define __gen_nsIURI_h__
+// A URI: its spec and its parts.
+#pragma once
 
 #include "nsISupports.h"
 #include "nsStringAPI.h"
@@ -45,5 +45,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIURI, NS_IURI_IID)
-
-#endif

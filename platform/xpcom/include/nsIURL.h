@@ -1,5 +1,5 @@
-#ifndef __gen_nsIURL_h__
-#define __gen_nsIURL_h__
+// A URI with a path, a file name and a query.
+#pragma once
 
 #include "nsIURI.h"
 
@@ -36,5 +36,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIURL, NS_IURL_IID)
-
-#endif

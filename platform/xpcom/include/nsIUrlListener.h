@@ -1,5 +1,5 @@
-#ifndef __gen_nsIUrlListener_h__
-#define __gen_nsIUrlListener_h__
+// Told when the running of a URL starts and when it stops.
+#pragma once
 
 #include "nsISupports.h"
 
@@ -22,5 +22,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsIUrlListener, NS_IURLLISTENER_IID)
-
-#endif

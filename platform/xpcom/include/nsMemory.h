@@ -1,6 +1,5 @@
 // The allocator shared by the host and its components.
-#ifndef nsMemory_h__
-#define nsMemory_h__
+#pragma once
 
 #include <string.h>
 
@@ -20,5 +19,3 @@ inline void* nsMemory::Clone(const void* ptr, PRSize size) {
     memcpy(copy, ptr, size);
   return copy;
 }
-
-#endif

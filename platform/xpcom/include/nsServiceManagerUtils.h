@@ -1,6 +1,5 @@
 // do_GetService: `nsCOMPtr<nsIFoo> foo = do_GetService("@host/foo;1", &rv);`
-#ifndef nsServiceManagerUtils_h__
-#define nsServiceManagerUtils_h__
+#pragma once
 
 #include "nsCOMPtr.h"
 #include "nsIServiceManager.h"
@@ -61,5 +60,3 @@ inline nsresult CallGetService(const char* aContractID, DestinationType** aDesti
   return nsGetServiceByContractID(aContractID, nullptr)(NS_GET_IID(DestinationType),
                                                         reinterpret_cast<void**>(aDestination));
 }
-
-#endif

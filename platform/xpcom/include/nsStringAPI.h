@@ -1,8 +1,7 @@
 // The frozen external 8-bit string API. Every string operation goes through the extern "C"
 // functions exported by libxpcom, so a string passed by reference between the host and a
 // plug-in is always handled by one implementation, whatever the two were compiled with.
-#ifndef nsStringAPI_h__
-#define nsStringAPI_h__
+#pragma once
 
 #include <string.h>
 
@@ -238,5 +237,3 @@ protected:
 private:
   void* v = nullptr;
 };
-
-#endif

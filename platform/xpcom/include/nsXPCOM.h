@@ -1,6 +1,5 @@
 // Starting and stopping the component runtime, its managers, memory and local files.
-#ifndef nsXPCOM_h__
-#define nsXPCOM_h__
+#pragma once
 
 #include "nsError.h"
 #include "nsID.h"
@@ -60,5 +59,3 @@ NS_EXPORT nsresult NS_VisitRegisteredComponents(nsRegisteredComponentVisitor aVi
 
 #define NS_XPCOM_STARTUP_OBSERVER_ID "xpcom-startup"
 #define NS_XPCOM_SHUTDOWN_OBSERVER_ID "xpcom-shutdown"
-
-#endif

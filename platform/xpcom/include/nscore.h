@@ -1,6 +1,5 @@
 // Base types and method-declaration macros of the host's component ABI (g++ / Itanium C++ ABI).
-#ifndef nscore_h___
-#define nscore_h___
+#pragma once
 
 #include "prtypes.h"
 
@@ -34,5 +33,3 @@ typedef PRUint16 PRUnichar;
 #define NS_STATIC_CAST(type, value) static_cast<type>(value)
 #define NS_CONST_CAST(type, value) const_cast<type>(value)
 #define NS_REINTERPRET_CAST(type, value) reinterpret_cast<type>(value)
-
-#endif

@@ -1,7 +1,6 @@
 // String helpers of the host's portable runtime. Their memory comes from the same allocator as
 // NS_Alloc, so a copy may be released with PL_strfree or NS_Free.
-#ifndef _plstr_h
-#define _plstr_h
+#pragma once
 
 #include "nscore.h"
 
@@ -13,5 +12,3 @@ NS_EXPORT PRUint32 PL_strlen(const char* str); // 0 for null
 NS_EXPORT PRIntn PL_strcmp(const char* a, const char* b);
 NS_EXPORT char* PL_strstr(const char* big, const char* little);
 }
-
-#endif

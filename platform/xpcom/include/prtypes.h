@@ -1,6 +1,5 @@
 // Fixed-width integer types and the 4-byte boolean that the host's interfaces are written in.
-#ifndef prtypes_h___
-#define prtypes_h___
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -29,5 +28,3 @@ typedef PRInt32 PRStatus;
 
 #define PR_UINT32_MAX 0xffffffffU
 #define PR_INT32_MAX 0x7fffffff
-
-#endif

@@ -1,6 +1,5 @@
 /* Ordered collections with caller-chosen retain/release/equal callbacks. */
-#ifndef COREFOUNDATION_CFARRAY_H
-#define COREFOUNDATION_CFARRAY_H
+#pragma once
 
 #include <CoreFoundation/CFBase.h>
 
@@ -42,5 +41,3 @@ CF_EXPORT void CFArrayInsertValueAtIndex(CFMutableArrayRef theArray, CFIndex idx
 CF_EXPORT void CFArrayRemoveValueAtIndex(CFMutableArrayRef theArray, CFIndex idx);
 
 CF_EXTERN_C_END
-
-#endif /* COREFOUNDATION_CFARRAY_H */

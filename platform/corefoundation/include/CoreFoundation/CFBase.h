@@ -1,6 +1,5 @@
 /* Core Foundation base types: every object is an opaque reference with a retain count. */
-#ifndef COREFOUNDATION_CFBASE_H
-#define COREFOUNDATION_CFBASE_H
+#pragma once
 
 #include <MacTypes.h>
 #include <stdarg.h>
@@ -84,5 +83,3 @@ CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef cf);
 CF_EXPORT CFAllocatorRef CFGetAllocator(CFTypeRef cf);
 
 CF_EXTERN_C_END
-
-#endif /* COREFOUNDATION_CFBASE_H */

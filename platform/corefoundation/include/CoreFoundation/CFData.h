@@ -1,6 +1,5 @@
 /* Byte buffers: immutable CFData and growable or fixed-capacity CFMutableData. */
-#ifndef COREFOUNDATION_CFDATA_H
-#define COREFOUNDATION_CFDATA_H
+#pragma once
 
 #include <CoreFoundation/CFBase.h>
 
@@ -26,5 +25,3 @@ CF_EXPORT void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const
                                   CFIndex newLength);
 
 CF_EXTERN_C_END
-
-#endif /* COREFOUNDATION_CFDATA_H */

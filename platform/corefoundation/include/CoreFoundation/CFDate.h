@@ -1,6 +1,5 @@
 /* Time intervals and absolute times (seconds since 1 January 2001 00:00:00 GMT). */
-#ifndef COREFOUNDATION_CFDATE_H
-#define COREFOUNDATION_CFDATE_H
+#pragma once
 
 #include <CoreFoundation/CFBase.h>
 
@@ -19,5 +18,3 @@ CF_EXPORT CFDateRef CFDateCreate(CFAllocatorRef allocator, CFAbsoluteTime at);
 CF_EXPORT CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef theDate);
 
 CF_EXTERN_C_END
-
-#endif /* COREFOUNDATION_CFDATE_H */

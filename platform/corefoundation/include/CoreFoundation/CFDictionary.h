@@ -1,6 +1,5 @@
 /* Key-value collections with caller-chosen retain/release/equal/hash callbacks. */
-#ifndef COREFOUNDATION_CFDICTIONARY_H
-#define COREFOUNDATION_CFDICTIONARY_H
+#pragma once
 
 #include <CoreFoundation/CFBase.h>
 
@@ -63,5 +62,3 @@ CF_EXPORT void CFDictionarySetValue(CFMutableDictionaryRef theDict, const void* 
 CF_EXPORT void CFDictionaryRemoveValue(CFMutableDictionaryRef theDict, const void* key);
 
 CF_EXTERN_C_END
-
-#endif /* COREFOUNDATION_CFDICTIONARY_H */

@@ -1,6 +1,5 @@
 /* Boxed numbers and the two boolean objects. */
-#ifndef COREFOUNDATION_CFNUMBER_H
-#define COREFOUNDATION_CFNUMBER_H
+#pragma once
 
 #include <CoreFoundation/CFBase.h>
 
@@ -46,5 +45,3 @@ CF_EXPORT Boolean CFNumberIsFloatType(CFNumberRef number);
 CF_EXPORT Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);
 
 CF_EXTERN_C_END
-
-#endif /* COREFOUNDATION_CFNUMBER_H */

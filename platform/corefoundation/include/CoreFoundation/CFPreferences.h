@@ -1,8 +1,7 @@
 /* Per-application preferences, stored as property list files in
    <home>/Library/Preferences/<applicationID>.plist (home: $CFFIXED_USER_HOME, else the
    password entry's home, else $HOME). */
-#ifndef COREFOUNDATION_CFPREFERENCES_H
-#define COREFOUNDATION_CFPREFERENCES_H
+#pragma once
 
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFString.h>
@@ -26,5 +25,3 @@ CF_EXPORT void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value
 CF_EXPORT Boolean CFPreferencesAppSynchronize(CFStringRef applicationID);
 
 CF_EXTERN_C_END
-
-#endif /* COREFOUNDATION_CFPREFERENCES_H */

@@ -1,7 +1,6 @@
 /* Unicode strings (UTF-16 code units), immutable and mutable, with CF's printf-style formatting
    where "%@" inserts the description of a CF object. */
-#ifndef COREFOUNDATION_CFSTRING_H
-#define COREFOUNDATION_CFSTRING_H
+#pragma once
 
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFData.h>
@@ -84,5 +83,3 @@ CF_EXPORT void CFStringAppendFormatAndArguments(CFMutableStringRef theString,
 CF_EXPORT void CFShow(CFTypeRef obj);
 
 CF_EXTERN_C_END
-
-#endif /* COREFOUNDATION_CFSTRING_H */

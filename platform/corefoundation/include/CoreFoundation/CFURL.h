@@ -1,6 +1,5 @@
 /* File URLs for POSIX paths. */
-#ifndef COREFOUNDATION_CFURL_H
-#define COREFOUNDATION_CFURL_H
+#pragma once
 
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFString.h>
@@ -31,5 +30,3 @@ CF_EXPORT Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolve
 CF_EXPORT Boolean CFURLHasDirectoryPath(CFURLRef anURL);
 
 CF_EXTERN_C_END
-
-#endif /* COREFOUNDATION_CFURL_H */

@@ -1,6 +1,5 @@
 /* Notices to the user. */
-#ifndef COREFOUNDATION_CFUSERNOTIFICATION_H
-#define COREFOUNDATION_CFUSERNOTIFICATION_H
+#pragma once
 
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFDate.h>
@@ -38,5 +37,3 @@ CF_EXPORT SInt32 CFUserNotificationDisplayNotice(CFTimeInterval timeout, CFOptio
                                                  CFStringRef defaultButtonTitle);
 
 CF_EXTERN_C_END
-
-#endif /* COREFOUNDATION_CFUSERNOTIFICATION_H */

@@ -1,6 +1,5 @@
 /* Everything of Core Foundation that this platform provides. */
-#ifndef COREFOUNDATION_COREFOUNDATION_H
-#define COREFOUNDATION_COREFOUNDATION_H
+#pragma once
 
 #include <CoreFoundation/CFArray.h>
 #include <CoreFoundation/CFBase.h>
@@ -12,5 +11,3 @@
 #include <CoreFoundation/CFString.h>
 #include <CoreFoundation/CFURL.h>
 #include <CoreFoundation/CFUserNotification.h>
-
-#endif /* COREFOUNDATION_COREFOUNDATION_H */

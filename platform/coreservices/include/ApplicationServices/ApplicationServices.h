@@ -1,7 +1,5 @@
-#ifndef APPLICATIONSERVICES_APPLICATIONSERVICES_H
-#define APPLICATIONSERVICES_APPLICATIONSERVICES_H
+/* Application Services: the Process Manager and Core Services. */
+#pragma once
 
 #include <ApplicationServices/HIServices/Processes.h>
 #include <CoreServices/CoreServices.h>
-
-#endif

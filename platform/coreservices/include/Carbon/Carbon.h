@@ -1,6 +1,5 @@
 /* The application event loop: serve Apple Events until asked to quit. */
-#ifndef CARBON_CARBON_H
-#define CARBON_CARBON_H
+#pragma once
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <CoreServices/AE/AEServer.h>
@@ -19,6 +18,4 @@ void QuitApplicationEventLoop(void);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

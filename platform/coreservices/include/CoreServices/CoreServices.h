@@ -1,5 +1,5 @@
-#ifndef CORESERVICES_CORESERVICES_H
-#define CORESERVICES_CORESERVICES_H
+/* Everything of Core Services that this platform provides. */
+#pragma once
 
 #if __has_include(<CoreFoundation/CoreFoundation.h>)
 #include <CoreFoundation/CoreFoundation.h>
@@ -13,5 +13,3 @@
 #include <CoreServices/LaunchServices/LaunchServices.h>
 #include <CoreServices/MacErrors.h>
 #include <MacTypes.h>
-
-#endif

@@ -1,5 +1,5 @@
-#ifndef CORESERVICES_MACERRORS_H
-#define CORESERVICES_MACERRORS_H
+/* Result codes of the Apple Event Manager, the Process Manager and Launch Services. */
+#pragma once
 
 #include <MacTypes.h>
 
@@ -53,5 +53,3 @@ enum {
   kLSNoClassicEnvironmentErr = -10828,
   kLSMultipleSessionsNotSupportedErr = -10829
 };
-
-#endif

@@ -1,8 +1,7 @@
 /* Mach port names for the Apple Event transport. A port name stands for a reply channel owned
    by this process: a receive right given to AESendMessage in the 'repp' attribute carries the
    reply of that exchange, and destroying the name closes whatever it owns. */
-#ifndef MACH_MACH_H
-#define MACH_MACH_H
+#pragma once
 
 #ifdef __cplusplus
 extern "C" {
@@ -55,5 +54,3 @@ kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name);
 #ifdef __cplusplus
 }
 #endif
-
-#endif /* MACH_MACH_H */

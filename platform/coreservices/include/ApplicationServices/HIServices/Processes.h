@@ -4,8 +4,7 @@
    A serial number is {start time of the process in clock ticks since boot (never 0), pid}: it
    stays the same while the process lives and never names a later process that reuses the pid.
    {0, kCurrentProcess} is the calling process. */
-#ifndef APPLICATIONSERVICES_HISERVICES_PROCESSES_H
-#define APPLICATIONSERVICES_HISERVICES_PROCESSES_H
+#pragma once
 
 #include <CoreFoundation/CFString.h>
 #include <CoreServices/CarbonCore/Files.h>
@@ -75,6 +74,4 @@ OSStatus CopyProcessName(const ProcessSerialNumber* psn, CFStringRef* name);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

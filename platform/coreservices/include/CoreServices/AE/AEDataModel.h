@@ -1,10 +1,8 @@
-#ifndef CORESERVICES_AE_AEDATAMODEL_H
-#define CORESERVICES_AE_AEDATAMODEL_H
-
 /* Descriptors, lists, records and Apple Events: building them, reading them, coercing their
    data, and flattening them to bytes. Numbers and four-character codes inside descriptor data
    are in the host's byte order; the flattened form is big-endian (docs/flattened-descriptors.md).
  */
+#pragma once
 
 #include <CoreServices/MacErrors.h>
 #include <MacTypes.h>
@@ -223,6 +221,4 @@ OSStatus AEUnflattenDesc(const void* buffer, AEDesc* result);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,12 +1,10 @@
-#ifndef CORESERVICES_AE_AEHELPERS_H
-#define CORESERVICES_AE_AEHELPERS_H
-
 /* Building descriptors and events from a small text language, for example
      AEBuildDesc(&d, &err, "{want:type(cwin), seld:long(@)}", 3)
    The language is described in docs/aebuild-language.md. Substitutions ('@') read C arguments
    by the type in front of them: bool and shor take an int, long/enum/type a 32-bit int,
    sing and doub a double, TEXT a NUL-terminated char*, an untyped '@' a const AEDesc*, and
    any other type a (long size, const void* data) pair. */
+#pragma once
 
 #include <stdarg.h>
 
@@ -64,6 +62,4 @@ OSStatus vAEBuildAppleEvent(AEEventClass theClass, AEEventID theID, DescType add
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -18,8 +18,7 @@
    process; paramErr (-50) for an event too large to send (docs/wire-format.md); or the error
    code of an error frame from the target (errAECorruptData (-1702) for an event it could not
    read). */
-#ifndef CORESERVICES_AE_AEMACH_H
-#define CORESERVICES_AE_AEMACH_H
+#pragma once
 
 #include <CoreServices/AE/AEDataModel.h>
 #include <mach/mach.h>
@@ -59,6 +58,4 @@ void AESetSendObserver(const AESendObserver* observer);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

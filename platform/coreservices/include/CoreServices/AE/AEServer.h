@@ -11,8 +11,7 @@
    CFBundleSignature of X.app/Contents/Info.plist, else Contents/PkgInfo); outside a bundle it is
    '????'. Events are handled one at a time on the calling thread, in order of arrival, every
    connection getting its turn. */
-#ifndef CORESERVICES_AE_AESERVER_H
-#define CORESERVICES_AE_AESERVER_H
+#pragma once
 
 #include <MacTypes.h>
 
@@ -38,6 +37,4 @@ void AEServerClose(void);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

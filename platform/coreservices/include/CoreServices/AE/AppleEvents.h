@@ -1,7 +1,5 @@
-#ifndef CORESERVICES_AE_APPLEEVENTS_H
-#define CORESERVICES_AE_APPLEEVENTS_H
-
 /* Event handlers: the table that maps an event class and ID to the function that serves it. */
+#pragma once
 
 #include <CoreServices/AE/AEDataModel.h>
 
@@ -32,6 +30,4 @@ OSErr AEGetEventHandler(AEEventClass theAEEventClass, AEEventID theAEEventID,
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

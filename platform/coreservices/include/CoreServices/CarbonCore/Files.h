@@ -1,7 +1,6 @@
 /* File references as Launch Services and the Process Manager hand them out. An FSRef is opaque:
    it names a file system path known to this process; FSRefMakePath gives the path back. */
-#ifndef CORESERVICES_CARBONCORE_FILES_H
-#define CORESERVICES_CARBONCORE_FILES_H
+#pragma once
 
 #include <MacTypes.h>
 
@@ -20,6 +19,4 @@ OSStatus FSRefMakePath(const FSRef* ref, UInt8* path, UInt32 maxPathSize);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -6,8 +6,7 @@
    (~/.Trash, $XDG_DATA_HOME/Trash/files and ~/.local/share/Trash/files). <root> is the
    environment variable LS_SYSTEM_ROOT, or "/" (docs/launch-services.md). Within a folder the
    bundles (folders named *.app) are taken in name order; the first that matches wins. */
-#ifndef CORESERVICES_LAUNCHSERVICES_LSINFO_H
-#define CORESERVICES_LAUNCHSERVICES_LSINFO_H
+#pragma once
 
 #include <CoreFoundation/CFString.h>
 #include <CoreFoundation/CFURL.h>
@@ -30,6 +29,4 @@ OSStatus LSFindApplicationForInfo(OSType inCreator, CFStringRef inBundleID, CFSt
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -15,8 +15,7 @@
      kLSLaunchInProgressErr    -10818  started, but not registered within the launch wait
                                        (10 s, or LS_LAUNCH_TIMEOUT_SECONDS)
      paramErr                  -50     no launch specification or no application URL */
-#ifndef CORESERVICES_LAUNCHSERVICES_LSOPEN_H
-#define CORESERVICES_LAUNCHSERVICES_LSOPEN_H
+#pragma once
 
 #include <CoreFoundation/CFArray.h>
 #include <CoreFoundation/CFURL.h>
@@ -62,6 +61,4 @@ OSStatus LSOpenFromURLSpec(const LSLaunchURLSpec* inLaunchSpec, CFURLRef* outLau
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,7 +1,5 @@
-#ifndef CORESERVICES_LAUNCHSERVICES_LAUNCHSERVICES_H
-#define CORESERVICES_LAUNCHSERVICES_LAUNCHSERVICES_H
+/* Launch Services: finding and launching applications. */
+#pragma once
 
 #include <CoreServices/LaunchServices/LSInfo.h>
 #include <CoreServices/LaunchServices/LSOpen.h>
-
-#endif

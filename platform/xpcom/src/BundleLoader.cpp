@@ -1,11 +1,11 @@
-#include "bundle_loader.h"
+#include "BundleLoader.h"
 
 #include <dlfcn.h>
 #include <errno.h>
 #include <stdio.h>
 #include <sys/stat.h>
 
-#include "local_file.h"
+#include "LocalFile.h"
 
 namespace xpcom {
 

@@ -24,7 +24,7 @@
 
 namespace {
 
-constexpr OSType code(char const (&text)[5]) {
+constexpr OSType code(const char (&text)[5]) {
   return static_cast<OSType>(static_cast<unsigned char>(text[0])) << 24 |
          static_cast<OSType>(static_cast<unsigned char>(text[1])) << 16 |
          static_cast<OSType>(static_cast<unsigned char>(text[2])) << 8 |
@@ -60,11 +60,11 @@ void launchIfNecessary() {
 }
 
 // One exchange as the plug-in makes it; the score, or the error that came instead.
-OSErr score(std::string const& message, SInt16& result) {
+OSErr score(const std::string& message, SInt16& result) {
   launchIfNecessary();
   AppleEvent event{typeNull, nullptr};
   AEBuildError buildError{};
-  OSType const target = kSignature;
+  const OSType target = kSignature;
   OSErr err = static_cast<OSErr>(
       AEBuildAppleEvent(kSignature, kScoreEvent, typeApplSignature, &target, sizeof target,
                         kAutoGenerateReturnID, kAnyTransactionID, &event, &buildError,
@@ -106,7 +106,7 @@ double cpuSeconds() {
 } // namespace
 
 int main(int argc, char** argv) {
-  bool const printScores = argc > 1 && std::strcmp(argv[1], "--scores") == 0;
+  const bool printScores = argc > 1 && std::strcmp(argv[1], "--scores") == 0;
   std::vector<std::string> names;
   std::vector<std::string> messages;
   for (std::string name; std::getline(std::cin, name);) {
@@ -125,11 +125,11 @@ int main(int argc, char** argv) {
   launchIfNecessary();
 
   std::size_t failed = 0;
-  auto const start = std::chrono::steady_clock::now();
-  double const cpuStart = cpuSeconds();
+  const auto start = std::chrono::steady_clock::now();
+  const double cpuStart = cpuSeconds();
   for (std::size_t i = 0; i < messages.size(); ++i) {
     SInt16 result = 0;
-    OSErr const err = score(messages[i], result);
+    const OSErr err = score(messages[i], result);
     failed += err != noErr;
     if (printScores) {
       if (err == noErr)
@@ -138,10 +138,10 @@ int main(int argc, char** argv) {
         std::printf("%s errn %d\n", names[i].c_str(), err);
     }
   }
-  double const cpu = cpuSeconds() - cpuStart;
-  double const wall =
+  const double cpu = cpuSeconds() - cpuStart;
+  const double wall =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  double const count = static_cast<double>(messages.size());
+  const double count = static_cast<double>(messages.size());
   std::printf("%zu messages in %.3f s, %.1f messages/s, %.3f ms CPU per message (this "
               "process), %zu failed\n",
               messages.size(), wall, wall > 0 ? count / wall : 0.0,

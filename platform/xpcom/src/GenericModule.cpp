@@ -1,4 +1,4 @@
-#include "generic_module.h"
+#include "GenericModule.h"
 
 #include <new>
 
@@ -131,7 +131,7 @@ nsresult NS_NewGenericFactory(nsIGenericFactory** result, const nsModuleComponen
   return NS_OK;
 }
 
-nsresult NS_NewGenericModule2(nsModuleInfo const* info, nsIModule** result) {
+nsresult NS_NewGenericModule2(const nsModuleInfo* info, nsIModule** result) {
   NS_ENSURE_ARG_POINTER(result);
   *result = nullptr;
   NS_ENSURE_ARG_POINTER(info);

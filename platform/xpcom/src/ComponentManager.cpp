@@ -1,8 +1,8 @@
-#include "component_manager.h"
+#include "ComponentManager.h"
 
 #include <algorithm>
 
-#include "generic_module.h"
+#include "GenericModule.h"
 #include "nsILocalFile.h"
 #include "nsStringAPI.h"
 #include "plstr.h"

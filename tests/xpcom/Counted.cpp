@@ -1,3 +1,3 @@
-#include "counted.h"
+#include "Counted.h"
 
 NS_IMPL_ISUPPORTS1(Counted, nsIFactory)

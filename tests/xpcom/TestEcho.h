@@ -1,6 +1,5 @@
 // The interface and identities of the component that the test bundle provides.
-#ifndef tests_xpcom_test_echo_h
-#define tests_xpcom_test_echo_h
+#pragma once
 
 #include "nsISupports.h"
 #include "nsStringAPI.h"
@@ -26,5 +25,3 @@ public:
 };
 
 NS_DEFINE_STATIC_IID_ACCESSOR(nsITestEcho, TEST_ECHO_IID)
-
-#endif

@@ -1,6 +1,5 @@
 // The generic module and factory behind NS_NewGenericModule2.
-#ifndef xpcom_generic_module_h
-#define xpcom_generic_module_h
+#pragma once
 
 #include <vector>
 
@@ -58,5 +57,3 @@ private:
 NS_DEFINE_STATIC_IID_ACCESSOR(GenericModule, XPCOM_GENERIC_MODULE_IID)
 
 } // namespace xpcom
-
-#endif

@@ -33,7 +33,7 @@ void quitOnSignal(int) {
 
 constexpr int kBadUsage = 2;
 
-std::filesystem::path instanceLockFile(EngineConfig const& config) {
+std::filesystem::path instanceLockFile(const EngineConfig& config) {
   return config.workRoot / "Quellbark.lock";
 }
 
@@ -51,8 +51,8 @@ bool isRegistered(pid_t pid) {
 // Whether the instance holding the lock comes to serve: true once it has registered for Apple
 // Events (or is still starting after as long as Launch Services waits for a launch), false when
 // it lets go of the lock first, ending without having served.
-bool waitUntilServing(pid_t holder, std::filesystem::path const& lockFile) {
-  auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+bool waitUntilServing(pid_t holder, const std::filesystem::path& lockFile) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   while (!isRegistered(holder)) {
     if (InstanceLock::runningInstance(lockFile) != holder) {
       return false;
@@ -95,7 +95,7 @@ int serve() {
   }
   Engine engine(config);
   CompanionServer server(engine);
-  if (OSErr const err = server.install(); err != noErr) {
+  if (const OSErr err = server.install(); err != noErr) {
     AppLog::line("cannot install the event handlers (error " + std::to_string(err) + ")");
     return 1;
   }
@@ -111,7 +111,7 @@ int serve() {
 }
 
 int showLogLevel() {
-  if (std::optional<long> const level = readLogLevel()) {
+  if (const std::optional<long> level = readLogLevel()) {
     std::printf("%ld\n", *level);
   } else {
     std::printf("not set (the plug-in logs errors only, as with 40)\n");
@@ -143,7 +143,7 @@ bool isStopped(pid_t pid) {
 int printStatus() {
   EngineConfig config = EngineConfig::fromEnvironment();
   std::string lastProblem;
-  config.log = [&lastProblem](std::string const& line) { lastProblem = line; };
+  config.log = [&lastProblem](const std::string& line) { lastProblem = line; };
   Engine engine(config);
   EngineStatus status = engine.status();
   // A running Quellbark holds the word list briefly while it commits what it learned.
@@ -158,7 +158,7 @@ int printStatus() {
               status.bogofilter.empty() ? config.bogofilter.c_str() : status.bogofilter.c_str(),
               status.version.empty() ? "" : ", ", status.version.c_str());
   std::printf("Word list: %s\n", status.wordList.c_str());
-  if (pid_t const running = InstanceLock::runningInstance(instanceLockFile(config))) {
+  if (const pid_t running = InstanceLock::runningInstance(instanceLockFile(config))) {
     if (isStopped(running)) {
       std::printf("Running:   stopped (pid %d): it answers nothing until continued (kill -CONT "
                   "%d)\n",
@@ -175,7 +175,7 @@ int printStatus() {
   }
   std::printf("Learned:   %lld spam, %lld good\n", static_cast<long long>(status.learned.spam),
               static_cast<long long>(status.learned.good));
-  bool const trained =
+  const bool trained =
       status.learned.spam >= config.minimumLearned && status.learned.good >= config.minimumLearned;
   if (trained) {
     std::printf("Junk:      scores of 50 and above mark mail as junk\n");
@@ -206,7 +206,7 @@ int main(int argc, char** argv) {
       "status", "Show the engine, the word list, what it has learned and whether it runs");
   try {
     app.parse(argc, argv);
-  } catch (CLI::ParseError const& e) {
+  } catch (const CLI::ParseError& e) {
     if (e.get_exit_code() == 0) { // --help, --version
       return app.exit(e);
     }

@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "counted.h"
+#include "Counted.h"
+#include "RuntimeFixture.h"
+#include "TestEcho.h"
 #include "nsComponentManagerUtils.h"
 #include "nsIGenericFactory.h"
 #include "nsILocalFile.h"
 #include "nsServiceManagerUtils.h"
-#include "runtime_fixture.h"
-#include "test_echo.h"
 
 namespace {
 

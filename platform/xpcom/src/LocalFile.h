@@ -1,8 +1,7 @@
 // nsILocalFile for native (byte-string) absolute paths, as far as the runtime and its host use
 // one: made from a path and its path read back. The runtime only hands such a file to a bundle
 // and reads its path; everything else answers NS_ERROR_NOT_IMPLEMENTED.
-#ifndef xpcom_local_file_h
-#define xpcom_local_file_h
+#pragma once
 
 #include <string>
 
@@ -98,5 +97,3 @@ nsresult ResultFromErrno(int aErrno);
 } // namespace xpcom
 
 #undef XPCOM_NOT_IMPLEMENTED
-
-#endif

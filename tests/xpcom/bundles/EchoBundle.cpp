@@ -1,5 +1,5 @@
 // A component bundle as a plug-in would build it: generic-module records and NSGetModule.
-#include "../test_echo.h"
+#include "../TestEcho.h"
 #include "nsIGenericFactory.h"
 
 namespace {

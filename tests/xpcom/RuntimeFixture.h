@@ -1,6 +1,5 @@
 // Starts the runtime for one test and shuts it down afterwards.
-#ifndef tests_xpcom_runtime_fixture_h
-#define tests_xpcom_runtime_fixture_h
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -35,5 +34,3 @@ protected:
   nsCOMPtr<nsIComponentRegistrar> mRegistrar;
   bool mRunning = true;
 };
-
-#endif

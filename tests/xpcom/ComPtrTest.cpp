@@ -1,7 +1,7 @@
 // nsCOMPtr: every path must leave reference counts balanced.
 #include <gtest/gtest.h>
 
-#include "counted.h"
+#include "Counted.h"
 #include "nsIModule.h"
 
 namespace {

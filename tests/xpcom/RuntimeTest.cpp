@@ -1,6 +1,6 @@
 // The component manager with factories the host registers itself.
-#include "counted.h"
-#include "runtime_fixture.h"
+#include "Counted.h"
+#include "RuntimeFixture.h"
 
 namespace {
 

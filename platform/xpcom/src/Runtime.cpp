@@ -2,7 +2,7 @@
 #include <mutex>
 #include <string>
 
-#include "component_manager.h"
+#include "ComponentManager.h"
 #include "nsXPCOM.h"
 
 namespace {

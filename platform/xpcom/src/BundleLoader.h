@@ -1,6 +1,5 @@
 // Loading a component bundle: a shared library exporting NSGetModule.
-#ifndef xpcom_bundle_loader_h
-#define xpcom_bundle_loader_h
+#pragma once
 
 #include <string>
 
@@ -33,5 +32,3 @@ nsresult OpenBundle(const std::string& aPath, nsIComponentManager* aManager, nsI
 void CloseBundle(LoadedBundle& aBundle);
 
 } // namespace xpcom
-
-#endif

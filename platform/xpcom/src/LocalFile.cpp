@@ -1,4 +1,4 @@
-#include "local_file.h"
+#include "LocalFile.h"
 
 #include <errno.h>
 #include <string.h>

@@ -1,7 +1,6 @@
 // A factory that counts its references and lifetimes: it stands in for any component, and the
 // objects it makes are Counted too, carrying the factory's value so they can be told apart.
-#ifndef tests_xpcom_counted_h
-#define tests_xpcom_counted_h
+#pragma once
 
 #include "nsCOMPtr.h"
 #include "nsIFactory.h"
@@ -48,5 +47,3 @@ private:
   int mValue;
   const char* mReenter;
 };
-
-#endif

@@ -1,7 +1,6 @@
 // The runtime's one manager: classes and contract IDs, factories, cached services and loaded
 // bundles, under the three faces nsIComponentManager, nsIServiceManager, nsIComponentRegistrar.
-#ifndef xpcom_component_manager_h
-#define xpcom_component_manager_h
+#pragma once
 
 #include <map>
 #include <memory>
@@ -9,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "bundle_loader.h"
+#include "BundleLoader.h"
 #include "nsCOMPtr.h"
 #include "nsIComponentManager.h"
 #include "nsIComponentRegistrar.h"
@@ -113,5 +112,3 @@ private:
 };
 
 } // namespace xpcom
-
-#endif
