@@ -64,13 +64,10 @@ const Fault kFaults[] = {
        t.write = [](int, const void*, std::size_t) -> ssize_t { return errno = ENOSPC, -1; };
      },
      "No space left on device"},
-    {"flush fails",
-     [](os::Syscalls& t) { t.fsync = [](int) { return errno = EIO, -1; }; },
+    {"flush fails", [](os::Syscalls& t) { t.fsync = [](int) { return errno = EIO, -1; }; },
      "Input/output error"},
     {"rename refused",
-     [](os::Syscalls& t) {
-       t.rename = [](const char*, const char*) { return errno = EXDEV, -1; };
-     },
+     [](os::Syscalls& t) { t.rename = [](const char*, const char*) { return errno = EXDEV, -1; }; },
      "Invalid cross-device link"},
 };
 
