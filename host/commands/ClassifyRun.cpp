@@ -243,7 +243,7 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
           if (exchange.timedOut)
             stop(exchange.failure);
           else if (std::size_t failed = mWatch.consecutiveFailures();
-                   failed >= kMaxConsecutiveFailures)
+                   failed >= ExchangeWatch::kFailuresBeforeStopping)
             stop(std::to_string(failed) +
                  " exchanges with Quellbark failed in a row, the last: " + exchange.failure);
           if (mOnResult)

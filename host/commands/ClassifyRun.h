@@ -57,16 +57,15 @@ struct ClassifyReport {
 // verdict is also set on the server as that keyword, junk moved to the account's junk folder.
 //
 // A verdict the plug-in reports after a failed exchange with the spam filter is unverified and
-// not stored. After kMaxConsecutiveFailures failed exchanges in a row, or one that timed out, the
-// run stops: every later send fails at once, no further batch starts, and what is left is
-// unclassified; so a spam filter that hangs costs one timeout, not one per message.
+// not stored. After ExchangeWatch::kFailuresBeforeStopping failed exchanges in a row, or one that
+// timed out, the run stops: every later send fails at once, no further batch starts, and what is
+// left is unclassified; so a spam filter that hangs costs one timeout, not one per message.
 //
 // The user's verdicts win: a message whose stored status is the user's is not sent to the
 // plug-in and keeps its status, unless reclassify(true) is asked for.
 class ClassifyRun {
 public:
   static constexpr std::size_t kBatchSize = 256;
-  static constexpr std::size_t kMaxConsecutiveFailures = 3;
 
   using ResultCallback = std::function<void(const ClassifyOutcome&)>;
   using BatchCallback = std::function<void(const std::vector<ClassifyOutcome>&)>;

@@ -38,7 +38,8 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
             outcome.error = error.what();
           }
         } else if (!refusing && !mMail.failures().contains(uri) &&
-                   (exchange.timedOut || mWatch.consecutiveFailures() >= kMaxConsecutiveFailures)) {
+                   (exchange.timedOut ||
+                    mWatch.consecutiveFailures() >= ExchangeWatch::kFailuresBeforeStopping)) {
           refusing = true;
           mWatch.refuseSends("not sent after failed exchanges, the last: " + exchange.failure);
         }

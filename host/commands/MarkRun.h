@@ -31,12 +31,10 @@ struct MarkOutcome {
 //
 // A message whose stored status is already this verdict of the user's, learned, is left alone
 // (the spam filter would learn it twice) unless again(true) is asked for. After
-// kMaxConsecutiveFailures failed training exchanges in a row, or one that timed out, the
-// remaining trainings are not sent; their verdicts are stored all the same, as not learned.
+// ExchangeWatch::kFailuresBeforeStopping failed training exchanges in a row, or one that timed out,
+// the remaining trainings are not sent; their verdicts are stored all the same, as not learned.
 class MarkRun {
 public:
-  static constexpr std::size_t kMaxConsecutiveFailures = 3;
-
   MarkRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store);
 
   void again(bool yes) { mAgain = yes; }

@@ -17,7 +17,6 @@ namespace {
 
 // After this many failed exchanges in a row the rest of a request is not sent: each would only
 // fail the same way, possibly after a long timeout.
-constexpr std::size_t kFailuresBeforeGivingUp = 2;
 
 std::string clipped(std::string text) {
   if (text.size() > NativeHost::kMaxErrorText)
@@ -231,7 +230,7 @@ std::string NativeHost::verdictAfterExchange(nsMsgJunkStatus classification, std
   ExchangeWatch::Outcome outcome = mWatch.take();
   if (!outcome.verified) {
     failure = outcome.failure.empty() ? "no exchange with Quellbark took place" : outcome.failure;
-    if (mWatch.consecutiveFailures() >= kFailuresBeforeGivingUp)
+    if (outcome.timedOut || mWatch.consecutiveFailures() >= ExchangeWatch::kFailuresBeforeStopping)
       mWatch.refuseSends("not sent: Quellbark failed " +
                          std::to_string(mWatch.consecutiveFailures()) +
                          " times in a row; last: " + failure);

@@ -22,6 +22,10 @@ namespace mailhost {
 // callbacks may come from any thread.
 class ExchangeWatch {
 public:
+  // Failed exchanges in a row after which a command stops sending (one that timed out stops it
+  // at once): a stopped or hung Quellbark then costs about one timeout, not one per message.
+  static constexpr std::size_t kFailuresBeforeStopping = 3;
+
   ExchangeWatch();  // installs itself as the process's send observer
   ~ExchangeWatch(); // removes it
   ExchangeWatch(const ExchangeWatch&) = delete;
