@@ -1,5 +1,5 @@
 # The two commands of the README: `make demo` and `make test`. Everything else is a step of theirs.
-.PHONY: all deps build build-asan test test-default test-asan fuzz demo install uninstall bench format tidy clean
+.PHONY: all deps build build-ci build-asan test test-ci test-asan fuzz demo install uninstall bench format tidy clean
 
 JOBS ?= 2
 
@@ -12,19 +12,24 @@ build: deps
 	cmake --preset default
 	cmake --build --preset default -j $(JOBS)
 
+# What CI builds: the default tree's settings with warnings as errors, in build/ci.
+build-ci: deps
+	cmake --preset ci
+	cmake --build --preset ci -j $(JOBS)
+
 build-asan: deps
 	cmake --preset asan
 	cmake --build --preset asan -j $(JOBS)
 
-test-default: build
-	ctest --preset default -j $(JOBS)
+test-ci: build-ci
+	ctest --preset ci -j $(JOBS)
 
 test-asan: build-asan
 	ctest --preset asan -j $(JOBS)
 
-# Every test twice: the normal build, then the sanitizer build; then the fuzzers for a short,
-# fixed time each.
-test: test-default test-asan fuzz
+# Every test twice: the normal build, then the sanitizer build, both with warnings as errors;
+# then the fuzzers for a short, fixed time each.
+test: test-ci test-asan fuzz
 
 # Seconds each harness runs: `make fuzz FUZZ_SECONDS=600` hunts longer.
 FUZZ_SECONDS ?= 20
@@ -43,13 +48,15 @@ APPDIR ?= $(HOME)/Applications
 # /usr/lib/mozilla/native-messaging-hosts.
 NMDIR ?= $(HOME)/.mozilla/native-messaging-hosts
 
-install: build
-	cmake --preset default -DCMAKE_INSTALL_PREFIX=$(PREFIX) -DQB_APP_DIR=$(APPDIR) -DQB_NATIVE_MESSAGING_DIR=$(NMDIR) >/dev/null
-	cmake --build --preset default -j $(JOBS)
-	@bash scripts/install.sh install build/default
+# Its own tree (build/install), configured without tests or benchmarks: installing builds only
+# what is installed.
+install: deps
+	cmake --preset install -DCMAKE_INSTALL_PREFIX=$(PREFIX) -DQB_APP_DIR=$(APPDIR) -DQB_NATIVE_MESSAGING_DIR=$(NMDIR) >/dev/null
+	cmake --build --preset install -j $(JOBS)
+	@bash scripts/install.sh install build/install
 
 uninstall:
-	@bash scripts/install.sh uninstall build/default
+	@bash scripts/install.sh uninstall build/install
 
 bench: build
 	@bash scripts/bench.sh

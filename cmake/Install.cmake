@@ -40,11 +40,9 @@ set(QB_UNIT_INSTALL_DIR "${qb_unit_dir}" CACHE INTERNAL "where quellbark.service
 
 set(qb_installed_libraries CoreFoundation CoreServices xpcom QuellbarkPlugIn)
 foreach(library ${qb_installed_libraries})
-  if(TARGET ${library})
-    # Installed side by side, so each library finds the others in its own folder.
-    set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
-    install(TARGETS ${library} LIBRARY DESTINATION lib)
-  endif()
+  # Installed side by side, so each library finds the others in its own folder.
+  set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${library} LIBRARY DESTINATION lib)
 endforeach()
 
 # The manual pages carry the project's version; the build tree has them in man/man1.
@@ -53,37 +51,33 @@ foreach(page mailhost Quellbark)
                  @ONLY)
 endforeach()
 
-if(TARGET mailhost)
-  install(TARGETS mailhost RUNTIME DESTINATION bin)
-  install(FILES ${CMAKE_BINARY_DIR}/man/man1/mailhost.1 DESTINATION share/man/man1)
-  install(FILES ${PROJECT_SOURCE_DIR}/host/completion/mailhost.bash
-          DESTINATION share/bash-completion/completions RENAME mailhost)
-endif()
+install(TARGETS mailhost RUNTIME DESTINATION bin)
+install(FILES ${CMAKE_BINARY_DIR}/man/man1/mailhost.1 DESTINATION share/man/man1)
+install(FILES ${PROJECT_SOURCE_DIR}/host/completion/mailhost.bash
+        DESTINATION share/bash-completion/completions RENAME mailhost)
 
-if(TARGET quellbark-app)
-  set(qb_app ${QB_APP_DIR}/Quellbark.app/Contents)
-  set_target_properties(quellbark-app PROPERTIES INSTALL_RPATH "${CMAKE_INSTALL_PREFIX}/lib")
-  install(FILES ${CMAKE_BINARY_DIR}/Quellbark.app/Contents/Info.plist
-                ${CMAKE_BINARY_DIR}/Quellbark.app/Contents/PkgInfo
-          DESTINATION ${qb_app})
-  install(TARGETS quellbark-app RUNTIME DESTINATION ${qb_app}/MacOS)
-  install(FILES ${CMAKE_BINARY_DIR}/man/man1/Quellbark.1 DESTINATION share/man/man1)
+set(qb_app ${QB_APP_DIR}/Quellbark.app/Contents)
+set_target_properties(quellbark-app PROPERTIES INSTALL_RPATH "${CMAKE_INSTALL_PREFIX}/lib")
+install(FILES ${CMAKE_BINARY_DIR}/Quellbark.app/Contents/Info.plist
+              ${CMAKE_BINARY_DIR}/Quellbark.app/Contents/PkgInfo
+        DESTINATION ${qb_app})
+install(TARGETS quellbark-app RUNTIME DESTINATION ${qb_app}/MacOS)
+install(FILES ${CMAKE_BINARY_DIR}/man/man1/Quellbark.1 DESTINATION share/man/man1)
 
-  # The command on PATH is a link into the bundle: the application knows its bundle (and so its
-  # signature) by where its executable really lies.
-  set(QB_APP_EXECUTABLE "${qb_app}/MacOS/Quellbark")
-  install(CODE "
-    set(link \"\$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/bin/Quellbark\")
-    file(MAKE_DIRECTORY \"\$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/bin\")
-    file(REMOVE \"\${link}\")
-    file(CREATE_LINK \"${QB_APP_EXECUTABLE}\" \"\${link}\" SYMBOLIC)
-    message(STATUS \"Installing: \${link} -> ${QB_APP_EXECUTABLE}\")
-    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"${CMAKE_INSTALL_PREFIX}/bin/Quellbark\")")
+# The command on PATH is a link into the bundle: the application knows its bundle (and so its
+# signature) by where its executable really lies.
+set(QB_APP_EXECUTABLE "${qb_app}/MacOS/Quellbark")
+install(CODE "
+  set(link \"\$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/bin/Quellbark\")
+  file(MAKE_DIRECTORY \"\$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/bin\")
+  file(REMOVE \"\${link}\")
+  file(CREATE_LINK \"${QB_APP_EXECUTABLE}\" \"\${link}\" SYMBOLIC)
+  message(STATUS \"Installing: \${link} -> ${QB_APP_EXECUTABLE}\")
+  list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"${CMAKE_INSTALL_PREFIX}/bin/Quellbark\")")
 
-  configure_file(${PROJECT_SOURCE_DIR}/companion/service/quellbark.service.in
-                 ${CMAKE_BINARY_DIR}/quellbark.service @ONLY)
-  install(FILES ${CMAKE_BINARY_DIR}/quellbark.service DESTINATION ${qb_unit_dir})
-endif()
+configure_file(${PROJECT_SOURCE_DIR}/companion/service/quellbark.service.in
+               ${CMAKE_BINARY_DIR}/quellbark.service @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/quellbark.service DESTINATION ${qb_unit_dir})
 
 # The IMAP watch's user units: all accounts, or one account per instance.
 foreach(unit mailhost-watch.service mailhost-watch@.service)

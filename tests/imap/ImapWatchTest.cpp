@@ -113,7 +113,10 @@ TEST_P(ImapWatchServers, ClassifiesArrivalsLearnsFromTheUserAndResumes) {
   for (const char* name : {"INBOX", "Junk"})
     for (const Json& m : folder(name))
       EXPECT_FALSE(hasFlag(m, "\\Seen")) << m.dump();
-  EXPECT_EQ(sandbox::readFile(err), "");
+  // Nothing went wrong, except that a loaded server may drop a connection, which the watch says
+  // once and takes up again.
+  for (const std::string& line : endtoend::linesOf(sandbox::readFile(err)))
+    EXPECT_NE(line.find(" again"), std::string::npos) << line;
 }
 
 TEST_F(ImapWatch, MailWhoseExchangeFailedIsTriedAgain) {
