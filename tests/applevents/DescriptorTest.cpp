@@ -1,5 +1,5 @@
 // Descriptors, parameters and attributes as the plug-in, the transport and the companion use
-// them: bad arguments, return IDs, attribute types and the buffer contract of the reading calls.
+// them: bad arguments, attribute types and the buffer contract of the reading calls.
 #include "AETestSupport.h"
 
 #include <gtest/gtest.h>
@@ -28,19 +28,6 @@ protected:
   }
   Desc ev;
 };
-
-TEST_F(Event, ReturnIDsAreGeneratedAndDistinct) {
-  Desc other;
-  ASSERT_EQ(
-      AECreateAppleEvent(FOUR_CHAR_CODE("Qbrk"), FOUR_CHAR_CODE("addS"), nullptr, -1, 0, &other),
-      noErr);
-  AEReturnID a = 0, b = 0;
-  ASSERT_EQ(AEGetAttributePtr(&ev, keyReturnIDAttr, typeSInt16, nullptr, &a, 2, nullptr), noErr);
-  ASSERT_EQ(AEGetAttributePtr(&other, keyReturnIDAttr, typeSInt16, nullptr, &b, 2, nullptr), noErr);
-  EXPECT_GT(a, 0);
-  EXPECT_GT(b, 0);
-  EXPECT_NE(a, b);
-}
 
 TEST_F(Event, AttributesKeepTheirTypeWhenReplaced) {
   FourCharCode cls = FOUR_CHAR_CODE("misc");

@@ -56,22 +56,6 @@ struct Exchange {
   Desc event, reply;
 };
 
-TEST(Dispatch, DefaultReplyMatchesTheEvent) {
-  Exchange x("Tst0", "ping");
-  auto attr = [](const AEDesc& d, AEKeyword key, DescType type) {
-    UInt32 v = 0;
-    EXPECT_EQ(AEGetAttributePtr(&d, key, type, nullptr, &v, type == typeSInt16 ? 2 : 4, nullptr),
-              noErr);
-    return v;
-  };
-  EXPECT_EQ(attr(x.reply, keyEventClassAttr, typeType), UInt32(kCoreEventClass));
-  EXPECT_EQ(attr(x.reply, keyEventIDAttr, typeType), UInt32(kAEAnswer));
-  EXPECT_EQ(attr(x.reply, keyReturnIDAttr, typeSInt16), attr(x.event, keyReturnIDAttr, typeSInt16));
-  long count = -1;
-  ASSERT_EQ(AECountItems(&x.reply, &count), noErr);
-  EXPECT_EQ(count, 0);
-}
-
 TEST(Dispatch, ExactHandlerBeatsWildcardAndResultsReachErrn) {
   Calls calls;
   ASSERT_EQ(AEInstallEventHandler(FOUR_CHAR_CODE("Tst1"), FOUR_CHAR_CODE("Qscr"), answer73, &calls,

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 using namespace aetest;
 
 namespace {
@@ -108,13 +106,10 @@ INSTANTIATE_TEST_SUITE_P(
     Table, RejectsFlat,
     testing::Values(
         Malformed{"empty", "", paramErr},
-        Malformed{"short_header", "'dle2' 00000000 'null'", paramErr},
         Malformed{"wrong_magic", "'dle3' 00000000 'null' 00000000", paramErr},
-        Malformed{"header_version", "'dle2' 00000001 'null' 00000000", paramErr},
         Malformed{"length_beyond_end", "'dle2' 00000000 'TEXT' 00000005 'abcd'", errAECorruptData},
         Malformed{"trailing_bytes", "'dle2' 00000000 'TEXT' 00000001 'ab'", errAECorruptData},
         Malformed{"huge_length", "'dle2' 00000000 'TEXT' FFFFFFF0 'abcd'", errAECorruptData},
-        Malformed{"null_with_data", "'dle2' 00000000 'null' 00000001 00", errAECorruptData},
         Malformed{"list_header_short", "'dle2' 00000000 'list' 00000008 00000000 00000000",
                   errAECorruptData},
         Malformed{"list_header_size",
@@ -126,10 +121,6 @@ INSTANTIATE_TEST_SUITE_P(
                   errAECorruptData},
         Malformed{"count_beyond_items",
                   "'dle2' 00000000 'list' 00000018 " + kListHead + "7FFFFFFF 00000000",
-                  errAECorruptData},
-        Malformed{"count_below_items",
-                  "'dle2' 00000000 'list' 00000022 " + kListHead +
-                      "00000000 00000000 'shor' 00000002 0001",
                   errAECorruptData},
         Malformed{"item_length_huge",
                   "'dle2' 00000000 'list' 00000022 " + kListHead +
@@ -143,16 +134,9 @@ INSTANTIATE_TEST_SUITE_P(
                   "'dle2' 00000000 'reco' 00000034 " + kRecoHead +
                       "00000002 00000000 'aaaa' 'shor' 00000002 0001 'aaaa' 'shor' 00000002 0002",
                   errAECorruptData},
-        Malformed{"record_typed_list",
-                  "'dle2' 00000000 'reco' 00000018 " + kRecoHead + "00000000 'list'",
-                  errAECorruptData},
         Malformed{"event_bad_version",
                   "'dle2' 00000000 'aevt' 00000010 00000002 00000000 "
                   "00000000 ';;;;'",
-                  errAECorruptData},
-        Malformed{"event_without_attributes",
-                  "'dle2' 00000000 'aevt' 00000010 00000001 "
-                  "00000000 00000000 ';;;;'",
                   errAECorruptData},
         Malformed{"event_without_terminator",
                   "'dle2' 00000000 'aevt' 0000000C 00000001 "
@@ -189,22 +173,6 @@ TEST(Unflatten, EveryTruncationOfAnEventIsRefused) {
     EXPECT_NE(unflattenStatus(cut), noErr) << "prefix of " << n << " bytes";
   }
   EXPECT_EQ(unflattenStatus(flat), noErr);
-}
-
-// Random damage may produce a different valid descriptor or an error, never a crash or a read
-// outside the buffer (the sanitizer build checks the latter).
-TEST(Unflatten, DamagedEventsNeverCrash) {
-  std::unique_ptr<Desc> ev(richEvent());
-  Bytes flat = flatten(*ev);
-  std::mt19937 rng(1234);
-  for (int round = 0; round < 3000; ++round) {
-    Bytes damaged = flat;
-    int flips = 1 + int(rng() % 4);
-    for (int i = 0; i < flips; ++i)
-      damaged[rng() % damaged.size()] = std::uint8_t(rng());
-    OSStatus status = unflattenStatus(damaged);
-    EXPECT_TRUE(status == noErr || status == errAECorruptData || status == paramErr) << status;
-  }
 }
 
 TEST(Unflatten, UnboundedFormTrustsOnlyItsHeader) {
