@@ -94,25 +94,18 @@ TEST_P(PreferenceFormats, IntegerValidityTable) {
   plist_array_append_item(array, plist_new_uint(1));
   const std::vector<Row> rows = {
       {"int", plist_new_uint(10), {10, true}},
-      {"zero", plist_new_uint(0), {0, true}},
       {"negative", plist_new_uint(static_cast<uint64_t>(int64_t{-5})), {-5, true}},
       {"large", plist_new_uint(5000000000ULL), {5000000000L, true}},
       {"real", plist_new_real(10.0), {0, false}},
       {"string", plist_new_string("42"), {42, true}},
       {"string leading blanks and sign", plist_new_string(" \t-17"), {-17, true}},
-      {"string plus", plist_new_string("+8"), {8, true}},
       {"string trailing blank", plist_new_string("12 "), {0, false}},
       {"string trailing text", plist_new_string("12abc"), {0, false}},
-      {"string decimal", plist_new_string("1.5"), {0, false}},
       {"string empty", plist_new_string(""), {0, false}},
-      {"string sign only", plist_new_string("-"), {0, false}},
       {"string overflow", plist_new_string("99999999999"), {INT_MAX, true}},
-      {"string underflow", plist_new_string("-99999999999"), {INT_MIN, true}},
       {"boolean", plist_new_bool(1), {0, false}},
       {"data", plist_new_data("12", 2), {0, false}},
-      {"date", plist_new_date(0, 0), {0, false}},
       {"array", array, {0, false}},
-      {"dict", plist_new_dict(), {0, false}},
   };
   plist_t root = plist_new_dict();
   for (const Row& row : rows) {
@@ -132,17 +125,6 @@ INSTANTIATE_TEST_SUITE_P(XmlAndBinary, PreferenceFormats, testing::Values(false,
                            return param.param ? "Binary" : "Xml";
                          });
 
-TEST_F(Preferences, ChangedFileIsSeenAtTheNextCall) {
-  writeBytes(file, xmlWithInteger("Level", "10"));
-  EXPECT_EQ(CFPreferencesGetAppIntegerValue(CFSTR("Level"), kApp, nullptr), 10) << "no validity";
-  replaceFile(file, xmlWithInteger("Level", "40"));
-  EXPECT_EQ(lookup("Level"), (Lookup{40, true}));
-  replaceFile(file, xmlWithInteger("Other", "1"));
-  EXPECT_EQ(lookup("Level"), (Lookup{0, false}));
-  std::filesystem::remove(file);
-  EXPECT_EQ(lookup("Other"), (Lookup{0, false}));
-}
-
 // Corrupt, missing, non-regular and unreadable files all read as empty, without a word.
 TEST_F(Preferences, UnusableFilesBehaveAsEmptyAndSayNothing) {
   plist_t root = plist_new_dict();
@@ -158,11 +140,8 @@ TEST_F(Preferences, UnusableFilesBehaveAsEmptyAndSayNothing) {
   const std::pair<const char*, std::function<void()>> cases[] = {
       {"no file", [] {}},
       {"garbage", bytes("this is not a property list\n")},
-      {"empty", bytes("")},
       {"truncated binary", bytes(binary.substr(0, binary.size() / 2))},
-      {"truncated xml", bytes(xmlWithInteger("Level", "10").substr(0, 60))},
       {"array at the root", bytes(arrayRoot)},
-      {"nul bytes", bytes(std::string(64, '\0'))},
       {"directory", [this] { std::filesystem::create_directory(file); }},
       {"FIFO (must not block)", [this] { ASSERT_EQ(mkfifo(file.c_str(), 0600), 0); }},
       {"unreadable",
@@ -188,24 +167,6 @@ TEST_F(Preferences, UnusableFilesBehaveAsEmptyAndSayNothing) {
   std::filesystem::remove_all(file);
   replaceFile(file, xmlWithInteger("Level", "30"));
   EXPECT_EQ(lookup("Level"), (Lookup{30, true}));
-}
-
-// A NUL inside a string or a key (only a hand-made file has one) ends it.
-TEST_F(Preferences, NulInsideAStringOrKeyEndsIt) {
-  using namespace std::string_literals;
-  replaceFile(file, "<plist version=\"1.0\"><dict><key>Level</key><string>42\0junk</string>"
-                    "<key>Max\0junk</key><string>7</string></dict></plist>\n"s);
-  EXPECT_EQ(lookup("Level"), (Lookup{42, true}));
-  EXPECT_EQ(lookup("Max"), (Lookup{7, true}));
-
-  // A binary file can hold one inside a key (stored in UTF-16 when not ASCII).
-  plist_t root = plist_new_dict();
-  plist_dict_set_item(root, "Max\u00c4", plist_new_uint(9));
-  std::string binary = serialize(root, true);
-  plist_free(root);
-  binary.replace(binary.find("\0M\0a\0x\0\xc4"s), 8, "\0M\0a\0x\0\0"s);
-  replaceFile(file, binary);
-  EXPECT_EQ(lookup("Max"), (Lookup{9, true}));
 }
 
 TEST_F(Preferences, SetAndSynchronizeWriteAPrivateXmlFile) {

@@ -29,13 +29,10 @@ TEST(URL, FileSystemPathRoundTrips) {
   };
   const Case cases[] = {
       {"/Applications/Quux.app", false, "file:///Applications/Quux.app", "/Applications/Quux.app"},
-      {"/Applications/Quux.app/", false, "file:///Applications/Quux.app", "/Applications/Quux.app"},
       {"/Applications/Quux.app", true, "file:///Applications/Quux.app/", "/Applications/Quux.app"},
       {"/", true, "file:///", "/"},
-      {"/", false, "file:///", "/"},
       {"/tmp/a b", false, "file:///tmp/a%20b", "/tmp/a b"},
       {"/x/\xc3\xbc", false, "file:///x/%C3%BC", "/x/\xc3\xbc"},
-      {"/p/100%", false, "file:///p/100%25", "/p/100%"},
       {"/a#b?c", false, "file:///a%23b%3Fc", "/a#b?c"},
       {"/keep/(these)+@:,;=", false, "file:///keep/(these)+@:,;=", "/keep/(these)+@:,;="},
   };
