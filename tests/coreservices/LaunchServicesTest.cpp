@@ -51,7 +51,6 @@ TEST_F(LaunchServicesTest, FindsByCreatorThroughInfoPlistOrPkgInfo) {
   EXPECT_EQ(find(FOUR_CHAR_CODE("Plst")), a);
   EXPECT_EQ(find(FOUR_CHAR_CODE("Pkgi")), b);
   EXPECT_EQ(find(FOUR_CHAR_CODE("Tst1")), "error -10814");
-  EXPECT_EQ(find(FOUR_CHAR_CODE("Nope")), "error -10814");
   EXPECT_EQ(find(kLSUnknownCreator), "error -50");
   // Identifier and name narrow the match, case-insensitively.
   EXPECT_EQ(find(FOUR_CHAR_CODE("Plst"), "ORG.EXAMPLE.TESTER"), a);
@@ -106,9 +105,6 @@ TEST_F(LaunchServicesTest, RefusesWhatCannotBeLaunched) {
        "system/Applications", kLSNotAnApplicationErr},
       {"executable missing", shaped([](auto& s) { s.executable = Executable::missing; }),
        "system/Applications", kLSNoExecutableErr},
-      {"executable without x bit",
-       shaped([](auto& s) { s.executable = Executable::notExecutable; }), "system/Applications",
-       kLSNoExecutableErr},
       {"in ~/.Trash", served(), "home/.Trash", kLSAppInTrashErr},
       {"in the freedesktop Trash", served(), "home/.local/share/Trash/files", kLSAppInTrashErr},
       {"exits before registering", shaped([](auto& s) { s.executable = Executable::exitsAtOnce; }),
