@@ -110,16 +110,28 @@ const std::vector<std::string> kHamWords = {
     "meeting", "agenda", "project", "review", "quarterly", "report", "schedule",  "team",
     "minutes", "budget", "draft",   "lunch",  "thursday",  "slides", "colleague", "notes"};
 
+std::string bodyOf(const std::vector<std::string>& words, int n, const std::string& lineEnd) {
+  std::string body;
+  for (std::size_t w = 0; w < words.size() * 3; ++w)
+    body += words[(w * 7 + std::size_t(n)) % words.size()] + (w % 9 == 8 ? lineEnd : " ");
+  return body;
+}
+
 std::string mboxOf(const std::vector<std::string>& words, int count, int first) {
   std::string mbox;
-  for (int n = first; n < first + count; ++n) {
-    std::string body;
-    for (std::size_t w = 0; w < words.size() * 3; ++w)
-      body += words[(w * 7 + std::size_t(n)) % words.size()] + (w % 9 == 8 ? "\n" : " ");
+  for (int n = first; n < first + count; ++n)
     mbox += "From x@example.org Mon Jan  1 00:00:00 2024\nSubject: " +
-            words[std::size_t(n) % words.size()] + " " + std::to_string(n) + "\n\n" + body + "\n\n";
-  }
+            words[std::size_t(n) % words.size()] + " " + std::to_string(n) + "\n\n" +
+            bodyOf(words, n, "\n") + "\n\n";
   return mbox;
+}
+
+std::string messageOf(const std::vector<std::string>& words, int n) {
+  std::string number = std::to_string(n);
+  return "From: someone" + number +
+         "@example.org\r\nSubject: " + words[std::size_t(n) % words.size()] + " " + number +
+         "\r\nMessage-ID: <" + number + "." + words[0] + "@example.org>\r\n\r\n" +
+         bodyOf(words, n, "\r\n") + "\r\n";
 }
 
 std::string folderUri(const path& folder, const std::string& key) {

@@ -58,8 +58,12 @@ protected:
 // Words that make mail of one kind for a trained Quellbark.
 extern const std::vector<std::string> kSpamWords;
 extern const std::vector<std::string> kHamWords;
+// Lines of words of one kind, a little different for each n.
+std::string bodyOf(const std::vector<std::string>& words, int n, const std::string& lineEnd);
 // Messages of one kind, each a little different (numbered from `first`), as an mbox.
 std::string mboxOf(const std::vector<std::string>& words, int count, int first = 0);
+// One such message as a mail client keeps it (CRLF line ends, a Message-ID of its own).
+std::string messageOf(const std::vector<std::string>& words, int n);
 
 // A message URI as mailhost names a message of an mbox or Maildir below the root "/".
 std::string folderUri(const path& folder, const std::string& key);

@@ -19,21 +19,6 @@ namespace {
 constexpr const char* kThunderbird = "/usr/bin/thunderbird";
 constexpr const char* kExtensionId = "junkfilter@quellbark.app";
 
-std::string spamMessage(int n) {
-  return "From: winner" + std::to_string(n) +
-         "@lottery.example\r\nSubject: cheap pills casino prize " + std::to_string(n) +
-         "\r\nMessage-ID: <spam" + std::to_string(n) +
-         "@lottery.example>\r\n\r\nviagra cheap pills casino winner lottery prize free click "
-         "offer money discount rolex bonus urgent\r\n";
-}
-std::string hamMessage(int n) {
-  return "From: colleague" + std::to_string(n) +
-         "@work.example\r\nSubject: project meeting agenda " + std::to_string(n) +
-         "\r\nMessage-ID: <ham" + std::to_string(n) +
-         "@work.example>\r\n\r\nmeeting agenda project review quarterly report schedule team "
-         "minutes budget draft lunch thursday slides notes\r\n";
-}
-
 // Keeps Thunderbird to this machine: every connection it would make goes through a "proxy" on a
 // closed port of loopback, names are not looked up, and the start-up dialogs stay away.
 const char* kQuietPreferences = R"(
@@ -86,8 +71,8 @@ protected:
   void trainQuellbark() {
     std::string spam, ham;
     for (int n = 0; n < 12; ++n) {
-      spam += "From x Mon Jan  1 00:00:00 2024\n" + spamMessage(100 + n) + "\n";
-      ham += "From x Mon Jan  1 00:00:00 2024\n" + hamMessage(100 + n) + "\n";
+      spam += "From x Mon Jan  1 00:00:00 2024\n" + messageOf(kSpamWords, 100 + n) + "\n";
+      ham += "From x Mon Jan  1 00:00:00 2024\n" + messageOf(kHamWords, 100 + n) + "\n";
     }
     for (auto [kind, mbox] :
          {std::pair{"junk", writeMail("spam", spam)}, std::pair{"good", writeMail("ham", ham)}}) {
@@ -151,8 +136,8 @@ user_pref("mail.server.server1.spamActionTargetAccount", "mailbox://nobody@Local
   void packHelper(const path& xpi) {
     path dir = box.root / "helper";
     fs::create_directories(dir);
-    sandbox::writeFile(dir / "spam.eml", spamMessage(1));
-    sandbox::writeFile(dir / "ham.eml", hamMessage(1));
+    sandbox::writeFile(dir / "spam.eml", messageOf(kSpamWords, 1));
+    sandbox::writeFile(dir / "ham.eml", messageOf(kHamWords, 1));
     sandbox::writeFile(
         dir / "manifest.json",
         Json{{"manifest_version", 2},
