@@ -7,9 +7,7 @@
 #include <nsServiceManagerUtils.h>
 #include <nsStringAPI.h>
 #include <nsXPCOM.h>
-#include <unix/Syscalls.h>
 
-#include <cerrno>
 #include <filesystem>
 
 namespace {
@@ -131,23 +129,6 @@ TEST_F(PreferencesServiceTest, SavedFileReadsBackAndIsPrivate) {
   EXPECT_STREQ(text, "say \"hi\"\\now");
   NS_Free(text);
   EXPECT_TRUE(mLines.empty());
-}
-
-// A full disk: the save fails with the reason told, and prefs.js is as it was, alone in its folder.
-TEST_F(PreferencesServiceTest, ASaveOnAFullDiskKeepsTheFileBefore) {
-  start("user_pref(\"keep\", \"x\");\n");
-  mRoot->SetIntPref("n", 5);
-  os::Syscalls full = os::realSyscalls();
-  full.write = [](int, const void*, std::size_t) -> ssize_t { return errno = ENOSPC, -1; };
-  {
-    os::ScopedSyscalls failing(full);
-    EXPECT_EQ(mService->SavePrefFile(nullptr), NS_ERROR_FAILURE);
-  }
-  EXPECT_EQ(testsupport::readFile(mProfile / "prefs.js"), "user_pref(\"keep\", \"x\");\n");
-  ASSERT_EQ(mLines.size(), 1u);
-  EXPECT_NE(mLines[0].find("No space left on device"), std::string::npos) << mLines[0];
-  auto entries = std::distance(std::filesystem::directory_iterator(mProfile.path()), {});
-  EXPECT_EQ(entries, 1);
 }
 
 } // namespace
