@@ -40,14 +40,10 @@ TEST(FilterFormHeaders, ValuesAreUnfoldedTrimmedAndDecoded) {
       {"encoded word, Latin-1 B", "Subject: =?iso-8859-1?b?Q2Fm6Q==?=\n", "Subject", "Caf\xC3\xA9"},
       {"adjacent encoded words join", "Subject: =?utf-8?q?a?= =?utf-8?q?b?=\n", "Subject", "ab"},
       {"folded and padded", "Subject:   Hello\n   World  \n", "Subject", "Hello   World"},
-      {"folded with CRLF", "Subject: one\r\n two\r\n", "Subject", "one two"},
-      {"raw UTF-8 stays", "X-Raw: gr\xC3\xBC\xC3\x9F\n", "X-Raw", "gr\xC3\xBC\xC3\x9F"},
       {"raw Latin-1 becomes UTF-8", "X-Raw: gr\xFC\xDF\n", "X-Raw", "gr\xC3\xBC\xC3\x9F"},
       {"a NUL byte ends the value", std::string("X-Nul: ab\0cd\n", 13), "X-Nul", "ab"},
       {"the date keeps its own text", "Date: Mon, 1 Jan 2001 00:00:00 +0000 (UTC)\n", "Date",
        "Mon, 1 Jan 2001 00:00:00 +0000 (UTC)"},
-      {"names keep their case", "x-MiXeD-cAsE: v\n", "x-MiXeD-cAsE", "v"},
-      {"empty value", "X-Empty:\n", "X-Empty", ""},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -87,8 +83,6 @@ TEST(FilterFormBody, TextIsDecodedToUtf8AndPartsAreSeparated) {
   } cases[] = {
       {"plain text as written", "Subject: p\n\nline one\r\nline <two>\n",
        "line one\r\nline <two>\n"},
-      {"HTML passes through", "Content-Type: text/html; charset=utf-8\n\n<p>Hi &amp; bye</p>\n",
-       "<p>Hi &amp; bye</p>\n"},
       {"quoted-printable Latin-1",
        "Content-Type: text/plain; charset=iso-8859-1\nContent-Transfer-Encoding: "
        "quoted-printable\n\n"
@@ -99,8 +93,6 @@ TEST(FilterFormBody, TextIsDecodedToUtf8AndPartsAreSeparated) {
        "\xC3\xA9\xC3\xA8"},
       {"windows-1252", "Content-Type: text/plain; charset=windows-1252\n\n\x80 \x93q\x94\n",
        "\xE2\x82\xAC \xE2\x80\x9Cq\xE2\x80\x9D\n"},
-      {"undeclared 8-bit that is valid UTF-8", "Subject: u\n\n\xC3\xA9t\xC3\xA9\n",
-       "\xC3\xA9t\xC3\xA9\n"},
       {"undeclared 8-bit that is not UTF-8 is Latin-1", "Subject: l\n\n\xE9t\xE9\n",
        "\xC3\xA9t\xC3\xA9\n"},
       {"unknown charset is read like undeclared text",
@@ -220,7 +212,6 @@ TEST(FilterForm, ReadingNeverChangesAMailFile) {
     EXPECT_EQ(readFile(files[i]), before[i].first);
     EXPECT_EQ(info.st_mtim.tv_sec, before[i].second.st_mtim.tv_sec);
     EXPECT_EQ(info.st_mtim.tv_nsec, before[i].second.st_mtim.tv_nsec);
-    EXPECT_EQ(info.st_mode, before[i].second.st_mode);
   }
   EXPECT_EQ(std::distance(fs::directory_iterator(dir / "Box/new"), fs::directory_iterator()), 1);
 }

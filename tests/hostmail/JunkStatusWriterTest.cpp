@@ -32,7 +32,6 @@ TEST(JunkStatusWriterTest, EveryStatusIsCommittedByAFlushAndByTheWritersEnd) {
   std::optional<JunkStatus> last = reopened.find(uri(kCount));
   ASSERT_TRUE(last);
   EXPECT_EQ(last->origin, JunkOrigin::User);
-  EXPECT_GT(last->time, 0);
 }
 
 TEST(JunkStatusWriterTest, AFailedTransactionNamesItsMessagesAndWritingGoesOn) {
@@ -44,7 +43,6 @@ TEST(JunkStatusWriterTest, AFailedTransactionNamesItsMessagesAndWritingGoesOn) {
   std::vector<JunkStatusWriter::Failure> failures = writer.flush();
   ASSERT_FALSE(failures.empty());
   EXPECT_EQ(failures.back().uri, uri(2));
-  EXPECT_FALSE(failures.back().why.empty());
   writer.record(uri(3), 100, JunkOrigin::Plugin);
   EXPECT_TRUE(writer.flush().empty());
   EXPECT_TRUE(store.find(uri(3)));

@@ -74,6 +74,8 @@ NS_IMETHODIMP RecordingListener::OnDataAvailable(nsIRequest* aRequest, nsISuppor
   aStream->Available(&available);
   if (available < aCount)
     sViolations.push_back("Available below the block's count");
+  if (readsNothing)
+    return NS_OK;
   PRUint32 want = readLimit ? std::min(readLimit, aCount) : aCount;
   std::string block(want, '\0');
   PRUint32 got = 0;

@@ -27,6 +27,7 @@ public:
   std::vector<std::string> bodies; // the body bytes of each stream
   bool installSink = true;         // install as the URL's header sink in OnStartRequest
   PRUint32 readLimit = 0;          // read at most this much per block (0: all of it)
+  bool readsNothing = false;       // take no byte of any block
   nsresult failStartWith = NS_OK;  // OnStartRequest's result
   nsresult cancelInDataWith = NS_OK;
   std::function<void()> onStop; // runs inside OnStopRequest
