@@ -2,11 +2,11 @@
 // that the test names with CFFIXED_USER_HOME.
 #pragma once
 
+#include "../support/TempDir.h"
+
 #include <cstdio>
 #include <plist/plist.h>
-#include <stdexcept>
 #include <string>
-#include <sys/stat.h>
 
 namespace testsupport {
 
@@ -17,8 +17,6 @@ inline std::string quellbarkPrefsPath(const std::string& home) {
 // value becomes the "ThunderbirdLogLevel" entry (null: a file without it). The file is replaced
 // by rename, so every write is a new file to the preferences system.
 inline void writeQuellbarkPrefs(const std::string& home, plist_t value, bool binary = false) {
-  mkdir((home + "/Library").c_str(), 0700);
-  mkdir((home + "/Library/Preferences").c_str(), 0700);
   plist_t dict = plist_new_dict();
   plist_dict_set_item(dict, "OtherSetting", plist_new_string("unrelated"));
   if (value)
@@ -30,11 +28,7 @@ inline void writeQuellbarkPrefs(const std::string& home, plist_t value, bool bin
   else
     plist_to_xml(dict, &data, &length);
   std::string temporary = quellbarkPrefsPath(home) + ".new";
-  FILE* file = std::fopen(temporary.c_str(), "wb");
-  if (!file)
-    throw std::runtime_error("cannot write " + temporary);
-  std::fwrite(data, 1, length, file);
-  std::fclose(file);
+  writeFile(temporary, std::string_view(data, length));
   std::free(data);
   plist_free(dict);
   std::rename(temporary.c_str(), quellbarkPrefsPath(home).c_str());
