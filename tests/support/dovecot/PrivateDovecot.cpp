@@ -1,18 +1,14 @@
 #include "PrivateDovecot.h"
+#include "Process.h"
 
 #include <arpa/inet.h>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <netinet/in.h>
 #include <pwd.h>
-#include <sstream>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -62,31 +58,14 @@ bool answers(std::uint16_t port) {
   return connected;
 }
 
-// Runs a program to its end with stdin from /dev/null and its output in a file; returns the
-// exit status and the output.
-std::pair<int, std::string> run(const std::vector<std::string>& arguments, const fs::path& output) {
-  pid_t pid = ::fork();
-  if (pid == 0) {
-    ::freopen("/dev/null", "r", stdin);
-    ::freopen(output.c_str(), "w", stdout);
-    ::dup2(STDOUT_FILENO, STDERR_FILENO);
-    std::vector<char*> argv;
-    for (const std::string& a : arguments)
-      argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    ::execvp(argv[0], argv.data());
-    ::_exit(127);
-  }
-  int status = 0;
-  ::waitpid(pid, &status, 0);
-  std::ifstream in(output);
-  std::stringstream text;
-  text << in.rdbuf();
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text.str()};
-}
-
-void writeText(const fs::path& file, const std::string& text) {
-  std::ofstream(file) << text;
+// Runs a program to its end in a scratch folder of its own (a daemon keeps the output files it
+// inherits); returns the exit status and what it said.
+std::pair<int, std::string> run(const std::vector<std::string>& arguments,
+                                const fs::path& scratch) {
+  fs::create_directories(scratch);
+  testsupport::Finished done =
+      testsupport::runToEnd(arguments, testsupport::currentEnvironment(), scratch);
+  return {done.exitCode, done.out + done.err};
 }
 
 } // namespace
@@ -101,10 +80,10 @@ PrivateDovecot::PrivateDovecot(ServerOptions options) {
   fs::permissions(root, fs::perms(0711));
   certificate = root / "cert.pem";
   auto [status, said] =
-      run({"openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
+      run({"/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
            (root / "key.pem").string(), "-out", certificate.string(), "-days", "2", "-subj",
            "/CN=localhost", "-addext", "subjectAltName=IP:127.0.0.1,DNS:localhost"},
-          root / "openssl.out");
+          root / "openssl");
   if (status != 0)
     throw std::runtime_error("openssl could not make a test certificate: " + said);
   plainPort = freePort();
@@ -129,7 +108,7 @@ void PrivateDovecot::writeConfiguration(const ServerOptions& options) {
     throw std::runtime_error("no user dovecot: is dovecot-imapd installed?");
   if (::chown((root / "mail").c_str(), mailUser->pw_uid, mailUser->pw_gid) != 0)
     throw std::runtime_error("cannot give the mail folder to the user dovecot");
-  writeText(root / "passwd", userName + ":{PLAIN}" + password + "\n");
+  testsupport::writeFile(root / "passwd", userName + ":{PLAIN}" + password + "\n");
   std::string r = root.string();
   std::string config = "base_dir = " + r + "/base\n" + "state_dir = " + r + "/state\n" +
                        "log_path = " + r + "/dovecot.log\n" + "instance_name = private-" +
@@ -191,15 +170,14 @@ protocol imap {
                             ? std::string()
                             : "  imap_capability = " + capabilities(options) + "\n") +
                        "}\n";
-  writeText(root / "dovecot.conf", config);
+  testsupport::writeFile(root / "dovecot.conf", config);
 }
 
 void PrivateDovecot::start() {
   if (running())
     return;
-  // The daemon keeps the stdout it inherits: it gets a file, never the test's pipe.
-  auto [status, said] =
-      run({"/usr/sbin/dovecot", "-c", (root / "dovecot.conf").string()}, root / "start.out");
+  auto [status, said] = run({"/usr/sbin/dovecot", "-c", (root / "dovecot.conf").string()},
+                            root / ("start-" + std::to_string(++mStarts)));
   if (status != 0)
     throw std::runtime_error("dovecot did not start: " + said);
   for (int tries = 0; tries < 200; ++tries) {
@@ -228,10 +206,10 @@ void PrivateDovecot::stop() {
 }
 
 nlohmann::json PrivateDovecot::user(const std::vector<std::string>& arguments) const {
-  std::vector<std::string> command = {
-      "python3", IMAP_USER_SCRIPT, "127.0.0.1", std::to_string(plainPort), userName, password};
+  std::vector<std::string> command = {"/usr/bin/python3",        IMAP_USER_SCRIPT, "127.0.0.1",
+                                      std::to_string(plainPort), userName,         password};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  auto [status, said] = run(command, root / "user.out");
+  auto [status, said] = run(command, root / "user");
   if (status != 0)
     throw std::runtime_error("the user's client failed: " + said);
   return nlohmann::json::parse(said);
@@ -240,7 +218,7 @@ nlohmann::json PrivateDovecot::user(const std::vector<std::string>& arguments) c
 std::uint32_t PrivateDovecot::deliver(const std::string& folder, const std::string& message) const {
   static int count = 0;
   fs::path file = root / ("delivery-" + std::to_string(++count) + ".eml");
-  writeText(file, message);
+  testsupport::writeFile(file, message);
   std::uint32_t uid = user({"append", folder, file.string()})["uid"];
   fs::remove(file);
   return uid;

@@ -55,6 +55,7 @@ private:
   void writeConfiguration(const ServerOptions& options);
 
   pid_t mMasterPid = -1;
+  int mStarts = 0;
 };
 
 } // namespace dovecot
