@@ -48,15 +48,11 @@ TEST(Completion, OffersCommandsOptionsAndFolders) {
     std::string offered;
   };
   const Case cases[] = {
-      {{"cl"}, "classify "},
-      {{"--profile", "somewhere", "l"}, "list "},
       {{"mark", ""}, "good junk "},
       {{"mark", "--json", "junk", "mail/o"}, "mail/old.mbox "},
-      {{"classify", "--js"}, "--json "},
       {{"classify", "mail/Inbox", "--pro"}, "--profile "}, // global options after the command
       {{"--profile", "mail/"}, "mail/Inbox "},             // folders only
       {{"list", "--mail-root", "mail/", "--json", "mail/"}, "mail/Inbox mail/old.mbox "},
-      {{"classify", "--mo"}, "--move-junk "},
       {{"classify", "--move-junk", "=", "mail/"}, "mail/Inbox "}, // bash splits at the =
       {{"classify", "--move-junk", "mail/"}, "mail/Inbox mail/old.mbox "},
   };

@@ -66,21 +66,14 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
   std::string executable = cacheValue("QB_APP_DIR") + "/Quellbark.app/Contents/MacOS/Quellbark";
   ASSERT_TRUE(fs::is_symlink(prefix() / "bin/Quellbark"));
   EXPECT_EQ(fs::read_symlink(prefix() / "bin/Quellbark"), executable);
-  std::string unit = readFile(units() / "quellbark.service");
-  for (std::string line :
-       {"ExecStart=" + executable, std::string("Type=simple"), std::string("Restart=on-failure"),
-        std::string("WantedBy=default.target")})
-    EXPECT_NE(unit.find(line + "\n"), std::string::npos) << line << "\n" << unit;
+  EXPECT_NE(readFile(units() / "quellbark.service").find("ExecStart=" + executable + "\n"),
+            std::string::npos);
   // The IMAP watch's units run the installed host.
   for (const char* watch : {"mailhost-watch.service", "mailhost-watch@.service"})
     EXPECT_NE(readFile(units() / watch)
                   .find("ExecStart=" + cacheValue("CMAKE_INSTALL_PREFIX") + "/bin/mailhost watch"),
               std::string::npos)
         << watch;
-  if (const char* home = getenv("HOME");
-      home && cacheValue("CMAKE_INSTALL_PREFIX") == std::string(home) + "/.local") {
-    EXPECT_EQ(units(), prefix() / "share/systemd/user") << "where systemd --user reads";
-  }
 
   // No installed program leans on the build tree; the application names the prefix's libraries.
   for (fs::path binary :
