@@ -1,4 +1,5 @@
-// The disk and /proc failing under the files the platform keeps: nothing half-written is ever
+// The disk and /proc failing under the files the platform keeps (the registry and the
+// preferences write through the same atomic replacement): nothing half-written is ever
 // left in place, and a process that cannot be looked up counts as gone.
 #include <unix/AtomicFile.h>
 #include <unix/ProcessTable.h>
@@ -6,16 +7,16 @@
 #include <unix/RuntimeFolder.h>
 #include <unix/Syscalls.h>
 
+#include "TempDir.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,12 +25,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string contents(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
+using testsupport::readFile;
 
 std::vector<std::string> namesIn(const fs::path& folder) {
   std::vector<std::string> names;
@@ -41,14 +37,8 @@ std::vector<std::string> namesIn(const fs::path& folder) {
 
 class FailingSystemTest : public ::testing::Test {
 protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "unix-test-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    mFolder = pattern;
-  }
-  void TearDown() override { fs::remove_all(mFolder); }
-
-  fs::path mFolder;
+  testsupport::TempDir mTemp;
+  const fs::path& mFolder = mTemp.path();
 };
 
 // Each call that can fail during a replacement, failing as a full or broken disk makes it fail.
@@ -85,7 +75,7 @@ TEST_F(FailingSystemTest, AFailedReplacementLeavesTheOldFileAndNoTemporary) {
     }
     EXPECT_NE(error.find(target.string()), std::string::npos) << error;
     EXPECT_NE(error.find(fault.reported), std::string::npos) << error;
-    EXPECT_EQ(contents(target), "old");
+    EXPECT_EQ(readFile(target), "old");
     EXPECT_EQ(namesIn(mFolder), std::vector<std::string>{"settings.plist"});
   }
 }
@@ -106,35 +96,8 @@ TEST_F(FailingSystemTest, InterruptedAndShortWritesStillReplaceTheWholeFile) {
     os::ScopedSyscalls shortWrites(table);
     ASSERT_TRUE(os::writeFileAtomically(target.string(), text));
   }
-  EXPECT_EQ(contents(target), text);
+  EXPECT_EQ(readFile(target), text);
   EXPECT_EQ(fs::status(target).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-}
-
-os::Syscalls fullDisk() {
-  os::Syscalls table = os::realSyscalls();
-  table.write = [](int, const void*, std::size_t) -> ssize_t { return errno = ENOSPC, -1; };
-  return table;
-}
-
-TEST_F(FailingSystemTest, ARegistryEntryOnAFullDiskKeepsTheEntryBefore) {
-  os::RegistryEntry entry;
-  entry.pid = getpid();
-  entry.startTime = os::processStartTime(getpid()).value();
-  entry.signature = 0x54455354;
-  entry.name = "first";
-  entry.socketPath = os::socketPathFor(mFolder.string(), entry.pid);
-  ASSERT_TRUE(os::writeEntry(mFolder.string(), entry));
-  std::string before = contents(os::entryPath(mFolder.string(), entry.pid));
-
-  entry.name = "second";
-  std::string error;
-  {
-    os::ScopedSyscalls failing(fullDisk());
-    EXPECT_FALSE(os::writeEntry(mFolder.string(), entry, &error));
-  }
-  EXPECT_NE(error.find("No space left on device"), std::string::npos) << error;
-  EXPECT_EQ(contents(os::entryPath(mFolder.string(), entry.pid)), before);
-  EXPECT_EQ(namesIn(mFolder).size(), 1u);
 }
 
 // Core Foundation is a shared library with its own copy of the Linux side: it must still take
@@ -149,14 +112,16 @@ TEST_F(FailingSystemTest, PreferencesOnAFullDiskKeepTheFileBeforeAndTheChange) {
   CFPreferencesSetAppValue(key, first, app);
   ASSERT_TRUE(CFPreferencesAppSynchronize(app));
   fs::path file = mFolder / "Library/Preferences/org.example.fulldisk.plist";
-  std::string before = contents(file);
+  std::string before = readFile(file);
 
   CFPreferencesSetAppValue(key, second, app);
+  os::Syscalls fullDisk = os::realSyscalls();
+  kFaults[0].install(fullDisk);
   {
-    os::ScopedSyscalls failing(fullDisk());
+    os::ScopedSyscalls failing(fullDisk);
     EXPECT_FALSE(CFPreferencesAppSynchronize(app));
   }
-  EXPECT_EQ(contents(file), before);
+  EXPECT_EQ(readFile(file), before);
   EXPECT_EQ(namesIn(file.parent_path()).size(), 1u);
   // The change is still pending and goes out once there is room.
   EXPECT_TRUE(CFPreferencesAppSynchronize(app));
