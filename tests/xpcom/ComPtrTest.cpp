@@ -32,27 +32,4 @@ TEST(ComPtr, CopiesAssignmentsAndGetterAddRefsBalance) {
   EXPECT_EQ(tally.destroyed, 2);
 }
 
-TEST(ComPtr, QueryInterfaceReportsThroughTheErrorVariable) {
-  Tally tally;
-  auto* object = new Counted(&tally);
-  nsCOMPtr<nsIFactory> held(object);
-  nsresult rv = NS_ERROR_FAILURE;
-  nsCOMPtr<nsISupports> same = do_QueryInterface(held, &rv);
-  EXPECT_EQ(rv, NS_OK);
-  EXPECT_EQ(static_cast<void*>(same.get()), static_cast<void*>(object));
-  EXPECT_EQ(object->Count(), 2u);
-
-  nsCOMPtr<nsIModule> none = do_QueryInterface(held, &rv);
-  EXPECT_EQ(rv, NS_ERROR_NO_INTERFACE);
-  EXPECT_EQ(none.get(), nullptr);
-  EXPECT_EQ(object->Count(), 2u) << "a refused query takes no reference";
-
-  nsCOMPtr<nsIFactory> fromNull = do_QueryInterface(nullptr, &rv);
-  EXPECT_TRUE(NS_FAILED(rv));
-  EXPECT_EQ(fromNull.get(), nullptr);
-  same = nullptr;
-  held = nullptr;
-  EXPECT_EQ(tally.destroyed, 1);
-}
-
 } // namespace

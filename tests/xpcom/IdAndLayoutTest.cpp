@@ -80,35 +80,7 @@ TEST(InterfaceIDs, MatchTheHostsIdentities) {
   };
   for (const IIDCase& c : cases) {
     EXPECT_EQ(Text(c.iid), c.text) << c.name;
-    nsID parsed;
-    ASSERT_TRUE(parsed.Parse(c.text)) << c.name;
-    EXPECT_TRUE(parsed.Equals(c.iid)) << c.name;
   }
-}
-
-TEST(InterfaceIDs, ParseFormatAndCompare) {
-  nsID id{};
-  EXPECT_TRUE(id.Parse("F1070BFA-D539-11D6-90CA-00039310A47A"));
-  EXPECT_EQ(Text(id), "{f1070bfa-d539-11d6-90ca-00039310a47a}");
-  const char* bad[] = {
-      nullptr,
-      "",
-      "{f1070bfa-d539-11d6-90ca-00039310a47a", // unclosed brace
-      "f1070bfa-d539-11d6-90ca-00039310a47a}", // stray brace
-      "f1070bfa-d539-11d6-90ca-00039310a47",   // one digit short
-      "f1070bfa-d539-11d6-90ca-00039310a47a0", // one too many
-      "f1070bfa-d539-11d6-90ca00039310a47a",   // missing dash
-      "g1070bfa-d539-11d6-90ca-00039310a47a",  // not hex
-      "f1070bfa-d539-11d6-90ca-00039310a47a\n",
-  };
-  for (const char* text : bad) {
-    nsID before = id;
-    EXPECT_FALSE(id.Parse(text)) << (text ? text : "(null)");
-    EXPECT_TRUE(id.Equals(before)) << "a failed parse must leave the ID alone";
-  }
-  char* text = id.ToString();
-  EXPECT_STREQ(text, "{f1070bfa-d539-11d6-90ca-00039310a47a}");
-  NS_Free(text);
 }
 
 // On the Itanium C++ ABI a pointer to a virtual member function holds 1 + the byte offset of

@@ -35,11 +35,6 @@ TEST(RuntimeLifecycle, RefusesUseOutsideItsLife) {
 
 TEST_F(ManagerTest, ServiceIsMadeOnceAndReleasedAtShutdown) {
   ASSERT_EQ(Register(kFirstCID, 7), NS_OK);
-  PRBool instantiated = PR_TRUE;
-  EXPECT_EQ(mServices->IsServiceInstantiatedByContractID(kContract, NS_GET_IID(nsIFactory),
-                                                         &instantiated),
-            NS_ERROR_SERVICE_NOT_AVAILABLE);
-  EXPECT_FALSE(instantiated);
   {
     nsCOMPtr<nsIFactory> first = do_GetService(kContract);
     nsCOMPtr<nsIFactory> second = do_GetService(kFirstCID);
@@ -48,9 +43,6 @@ TEST_F(ManagerTest, ServiceIsMadeOnceAndReleasedAtShutdown) {
   }
   EXPECT_EQ(tally.made, 2) << "the factory and one service";
   EXPECT_EQ(tally.destroyed, 0) << "the cache keeps the service alive";
-  EXPECT_EQ(mServices->IsServiceInstantiated(kFirstCID, NS_GET_IID(nsIFactory), &instantiated),
-            NS_OK);
-  EXPECT_TRUE(instantiated);
 
   // Instances are not services: each request makes a new one.
   nsCOMPtr<nsIFactory> instance;
@@ -63,25 +55,6 @@ TEST_F(ManagerTest, ServiceIsMadeOnceAndReleasedAtShutdown) {
 
   Shutdown();
   EXPECT_EQ(tally.destroyed, 3) << "service and factory released";
-}
-
-TEST_F(ManagerTest, LaterContractRegistrationWins) {
-  ASSERT_EQ(Register(kFirstCID, 1), NS_OK);
-  ASSERT_EQ(Register(kSecondCID, 2), NS_OK);
-  nsCOMPtr<nsIFactory> latest = do_GetService(kContract);
-  EXPECT_EQ(Counted::ValueOf(latest), 2);
-
-  nsCID* cid = nullptr;
-  ASSERT_EQ(mRegistrar->ContractIDToCID(kContract, &cid), NS_OK);
-  EXPECT_TRUE(cid->Equals(kSecondCID));
-  NS_Free(cid);
-  char* contract = nullptr;
-  ASSERT_EQ(mRegistrar->CIDToContractID(kSecondCID, &contract), NS_OK);
-  EXPECT_STREQ(contract, kContract);
-  NS_Free(contract);
-
-  nsCOMPtr<nsIFactory> old = do_GetService(kFirstCID);
-  EXPECT_EQ(Counted::ValueOf(old), 1) << "the first class is still there under its ID";
 }
 
 TEST_F(ManagerTest, RegistrationErrorsAndUnregistering) {
