@@ -9,7 +9,6 @@
 
 bool RecordingListener::sInsideStreamMessage = false;
 std::vector<std::string> RecordingListener::sViolations;
-int RecordingListener::sStopsRunning = 0;
 
 namespace {
 
@@ -48,8 +47,6 @@ void RecordingListener::check(const char* callback) {
 
 NS_IMETHODIMP RecordingListener::OnStartRequest(nsIRequest* aRequest, nsISupports* aContext) {
   check("OnStartRequest");
-  if (sStopsRunning > 0)
-    sViolations.push_back("OnStartRequest while an OnStopRequest runs");
   mExpectedOffset = 0;
   bodies.emplace_back();
   nsCOMPtr<nsIChannel> channel = do_QueryInterface(aRequest);
@@ -99,10 +96,6 @@ NS_IMETHODIMP RecordingListener::OnStopRequest(nsIRequest*, nsISupports*, nsresu
   std::snprintf(status, sizeof status, "%08x", aStatusCode);
   events.push_back(std::string("stop ") + status);
   stopStatuses.push_back(aStatusCode);
-  ++sStopsRunning;
-  if (onStop)
-    onStop();
-  --sStopsRunning;
   return NS_OK;
 }
 

@@ -6,7 +6,6 @@
 #include <nsIStreamListener.h>
 #include <nsIURI.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,8 +15,7 @@ class RecordingListener final : public nsIStreamListener, public nsIMsgHeaderSin
 public:
   // Set by a test around its StreamMessage calls: no callback may come while it is set.
   static bool sInsideStreamMessage;
-  // Broken guarantees seen by any listener (a callback inside StreamMessage, a start while
-  // another listener's stop is running).
+  // Broken guarantees seen by any listener (a callback inside StreamMessage, a bad offset).
   static std::vector<std::string> sViolations;
 
   RecordingListener() = default;
@@ -30,7 +28,6 @@ public:
   bool readsNothing = false;       // take no byte of any block
   nsresult failStartWith = NS_OK;  // OnStartRequest's result
   nsresult cancelInDataWith = NS_OK;
-  std::function<void()> onStop; // runs inside OnStopRequest
   std::vector<nsresult> stopStatuses;
 
   NS_DECL_ISUPPORTS
@@ -61,7 +58,6 @@ private:
   void check(const char* callback);
 
   PRUint32 mExpectedOffset = 0;
-  static int sStopsRunning;
 };
 
 std::string specOf(nsIURI* uri);
