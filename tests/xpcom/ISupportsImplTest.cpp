@@ -93,12 +93,6 @@ TEST(ISupportsImpl, EachInterfaceIsAnsweredByItsFaceWithOneReference) {
 TEST(ISupportsImpl, TheGenericConstructorHandsOutTheOnlyReferenceOrNothing) {
   gDestroyed = 0;
   void* result = &result;
-  nsCOMPtr<nsITestOther> outer = static_cast<nsITestOther*>(new TwoFaces);
-  EXPECT_EQ(TwoFacesConstructor(static_cast<nsITestOther*>(outer.get()), NS_GET_IID(nsITestOther),
-                                &result),
-            NS_ERROR_NO_AGGREGATION);
-  EXPECT_EQ(result, nullptr);
-
   const nsIID unknown = TEST_IID(4);
   EXPECT_EQ(TwoFacesConstructor(nullptr, unknown, &result), NS_NOINTERFACE);
   EXPECT_EQ(result, nullptr);
