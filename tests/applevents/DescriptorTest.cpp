@@ -1,5 +1,5 @@
 // Descriptors, parameters and attributes as the plug-in, the transport and the companion use
-// them: bad arguments, attribute types and the buffer contract of the reading calls.
+// them: attribute types and the buffer contract of the reading calls.
 #include "AETestSupport.h"
 
 #include <gtest/gtest.h>
@@ -7,14 +7,6 @@
 using namespace aetest;
 
 namespace {
-
-TEST(Desc, BadArgumentsLeaveNullResult) {
-  Desc d;
-  EXPECT_EQ(AECreateDesc(typeChar, nullptr, 4, &d), paramErr);
-  EXPECT_EQ(AECreateDesc(typeChar, "x", -1, &d), paramErr);
-  EXPECT_EQ(AECreateDesc(typeAEList, "garbage!", 8, &d), errAECorruptData);
-  EXPECT_TRUE(d.isNull());
-}
 
 class Event : public testing::Test {
 protected:

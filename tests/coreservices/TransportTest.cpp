@@ -101,25 +101,7 @@ TEST_F(TransportTest, SendsBySignatureAndReturnsTheReply) {
   // A handler's error, and an event nobody handles, arrive in the reply's 'errn'.
   EXPECT_EQ(sendValue("fail", "Echo", 0).errn, paramErr);
   EXPECT_EQ(sendValue("none", "Echo", 0).errn, errAEEventNotHandled);
-}
-
-TEST_F(TransportTest, ReportsMissingTargetsAndBadRequests) {
-  launchServedApp("Here");
   EXPECT_EQ(sendValue("echo", "Gone", 1).status, procNotFound);
-  for (AESendMode mode : {AESendMode(0), AESendMode(kAEQueueReply), kAEWaitReply | 0x40000000})
-    EXPECT_EQ(sendValue("echo", "Here", 1, mode).status, errAEUnknownSendMode) << mode;
-
-  AppleEvent noAddress;
-  AEAddressDesc none;
-  AEInitializeDesc(&none);
-  AECreateAppleEvent(FOUR_CHAR_CODE("TEST"), FOUR_CHAR_CODE("echo"), &none, kAutoGenerateReturnID,
-                     kAnyTransactionID, &noAddress);
-  EXPECT_EQ(AESendMessage(&noAddress, nullptr, kAEWaitReply, kAEDefaultTimeout),
-            errAEUnknownAddressType);
-  AEDisposeDesc(&noAddress);
-
-  EXPECT_EQ(sendValue("echo", "Here", 1, kAEWaitReply, kAEDefaultTimeout, 0x7777).status,
-            noPortErr);
 }
 
 TEST_F(TransportTest, TimesOutAndTheDefaultTimeoutFollowsTheEnvironment) {

@@ -177,9 +177,6 @@ fs::path makeBundle(const fs::path& folder, const std::string& name, const Bundl
   case Executable::exitsAtOnce:
     writeFile(executable, "#!/bin/sh\nexit 3\n", fs::perms(0755));
     break;
-  case Executable::notExecutable:
-    writeFile(executable, "#!/bin/sh\nexit 0\n");
-    break;
   case Executable::missing:
     break;
   }

@@ -49,7 +49,7 @@ public:
   fs::path script;          // how the scripted companion answers
 };
 
-enum class Executable { scriptedCompanion, servedApp, exitsAtOnce, missing, notExecutable };
+enum class Executable { scriptedCompanion, servedApp, exitsAtOnce, missing };
 
 struct BundleShape {
   std::string signature = "Qbrk"; // CFBundleSignature; none when empty
