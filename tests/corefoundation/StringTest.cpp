@@ -22,22 +22,6 @@ std::vector<UniChar> unitsOf(CFStringRef s) {
 
 } // namespace
 
-TEST(StringCreation, AsciiAndLatin1MapEveryByteToTheSameCodePoint) {
-  std::string all;
-  for (int b = 1; b < 256; ++b) {
-    all.push_back(static_cast<char>(b));
-  }
-  for (CFStringEncoding encoding : {kCFStringEncodingASCII, kCFStringEncodingISOLatin1}) {
-    CFStringRef s = fromBytes(all, encoding);
-    ASSERT_NE(s, nullptr) << std::hex << encoding;
-    ASSERT_EQ(CFStringGetLength(s), 255);
-    for (CFIndex i = 0; i < 255; ++i) {
-      ASSERT_EQ(CFStringGetCharacterAtIndex(s, i), i + 1) << std::hex << encoding;
-    }
-    CFRelease(s);
-  }
-}
-
 TEST(StringCreation, Utf8DecodesOrRefuses) {
   struct Case {
     const char* name;

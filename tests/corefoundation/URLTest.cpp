@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string.h>
-#include <unistd.h>
 
 using cftest::take;
 using cftest::utf8;
@@ -56,13 +55,4 @@ TEST(URL, FileSystemPathRoundTrips) {
   EXPECT_EQ(CFURLCreateWithFileSystemPath(nullptr, CFSTR("Disk:Folder"), kCFURLHFSPathStyle, false),
             nullptr)
       << "only the POSIX style is supported";
-}
-
-TEST(URL, RelativePathIsResolvedAgainstTheWorkingDirectory) {
-  char cwd[4096];
-  ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-  CFURLRef url = fileURL("sub/file", false);
-  std::string expected = std::string(cwd) + "/sub/file";
-  EXPECT_EQ(take(CFURLCopyFileSystemPath(url, kCFURLPOSIXPathStyle)), expected);
-  CFRelease(url);
 }

@@ -56,8 +56,6 @@ TEST_F(LogTest, ThresholdFromQuellbarksPreferences) {
       {"21", level(21), "e"},
       {"41", level(41), ""},
       {"string \"20\"", value([] { return plist_new_string("20"); }), "ie"},
-      {"real 10.0", value([] { return plist_new_real(10.0); }), "e"},
-      {"boolean", value([] { return plist_new_bool(1); }), "e"},
       {"binary file, 10",
        [](const std::string& h) { testsupport::writeQuellbarkPrefs(h, plist_new_uint(10), true); },
        "die"},
