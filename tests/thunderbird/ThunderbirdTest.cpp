@@ -19,24 +19,7 @@ namespace {
 constexpr const char* kThunderbird = "/usr/bin/thunderbird";
 constexpr const char* kExtensionId = "junkfilter@quellbark.app";
 
-// Keeps Thunderbird to this machine: every connection it would make goes through a "proxy" on a
-// closed port of loopback, names are not looked up, and the start-up dialogs stay away.
-const char* kQuietPreferences = R"(
-user_pref("network.proxy.type", 1);
-user_pref("network.proxy.http", "127.0.0.1");
-user_pref("network.proxy.http_port", 9);
-user_pref("network.proxy.ssl", "127.0.0.1");
-user_pref("network.proxy.ssl_port", 9);
-user_pref("network.proxy.socks_remote_dns", true);
-user_pref("network.proxy.no_proxies_on", "");
-user_pref("network.trr.mode", 5);
-user_pref("network.dns.disablePrefetch", true);
-user_pref("network.connectivity-service.enabled", false);
-user_pref("network.captive-portal-service.enabled", false);
-user_pref("mail.shell.checkDefaultClient", false);
-user_pref("mail.provider.suppress_dialog_on_startup", true);
-user_pref("devtools.console.stdout.content", true);
-)";
+const path kTestFiles = QB_THUNDERBIRD_TEST_DIR;
 
 class RealThunderbird : public EndToEndTest {
 protected:
@@ -105,25 +88,9 @@ protected:
     fs::create_directories(local);
     sandbox::writeFile(local / "Inbox", "");
     sandbox::writeFile(local / "Junk", "");
-    std::ofstream prefs(tbProfile() / "user.js");
-    prefs << kQuietPreferences << R"(
-user_pref("xpinstall.signatures.required", false);
-user_pref("extensions.autoDisableScopes", 0);
-user_pref("extensions.startupScanScopes", 15);
-user_pref("mail.account.account1.server", "server1");
-user_pref("mail.accountmanager.accounts", "account1");
-user_pref("mail.accountmanager.localfoldersserver", "server1");
-user_pref("mail.server.server1.directory", ")"
-          << local.string() << R"(");
-user_pref("mail.server.server1.hostname", "Local Folders");
-user_pref("mail.server.server1.name", "Local Folders");
-user_pref("mail.server.server1.type", "none");
-user_pref("mail.server.server1.userName", "nobody");
-user_pref("mail.server.server1.moveOnSpam", true);
-user_pref("mail.server.server1.moveTargetMode", 0);
-user_pref("mail.server.server1.spamActionTargetAccount", "mailbox://nobody@Local%20Folders");
-)";
-    prefs.close();
+    fs::copy_file(kTestFiles / "user.js", tbProfile() / "user.js");
+    std::ofstream(tbProfile() / "user.js", std::ios::app)
+        << "user_pref(\"mail.server.server1.directory\", \"" << local.string() << "\");\n";
     path extensions = tbProfile() / "extensions";
     fs::create_directories(extensions);
     fs::copy_file(sandbox::buildDirectory() / "thunderbird/quellbark-junkfilter.xpi",
@@ -131,63 +98,14 @@ user_pref("mail.server.server1.spamActionTargetAccount", "mailbox://nobody@Local
     packHelper(extensions / "arrival@test.example.xpi");
   }
 
-  // The helper: imports the spam, then the good message, into the Inbox as new mail; once the
-  // spam has been dealt with, marks the good message junk as a user would.
+  // The helper extension (arrival/), with the two messages it delivers.
   void packHelper(const path& xpi) {
     path dir = box.root / "helper";
     fs::create_directories(dir);
     sandbox::writeFile(dir / "spam.eml", messageOf(kSpamWords, 1));
     sandbox::writeFile(dir / "ham.eml", messageOf(kHamWords, 1));
-    sandbox::writeFile(
-        dir / "manifest.json",
-        Json{{"manifest_version", 2},
-             {"name", "arrival"},
-             {"version", "1.0"},
-             {"browser_specific_settings", {{"gecko", {{"id", "arrival@test.example"}}}}},
-             {"background", {{"scripts", {"background.js"}}}},
-             {"permissions",
-              {"accountsRead", "messagesRead", "messagesImport", "messagesUpdate", "management"}}}
-            .dump());
-    sandbox::writeFile(dir / "background.js", R"(
-const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
-async function findInbox() {
-  for (const account of await browser.accounts.list(true)) {
-    const stack = [account.rootFolder];
-    while (stack.length) {
-      const folder = stack.pop();
-      if (folder.name === "Inbox") return folder;
-      stack.push(...(folder.subFolders ?? []));
-    }
-  }
-  throw new Error("no Inbox");
-}
-async function deliver(name, folder) {
-  const blob = await (await fetch(browser.runtime.getURL(name))).blob();
-  return browser.messages.import(new File([blob], name), folder.id, { new: true });
-}
-(async () => {
-  for (let i = 0; i < 100; i++) {
-    const other = await browser.management.get(")" +
-                                                  std::string(kExtensionId) +
-                                                  R"(").catch(() => null);
-    if (other?.enabled) break;
-    await sleep(100);
-  }
-  await sleep(2000); // its background page registers its listeners as it loads
-  const inbox = await findInbox();
-  const spam = await deliver("spam.eml", inbox);
-  const ham = await deliver("ham.eml", inbox);
-  console.log(`arrival: spam=${spam.id} ham=${ham.id}`);
-  for (let i = 0; i < 600; i++) {
-    const now = await browser.messages.get(spam.id).catch(() => null);
-    if (!now || now.junk) break;
-    await sleep(100);
-  }
-  await sleep(1000);
-  await browser.messages.update(ham.id, { junk: true });
-  console.log("arrival: marked");
-})().catch((error) => console.log(`arrival: failed: ${error}`));
-)");
+    for (const char* file : {"manifest.json", "background.js"})
+      fs::copy_file(kTestFiles / "arrival" / file, dir / file);
     ProcessRun zip = sandbox::runToEnd(
         {"/usr/bin/zip", "-q", "-j", xpi.string(), (dir / "manifest.json").string(),
          (dir / "background.js").string(), (dir / "spam.eml").string(), (dir / "ham.eml").string()},
