@@ -109,67 +109,17 @@ void PrivateDovecot::writeConfiguration(const ServerOptions& options) {
   if (::chown((root / "mail").c_str(), mailUser->pw_uid, mailUser->pw_gid) != 0)
     throw std::runtime_error("cannot give the mail folder to the user dovecot");
   testsupport::writeFile(root / "passwd", userName + ":{PLAIN}" + password + "\n");
-  std::string r = root.string();
-  std::string config = "base_dir = " + r + "/base\n" + "state_dir = " + r + "/state\n" +
-                       "log_path = " + r + "/dovecot.log\n" + "instance_name = private-" +
-                       std::to_string(plainPort) + "\n" +
-                       R"(protocols = imap
-listen = 127.0.0.1
-ssl = yes
-ssl_cert = <)" + certificate.string() +
-                       "\nssl_key = <" + r + R"(/key.pem
-default_login_user = dovenull
-default_internal_user = dovecot
-default_internal_group = dovecot
-auth_mechanisms = plain login
-disable_plaintext_auth = no
-mail_location = maildir:)" +
-                       r + R"(/mail/%u
-first_valid_uid = 1
-passdb {
-  driver = passwd-file
-  args = scheme=PLAIN )" +
-                       r + R"(/passwd
-}
-userdb {
-  driver = static
-  args = uid=dovecot gid=dovecot home=)" +
-                       r + R"(/mail/%u
-}
-service auth {
-  user = root
-}
-service anvil {
-  chroot =
-}
-service imap-login {
-  chroot =
-  inet_listener imap {
-    address = 127.0.0.1
-    port = )" + std::to_string(plainPort) +
-                       R"(
-  }
-  inet_listener imaps {
-    address = 127.0.0.1
-    port = )" + std::to_string(tlsPort) +
-                       R"(
-    ssl = yes
-  }
-}
-namespace inbox {
-  inbox = yes
-  mailbox Junk {
-    special_use = \Junk
-    auto = create
-  }
-}
-protocol imap {
-  mail_max_userip_connections = 50
-)" +
-                       (options.move && options.idle && options.condstore
-                            ? std::string()
-                            : "  imap_capability = " + capabilities(options) + "\n") +
-                       "}\n";
+  std::string config = testsupport::readFile(DOVECOT_CONF_TEMPLATE);
+  const std::pair<std::string, std::string> values[] = {
+      {"@ROOT@", root.string()},
+      {"@PLAIN_PORT@", std::to_string(plainPort)},
+      {"@TLS_PORT@", std::to_string(tlsPort)},
+      {"@CAPABILITIES@", options.move && options.idle && options.condstore
+                             ? std::string()
+                             : "  imap_capability = " + capabilities(options) + "\n"}};
+  for (const auto& [name, value] : values)
+    for (std::size_t at; (at = config.find(name)) != std::string::npos;)
+      config.replace(at, name.size(), value);
   testsupport::writeFile(root / "dovecot.conf", config);
 }
 
