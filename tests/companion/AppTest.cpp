@@ -123,19 +123,16 @@ std::string joined(std::string (*make)(int), int count, const std::string& separ
 
 TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
   startApp();
-  const Reply untrained = sendOne("Qscr", spamMessage(100));
-  EXPECT_EQ(untrained.errn, "none") << "a successful score reply carries no errn";
-  ASSERT_NE(untrained.score, "none");
-  EXPECT_LT(std::stoi(untrained.score), 50);
-
   // Ten of each, in one event each: enough for a new user's engine to call mail junk.
   std::string const sep = "\n=====\n";
   const Reply spam = sendOne("addS", joined(spamMessage, 10, sep), sep);
   const Reply good = sendOne("addG", joined(goodMessage, 10, sep), sep);
   EXPECT_EQ(spam.errn + spam.score + good.errn + good.score, "nonenonenonenone");
 
+  // A successful reply carries a score and no errn.
   const Reply spamScore = sendOne("Qscr", spamMessage(100));
   const Reply goodScore = sendOne("Qscr", goodMessage(100));
+  ASSERT_EQ(spamScore.errn, "none");
   ASSERT_NE(spamScore.score, "none");
   ASSERT_NE(goodScore.score, "none");
   EXPECT_GE(std::stoi(spamScore.score), 50);
@@ -174,11 +171,6 @@ TEST_F(AppTest, EngineFailuresBecomeErrnAndServingGoesOn) {
     EXPECT_EQ(r.score, "none") << c.event;
   }
   EXPECT_NE(appLog().find(engine.string()), std::string::npos) << appLog();
-
-  writeScript(engine, "exec /usr/bin/bogofilter \"$@\"");
-  const Reply repaired = sendOne("Qscr", goodMessage(1));
-  EXPECT_EQ(repaired.errn, "none");
-  EXPECT_NE(repaired.score, "none");
 }
 
 TEST_F(AppTest, LoglevelCommandWritesThePluginsPreference) {
