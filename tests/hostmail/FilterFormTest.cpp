@@ -175,15 +175,6 @@ TEST(FilterForm, EmptyAndUnreadableMessages) {
   } catch (const MailError& error) {
     EXPECT_EQ(error.kind(), MailErrorKind::Unparseable);
   }
-
-  TempDir dir;
-  MessageExtent gone{dir / "gone", 0, 10};
-  try {
-    toFilterForm(gone);
-    ADD_FAILURE() << "read a missing file";
-  } catch (const MailError& error) {
-    EXPECT_EQ(error.kind(), MailErrorKind::NotFound);
-  }
 }
 
 TEST(FilterForm, ReadingNeverChangesAMailFile) {
