@@ -256,15 +256,4 @@ bool waitUntilRegistered(pid_t pid, OSType signature) {
   return false;
 }
 
-std::string hexOf(const std::vector<unsigned char>& bytes) {
-  static const char digits[] = "0123456789abcdef";
-  std::string hex;
-  hex.reserve(bytes.size() * 2);
-  for (unsigned char b : bytes) {
-    hex += digits[b >> 4];
-    hex += digits[b & 15];
-  }
-  return hex;
-}
-
 } // namespace sandbox

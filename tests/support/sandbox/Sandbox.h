@@ -5,6 +5,7 @@
 // every scripted companion that started, is stopped when the sandbox goes.
 #pragma once
 
+#include "Hex.h"
 #include "Process.h"
 #include "TempDir.h"
 
@@ -91,8 +92,8 @@ std::vector<Json> receivedEvents(const fs::path& events);
 // exits or ten seconds pass first.
 bool waitUntilRegistered(pid_t pid, OSType signature = kQuellbarkSignature);
 
+using testsupport::hexOf;
 using testsupport::readFile;
 using testsupport::writeFile;
-std::string hexOf(const std::vector<unsigned char>& bytes);
 
 } // namespace sandbox

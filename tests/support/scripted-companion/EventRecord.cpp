@@ -1,4 +1,5 @@
 #include "EventRecord.h"
+#include "Hex.h"
 
 #include <glib.h>
 #include <nlohmann/json.hpp>
@@ -13,17 +14,6 @@ using Json = nlohmann::json;
 
 std::uint32_t loadBigEndian32(const unsigned char* p) {
   return std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 | p[3];
-}
-
-std::string hexOf(const std::vector<unsigned char>& bytes) {
-  static const char digits[] = "0123456789abcdef";
-  std::string hex;
-  hex.reserve(bytes.size() * 2);
-  for (unsigned char b : bytes) {
-    hex += digits[b >> 4];
-    hex += digits[b & 15];
-  }
-  return hex;
 }
 
 struct Entry {
@@ -90,7 +80,7 @@ Json describeEntries(const AppleEvent& event, const std::vector<Entry>& entries,
     if (bytes.size() > hexLimit)
       item["sha256"] = sha256Of(bytes);
     else
-      item["hex"] = hexOf(bytes);
+      item["hex"] = testsupport::hexOf(bytes);
     described.push_back(std::move(item));
     AEDisposeDesc(&value);
   }
