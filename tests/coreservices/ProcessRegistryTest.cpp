@@ -31,7 +31,6 @@ TEST_F(ProcessRegistryTest, EnumeratesRegisteredApplicationsInLaunchOrderThenEnd
     ProcessInfoRec info{};
     info.processInfoLength = 60; // the classic record length callers still pass
     ASSERT_EQ(GetProcessInformation(&psn, &info), noErr);
-    EXPECT_EQ(info.processType, FOUR_CHAR_CODE("APPL"));
     EXPECT_EQ(info.processAppRef, nullptr) << "fields beyond the given length stay untouched";
     pid_t pid = 0;
     ASSERT_EQ(GetProcessPID(&psn, &pid), noErr);

@@ -1,5 +1,6 @@
-// The junk-status store: the user's previous classification, replacement of statuses,
-// durability of every recorded status when a run dies, privacy of the file.
+// The junk-status store: the user's previous classification, an older database, durability of
+// every recorded status when a run dies, privacy of the file. (A later verdict replacing an
+// earlier one is the end-to-end verdict test's, reopening the store the status writer's.)
 #include "JunkStore.h"
 #include "TempDir.h"
 
@@ -31,24 +32,6 @@ TEST(JunkStore, PreviousUserClassificationFollowsOnlyTheUsersVerdict) {
                           : "none");
     EXPECT_EQ(previousUserClassification(c.status), c.expected);
   }
-}
-
-TEST(JunkStore, LaterStatusesReplaceEarlierOnesAndSurviveReopening) {
-  TempDir dir;
-  {
-    JunkStore store(dir / JunkStore::kFileName);
-    store.record("mailbox-message://a#1", 100, JunkOrigin::Plugin);
-    store.record("mailbox-message://a#2", 0, JunkOrigin::Plugin);
-    store.record("mailbox-message://a#1", 0, JunkOrigin::User);
-    EXPECT_EQ(previousUserClassification(store.find("mailbox-message://a#1")), kGood);
-    EXPECT_EQ(previousUserClassification(store.find("mailbox-message://a#2")), kUnclassified);
-  }
-  JunkStore reopened(dir / JunkStore::kFileName);
-  std::vector<JunkStatus> all = reopened.all();
-  ASSERT_EQ(all.size(), 2u);
-  EXPECT_EQ(all[0].score, 0);
-  EXPECT_EQ(all[0].origin, JunkOrigin::User);
-  EXPECT_EQ(all[1].origin, JunkOrigin::Plugin);
 }
 
 // A database from before verdicts were known to be learned keeps its statuses, all learned.
