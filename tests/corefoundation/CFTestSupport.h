@@ -5,7 +5,6 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <cstdarg>
 #include <cstdlib>
 #include <string>
 
@@ -33,22 +32,6 @@ inline std::string take(CFStringRef string) {
   if (string != nullptr) {
     CFRelease(string);
   }
-  return text;
-}
-
-inline std::string format(const char* fmt, ...) {
-  CFStringRef f = CFStringCreateWithCString(nullptr, fmt, kCFStringEncodingUTF8);
-  va_list args;
-  va_start(args, fmt);
-  CFStringRef s = CFStringCreateWithFormatAndArguments(nullptr, nullptr, f, args);
-  va_end(args);
-  CFRelease(f);
-  return take(s);
-}
-
-inline std::string hexPointer(const void* p) {
-  char text[32];
-  std::snprintf(text, sizeof text, "0x%lx", reinterpret_cast<unsigned long>(p));
   return text;
 }
 

@@ -1,6 +1,6 @@
 // The plug-in's console at its most talkative (ThunderbirdLogLevel 10), as mailhost's stderr shows
 // it: the entry lines of one classification and one training in their order, the capture between
-// its rules, and the data lines. How Core Foundation describes a data object is its own tests'.
+// its rules, and the data lines (Core Foundation's description of the data, cut to its length).
 #include "EndToEnd.h"
 
 using namespace endtoend;
