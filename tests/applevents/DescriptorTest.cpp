@@ -1,5 +1,5 @@
 // Descriptors, parameters and attributes as the plug-in, the transport and the companion use
-// them: attribute types and the buffer contract of the reading calls.
+// them: the buffer contract of the reading calls.
 #include "AETestSupport.h"
 
 #include <gtest/gtest.h>
@@ -20,28 +20,6 @@ protected:
   }
   Desc ev;
 };
-
-TEST_F(Event, AttributesKeepTheirTypeWhenReplaced) {
-  FourCharCode cls = FOUR_CHAR_CODE("misc");
-  ASSERT_EQ(AEPutAttributePtr(&ev, keyEventClassAttr, typeEnumerated, &cls, 4), noErr);
-  SInt32 rtid = 77;
-  ASSERT_EQ(AEPutAttributePtr(&ev, keyReturnIDAttr, typeSInt32, &rtid, 4), noErr);
-  DescType type = 0;
-  ASSERT_EQ(AESizeOfAttribute(&ev, keyEventClassAttr, &type, nullptr), noErr);
-  EXPECT_EQ(type, typeType);
-  SInt16 got = 0;
-  ASSERT_EQ(AEGetAttributePtr(&ev, keyReturnIDAttr, typeWildCard, &type, &got, 2, nullptr), noErr);
-  EXPECT_EQ(type, typeSInt16);
-  EXPECT_EQ(got, 77);
-  EXPECT_EQ(AEPutAttributePtr(&ev, keyReturnIDAttr, typeChar, "x", 1), errAECoercionFail);
-  UInt32 port = 1234;
-  ASSERT_EQ(AEPutAttributePtr(&ev, FOUR_CHAR_CODE("repp"), typeMachPort, &port, 4), noErr);
-  UInt32 back = 0;
-  ASSERT_EQ(
-      AEGetAttributePtr(&ev, FOUR_CHAR_CODE("repp"), typeMachPort, nullptr, &back, 4, nullptr),
-      noErr);
-  EXPECT_EQ(back, port);
-}
 
 // A reader's buffer smaller than the parameter gets the first bytes and the full size; nothing
 // is written past it.
