@@ -1,6 +1,8 @@
 // Untrusted bytes from a client of this application's event socket: the server must take any
 // stream apart without crashing or stalling, and what it sends back must be whole, well-formed
 // answers (an accepted, reply or error frame; an error frame carries its 4-byte code).
+#include "FuzzScratch.h"
+
 #include <CoreServices/AE/AEServer.h>
 
 #include "transport/Connection.h"
@@ -23,17 +25,11 @@ namespace {
 const std::string& serverSocket() {
   // Never destroyed: the clean-up at exit still needs it.
   static const auto* path = new std::string([] {
-    std::string folder = (fs::temp_directory_path() / "server-fuzz-XXXXXX").string();
-    if (!mkdtemp(folder.data()))
-      std::abort();
-    setenv("XDG_RUNTIME_DIR", folder.c_str(), 1);
+    setenv("XDG_RUNTIME_DIR", fuzzScratch().c_str(), 1);
     if (AEServerOpen() != noErr)
       std::abort();
-    std::atexit([] {
-      AEServerClose();
-      fs::remove_all(fs::path(serverSocket()).parent_path().parent_path());
-    });
-    return os::socketPathFor(folder + "/AppleEvents", getpid());
+    std::atexit([] { AEServerClose(); }); // before the folder goes
+    return os::socketPathFor(fuzzScratch().string() + "/AppleEvents", getpid());
   }());
   return *path;
 }

@@ -5,6 +5,7 @@
 // must be sorted with one entry per key, and a message read from its file must give the same
 // form as the same bytes read from memory.
 #include "FilterForm.h"
+#include "FuzzScratch.h"
 #include "MailError.h"
 #include "MailStore.h"
 #include "Maildir.h"
@@ -23,18 +24,6 @@ namespace fs = std::filesystem;
 using namespace mailhost;
 
 namespace {
-
-const fs::path& scratch() {
-  // Never destroyed: the clean-up at exit still needs it.
-  static const auto* folder = new fs::path([] {
-    std::string pattern = (fs::temp_directory_path() / "mail-fuzz-XXXXXX").string();
-    if (!mkdtemp(pattern.data()))
-      std::abort();
-    std::atexit([] { fs::remove_all(scratch()); });
-    return fs::path(pattern);
-  }());
-  return *folder;
-}
 
 void writeFile(const fs::path& path, std::string_view bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -117,10 +106,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0)
     return 0;
   std::string_view input(reinterpret_cast<const char*>(data) + 1, size - 1);
-  fs::remove_all(scratch() / "mail");
-  fs::create_directory(scratch() / "mail");
+  fs::remove_all(fuzzScratch() / "mail");
+  fs::create_directory(fuzzScratch() / "mail");
   if (data[0] & 1) {
-    fs::path maildir = scratch() / "mail" / "Folder";
+    fs::path maildir = fuzzScratch() / "mail" / "Folder";
     fs::create_directories(maildir / "cur");
     fs::create_directories(maildir / "new");
     std::size_t split = input.find('\0');
@@ -143,7 +132,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     checkMaildir(maildir);
     listAndConvert(maildir);
   } else {
-    fs::path mbox = scratch() / "mail" / "Inbox";
+    fs::path mbox = fuzzScratch() / "mail" / "Inbox";
     writeFile(mbox, input);
     checkMbox(mbox);
     listAndConvert(mbox);

@@ -3,6 +3,7 @@
 // value the file held must come back unchanged, since the save merges into what is on disk.
 #include <CoreFoundation/CoreFoundation.h>
 
+#include "FuzzScratch.h"
 #include "PropertyList.h"
 
 #include <unix/AtomicFile.h>
@@ -19,23 +20,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const fs::path& home() {
-  // Never destroyed: the clean-up at exit still needs it.
-  static const auto* folder = new fs::path([] {
-    std::string pattern = (fs::temp_directory_path() / "prefs-fuzz-XXXXXX").string();
-    if (!mkdtemp(pattern.data()))
-      std::abort();
-    std::atexit([] { fs::remove_all(home()); });
-    return fs::path(pattern);
-  }());
-  return *folder;
-}
-
 const fs::path& preferencesFile() {
   static const auto* file = new fs::path([] {
-    setenv("CFFIXED_USER_HOME", home().c_str(), 1);
-    fs::create_directories(home() / "Library" / "Preferences");
-    return home() / "Library" / "Preferences" / "org.example.fuzz.plist";
+    setenv("CFFIXED_USER_HOME", fuzzScratch().c_str(), 1);
+    fs::create_directories(fuzzScratch() / "Library" / "Preferences");
+    return fuzzScratch() / "Library" / "Preferences" / "org.example.fuzz.plist";
   }());
   return *file;
 }

@@ -1,6 +1,8 @@
 // Untrusted bytes as an entry of the application registry (any program of the user can write
 // one): looking applications up must not crash, and an entry that does not name a live process
 // (unreadable, incomplete, or naming a process that is gone) is removed, never returned.
+#include "FuzzScratch.h"
+
 #include <unix/ProcessTable.h>
 #include <unix/Registry.h>
 
@@ -16,22 +18,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const fs::path& runtimeFolder() {
-  // Never destroyed: the clean-up at exit still needs it.
-  static const auto* folder = new fs::path([] {
-    std::string pattern = (fs::temp_directory_path() / "registry-fuzz-XXXXXX").string();
-    if (!mkdtemp(pattern.data()))
-      std::abort();
-    std::atexit([] { fs::remove_all(runtimeFolder()); });
-    return fs::path(pattern);
-  }());
-  return *folder;
-}
-
 const fs::path& registryFolder() {
   static const auto* folder = new fs::path([] {
-    setenv("XDG_RUNTIME_DIR", runtimeFolder().c_str(), 1);
-    fs::path apps = runtimeFolder() / "AppleEvents";
+    setenv("XDG_RUNTIME_DIR", fuzzScratch().c_str(), 1);
+    fs::path apps = fuzzScratch() / "AppleEvents";
     if (mkdir(apps.c_str(), 0700) != 0)
       std::abort();
     return apps;
