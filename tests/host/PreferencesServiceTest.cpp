@@ -77,16 +77,6 @@ TEST_F(PreferencesServiceTest, TypedReadsFollowTheHostsRules) {
   EXPECT_EQ(mRoot->GetIntPref("s", &i), NS_ERROR_UNEXPECTED);
   EXPECT_EQ(mRoot->GetBoolPref("i", &b), NS_ERROR_UNEXPECTED);
   EXPECT_EQ(mRoot->GetCharPref("missing", &s), NS_ERROR_UNEXPECTED);
-
-  const std::pair<const char*, PRInt32> types[] = {{"i", nsIPrefBranch::PREF_INT},
-                                                   {"s", nsIPrefBranch::PREF_STRING},
-                                                   {"b", nsIPrefBranch::PREF_BOOL},
-                                                   {"missing", nsIPrefBranch::PREF_INVALID}};
-  for (const auto& [name, expected] : types) {
-    PRInt32 type = -1;
-    mRoot->GetPrefType(name, &type);
-    EXPECT_EQ(type, expected) << name;
-  }
 }
 
 TEST_F(PreferencesServiceTest, BadFilesAreReportedWithFileAndLineAndTheRestLoads) {
