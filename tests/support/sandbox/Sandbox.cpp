@@ -1,4 +1,5 @@
 #include "Sandbox.h"
+#include "LogLevelFile.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <plist/plist.h>
@@ -134,12 +135,7 @@ void Sandbox::enterInThisProcess() const {
 }
 
 void Sandbox::setLogLevel(long level) const {
-  fs::path folder = home / "Library" / "Preferences";
-  fs::create_directories(folder);
-  plist_t preferences = plist_new_dict();
-  plist_dict_set_item(preferences, "ThunderbirdLogLevel", plist_new_uint(uint64_t(level)));
-  writePlist(preferences, folder / "com.quellbark.Quellbark.plist");
-  plist_free(preferences);
+  testsupport::writeLogLevel(home.string(), level);
 }
 
 fs::path buildDirectory() {

@@ -1,8 +1,8 @@
 // Writes Quellbark's preferences file, as the companion application would, into a home folder
-// that the test names with CFFIXED_USER_HOME.
+// (the one a test names with CFFIXED_USER_HOME, or a sandbox's).
 #pragma once
 
-#include "../support/TempDir.h"
+#include "TempDir.h"
 
 #include <cstdio>
 #include <plist/plist.h>
