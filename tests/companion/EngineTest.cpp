@@ -58,8 +58,6 @@ TEST_F(EngineTest, CountsAreBogofiltersOwnAndSurviveTheEngine) {
   EXPECT_EQ(s.error, EngineError::none);
   EXPECT_EQ(s.learned.spam, 4);
   EXPECT_EQ(s.learned.good, 2);
-  EXPECT_EQ(s.bogofilter, fs::path("/usr/bin/bogofilter"));
-  EXPECT_NE(s.version.find("bogofilter"), std::string::npos) << s.version;
   const auto counts = wordListCounts(mFolder.path() / "data");
   ASSERT_TRUE(counts);
   EXPECT_EQ(counts->spam, 4);

@@ -41,12 +41,6 @@ TEST_F(MailhostCli, InfoShowsTheRegistrationAndTheSimpleAnswers) {
   EXPECT_EQ(info.st_mode & 0777, 0700u) << "a new profile is the user's alone";
 }
 
-TEST_F(MailhostCli, TheDefaultBundleLiesBesideTheProgram) {
-  auto byDefault = run({"--profile", profile(), "info"});
-  ASSERT_EQ(byDefault.exitCode, 0) << byDefault.err;
-  EXPECT_NE(byDefault.out.find("/../lib/QuellbarkPlugIn.so\n"), std::string::npos);
-}
-
 TEST_F(MailhostCli, PrefsSyntaxErrorIsOneLineAndDoesNotStopTheHost) {
   mkdir(profile().c_str(), 0700);
   testsupport::writeFile(profile() + "/prefs.js",
