@@ -193,28 +193,3 @@ TEST_F(Preferences, SynchronizeKeepsKeysWrittenByOthersAndRemovesNullValues) {
   EXPECT_EQ(lookup("Theirs"), (Lookup{0, false}));
   EXPECT_EQ(lookup("Mine"), (Lookup{12, true}));
 }
-
-TEST_F(Preferences, ConcurrentReadersSeeOnlyWholeValues) {
-  writeBytes(file, xmlWithInteger("Level", "10"));
-  std::atomic<bool> stop{false};
-  std::atomic<int> bad{0};
-  std::vector<std::thread> readers;
-  for (int t = 0; t < 4; ++t) {
-    readers.emplace_back([&] {
-      while (!stop) {
-        Lookup got = lookup("Level");
-        if (!(got == Lookup{10, true} || got == Lookup{20, true})) {
-          ++bad;
-        }
-      }
-    });
-  }
-  for (int i = 0; i < 200; ++i) {
-    replaceFile(file, xmlWithInteger("Level", i % 2 ? "10" : "20"));
-  }
-  stop = true;
-  for (auto& reader : readers) {
-    reader.join();
-  }
-  EXPECT_EQ(bad, 0);
-}

@@ -2,9 +2,6 @@
 // with a base interface) as the stream listeners have them.
 #include <gtest/gtest.h>
 
-#include <thread>
-#include <vector>
-
 #include "nsCOMPtr.h"
 #include "nsIGenericFactory.h"
 
@@ -50,17 +47,6 @@ private:
 NS_IMPL_ISUPPORTS3(TwoFaces, nsITestBase, nsITestDerived, nsITestOther)
 NS_GENERIC_FACTORY_CONSTRUCTOR(TwoFaces)
 
-class Shared final : public nsITestOther {
-  NS_DECL_ISUPPORTS
-
-  nsrefcnt Count() const { return mRefCnt; }
-
-private:
-  ~Shared() = default;
-};
-
-NS_IMPL_THREADSAFE_ISUPPORTS1(Shared, nsITestOther)
-
 TEST(ISupportsImpl, EachInterfaceIsAnsweredByItsFaceWithOneReference) {
   nsCOMPtr<nsITestOther> held = static_cast<nsITestOther*>(new TwoFaces);
   auto* object = static_cast<TwoFaces*>(held.get());
@@ -103,21 +89,6 @@ TEST(ISupportsImpl, TheGenericConstructorHandsOutTheOnlyReferenceOrNothing) {
   EXPECT_EQ(static_cast<TwoFaces*>(made)->Count(), 1u);
   made->Release();
   EXPECT_EQ(gDestroyed, 2);
-}
-
-TEST(ISupportsImpl, TheThreadSafeCountLosesNoUpdates) {
-  nsCOMPtr<nsITestOther> held = new Shared;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 100000; ++i) {
-        held->AddRef();
-        held->Release();
-      }
-    });
-  for (auto& thread : threads)
-    thread.join();
-  EXPECT_EQ(static_cast<Shared*>(held.get())->Count(), 1u);
 }
 
 } // namespace
