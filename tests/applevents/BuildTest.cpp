@@ -1,7 +1,8 @@
-// The descriptor-building language: what each construct produces (checked byte for byte through
-// the flattened form) and syntax errors with their position. Its one caller, the plug-in, builds
-// one format, whose bytes and substituted arguments the bridge tests check; the aebuild fuzzer
-// takes care of deep nesting and hostile text.
+// The descriptor-building language: what the constructs of the plug-in's format produce
+// (numbers, text, truth values, null; checked byte for byte through the flattened form) and
+// syntax errors with their position. The plug-in is the one caller and builds one format,
+// whose bytes and substituted arguments the bridge tests check; the aebuild fuzzer takes care
+// of deep nesting and hostile text.
 #include "AETestSupport.h"
 
 #include <gtest/gtest.h>
@@ -35,26 +36,9 @@ INSTANTIATE_TEST_SUITE_P(
     Scalars, BuildsBytes,
     testing::Values(Built{"5", "'shor' 00000002 0005"}, Built{"-32768", "'long' 00000004 FFFF8000"},
                     Built{"\xE2\x80\x9Chi\xE2\x80\x9D", "'TEXT' 00000002 \"hi\""},
-                    Built{"'abcdef'", "'enum' 00000004 'abcd'"},
-                    Built{"'a\\'b'", "'enum' 00000004 61276220"},
-                    Built{"doub(2)", "'doub' 00000008 4000000000000000"},
                     Built{"bool(1)", "'bool' 00000001 01"},
                     Built{"TEXT(-42)", "'TEXT' 00000003 \"-42\""},
-                    Built{"'null'()", "'null' 00000000"},
-                    Built{"tdta($01 02\t0a0B$)", "'tdta' 00000004 01020A0B"}));
-
-INSTANTIATE_TEST_SUITE_P(
-    Composites, BuildsBytes,
-    testing::Values(
-        Built{"[]", "'list' 00000018 00000000 00000000 00000018 'list' 00000000 00000000"},
-        Built{" [ 1 ,\n\"a\" ] ", "'list' 0000002C 00000000 00000000 00000018 'list' 00000002 "
-                                  "00000000 'shor' 00000002 0001 'TEXT' 00000001 \"a\" 00"},
-        Built{"{foo:1,bar:[]}",
-              "'reco' 0000004A 00000000 00000000 00000018 'reco' 00000002 00000000 "
-              "'foo ' 'shor' 00000002 0001 "
-              "'bar ' 'list' 00000018 00000000 00000000 00000018 'list' 00000000 00000000"},
-        Built{"obj {form:indx}", "'reco' 00000028 00000000 00000000 00000018 'reco' 00000001 "
-                                 "'obj ' 'form' 'enum' 00000004 'indx'"}));
+                    Built{"'null'()", "'null' 00000000"}));
 
 struct SyntaxError {
   const char* src;
@@ -81,7 +65,6 @@ INSTANTIATE_TEST_SUITE_P(Mistakes, RejectsDesc,
                          testing::Values(SyntaxError{"[1, \x02]", aeBuildSyntaxBadToken, 4},
                                          SyntaxError{"3000000000", aeBuildSyntaxBadToken, 0},
                                          SyntaxError{"[1,", aeBuildSyntaxBadEOF, 3},
-                                         SyntaxError{"tdta($012$)", aeBuildSyntaxOddHex, 5},
                                          SyntaxError{"long(3000000000)", aeBuildSyntaxBadData, 5},
                                          SyntaxError{"{a:1 b:2}", aeBuildSyntaxNoCloseBrace, 5},
                                          SyntaxError{"shor(40000)", aeBuildSyntaxBadData, 5,

@@ -1,4 +1,4 @@
-// Flattened descriptors: the byte layouts other systems produce, round trips of every kind,
+// Flattened descriptors: the byte layouts other systems produce, an event's round trip,
 // and untrusted input that must be refused without harm.
 #include "AETestSupport.h"
 
@@ -64,23 +64,14 @@ Desc* richEvent() {
   return ev;
 }
 
-TEST(Flatten, EveryKindRoundTrips) {
+TEST(Flatten, AnEventRoundTrips) {
   std::unique_ptr<Desc> ev(richEvent());
-  Desc scalars;
-  ASSERT_EQ(AEBuildDesc(&scalars, nullptr,
-                        "[(), true(), 'psn '($0000000100000002$), utxt($0041$), sing(@), "
-                        "comp(-5000000000), [[]], obj{}, {}]",
-                        1.25),
-            noErr);
-  for (const AEDesc* d :
-       {static_cast<const AEDesc*>(ev.get()), static_cast<const AEDesc*>(&scalars)}) {
-    Bytes flat = flatten(*d);
-    ASSERT_FALSE(flat.empty());
-    Desc back;
-    ASSERT_EQ(AEUnflattenDesc(flat.data(), &back), noErr);
-    EXPECT_EQ(back.descriptorType, d->descriptorType);
-    EXPECT_EQ(flatten(back), flat);
-  }
+  Bytes flat = flatten(*ev);
+  ASSERT_FALSE(flat.empty());
+  Desc back;
+  ASSERT_EQ(AEUnflattenDesc(flat.data(), &back), noErr);
+  EXPECT_EQ(back.descriptorType, typeAppleEvent);
+  EXPECT_EQ(flatten(back), flat);
 }
 
 struct Malformed {

@@ -13,7 +13,6 @@
 #include <functional>
 #include <unistd.h>
 
-using testsupport::readFile;
 using testsupport::TempDir;
 
 namespace fs = std::filesystem;
@@ -243,30 +242,6 @@ TEST(MailStore, UrisNameTheirFolderAndKey) {
     EXPECT_EQ(ref.path, c.path);
     EXPECT_EQ(ref.key, c.key);
   }
-}
-
-TEST(MailStore, ListedUrisLeadBackToTheirMessages) {
-  TempDir dir;
-  std::string mbox = "From a\nSubject: 1\n\none\n\nFrom b\nSubject: 2\n\ntwo\n";
-  dir.write("Local Folders/Inbox", mbox);
-  dir.write("Local Folders/msg one.eml", "Subject: file\n\nthree\n");
-  dir.write("Local Folders/plain-message", "Subject: plain\n\nfour\n");
-  MailStore store;
-  std::vector<std::string> found;
-  for (const char* name : {"Inbox", "msg one.eml", "plain-message"}) {
-    for (const MessageRef& ref : store.messagesIn(dir / "Local Folders" / name)) {
-      MessageExtent extent = store.locate(store.parseUri(ref.uri));
-      found.push_back(readFile(extent.file).substr(extent.offset, extent.length));
-    }
-  }
-  EXPECT_EQ(found,
-            (std::vector<std::string>{"Subject: 1\n\none\n", "Subject: 2\n\ntwo\n",
-                                      "Subject: file\n\nthree\n", "Subject: plain\n\nfour\n"}));
-  MessageRef file = store.messagesIn(dir / "Local Folders/msg one.eml").at(0);
-  std::string folder = canonicalMailPath(dir.path()).string() + "/Local%20Folders";
-  EXPECT_EQ(file.uri, "file://" + folder + "/msg%20one.eml?type=application/x-message-display");
-  EXPECT_EQ(store.mailUrlFor(file),
-            "mailbox://" + folder + "/msg%20one.eml?type=application/x-message-display&number=0");
 }
 
 TEST(MailStore, UnusableFoldersGiveClearErrors) {

@@ -157,12 +157,6 @@ TEST_F(MailboxServiceTest, UrisThatNameNoLocalMessageFailAtOnce) {
     SCOPED_TRACE(c.uri);
     EXPECT_EQ(stream(c.uri, c.conversion), c.expected);
   }
-  EXPECT_EQ(service->StreamMessage(nullptr, static_cast<nsIStreamListener*>(listener.get()),
-                                   nullptr, nullptr, PR_TRUE, "filter", nullptr),
-            NS_ERROR_NULL_POINTER);
-  // A consumer that is no stream listener.
-  EXPECT_EQ(stream("mailbox-message://nobody@Local%20Folders/Inbox#0", "filter", service.get()),
-            NS_ERROR_NO_INTERFACE);
   EXPECT_EQ(loop.runUntilIdle(), 0u);
   EXPECT_TRUE(listener->events.empty());
   EXPECT_EQ(failures.size(), 3u);
