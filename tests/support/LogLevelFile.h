@@ -16,17 +16,14 @@ inline std::string quellbarkPrefsPath(const std::string& home) {
 
 // value becomes the "ThunderbirdLogLevel" entry (null: a file without it). The file is replaced
 // by rename, so every write is a new file to the preferences system.
-inline void writeQuellbarkPrefs(const std::string& home, plist_t value, bool binary = false) {
+inline void writeQuellbarkPrefs(const std::string& home, plist_t value) {
   plist_t dict = plist_new_dict();
   plist_dict_set_item(dict, "OtherSetting", plist_new_string("unrelated"));
   if (value)
     plist_dict_set_item(dict, "ThunderbirdLogLevel", value);
   char* data = nullptr;
   uint32_t length = 0;
-  if (binary)
-    plist_to_bin(dict, &data, &length);
-  else
-    plist_to_xml(dict, &data, &length);
+  plist_to_xml(dict, &data, &length);
   std::string temporary = quellbarkPrefsPath(home) + ".new";
   writeFile(temporary, std::string_view(data, length));
   std::free(data);
