@@ -88,7 +88,6 @@ TEST_F(LaunchServicesTest, RefusesWhatCannotBeLaunched) {
        "system/Applications", kLSNotAnApplicationErr},
       {"executable missing", shaped([](auto& s) { s.executable = Executable::missing; }),
        "system/Applications", kLSNoExecutableErr},
-      {"in ~/.Trash", served(), "home/.Trash", kLSAppInTrashErr},
       {"in the freedesktop Trash", served(), "home/.local/share/Trash/files", kLSAppInTrashErr},
       {"exits before registering", shaped([](auto& s) { s.executable = Executable::exitsAtOnce; }),
        "system/Applications", kLSUnknownErr},

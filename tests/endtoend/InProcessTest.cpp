@@ -31,14 +31,6 @@ constexpr const char* kListenerGone =
 
 using endtoend::linesOf;
 
-// The URIs as the C strings an interface call takes.
-std::vector<const char*> cStrings(const std::vector<std::string>& uris) {
-  std::vector<const char*> array;
-  for (const std::string& uri : uris)
-    array.push_back(uri.c_str());
-  return array;
-}
-
 std::size_t countOf(const std::vector<std::string>& lines, const std::string& line) {
   return std::size_t(std::count(lines.begin(), lines.end(), line));
 }
@@ -115,7 +107,6 @@ TEST_F(InProcess, TrainingSendsOnlyJunkAndGoodAndEndsEveryRequest) {
   std::string uri = mbox("Train", 1).at(0);
   const std::vector<TrainingCase> cases = {
       {0, true, {}, "Quellbark Thunderbird Plug-In: unsupported training classification: 0"},
-      {3, true, {}, "Quellbark Thunderbird Plug-In: unsupported training classification: 3"},
       {2, true, {"addS"}, nullptr},
       {1, true, {"addS", "addG"}, nullptr},
       {2, false, {"addS", "addG", "addS"}, nullptr},
@@ -153,7 +144,9 @@ TEST_F(InProcess, ABatchOutlivesTheCallersStrings) {
   std::vector<std::string> uris = mbox("Copies", 3);
   std::ofstream(box.script) << "score=shor:10\n";
   std::vector<std::string> callers = uris;
-  std::vector<const char*> array = cStrings(callers);
+  std::vector<const char*> array;
+  for (const std::string& uri : callers)
+    array.push_back(uri.c_str());
   ASSERT_EQ(plugin->ClassifyMessages(3, array.data(), nullptr, listener), NS_OK);
   for (std::string& uri : callers)
     std::fill(uri.begin(), uri.end(), 'x');

@@ -12,15 +12,11 @@
 
 namespace testsupport {
 
-inline std::string buildDir() {
+inline std::string bundlePath() {
   const char* dir = std::getenv("QB_BUILD_DIR");
   if (!dir)
     throw std::runtime_error("QB_BUILD_DIR is not set (run the tests through ctest)");
-  return dir;
-}
-
-inline std::string bundlePath() {
-  return buildDir() + "/lib/QuellbarkPlugIn.so";
+  return std::string(dir) + "/lib/QuellbarkPlugIn.so";
 }
 
 // Collects what this process writes to stderr (fd 2) between construction and text().

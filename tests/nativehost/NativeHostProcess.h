@@ -27,7 +27,6 @@ public:
 
   void closeInput();
   int wait(); // exit status; -1 when it did not end by itself within a minute
-  pid_t pid() const { return mPid; }
 
 private:
   pid_t mPid = -1;
