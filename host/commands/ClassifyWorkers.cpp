@@ -163,6 +163,7 @@ private:
   std::vector<std::pair<std::string, FolderListing>> mListings;
   std::vector<std::size_t> mStarts; // place of each listing's first message
   std::size_t mTotal = 0;
+  std::size_t mBatchSize = ClassifyWorkers::kMinBatchSize;
   std::size_t mNextFresh = 0;
   std::map<std::size_t, ClassifyOutcome> mRetry; // back from a worker that died
   std::unordered_map<std::size_t, int> mDeaths;  // worker deaths a message has seen
@@ -211,7 +212,7 @@ ClassifyOutcome WorkerRun::outcomeAt(std::size_t place) const {
 // the folders. The user's own verdicts are settled here and never sent.
 std::vector<Numbered> WorkerRun::nextBatch() {
   std::vector<Numbered> batch;
-  while (batch.size() < ClassifyWorkers::kBatchSize && hasWork()) {
+  while (batch.size() < mBatchSize && hasWork()) {
     if (!mRetry.empty()) {
       batch.emplace_back(mRetry.begin()->first, std::move(mRetry.begin()->second));
       mRetry.erase(mRetry.begin());
@@ -446,7 +447,9 @@ ClassifyReport WorkerRun::run(const std::vector<std::filesystem::path>& folders)
   if (mOnProgress)
     mOnProgress(0, mTotal);
   SignalsToPipe signals;
-  std::size_t batches = (mTotal + ClassifyWorkers::kBatchSize - 1) / ClassifyWorkers::kBatchSize;
+  mBatchSize = std::clamp(mTotal / (mJobs * 4), ClassifyWorkers::kMinBatchSize,
+                          ClassifyWorkers::kMaxBatchSize);
+  std::size_t batches = (mTotal + mBatchSize - 1) / mBatchSize;
   for (std::size_t i = 0; i < std::min(mJobs, batches); ++i)
     startWorker();
   for (;;) {

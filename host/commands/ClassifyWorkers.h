@@ -24,7 +24,10 @@ namespace mailhost {
 // SIGTERM ends the workers; what was classified is stored and handed on, the rest unclassified.
 class ClassifyWorkers {
 public:
-  static constexpr std::size_t kBatchSize = 8;        // messages per request
+  // Messages per request: enough that the plug-in's cost per batch does not count, few enough
+  // that every worker gets several batches of a small run.
+  static constexpr std::size_t kMinBatchSize = 8;
+  static constexpr std::size_t kMaxBatchSize = 64;
   static constexpr std::size_t kBatchesPerWorker = 2; // one worked on, one waiting
   static constexpr int kWorkerDeathsPerMessage = 2;
   static constexpr std::size_t kFailedStartsBeforeGivingUp = 3; // in a row, none answering
