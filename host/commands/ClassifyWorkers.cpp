@@ -48,6 +48,7 @@ public:
     gSignalPipe = mPipe[1];
     struct sigaction noting {};
     noting.sa_handler = noteSignal;
+    noting.sa_flags = SA_RESTART; // the output's writes go on; poll() sees the pipe
     ::sigemptyset(&noting.sa_mask);
     ::sigaction(SIGINT, &noting, &mOldInt);
     ::sigaction(SIGTERM, &noting, &mOldTerm);
@@ -83,10 +84,10 @@ std::string describeStatus(int status) {
   return "ended";
 }
 
-// A worker that closed its socket is ending: given a moment, then made to.
+// A worker that closed its socket is ending: given a few seconds, then made to.
 int reap(pid_t pid) {
   int status = 0;
-  for (int tries = 0; tries < 100; ++tries) {
+  for (int tries = 0; tries < 500; ++tries) {
     pid_t done = ::waitpid(pid, &status, WNOHANG);
     if (done == pid || (done < 0 && errno != EINTR))
       return status;
