@@ -2,6 +2,7 @@
 // Exit status: 0 done, 1 the command failed (one line on stderr says why), 2 bad usage.
 #include "commands/AccountCommand.h"
 #include "commands/ClassifyCommand.h"
+#include "commands/ClassifyWorker.h"
 #include "commands/CommandOutput.h"
 #include "commands/FilterCommand.h"
 #include "commands/InfoCommand.h"
@@ -64,8 +65,9 @@ std::string usageProblem(const CLI::App& app, const CLI::ParseError& error, int 
   std::string names;
   bool known = false;
   for (const CLI::App* command : app.get_subcommands({})) {
-    names += (names.empty() ? "" : ", ") + command->get_name();
     known = known || command->get_name() == word;
+    if (!command->get_group().empty()) // not the hidden worker command
+      names += (names.empty() ? "" : ", ") + command->get_name();
   }
   if (!word.empty() && !known)
     return "unknown command \"" + word + "\"; see mailhost --help";
@@ -105,6 +107,8 @@ int main(int argc, char** argv) {
   CLI::App* info = mailhost::addInfoCommand(app);
   mailhost::ClassifyOptions classifyOptions;
   CLI::App* classify = mailhost::addClassifyCommand(app, classifyOptions);
+  std::string workerMailRoot;
+  CLI::App* classifyWorker = mailhost::addClassifyWorkerCommand(app, workerMailRoot);
   mailhost::MarkOptions markOptions;
   CLI::App* mark = mailhost::addMarkCommand(app, markOptions);
   mailhost::ListOptions listOptions;
@@ -134,6 +138,8 @@ int main(int argc, char** argv) {
       mailhost::HostSession session(options, std::cerr);
       if (info->parsed())
         status = mailhost::runInfoCommand(session, out);
+      else if (classifyWorker->parsed())
+        status = mailhost::runClassifyWorker(session, workerMailRoot, STDIN_FILENO, std::cerr);
       else if (classify->parsed())
         status = mailhost::runClassifyCommand(session, classifyOptions, out, std::cerr);
       else if (mark->parsed())

@@ -126,6 +126,27 @@ pipe_cpu=$(calc "$host_cpu + $q_cpu")
 cpu_ms() { calc "1000 * $1 / $heldout"; }
 classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/classify-1.json" || true)
 
+# --- classify -j 2: the same held-out folders through two worker processes ---------------------
+# The host's CPU is the parent's and its workers' (time counts the children it waited for).
+log "bench: throughput with classify -j 2, $reps runs"
+for rep in $(seq "$reps"); do
+  before=$(tree_cpu "$qpid")
+  /usr/bin/time -f '%e %U %S %M' -o "$work/out/host-j2-time-$rep.txt" \
+    "${host[@]}" classify -j 2 --json "$work/mail/heldout/spam/000" "$work/mail/heldout/ham/000" \
+    >"$work/out/classify-j2-$rep.json" 2>"$work/out/classify-j2-$rep.err" || true
+  after=$(tree_cpu "$qpid")
+  echo "$(calc "$after - $before")" >"$work/out/quellbark-j2-cpu-$rep.txt"
+done
+j2_wall=$(for r in $(seq "$reps"); do figures "$work/out/host-j2-time-$r.txt" | awk '{ print $1 }'; done | median)
+j2_host_cpu=$(for r in $(seq "$reps"); do figures "$work/out/host-j2-time-$r.txt" | awk '{ print $2 + $3 }'; done | median)
+j2_q_cpu=$(for r in $(seq "$reps"); do cat "$work/out/quellbark-j2-cpu-$r.txt"; done | median)
+j2_rate=$(rate "$heldout" "$j2_wall")
+j2_classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/classify-j2-1.json" || true)
+j2_row=$(printf '| pipeline, classify -j 2 (median of %d; %d reported junk or good) | %s s, %s messages/s, %s%% of bogofilter -b; CPU per message: host (parent and workers) %s ms, Quellbark+bogofilter %s ms |' \
+  "$reps" "$j2_classified" "$j2_wall" "$j2_rate" "$(calc "100 * $j2_rate / $bf_rate" 1)" \
+  "$(cpu_ms "$j2_host_cpu")" "$(cpu_ms "$j2_q_cpu")")
+# --- end of classify -j 2 ------------------------------------------------------------------------
+
 log "bench: Quellbark alone, one Apple Event per message, $reps runs"
 rate_client=$root/$build/bin/quellbark_rate
 rate_row="| Quellbark alone, one Apple Event per message | not measured ($rate_client missing) |"
@@ -272,6 +293,7 @@ log "bench: Apple Event round trip"
   printf '| pipeline: wall time (median of %d) | %s s, %s messages/s |\n' "$reps" "$pipe_wall" "$pipe_rate"
   printf '| bogofilter -b: wall time (median of %d) | %s s, %s messages/s |\n' "$reps" "$bf_wall" "$bf_rate"
   printf '| pipeline rate / bogofilter rate | %s%% |\n' "$share"
+  printf '%s\n' "$j2_row"
   printf '%s\n' "$rate_row"
   printf '%s\n' "$native_row"
   printf '%s\n' "$imap_row"

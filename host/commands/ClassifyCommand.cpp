@@ -2,7 +2,10 @@
 
 #include "ClassifyProgress.h"
 #include "ClassifyRun.h"
+#include "ClassifyWorker.h"
+#include "ClassifyWorkers.h"
 #include "CommandOutput.h"
+#include "ImapUri.h"
 #include "JunkMailCommand.h"
 #include "JunkMover.h"
 #include "MailError.h"
@@ -13,6 +16,8 @@
 #include <CLI/Formatter.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -188,6 +193,33 @@ private:
   }
 };
 
+// "auto" or 0: one worker per online CPU.
+std::size_t jobsFromText(const std::string& text) {
+  std::size_t jobs = 0;
+  if (text != "auto") {
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), jobs);
+    if (error != std::errc() || end != text.data() + text.size() || jobs > 1024)
+      throw CLI::ValidationError("--jobs",
+                                 "\"" + text + "\" is not a number of jobs (0-1024 or auto)");
+  }
+  if (jobs == 0)
+    jobs = static_cast<std::size_t>(std::max(1L, ::sysconf(_SC_NPROCESSORS_ONLN)));
+  return jobs;
+}
+
+// IMAP folders are classified in this process alone: their verdicts are recorded on the server
+// over the one connection the run holds.
+std::size_t jobsFor(const ClassifyOptions& options, std::ostream& err) {
+  if (options.jobs > 1 &&
+      std::any_of(options.paths.begin(), options.paths.end(),
+                  [](const std::string& path) { return isImapFolderUrl(path); })) {
+    err << "mailhost: IMAP folders are classified in one process (--jobs " << options.jobs
+        << " not used)\n";
+    return 1;
+  }
+  return options.jobs;
+}
+
 } // namespace
 
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
@@ -208,6 +240,12 @@ CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
                  "Move junk out of Maildir folders into the .Junk folder of their tree, or with "
                  "--move-junk=FOLDER into FOLDER")
       ->type_name("[=FOLDER]");
+  command
+      ->add_option_function<std::string>(
+          "-j,--jobs", [&options](const std::string& value) { options.jobs = jobsFromText(value); },
+          "Classify with N worker processes at once (0 or auto: one per CPU); the output is in "
+          "folder order all the same")
+      ->type_name("N");
   command->formatter(std::make_shared<OptionalValueFormatter>());
   // A bare --move-junk leaves the folder empty, which tells nothing of whether it was given.
   command->callback([command, &options] { options.moveJunk = command->count("--move-junk") > 0; });
@@ -222,6 +260,28 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
         ClassifyProgress progress(stderr, STDOUT_FILENO);
         ClassifyRun run(plugin, mail, store);
         run.reclassify(options.reclassify);
+        std::optional<ClassifyWorkers> workers;
+        if (std::size_t jobs = jobsFor(options, err); jobs > 1) {
+          workers.emplace(jobs, classifyWorkerCommand(session, options.mailRoot), mail.store(),
+                          store, err);
+          workers->reclassify(options.reclassify);
+        }
+        // Whichever of the two runs the command: the same hooks.
+        auto onStored = [&](ClassifyRun::StoredCallback callback) {
+          if (workers)
+            workers->onStored(callback);
+          run.onStored(std::move(callback));
+        };
+        auto onBatch = [&](ClassifyRun::BatchCallback callback) {
+          if (workers)
+            workers->onBatch(callback);
+          run.onBatch(std::move(callback));
+        };
+        auto onProgress = [&](ClassifyRun::ProgressCallback callback) {
+          if (workers)
+            workers->onProgress(callback);
+          run.onProgress(std::move(callback));
+        };
         std::optional<JunkMover> mover;
         std::optional<JunkMoveLog> moveLog;
         if (options.moveJunk)
@@ -238,14 +298,14 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
             err << "mailhost: --move-junk: " << *why << "\n";
             return 1;
           }
-          run.onStored([&](std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
+          onStored([&](std::vector<ClassifyOutcome>& batch, ClassifyReport& report) {
             moveJunkOf(batch, report, *mover, mail.store());
           });
         }
         // Lines are written batch by batch (where a message went is known only then) and
         // flushed before the bar is drawn.
         if (!options.json) {
-          run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
+          onBatch([&](const std::vector<ClassifyOutcome>& batch) {
             progress.makeRoomForOutput();
             for (const ClassifyOutcome& outcome : batch) {
               // A fourth field is where the message went (a path), or a note in parentheses.
@@ -263,21 +323,21 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
         std::optional<JsonReportWriter> json;
         if (options.json) {
           json.emplace(out);
-          run.onBatch([&](const std::vector<ClassifyOutcome>& batch) {
+          onBatch([&](const std::vector<ClassifyOutcome>& batch) {
             progress.makeRoomForOutput();
             for (const ClassifyOutcome& outcome : batch)
               json->add(outcome);
             checkOutput(out);
           });
         }
-        run.onProgress([&](std::size_t done, std::size_t total) {
+        onProgress([&](std::size_t done, std::size_t total) {
           if (progress.due(done, total)) {
             out.flush();
             progress.draw(done, total);
           }
         });
 
-        ClassifyReport report = run.run(paths);
+        ClassifyReport report = workers ? workers->run(paths) : run.run(paths);
         progress.clear();
 
         if (json) {

@@ -20,6 +20,7 @@ struct ClassifyOptions {
   bool recursive = false;
   bool moveJunk = false;
   std::string junkFolder; // empty: the ".Junk" folder of each Maildir tree
+  std::size_t jobs = 1;   // worker processes; 1: this process alone, as always
 };
 
 CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options);

@@ -66,6 +66,21 @@ ClassifyReport ClassifyRun::runImapMessages(const std::string& folder,
   return report;
 }
 
+std::vector<ClassifyOutcome>
+ClassifyRun::classifyWithoutStoring(const std::vector<std::string>& uris, ClassifyReport& report) {
+  std::vector<ClassifyOutcome> batch;
+  for (const std::string& uri : uris)
+    batch.push_back(
+        {uri, {}, ClassifyOutcome::Verdict::Unclassified, JunkOrigin::Plugin, {}, {}, {}, {}});
+  report.messages += batch.size();
+  if (mStopped)
+    leaveOut(batch, report);
+  else
+    classifyBatch(batch, report);
+  report.stopReason = mStopReason;
+  return batch;
+}
+
 ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folders) {
   ClassifyReport report;
   // Listed up front for the count; a listing names its messages only when asked.
@@ -252,7 +267,8 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
           bool junk = classification == nsIJunkMailPlugin::JUNK;
           outcome.verdict = junk ? ClassifyOutcome::Verdict::Junk : ClassifyOutcome::Verdict::Good;
           ++(junk ? report.junk : report.good);
-          mWriter->record(uri, junkScoreFor(classification), JunkOrigin::Plugin);
+          if (mWriter)
+            mWriter->record(uri, junkScoreFor(classification), JunkOrigin::Plugin);
           if (mOnResult)
             mOnResult(outcome);
         }

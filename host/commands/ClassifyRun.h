@@ -89,6 +89,11 @@ public:
   ClassifyReport run(const std::vector<std::filesystem::path>& folders);
   // The given messages of one IMAP folder, their verdicts recorded on the server as above.
   ClassifyReport runImapMessages(const std::string& folder, std::vector<std::string> uris);
+  // The given local messages as one batch, classified as run() does but neither stored nor
+  // acted on: for a worker process whose parent stores the verdicts. The user's verdicts are
+  // not looked up (the parent has done that).
+  std::vector<ClassifyOutcome> classifyWithoutStoring(const std::vector<std::string>& uris,
+                                                      ClassifyReport& report);
 
   // Ends the run early: every later send fails at once and no further batch starts; `why` is
   // reported for the messages left out. The first reason given is kept.

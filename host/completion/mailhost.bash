@@ -70,6 +70,10 @@ _mailhost() {
   if [[ $prev == --move-junk= || $prev == -* && $globalValued$valued == *" $prev "* ]]; then
     case $prev in
     --profile | --mail-root | --move-junk=) mapfile -t COMPREPLY < <(compgen -d -- "$cur") ;;
+    --jobs)
+      mapfile -t COMPREPLY < <(compgen -W "auto" -- "$cur")
+      return
+      ;;
     *) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
     esac
     compopt -o filenames 2>/dev/null

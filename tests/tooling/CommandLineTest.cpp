@@ -55,6 +55,8 @@ TEST(Completion, OffersCommandsOptionsAndFolders) {
       {{"list", "--mail-root", "mail/", "--json", "mail/"}, "mail/Inbox mail/old.mbox "},
       {{"classify", "--move-junk", "=", "mail/"}, "mail/Inbox "}, // bash splits at the =
       {{"classify", "--move-junk", "mail/"}, "mail/Inbox mail/old.mbox "},
+      {{"classify", "--jobs", ""}, "auto "},
+      {{"classify", "--jobs", "2", "mail/"}, "mail/Inbox mail/old.mbox "},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.words));
