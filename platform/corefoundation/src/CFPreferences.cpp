@@ -13,6 +13,7 @@
 #include <unix/Files.h>
 #include <unix/Syscalls.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -50,7 +51,8 @@ struct Domain {
 // Events in the preferences folder. Any event there makes every file be looked at again.
 struct FolderWatch {
   int fd = -1;
-  std::string folder; // watched, or empty
+  std::string folder;         // watched, or empty
+  bool folderMissing = false; // only a folder above it is watched, for its making
 };
 
 struct State {
@@ -151,6 +153,32 @@ void forgetWatch(State& s) {
   }
 }
 
+// Watches the folder, or while it does not exist the nearest folder above it that does, for
+// the folder's making.
+void startWatch(State& s, const std::string& folder) {
+  constexpr uint32_t kChanges = IN_ATTRIB | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE |
+                                IN_DELETE_SELF | IN_MODIFY | IN_MOVE_SELF | IN_MOVED_FROM |
+                                IN_MOVED_TO | IN_ONLYDIR;
+  int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  if (fd < 0) {
+    return;
+  }
+  if (inotify_add_watch(fd, folder.c_str(), kChanges) >= 0) {
+    s.watch = {fd, folder, false};
+    return;
+  }
+  for (std::string above = folder; errno == ENOENT && above.size() > 1;) {
+    above.resize(std::max<size_t>(above.rfind('/'), 1));
+    if (inotify_add_watch(fd, above.c_str(), IN_CREATE | IN_MOVED_TO | IN_ONLYDIR) >= 0) {
+      // Made meanwhile: watched after all, and the event above only makes files be looked at.
+      bool made = inotify_add_watch(fd, folder.c_str(), kChanges) >= 0;
+      s.watch = {fd, folder, !made};
+      return;
+    }
+  }
+  close(fd); // every file is looked at, as without a watch
+}
+
 // Whether the folder is watched once the events so far are taken in; after any event every
 // file is looked at again.
 bool watching(State& s, const std::string& folder) {
@@ -158,23 +186,12 @@ bool watching(State& s, const std::string& folder) {
     forgetWatch(s);
   }
   if (s.watch.fd < 0) {
-    int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    constexpr uint32_t kChanges = IN_ATTRIB | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE |
-                                  IN_DELETE_SELF | IN_MODIFY | IN_MOVE_SELF | IN_MOVED_FROM |
-                                  IN_MOVED_TO | IN_ONLYDIR;
-    if (fd < 0) {
-      return false;
-    }
-    if (inotify_add_watch(fd, folder.c_str(), kChanges) < 0) {
-      close(fd); // no folder yet: every file is looked at, as without a watch
-      return false;
-    }
-    s.watch = {fd, folder};
-    return true; // nothing is marked unchanged yet
+    startWatch(s, folder);
+    return s.watch.fd >= 0; // nothing is marked unchanged yet
   }
   alignas(inotify_event) char events[4096];
   bool changed = false;
-  bool gone = false;
+  bool gone = s.watch.folderMissing;
   ssize_t got = 0;
   while ((got = read(s.watch.fd, events, sizeof events)) > 0) {
     changed = true;
@@ -184,9 +201,10 @@ bool watching(State& s, const std::string& folder) {
       at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
     }
   }
-  if (gone || (got < 0 && errno != EAGAIN && errno != EINTR)) {
+  if ((changed && gone) || (got < 0 && errno != EAGAIN && errno != EINTR)) {
     forgetWatch(s);
-    return watching(s, folder);
+    startWatch(s, folder);
+    return s.watch.fd >= 0;
   }
   if (changed) {
     for (auto& entry : s.files) {
@@ -200,6 +218,9 @@ bool watching(State& s, const std::string& folder) {
 // changed since the last read.
 CFDictionaryRef domainValues(State& s, const std::string& folder, const std::string& path) {
   bool watched = watching(s, folder);
+  if (watched && s.watch.folderMissing) {
+    return nullptr;
+  }
   auto found = s.files.find(path);
   if (watched && found != s.files.end() && found->second.unchanged) {
     return found->second.values;
