@@ -55,8 +55,15 @@ struct FolderWatch {
   bool folderMissing = false; // only a folder above it is watched, for its making
 };
 
+struct LastPath {
+  CFStringRef application = nullptr; // an immutable copy
+  std::string folder;
+  std::string path;
+};
+
 struct State {
   std::mutex lock;
+  LastPath lastPath;
   std::unordered_map<std::string, Domain> files;                   // by path
   std::unordered_map<std::string, CFMutableDictionaryRef> pending; // by path; kCFNull removes
   FolderWatch watch;
@@ -265,13 +272,28 @@ CFPropertyListRef copyValue(CFStringRef key, CFStringRef applicationID) {
   if (key == nullptr) {
     return nullptr;
   }
+  if (applicationID == nullptr) {
+    return nullptr;
+  }
   std::string folder = preferencesFolder();
-  std::string path = preferencesPath(applicationID, folder);
+  State& s = state();
+  std::lock_guard<std::mutex> guard(s.lock);
+  // The same application asked again (a log level is asked for many times a message): its path
+  // is not built again.
+  LastPath& last = s.lastPath;
+  if (last.application == nullptr || last.folder != folder ||
+      (last.application != applicationID && !CFEqual(last.application, applicationID))) {
+    if (last.application != nullptr) {
+      CFRelease(last.application);
+    }
+    // A copy: a mutable string may change after the call (an immutable one is only retained).
+    last = {CFStringCreateCopy(nullptr, applicationID), folder,
+            preferencesPath(applicationID, folder)};
+  }
+  const std::string& path = last.path;
   if (path.empty()) {
     return nullptr;
   }
-  State& s = state();
-  std::lock_guard<std::mutex> guard(s.lock);
   auto pending = s.pending.find(path);
   if (pending != s.pending.end()) {
     const void* value = nullptr;
