@@ -154,6 +154,13 @@ TEST_F(Preferences, ChangedFileIsSeenAtTheNextCall) {
   EXPECT_EQ(lookup("Level"), (Lookup{70, true}));
   writeBytes(elsewhere, xmlWithInteger("Level", "80"));
   EXPECT_EQ(lookup("Level"), (Lookup{80, true}));
+  // A second name elsewhere, through which it is edited.
+  std::filesystem::remove(file);
+  writeBytes(elsewhere, xmlWithInteger("Level", "85"));
+  std::filesystem::create_hard_link(elsewhere, file);
+  EXPECT_EQ(lookup("Level"), (Lookup{85, true}));
+  writeBytes(elsewhere, xmlWithInteger("Level", "86"));
+  EXPECT_EQ(lookup("Level"), (Lookup{86, true}));
   // The folder itself removed and made again.
   std::filesystem::remove_all(folder);
   EXPECT_EQ(lookup("Level"), (Lookup{0, false}));

@@ -232,10 +232,11 @@ CFDictionaryRef domainValues(State& s, const std::string& folder, const std::str
   if (watched && found != s.files.end() && found->second.unchanged) {
     return found->second.values;
   }
-  // Only a plain file is trusted to the watch: a link's target may change elsewhere.
+  // Only a plain file is trusted to the watch: a link's target, or a file with other names, may
+  // be changed elsewhere.
   struct stat st {};
   bool named = watched && os::calls().lstat(path.c_str(), &st) == 0;
-  bool trusted = named && S_ISREG(st.st_mode);
+  bool trusted = named && S_ISREG(st.st_mode) && st.st_nlink == 1;
   if (!trusted && os::calls().stat(path.c_str(), &st) != 0) {
     // Missing: remembered as such while the folder is watched and nothing there names it.
     Domain& domain = s.files[path];
