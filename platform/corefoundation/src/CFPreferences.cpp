@@ -175,7 +175,11 @@ void startWatch(State& s, const std::string& folder) {
     return;
   }
   for (std::string above = folder; errno == ENOENT && above.size() > 1;) {
-    above.resize(std::max<size_t>(above.rfind('/'), 1));
+    size_t slash = above.rfind('/');
+    if (slash == std::string::npos) {
+      break; // a relative home: nothing above it is known
+    }
+    above.resize(std::max<size_t>(slash, 1));
     if (inotify_add_watch(fd, above.c_str(), IN_CREATE | IN_MOVED_TO | IN_ONLYDIR) >= 0) {
       // Made meanwhile: watched after all, and the event above only makes files be looked at.
       bool made = inotify_add_watch(fd, folder.c_str(), kChanges) >= 0;
