@@ -82,8 +82,11 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
       else
         listed.local = mMail.store().list(folder);
       report.messages += listed.size();
+      // A message file of a Maildir stays listed: its listing is one entry of the index.
+      std::error_code ec;
       if (!listings.empty() && !listed.isRemote &&
-          listed.local.kind() == FolderListing::Kind::Maildir) {
+          listed.local.kind() == FolderListing::Kind::Maildir &&
+          std::filesystem::is_directory(folder, ec)) {
         listed.listAgain = true;
         listed.counted = listed.size();
         listed.local = FolderListing();
