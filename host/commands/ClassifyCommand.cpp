@@ -85,10 +85,13 @@ private:
     // A path need not be UTF-8; JSON text must be.
     std::string text = value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
     std::string result;
-    for (char c : text) {
-      result += c;
-      if (c == '\n')
-        result.append(depth, ' ');
+    result.reserve(text.size() + text.size() / 8);
+    for (std::size_t from = 0; from < text.size();) {
+      std::size_t end = std::min(text.find('\n', from), text.size());
+      result.append(text, from, end - from);
+      if (end < text.size())
+        result.append(1, '\n').append(depth, ' ');
+      from = end + 1;
     }
     return result;
   }

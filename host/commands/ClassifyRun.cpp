@@ -51,6 +51,10 @@ struct ClassifyRun::ListedFolder {
   FolderListing local;
   std::vector<std::string> remote;
   bool isRemote = false;
+  // A Maildir after the first is listed again when its turn comes, so that a run over many
+  // folders holds the names of one at a time; `counted` is what it held when first listed.
+  bool listAgain = false;
+  std::size_t counted = 0;
   std::size_t size() const { return isRemote ? remote.size() : local.size(); }
   std::string uriAt(std::size_t i) const { return isRemote ? remote[i] : local.at(i).uri; }
   std::filesystem::path fileAt(std::size_t i) const { return isRemote ? "" : local.fileAt(i); }
@@ -93,6 +97,15 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
       else
         listed.local = mMail.store().list(folder);
       report.messages += listed.size();
+      // A message file of a Maildir stays listed: its listing is one entry of the index.
+      std::error_code ec;
+      if (!listings.empty() && !listed.isRemote &&
+          listed.local.kind() == FolderListing::Kind::Maildir &&
+          std::filesystem::is_directory(folder, ec)) {
+        listed.listAgain = true;
+        listed.counted = listed.size();
+        listed.local = FolderListing();
+      }
       listings.push_back(std::move(listed));
     } catch (const MailError& error) {
       report.errors.push_back(std::string("cannot read folder ") + error.what());
@@ -117,6 +130,16 @@ void ClassifyRun::runListings(std::vector<ListedFolder>& listings, ClassifyRepor
   } release{mWriter};
   std::vector<ClassifyOutcome> batch;
   for (ListedFolder& listing : listings) {
+    if (listing.listAgain) {
+      try {
+        listing.local = mMail.store().list(listing.name);
+      } catch (const MailError& error) {
+        report.errors.push_back(std::string("cannot read folder ") + error.what());
+      }
+      // What changed since it was counted changes the count.
+      report.messages = report.messages - listing.counted + listing.size();
+      mTotal = report.messages;
+    }
     for (std::size_t first = 0; first < listing.size(); first += kBatchSize) {
       batch.clear();
       for (std::size_t i = first; i < std::min(listing.size(), first + kBatchSize); ++i)

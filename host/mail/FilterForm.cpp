@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 #include <signal.h>
+#include <string_view>
 #include <utility>
 
 namespace mailhost {
@@ -158,38 +159,45 @@ void walk(GMimeObject* object, const std::string& partId, FilterForm& form, Body
   }
 }
 
-// The message's own header fields and those GMime files under its top-level part (the
-// Content-* fields), merged back into the order in which they stand in the message.
-std::vector<HeaderField> topLevelHeaders(GMimeMessage* message) {
-  struct Located {
-    gint64 offset;
-    HeaderField field;
-  };
-  std::vector<Located> located;
-  auto collect = [&](GMimeObject* object) {
-    if (!object)
-      return;
-    GMimeHeaderList* list = g_mime_object_get_header_list(object);
-    int count = list ? g_mime_header_list_get_count(list) : 0;
-    for (int i = 0; i < count; ++i) {
-      GMimeHeader* header = g_mime_header_list_get_header_at(list, i);
-      gint64 offset = g_mime_header_get_offset(header);
-      if (std::any_of(located.begin(), located.end(),
-                      [&](const Located& l) { return offset >= 0 && l.offset == offset; }))
-        continue;
-      const char* name = g_mime_header_get_name(header);
-      const char* value = g_mime_header_get_value(header);
-      located.push_back({offset, {name ? name : "", value ? value : ""}});
-    }
-  };
-  collect(GMIME_OBJECT(message));
-  collect(g_mime_message_get_mime_part(message));
-  std::stable_sort(located.begin(), located.end(),
-                   [](const Located& a, const Located& b) { return a.offset < b.offset; });
+bool isFoldingSpace(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+// A field's value unfolded and decoded. GMime's decoder tokenizes every value into words; most
+// values are plain ASCII without encoded words, which decode to themselves, unfolded and
+// trimmed: those are unfolded here and the decoder is left to the rest.
+std::string headerValue(GMimeHeader* header) {
+  const char* rawValue = g_mime_header_get_raw_value(header);
+  std::string_view raw = rawValue ? rawValue : "";
+  bool plain = raw.find("=?") == std::string_view::npos &&
+               std::none_of(raw.begin(), raw.end(), [](char c) { return c & 0x80; });
+  if (!plain) {
+    const char* value = g_mime_header_get_value(header);
+    return value ? value : "";
+  }
+  while (!raw.empty() && isFoldingSpace(raw.front()))
+    raw.remove_prefix(1);
+  while (!raw.empty() && isFoldingSpace(raw.back()))
+    raw.remove_suffix(1);
+  std::string value;
+  value.reserve(raw.size());
+  for (char c : raw)
+    if (c != '\r' && c != '\n')
+      value += c;
+  return value;
+}
+
+// The top-level header fields in message order.
+std::vector<HeaderField> topLevelHeaders(GMimeObject* object) {
+  GMimeHeaderList* list = g_mime_object_get_header_list(object);
+  int count = list ? g_mime_header_list_get_count(list) : 0;
   std::vector<HeaderField> fields;
-  fields.reserve(located.size());
-  for (Located& l : located)
-    fields.push_back(std::move(l.field));
+  fields.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    GMimeHeader* header = g_mime_header_list_get_header_at(list, i);
+    const char* name = g_mime_header_get_name(header);
+    fields.push_back({name ? name : "", headerValue(header)});
+  }
   return fields;
 }
 
@@ -202,7 +210,7 @@ FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize) {
   GRef<GMimeParser> parser(g_mime_parser_new_with_stream(stream));
   g_mime_parser_set_format(parser.get(), GMIME_FORMAT_MESSAGE);
   g_mime_parser_set_persist_stream(parser.get(), TRUE); // parts read from the file when written
-  GRef<GMimeMessage> message(g_mime_parser_construct_message(parser.get(), options));
+  GRef<GMimeObject> message(g_mime_parser_construct_part(parser.get(), options));
   if (!message)
     throw MailError(MailErrorKind::Unparseable, "not a mail message (no header block)");
 
@@ -210,8 +218,7 @@ FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize) {
   g_byte_array_set_size(form.body.array(), static_cast<guint>(expectedBodySize));
   g_byte_array_set_size(form.body.array(), 0);
   BodyWriter body(form.body.array());
-  if (GMimeObject* part = g_mime_message_get_mime_part(message.get()))
-    walk(part, "1", form, body);
+  walk(message.get(), "1", form, body);
   return form;
 }
 

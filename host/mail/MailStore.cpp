@@ -187,6 +187,12 @@ FolderListing MailStore::list(const fs::path& given) const {
 
 std::shared_ptr<const MaildirIndex> MailStore::maildirIndex(const fs::path& dir,
                                                             bool relist) const {
+  // Indexes that no listing holds any more are let go as another folder is listed, so that a
+  // run over many folders does not keep the names of every folder it went through.
+  if (relist || !mMaildirs.contains(dir))
+    std::erase_if(mMaildirs, [&](const auto& entry) {
+      return entry.second.use_count() == 1 && entry.first != dir;
+    });
   std::shared_ptr<const MaildirIndex>& index = mMaildirs[dir];
   if (!index || relist) {
     try {

@@ -45,6 +45,20 @@ bool isRegularFile(DIR* dir, const dirent* entry) {
   return ::fstatat(::dirfd(dir), entry->d_name, &info, 0) == 0 && S_ISREG(info.st_mode);
 }
 
+// What the index of the folder will hold, roughly: reserved up front, the names of a large
+// folder are not copied as they grow, nor once more when they are all in.
+void sizeUp(const fs::path& dir, std::size_t& entries, std::size_t& bytes) {
+  for (const char* sub : kSubdirs) {
+    std::unique_ptr<DIR, DirCloser> listing(::opendir((dir / sub).c_str()));
+    while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr) {
+      if (entry->d_name[0] != '.' && entry->d_name[0] != ':') {
+        ++entries;
+        bytes += std::strlen(sub) + std::strlen(entry->d_name) + 2;
+      }
+    }
+  }
+}
+
 } // namespace
 
 bool isMaildir(const fs::path& dir) {
@@ -53,6 +67,11 @@ bool isMaildir(const fs::path& dir) {
 }
 
 MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
+  std::size_t entries = 0;
+  std::size_t bytes = 0;
+  sizeUp(dir, entries, bytes);
+  mEntries.reserve(entries);
+  mNames.reserve(bytes);
   bool listedAny = false;
   for (const char* sub : kSubdirs) {
     fs::path subdir = dir / sub;
@@ -92,8 +111,11 @@ MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
                                       keyOf(mNames.c_str() + b + kSubdirPrefix);
                              }),
                  mEntries.end());
-  mEntries.shrink_to_fit();
-  mNames.shrink_to_fit();
+  // Only what was reserved for names that are not messages, or that came meanwhile.
+  if (mEntries.capacity() - mEntries.size() > mEntries.size() / 8)
+    mEntries.shrink_to_fit();
+  if (mNames.capacity() - mNames.size() > mNames.size() / 8)
+    mNames.shrink_to_fit();
 }
 
 std::string_view MaildirIndex::name(std::size_t i) const {

@@ -121,6 +121,43 @@ INSTANTIATE_TEST_SUITE_P(XmlAndBinary, PreferenceFormats, testing::Values(false,
                            return param.param ? "Binary" : "Xml";
                          });
 
+TEST_F(Preferences, ChangedFileIsSeenAtTheNextCall) {
+  writeBytes(file, xmlWithInteger("Level", "10"));
+  EXPECT_EQ(CFPreferencesGetAppIntegerValue(CFSTR("Level"), kApp, nullptr), 10) << "no validity";
+  replaceFile(file, xmlWithInteger("Level", "40"));
+  EXPECT_EQ(lookup("Level"), (Lookup{40, true}));
+  replaceFile(file, xmlWithInteger("Other", "1"));
+  EXPECT_EQ(lookup("Level"), (Lookup{0, false}));
+  std::filesystem::remove(file);
+  EXPECT_EQ(lookup("Other"), (Lookup{0, false}));
+  // Rewritten in place, the same size.
+  writeBytes(file, xmlWithInteger("Level", "50"));
+  EXPECT_EQ(lookup("Level"), (Lookup{50, true}));
+  writeBytes(file, xmlWithInteger("Level", "60"));
+  EXPECT_EQ(lookup("Level"), (Lookup{60, true}));
+  // A link to a file kept elsewhere, which is edited there.
+  std::string elsewhere = home / "elsewhere.plist";
+  writeBytes(elsewhere, xmlWithInteger("Level", "70"));
+  std::filesystem::remove(file);
+  std::filesystem::create_symlink(elsewhere, file);
+  EXPECT_EQ(lookup("Level"), (Lookup{70, true}));
+  writeBytes(elsewhere, xmlWithInteger("Level", "80"));
+  EXPECT_EQ(lookup("Level"), (Lookup{80, true}));
+  // A second name elsewhere, through which it is edited.
+  std::filesystem::remove(file);
+  writeBytes(elsewhere, xmlWithInteger("Level", "85"));
+  std::filesystem::create_hard_link(elsewhere, file);
+  EXPECT_EQ(lookup("Level"), (Lookup{85, true}));
+  writeBytes(elsewhere, xmlWithInteger("Level", "86"));
+  EXPECT_EQ(lookup("Level"), (Lookup{86, true}));
+  // The folder itself removed and made again.
+  std::filesystem::remove_all(folder);
+  EXPECT_EQ(lookup("Level"), (Lookup{0, false}));
+  std::filesystem::create_directories(folder);
+  writeBytes(file, xmlWithInteger("Level", "90"));
+  EXPECT_EQ(lookup("Level"), (Lookup{90, true}));
+}
+
 // Corrupt, missing, non-regular and unreadable files all read as empty, without a word.
 TEST_F(Preferences, UnusableFilesBehaveAsEmptyAndSayNothing) {
   plist_t root = plist_new_dict();

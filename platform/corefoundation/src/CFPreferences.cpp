@@ -1,7 +1,10 @@
 // Application preferences: one property list file per application in
-// <home>/Library/Preferences. Every read looks at the file's identity (device, inode, size,
-// modification time to the nanosecond) and parses it again only when that changed, so an
-// edit is seen at the next call while an unchanged file costs one stat().
+// <home>/Library/Preferences. A read compares the file's identity (device, inode, size,
+// modification time to the nanosecond) with what was parsed and parses it again only when that
+// changed. While the folder is watched (inotify), a file that was read and has had no event in
+// the folder since is not even looked at: an edit queues its event before the editor's write
+// returns, so it is still seen at the next call, and an unchanged file costs one read of an
+// empty event queue.
 #include "PropertyList.h"
 
 #include "CFStringInternal.h"
@@ -10,6 +13,7 @@
 #include <unix/Files.h>
 #include <unix/Syscalls.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -18,6 +22,7 @@
 #include <fcntl.h>
 #include <mutex>
 #include <string>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <unordered_map>
@@ -40,12 +45,30 @@ struct Domain {
   off_t size = 0;
   timespec modified{};
   CFDictionaryRef values = nullptr; // NULL: the file said nothing usable
+  bool unchanged = false;           // no event in the watched folder since it was last looked at
+};
+
+// Events in the preferences folder. Any event there makes every file be looked at again.
+struct FolderWatch {
+  int fd = -1;
+  std::string folder;         // watched, or empty
+  bool folderMissing = false; // only a folder above it is watched, for its making
+};
+
+struct LastPath {
+  CFStringRef application = nullptr; // an immutable copy
+  std::string folder;
+  std::string path;
 };
 
 struct State {
   std::mutex lock;
+  LastPath lastPath;
   std::unordered_map<std::string, Domain> files;                   // by path
   std::unordered_map<std::string, CFMutableDictionaryRef> pending; // by path; kCFNull removes
+  FolderWatch watch;
+  uid_t homeOwner = static_cast<uid_t>(-1);
+  std::string homeFromPasswords; // of homeOwner: read once, not at every call
 };
 
 State& state() {
@@ -60,11 +83,21 @@ std::string homeDirectory() {
   if (fixed != nullptr && *fixed != '\0') {
     return fixed;
   }
-  if (std::string home = os::homeFromPasswordDatabase(); !home.empty()) {
+  State& s = state();
+  std::string home;
+  {
+    std::lock_guard<std::mutex> guard(s.lock);
+    if (s.homeOwner != geteuid()) {
+      s.homeFromPasswords = os::homeFromPasswordDatabase();
+      s.homeOwner = geteuid();
+    }
+    home = s.homeFromPasswords;
+  }
+  if (!home.empty()) {
     return home;
   }
-  const char* home = std::getenv("HOME");
-  return home != nullptr && *home != '\0' ? home : "/";
+  const char* fromEnvironment = std::getenv("HOME");
+  return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "/";
 }
 
 std::string domainName(CFStringRef applicationID) {
@@ -84,12 +117,16 @@ std::string preferencesFolder() {
   return homeDirectory() + "/Library/Preferences";
 }
 
-std::string preferencesPath(CFStringRef applicationID) {
+std::string preferencesPath(CFStringRef applicationID, const std::string& folder) {
   std::string name = domainName(applicationID);
   if (name.empty() || name.find('/') != std::string::npos) {
     return std::string();
   }
-  return preferencesFolder() + "/" + name + ".plist";
+  return folder + "/" + name + ".plist";
+}
+
+std::string preferencesPath(CFStringRef applicationID) {
+  return preferencesPath(applicationID, preferencesFolder());
 }
 
 bool sameFile(const Domain& domain, const struct stat& st) {
@@ -113,39 +150,126 @@ CFDictionaryRef readDomainFile(const std::string& path, struct stat* info) {
   return static_cast<CFDictionaryRef>(object);
 }
 
+void forgetWatch(State& s) {
+  if (s.watch.fd >= 0) {
+    close(s.watch.fd);
+  }
+  s.watch = FolderWatch();
+  for (auto& entry : s.files) {
+    entry.second.unchanged = false;
+  }
+}
+
+// Watches the folder, or while it does not exist the nearest folder above it that does, for
+// the folder's making.
+void startWatch(State& s, const std::string& folder) {
+  constexpr uint32_t kChanges = IN_ATTRIB | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE |
+                                IN_DELETE_SELF | IN_MODIFY | IN_MOVE_SELF | IN_MOVED_FROM |
+                                IN_MOVED_TO | IN_ONLYDIR;
+  int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  if (fd < 0) {
+    return;
+  }
+  if (inotify_add_watch(fd, folder.c_str(), kChanges) >= 0) {
+    s.watch = {fd, folder, false};
+    return;
+  }
+  for (std::string above = folder; errno == ENOENT && above.size() > 1;) {
+    size_t slash = above.rfind('/');
+    if (slash == std::string::npos) {
+      break; // a relative home: nothing above it is known
+    }
+    above.resize(std::max<size_t>(slash, 1));
+    if (inotify_add_watch(fd, above.c_str(), IN_CREATE | IN_MOVED_TO | IN_ONLYDIR) >= 0) {
+      // Made meanwhile: watched after all, and the event above only makes files be looked at.
+      bool made = inotify_add_watch(fd, folder.c_str(), kChanges) >= 0;
+      s.watch = {fd, folder, !made};
+      return;
+    }
+  }
+  close(fd); // every file is looked at, as without a watch
+}
+
+// Whether the folder is watched once the events so far are taken in; after any event every
+// file is looked at again.
+bool watching(State& s, const std::string& folder) {
+  if (s.watch.fd >= 0 && s.watch.folder != folder) {
+    forgetWatch(s);
+  }
+  if (s.watch.fd < 0) {
+    startWatch(s, folder);
+    return s.watch.fd >= 0; // nothing is marked unchanged yet
+  }
+  alignas(inotify_event) char events[4096];
+  bool changed = false;
+  bool gone = s.watch.folderMissing;
+  ssize_t got = 0;
+  while ((got = read(s.watch.fd, events, sizeof events)) > 0) {
+    changed = true;
+    for (ssize_t at = 0; at < got;) {
+      const auto* event = reinterpret_cast<const inotify_event*>(events + at);
+      gone = gone || (event->mask & (IN_IGNORED | IN_Q_OVERFLOW | IN_DELETE_SELF | IN_MOVE_SELF));
+      at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+    }
+  }
+  if ((changed && gone) || (got < 0 && errno != EAGAIN && errno != EINTR)) {
+    forgetWatch(s);
+    startWatch(s, folder);
+    return s.watch.fd >= 0;
+  }
+  if (changed) {
+    for (auto& entry : s.files) {
+      entry.second.unchanged = false;
+    }
+  }
+  return true;
+}
+
 // The file's values (not retained; valid while the lock is held), read again only if the file
 // changed since the last read.
-CFDictionaryRef domainValues(State& s, const std::string& path) {
-  struct stat st {};
-  if (os::calls().stat(path.c_str(), &st) != 0) {
-    auto found = s.files.find(path);
-    if (found != s.files.end()) {
-      CFRelease(found->second.values);
-      s.files.erase(found);
-    }
+CFDictionaryRef domainValues(State& s, const std::string& folder, const std::string& path) {
+  bool watched = watching(s, folder);
+  if (watched && s.watch.folderMissing) {
     return nullptr;
   }
   auto found = s.files.find(path);
-  if (found != s.files.end() && sameFile(found->second, st)) {
+  if (watched && found != s.files.end() && found->second.unchanged) {
+    return found->second.values;
+  }
+  // Only a plain file is trusted to the watch: a link's target, or a file with other names, may
+  // be changed elsewhere.
+  struct stat st {};
+  bool named = watched && os::calls().lstat(path.c_str(), &st) == 0;
+  bool trusted = named && S_ISREG(st.st_mode) && st.st_nlink == 1;
+  if (!trusted && os::calls().stat(path.c_str(), &st) != 0) {
+    // Missing: remembered as such while the folder is watched and nothing there names it.
+    Domain& domain = s.files[path];
+    CFRelease(domain.values);
+    domain = Domain();
+    domain.unchanged = watched && !named;
+    return nullptr;
+  }
+  if (found != s.files.end() && found->second.values != nullptr && sameFile(found->second, st)) {
+    found->second.unchanged = trusted;
     return found->second.values;
   }
   struct stat readInfo {};
   CFDictionaryRef values = readDomainFile(path, &readInfo);
-  if (values == nullptr) {
-    // Unusable files are not remembered: a repaired or re-permitted file is read next time.
-    if (found != s.files.end()) {
-      CFRelease(found->second.values);
-      s.files.erase(found);
-    }
-    return nullptr;
-  }
   Domain& domain = s.files[path];
   CFRelease(domain.values);
+  domain = Domain();
+  if (values == nullptr) {
+    // Unusable files are not remembered: a repaired or re-permitted file is read next time,
+    // or, while the folder is watched, once it changes.
+    domain.unchanged = trusted;
+    return nullptr;
+  }
   domain.values = values;
   domain.device = readInfo.st_dev;
   domain.inode = readInfo.st_ino;
   domain.size = readInfo.st_size;
   domain.modified = readInfo.st_mtim;
+  domain.unchanged = trusted;
   return values;
 }
 
@@ -153,12 +277,28 @@ CFPropertyListRef copyValue(CFStringRef key, CFStringRef applicationID) {
   if (key == nullptr) {
     return nullptr;
   }
-  std::string path = preferencesPath(applicationID);
+  if (applicationID == nullptr) {
+    return nullptr;
+  }
+  std::string folder = preferencesFolder();
+  State& s = state();
+  std::lock_guard<std::mutex> guard(s.lock);
+  // The same application asked again (a log level is asked for many times a message): its path
+  // is not built again.
+  LastPath& last = s.lastPath;
+  if (last.application == nullptr || last.folder != folder ||
+      (last.application != applicationID && !CFEqual(last.application, applicationID))) {
+    if (last.application != nullptr) {
+      CFRelease(last.application);
+    }
+    // A copy: a mutable string may change after the call (an immutable one is only retained).
+    last = {CFStringCreateCopy(nullptr, applicationID), folder,
+            preferencesPath(applicationID, folder)};
+  }
+  const std::string& path = last.path;
   if (path.empty()) {
     return nullptr;
   }
-  State& s = state();
-  std::lock_guard<std::mutex> guard(s.lock);
   auto pending = s.pending.find(path);
   if (pending != s.pending.end()) {
     const void* value = nullptr;
@@ -166,7 +306,7 @@ CFPropertyListRef copyValue(CFStringRef key, CFStringRef applicationID) {
       return value == kCFNull ? nullptr : CFRetain(value);
     }
   }
-  CFDictionaryRef values = domainValues(s, path);
+  CFDictionaryRef values = domainValues(s, folder, path);
   return values != nullptr ? CFRetain(CFDictionaryGetValue(values, key)) : nullptr;
 }
 
@@ -262,7 +402,9 @@ void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFString
 }
 
 Boolean CFPreferencesAppSynchronize(CFStringRef applicationID) {
-  std::string path = preferencesPath(applicationID);
+  std::string home = homeDirectory();
+  std::string folder = home + "/Library/Preferences";
+  std::string path = preferencesPath(applicationID, folder);
   if (path.empty()) {
     return false;
   }
@@ -287,8 +429,7 @@ Boolean CFPreferencesAppSynchronize(CFStringRef applicationID) {
   Merge merge{merged};
   CFDictionaryApplyFunction(pending->second, applyChange, &merge);
   std::string xml;
-  std::string folder = preferencesFolder();
-  bool ok = cf::propertyListToXML(merged, xml) && makeFolder(homeDirectory() + "/Library") &&
+  bool ok = cf::propertyListToXML(merged, xml) && makeFolder(home + "/Library") &&
             makeFolder(folder) && os::writeFileAtomically(path, xml);
   CFRelease(merged);
   if (ok) {

@@ -123,6 +123,9 @@ private:
     std::uint8_t c = mSource[i];
     if (isBlank(c) || isPunct(c) || c < 0x20 || c == 0x7F)
       return true;
+    // Of the quotes and closers, only ' " and $ are ASCII: most bytes need no further look.
+    if (c < 0x80)
+      return c == '\'' || c == '"' || c == '$';
     if (quoteAt(i, kIdentQuotes) || quoteAt(i, kStringQuotes) || quoteAt(i, kHexQuotes))
       return true;
     for (const char* closer : kStrayClosers)
