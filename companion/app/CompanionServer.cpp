@@ -133,11 +133,20 @@ void CompanionServer::answer(Request request, const AppleEvent& event, AppleEven
 OSErr CompanionServer::accept(Request request, const AppleEvent& event, AppleEvent& reply) {
   SInt32 sender = 0; // events without a sender (sent within this process) share one queue
   AEGetAttributePtr(&event, keySenderPIDAttr, typeSInt32, nullptr, &sender, sizeof sender, nullptr);
-  if (AESuspendTheCurrentEvent(&event) != noErr) {
+  std::unique_lock lock(mMutex);
+  // One client alone is answered here, at once: handing its events to a worker would only
+  // add a thread switch to each. Nothing is outstanding then, so no order can change.
+  const auto now = std::chrono::steady_clock::now();
+  if (sender != mLastSender) {
+    mLastSender = sender;
+    mOtherSenderAt = now;
+  }
+  const bool alone = mSenders.empty() && now - mOtherSenderAt >= kAloneAfter;
+  if (alone || AESuspendTheCurrentEvent(&event) != noErr) {
+    lock.unlock();
     answer(request, event, reply, nullptr);
     return noErr;
   }
-  std::lock_guard lock(mMutex);
   Sender& queue = mSenders[sender];
   queue.jobs.push_back({request, event, reply});
   if (!queue.served && queue.jobs.size() == 1) {

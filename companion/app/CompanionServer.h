@@ -5,6 +5,7 @@
 
 #include <CoreServices/CoreServices.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <map>
@@ -21,7 +22,8 @@ namespace quellbark {
 // Clients are served side by side: each event is suspended and queued for its sender (by
 // process id), and a worker thread with a classifier of its own answers one sender's queue at a
 // time, in order, so each client's events are answered in the order they were sent. At most
-// `maxWorkers` senders are served at once.
+// `maxWorkers` senders are served at once. A client alone is answered on the event loop's
+// thread, without the hand-over.
 class CompanionServer {
 public:
   CompanionServer(Engine& engine, std::size_t maxWorkers);
@@ -60,6 +62,10 @@ private:
   std::deque<SInt32> mReady;         // senders with work and no worker
   std::size_t mIdleWorkers = 0;
   std::vector<std::jthread> mWorkers;
+  // Events are answered on the event loop's thread while one sender has been alone this long.
+  static constexpr std::chrono::milliseconds kAloneAfter{100};
+  SInt32 mLastSender = -1;
+  std::chrono::steady_clock::time_point mOtherSenderAt;
 };
 
 } // namespace quellbark

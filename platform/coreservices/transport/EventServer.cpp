@@ -321,10 +321,9 @@ void deliverResumed(Server& state) {
     for (auto& client : state.clients) {
       if (client.id != done.client)
         continue;
-      client.suspended = false;
+      client.suspended = false; // its next event is read when poll finds it
       if (!client.peerGone && !done.frame.empty())
         queue(client, done.frame);
-      readFrom(client);
     }
   }
 }
@@ -442,7 +441,7 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
 
   if (watched[0].revents & POLLIN) {
     char drain[64];
-    while (os::readSome(state.wakeRead, drain, sizeof drain) > 0) {
+    while (os::readSome(state.wakeRead, drain, sizeof drain) == sizeof drain) {
     }
   }
   deliverResumed(state);
