@@ -60,7 +60,7 @@ void score(Engine& engine, Engine::Classifier* classifier, const AppleEvent& eve
     return;
   }
   SInt16 highest = 0;
-  for (const std::string& message : prepareMessages(request.bytes, request.form)) {
+  for (const std::string& message : prepareMessages(request.bytes.view(), request.form)) {
     const ScoreResult result =
         classifier != nullptr ? engine.score(*classifier, message) : engine.score(message);
     if (result.error != EngineError::none) {
@@ -79,7 +79,7 @@ void learn(Engine& engine, Verdict verdict, const AppleEvent& event, AppleEvent&
   if (unreadable(request, reply, verdict == Verdict::spam ? "addS" : "addG")) {
     return;
   }
-  for (const std::string& message : prepareMessages(request.bytes, request.form)) {
+  for (const std::string& message : prepareMessages(request.bytes.view(), request.form)) {
     if (const EngineError error = engine.learn(verdict, message); error != EngineError::none) {
       putError(reply, static_cast<SInt16>(error), describe(error));
       return;
