@@ -168,22 +168,6 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
   EXPECT_NE(runApp({"status"}).out.find("Learned:   11 spam"), std::string::npos);
 }
 
-TEST_F(AppTest, TwoClientsAtOnceAreBothAnswered) {
-  startApp();
-  std::vector<Reply> scores;
-  std::vector<Reply> learned;
-  {
-    std::jthread a([&] { scores = send("Qscr", spamMessage(1), 25); });
-    std::jthread b([&] { learned = send("addG", goodMessage(2), 25); });
-  }
-  ASSERT_EQ(scores.size(), 25u);
-  ASSERT_EQ(learned.size(), 25u);
-  for (int i = 0; i < 25; ++i) {
-    EXPECT_EQ(scores[i].errn + learned[i].errn, "nonenone");
-    EXPECT_NE(scores[i].score, "none");
-  }
-}
-
 // A message of words no other message has: it scores near the middle until learned.
 std::string unseenMessage(int client) {
   std::string text = "Subject: note " + std::to_string(client) + "\n\n";
