@@ -103,15 +103,13 @@ std::string boundaryOf(std::string_view contentTypeLine) {
   return boundary;
 }
 
-// Copies the text between the dropped lines in whole runs.
-std::string withoutTransferEncodings(std::string_view message) {
+// Appends `message` (whole lines) without them, copying the text between them in whole runs.
+void appendWithoutTransferEncodings(std::string_view message, std::string& out) {
   static constexpr std::string_view kHeader = "Content-Transfer-Encoding:";
-  std::string out;
-  out.reserve(message.size());
   std::size_t kept = 0; // start of the run not yet copied
   std::size_t at = 0;   // start of the current line
   while (at < message.size()) {
-    if (startsWithNoCase(message.substr(at), kHeader)) {
+    if (asciiLower(message[at]) == 'c' && startsWithNoCase(message.substr(at), kHeader)) {
       out.append(message.substr(kept, at - kept));
       at = kept = logicalLine(message, at).end;
       continue;
@@ -120,31 +118,34 @@ std::string withoutTransferEncodings(std::string_view message) {
     at = nl == std::string_view::npos ? message.size() : nl + 1;
   }
   out.append(message.substr(kept));
-  return out;
 }
 
+// The headers are rewritten apart; the body is copied once.
 std::string withDecodedStructure(std::string_view message) {
-  std::string out;
-  out.reserve(message.size());
+  std::string head;
+  head.reserve(std::min<std::size_t>(message.size(), 4096));
   std::size_t at = 0;
   while (at < message.size()) {
     const Unfolded line = logicalLine(message, at);
     at = line.end;
     if (line.text == "\n" || line.text == "\r\n") {
-      out.append(line.text);
+      head.append(line.text);
       break; // end of the headers
     }
     if (startsWithNoCase(line.text, "Content-Type:")) {
       std::string const boundary = boundaryOf(line.text);
       if (!boundary.empty() && message.find("--" + boundary, at) == std::string_view::npos) {
-        out.append("Content-Type: text/plain\n");
+        head.append("Content-Type: text/plain\n");
         continue;
       }
     }
-    out.append(line.text);
+    head.append(line.text);
   }
-  out.append(message.substr(std::min(at, message.size())));
-  return withoutTransferEncodings(out);
+  std::string out;
+  out.reserve(message.size());
+  appendWithoutTransferEncodings(head, out);
+  appendWithoutTransferEncodings(message.substr(std::min(at, message.size())), out);
+  return out;
 }
 
 } // namespace
