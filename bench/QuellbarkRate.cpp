@@ -4,14 +4,17 @@
 // not run), builds the 'Qscr' event, allocates a fresh reply port, sends with kAEWaitReply,
 // reads 'errn' and the score, and frees everything. Files are read before the clock starts.
 //
-//   find <folders> -path '*/cur/*' -type f | quellbark_rate [--scores]
+//   find <folders> -path '*/cur/*' -type f | quellbark_rate [--scores] [--repeat N] [--senders N]
 // Prints "<messages> messages in <s> s, <rate> messages/s, <ms> ms CPU per message (this
-// process)"; with --scores also "<file> <score|errn ...>" per message first.
+// process)"; with --scores also "<file> <score|errn ...>" per message first. --repeat sends the
+// list N times over (memory stays that of one list); --senders splits the messages among N
+// sender processes running at once, as parallel hosts do (their CPU is counted together).
 #include <ApplicationServices/ApplicationServices.h>
 #include <CoreServices/CoreServices.h>
 #include <CoreServices/LaunchServices/LaunchServices.h>
 #include <mach/mach.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -20,6 +23,9 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -100,13 +106,52 @@ OSErr score(const std::string& message, SInt16& result) {
 double cpuSeconds() {
   timespec used{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
-  return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
+  rusage children{};
+  getrusage(RUSAGE_CHILDREN, &children);
+  return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9 +
+         static_cast<double>(children.ru_utime.tv_sec + children.ru_stime.tv_sec) +
+         static_cast<double>(children.ru_utime.tv_usec + children.ru_stime.tv_usec) / 1e6;
+}
+
+// Sends every `step`-th of the messages from `first` on, `repeat` times over; the failures.
+std::size_t sendShare(const std::vector<std::string>& names,
+                      const std::vector<std::string>& messages, std::size_t first, std::size_t step,
+                      long repeat, bool printScores) {
+  std::size_t failed = 0;
+  for (long round = 0; round < repeat; ++round) {
+    for (std::size_t i = first; i < messages.size(); i += step) {
+      SInt16 result = 0;
+      const OSErr err = score(messages[i], result);
+      failed += err != noErr;
+      if (printScores) {
+        if (err == noErr)
+          std::printf("%s %d\n", names[i].c_str(), result);
+        else
+          std::printf("%s errn %d\n", names[i].c_str(), err);
+      }
+    }
+  }
+  return failed;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-  const bool printScores = argc > 1 && std::strcmp(argv[1], "--scores") == 0;
+  bool printScores = false;
+  long repeat = 1;
+  long senders = 1;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--scores") == 0) {
+      printScores = true;
+    } else if (std::strcmp(argv[i], "--repeat") == 0 && i + 1 < argc) {
+      repeat = std::max(1L, std::atol(argv[++i]));
+    } else if (std::strcmp(argv[i], "--senders") == 0 && i + 1 < argc) {
+      senders = std::max(1L, std::atol(argv[++i]));
+    } else {
+      std::fprintf(stderr, "usage: quellbark_rate [--scores] [--repeat N] [--senders N]\n");
+      return 2;
+    }
+  }
   std::vector<std::string> names;
   std::vector<std::string> messages;
   for (std::string name; std::getline(std::cin, name);) {
@@ -125,26 +170,37 @@ int main(int argc, char** argv) {
   launchIfNecessary();
 
   std::size_t failed = 0;
+  std::fflush(stdout);
   const auto start = std::chrono::steady_clock::now();
   const double cpuStart = cpuSeconds();
-  for (std::size_t i = 0; i < messages.size(); ++i) {
-    SInt16 result = 0;
-    const OSErr err = score(messages[i], result);
-    failed += err != noErr;
-    if (printScores) {
-      if (err == noErr)
-        std::printf("%s %d\n", names[i].c_str(), result);
-      else
-        std::printf("%s errn %d\n", names[i].c_str(), err);
+  if (senders == 1) {
+    failed = sendShare(names, messages, 0, 1, repeat, printScores);
+  } else {
+    // Each sender is a process of its own (the connection it holds is its own).
+    std::vector<pid_t> children;
+    for (long k = 0; k < senders; ++k) {
+      const pid_t child = fork();
+      if (child == 0) {
+        const std::size_t lost = sendShare(names, messages, static_cast<std::size_t>(k),
+                                           static_cast<std::size_t>(senders), repeat, printScores);
+        std::fflush(stdout);
+        _exit(static_cast<int>(std::min<std::size_t>(lost, 255)));
+      }
+      children.push_back(child);
+    }
+    for (const pid_t child : children) {
+      int status = 0;
+      waitpid(child, &status, 0);
+      failed += WIFEXITED(status) ? static_cast<std::size_t>(WEXITSTATUS(status)) : 1;
     }
   }
   const double cpu = cpuSeconds() - cpuStart;
   const double wall =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  const double count = static_cast<double>(messages.size());
-  std::printf("%zu messages in %.3f s, %.1f messages/s, %.3f ms CPU per message (this "
+  const double count = static_cast<double>(messages.size()) * static_cast<double>(repeat);
+  std::printf("%.0f messages in %.3f s, %.1f messages/s, %.3f ms CPU per message (this "
               "process), %zu failed\n",
-              messages.size(), wall, wall > 0 ? count / wall : 0.0,
-              count > 0 ? 1000.0 * cpu / count : 0.0, failed);
+              count, wall, wall > 0 ? count / wall : 0.0, count > 0 ? 1000.0 * cpu / count : 0.0,
+              failed);
   return failed == 0 ? 0 : 1;
 }

@@ -33,20 +33,58 @@ bool unreadable(const MessageRequest& request, AppleEvent& reply, const char* ev
 }
 
 OSErr handleScore(const AppleEvent* event, AppleEvent* reply, SRefCon server) {
-  return static_cast<CompanionServer*>(server)->score(*event, *reply);
+  return static_cast<CompanionServer*>(server)->accept(CompanionServer::Request::score, *event,
+                                                       *reply);
 }
 
 OSErr handleLearnSpam(const AppleEvent* event, AppleEvent* reply, SRefCon server) {
-  return static_cast<CompanionServer*>(server)->learn(Verdict::spam, *event, *reply);
+  return static_cast<CompanionServer*>(server)->accept(CompanionServer::Request::learnSpam, *event,
+                                                       *reply);
 }
 
 OSErr handleLearnGood(const AppleEvent* event, AppleEvent* reply, SRefCon server) {
-  return static_cast<CompanionServer*>(server)->learn(Verdict::good, *event, *reply);
+  return static_cast<CompanionServer*>(server)->accept(CompanionServer::Request::learnGood, *event,
+                                                       *reply);
 }
 
 OSErr handleQuit(const AppleEvent*, AppleEvent*, SRefCon) {
   QuitApplicationEventLoop();
   return noErr;
+}
+
+// Several messages in one event score as the most spam-like of them.
+void score(Engine& engine, Engine::Classifier* classifier, const AppleEvent& event,
+           AppleEvent& reply) {
+  const MessageRequest request = readMessageRequest(event);
+  if (unreadable(request, reply, "Qscr")) {
+    return;
+  }
+  SInt16 highest = 0;
+  for (const std::string& message : prepareMessages(request.bytes.view(), request.form)) {
+    const ScoreResult result =
+        classifier != nullptr ? engine.score(*classifier, message) : engine.score(message);
+    if (result.error != EngineError::none) {
+      putError(reply, static_cast<SInt16>(result.error), describe(result.error));
+      return;
+    }
+    highest = std::max(highest, static_cast<SInt16>(result.score));
+  }
+  if (reply.descriptorType != typeNull) {
+    AEPutParamPtr(&reply, keyDirectObject, typeSInt16, &highest, sizeof highest);
+  }
+}
+
+void learn(Engine& engine, Verdict verdict, const AppleEvent& event, AppleEvent& reply) {
+  const MessageRequest request = readMessageRequest(event);
+  if (unreadable(request, reply, verdict == Verdict::spam ? "addS" : "addG")) {
+    return;
+  }
+  for (const std::string& message : prepareMessages(request.bytes.view(), request.form)) {
+    if (const EngineError error = engine.learn(verdict, message); error != EngineError::none) {
+      putError(reply, static_cast<SInt16>(error), describe(error));
+      return;
+    }
+  }
 }
 
 } // namespace
@@ -72,39 +110,82 @@ OSErr CompanionServer::install() {
   return noErr;
 }
 
-// Several messages in one event score as the most spam-like of them.
-OSErr CompanionServer::score(const AppleEvent& event, AppleEvent& reply) {
-  const MessageRequest request = readMessageRequest(event);
-  if (unreadable(request, reply, "Qscr")) {
+CompanionServer::CompanionServer(Engine& engine, std::size_t maxWorkers)
+    : mEngine(engine), mMaxWorkers(std::max<std::size_t>(maxWorkers, 1)) {}
+
+CompanionServer::~CompanionServer() {
+  for (auto& worker : mWorkers) {
+    worker.request_stop();
+  }
+  mWork.notify_all();
+  mWorkers.clear(); // joins, once every queue is answered
+}
+
+void CompanionServer::answer(Request request, const AppleEvent& event, AppleEvent& reply,
+                             Engine::Classifier* classifier) {
+  if (request == Request::score) {
+    score(mEngine, classifier, event, reply);
+  } else {
+    learn(mEngine, request == Request::learnSpam ? Verdict::spam : Verdict::good, event, reply);
+  }
+}
+
+OSErr CompanionServer::accept(Request request, const AppleEvent& event, AppleEvent& reply) {
+  SInt32 sender = 0; // events without a sender (sent within this process) share one queue
+  AEGetAttributePtr(&event, keySenderPIDAttr, typeSInt32, nullptr, &sender, sizeof sender, nullptr);
+  std::unique_lock lock(mMutex);
+  // One client alone is answered here, at once: handing its events to a worker would only
+  // add a thread switch to each. Nothing is outstanding then, so no order can change.
+  const auto now = std::chrono::steady_clock::now();
+  if (sender != mLastSender) {
+    mLastSender = sender;
+    mOtherSenderAt = now;
+  }
+  const bool alone = mSenders.empty() && now - mOtherSenderAt >= kAloneAfter;
+  if (alone || AESuspendTheCurrentEvent(&event) != noErr) {
+    lock.unlock();
+    answer(request, event, reply, nullptr);
     return noErr;
   }
-  SInt16 highest = 0;
-  for (const std::string& message : prepareMessages(request.bytes, request.form)) {
-    const ScoreResult result = mEngine.score(message);
-    if (result.error != EngineError::none) {
-      putError(reply, static_cast<SInt16>(result.error), describe(result.error));
-      return noErr;
+  Sender& queue = mSenders[sender];
+  queue.jobs.push_back({request, event, reply});
+  if (!queue.served && queue.jobs.size() == 1) {
+    mReady.push_back(sender);
+    if (mIdleWorkers == 0 && mWorkers.size() < mMaxWorkers) {
+      mWorkers.emplace_back([this](std::stop_token stop) { work(stop); });
+    } else {
+      mWork.notify_one();
     }
-    highest = std::max(highest, static_cast<SInt16>(result.score));
-  }
-  if (reply.descriptorType != typeNull) {
-    AEPutParamPtr(&reply, keyDirectObject, typeSInt16, &highest, sizeof highest);
   }
   return noErr;
 }
 
-OSErr CompanionServer::learn(Verdict verdict, const AppleEvent& event, AppleEvent& reply) {
-  const MessageRequest request = readMessageRequest(event);
-  if (unreadable(request, reply, verdict == Verdict::spam ? "addS" : "addG")) {
-    return noErr;
-  }
-  for (const std::string& message : prepareMessages(request.bytes, request.form)) {
-    if (const EngineError error = mEngine.learn(verdict, message); error != EngineError::none) {
-      putError(reply, static_cast<SInt16>(error), describe(error));
-      return noErr;
+// Answers one sender's queue at a time, each event in turn; the classifier's process ends when
+// idle, so an idle worker holds no bogofilter.
+void CompanionServer::work(std::stop_token stop) {
+  Engine::Classifier classifier(mEngine);
+  std::unique_lock lock(mMutex);
+  for (;;) {
+    ++mIdleWorkers;
+    mWork.wait(lock, stop, [this] { return !mReady.empty(); });
+    --mIdleWorkers;
+    if (mReady.empty()) {
+      return; // stopping, and nothing is left to answer
     }
+    SInt32 const sender = mReady.front();
+    mReady.pop_front();
+    Sender& queue = mSenders[sender];
+    queue.served = true;
+    while (!queue.jobs.empty()) {
+      Job job = queue.jobs.front();
+      queue.jobs.pop_front();
+      lock.unlock();
+      answer(job.request, job.event, job.reply, &classifier);
+      AEResumeTheCurrentEvent(&job.event, &job.reply, kAENoDispatch, nullptr);
+      lock.lock();
+    }
+    mSenders.erase(sender);
   }
-  return noErr;
 }
 
 } // namespace quellbark

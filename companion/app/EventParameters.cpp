@@ -6,7 +6,7 @@ namespace quellbark {
 
 namespace {
 
-OSErr readBytes(const AppleEvent& event, AEKeyword key, std::string& bytes) {
+OSErr readBytes(const AppleEvent& event, AEKeyword key, ParameterBytes& bytes) {
   DescType type = typeNull;
   Size size = 0;
   if (const OSErr err = AESizeOfParam(&event, key, &type, &size); err != noErr) {
@@ -17,13 +17,14 @@ OSErr readBytes(const AppleEvent& event, AEKeyword key, std::string& bytes) {
     wanted = typeUTF8Text; // up to 3 bytes of UTF-8 for each 2 bytes of UTF-16
     size = size / 2 * 3 + 4;
   }
-  bytes.resize(static_cast<std::size_t>(size));
+  bytes.data = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(size));
   Size actual = 0;
-  if (const OSErr err = AEGetParamPtr(&event, key, wanted, nullptr, bytes.data(), size, &actual);
+  if (const OSErr err =
+          AEGetParamPtr(&event, key, wanted, nullptr, bytes.data.get(), size, &actual);
       err != noErr) {
     return err;
   }
-  bytes.resize(static_cast<std::size_t>(std::min(actual, size)));
+  bytes.size = static_cast<std::size_t>(std::min(actual, size));
   return noErr;
 }
 
@@ -51,8 +52,10 @@ MessageRequest readMessageRequest(const AppleEvent& event) {
     request.error = readFlag(event, kQuellbarkRFC822Param, request.form.rfc822);
   }
   if (request.error == noErr) {
-    const OSErr err = readBytes(event, kQuellbarkSeparatorParam, request.form.separator);
+    ParameterBytes separator;
+    const OSErr err = readBytes(event, kQuellbarkSeparatorParam, separator);
     request.error = err == errAEDescNotFound ? OSErr(noErr) : err;
+    request.form.separator = separator.view();
   }
   return request;
 }

@@ -17,6 +17,7 @@
 #include <CLI/CLI.hpp>
 #include <Carbon/Carbon.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -94,7 +95,8 @@ int serve() {
     }
   }
   Engine engine(config);
-  CompanionServer server(engine);
+  // One classifier per core at most: more would only wait for the processor.
+  CompanionServer server(engine, std::max(2U, std::thread::hardware_concurrency()));
   if (const OSErr err = server.install(); err != noErr) {
     AppLog::line("cannot install the event handlers (error " + std::to_string(err) + ")");
     return 1;

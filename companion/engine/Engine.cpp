@@ -3,6 +3,7 @@
 #include "Locations.h"
 #include "MessageDigest.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -84,6 +85,7 @@ Engine::Engine(EngineConfig config) : mConfig(std::move(config)) {
       std::fprintf(stderr, "Quellbark: %s\n", line.c_str());
     };
   }
+  mOwnClassifier = std::make_unique<Classifier>(*this);
   mIdleWatch = std::jthread([this](std::stop_token stop) { endWhenIdle(stop); });
 }
 
@@ -93,11 +95,23 @@ Engine::~Engine() {
   if (mIdleWatch.joinable()) {
     mIdleWatch.join();
   }
+  mOwnClassifier.reset();
   Lock lock(mMutex);
   endSession();
   if (mChildErrors >= 0) {
     ::close(mChildErrors);
   }
+}
+
+Engine::Classifier::Classifier(Engine& engine) : mEngine(engine) {
+  std::lock_guard lock(mEngine.mMutex);
+  mEngine.mClassifiers.push_back(this);
+}
+
+Engine::Classifier::~Classifier() {
+  std::lock_guard lock(mEngine.mMutex);
+  std::erase(mEngine.mClassifiers, this);
+  mChild.reset();
 }
 
 EngineError Engine::fail(EngineError error, const std::string& detail) {
@@ -152,13 +166,6 @@ EngineError Engine::prepare() {
                   "cannot make a private folder in " + mConfig.workRoot.string());
     }
   }
-  if (!mMessage || !mMessage->valid()) {
-    mMessage = std::make_unique<MessageMemory>();
-    if (!mMessage->valid()) {
-      return fail(EngineError::workFolderUnusable,
-                  std::string("cannot make a memory file for messages: ") + std::strerror(errno));
-    }
-  }
   if (mChildErrors < 0) {
     fs::path const errors = mWork->path() / "engine-errors.txt";
     mChildErrors = ::open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
@@ -207,6 +214,46 @@ EngineError Engine::readCounts() {
                     " failed: " + bogofilter::lastLine(run.err));
   }
   mLearned = *counts;
+  mCountsKnown = true;
+  return EngineError::none;
+}
+
+bool Engine::anyProcessRuns() const {
+  return mChild || std::any_of(mClassifiers.begin(), mClassifiers.end(),
+                               [](const Classifier* c) { return c->mChild != nullptr; });
+}
+
+// bogofilter keeps a read lock on the word list while it classifies and a write lock while it
+// learns, and would wait for a write lock held elsewhere; asking the kernel says so at once.
+// Ours never counts: our learner has ended before a classifier starts. A learner waits behind
+// other programs' classifiers, as bogofilter does.
+bool Engine::lockedElsewhere() const {
+  const int fd = ::open(bogofilter::wordListFile(mConfig.dataFolder).c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    return false; // bogofilter itself reports what is wrong with the file
+  }
+  struct flock probe {};
+  probe.l_type = F_RDLCK;
+  probe.l_whence = SEEK_SET;
+  const bool locked = ::fcntl(fd, F_GETLK, &probe) == 0 && probe.l_type != F_UNLCK;
+  ::close(fd);
+  return locked;
+}
+
+// Before a process of ours starts. While none runs, other programs may have learned, so the
+// counts are read again when next needed.
+EngineError Engine::startingProcess() {
+  if (!anyProcessRuns()) {
+    mCountsKnown = false;
+    if (::ftruncate(mChildErrors, 0) != 0) {
+      return fail(EngineError::workFolderUnusable, "cannot reset the engine's error file");
+    }
+  }
+  if (lockedElsewhere()) {
+    return fail(EngineError::wordListLocked,
+                "another process is using " +
+                    bogofilter::wordListFile(mConfig.dataFolder).string());
+  }
   return EngineError::none;
 }
 
@@ -217,13 +264,8 @@ EngineError Engine::useSession(Mode mode) {
   if (const EngineError e = endSession(); e != EngineError::none) {
     return e;
   }
-  // bogofilter would wait for a lock held elsewhere; bogoutil says so at once. The counts it
-  // reads are bogofilter's own, so learning done by other programs counts too.
-  if (const EngineError e = readCounts(); e != EngineError::none) {
+  if (const EngineError e = startingProcess(); e != EngineError::none) {
     return e;
-  }
-  if (::ftruncate(mChildErrors, 0) != 0) {
-    return fail(EngineError::workFolderUnusable, "cannot reset the engine's error file");
   }
   int spawnError = 0;
   mChild = LineChild::start(bogofilter::bulkCommand(mBogofilter, mConfig.dataFolder, mode),
@@ -256,7 +298,7 @@ EngineError Engine::endSession() {
     return childFailure("bogofilter " + std::string(nameOf(mode)) + " " + describeExit(status) +
                         "; " + std::to_string(batch) + " message(s) not learned");
   }
-  const auto count = static_cast<std::int64_t>(batch);
+  const auto count = static_cast<std::int64_t>(batch); // (counts not yet read are read later)
   (learnsSpam(mode) ? mLearned.spam : mLearned.good) += count;
   if (mode == Mode::moveToSpam || mode == Mode::moveToGood) {
     (learnsSpam(mode) ? mLearned.good : mLearned.spam) -= count;
@@ -275,7 +317,7 @@ EngineError Engine::endSession() {
 }
 
 // A child that died or hung: a lock held elsewhere makes bogofilter wait, so a hang is told
-// apart by asking bogoutil, which does not wait.
+// apart by asking the kernel; a word list bogoutil cannot read either is unusable.
 EngineError Engine::childFailure(const std::string& what) {
   std::string const errors = childErrors();
   if (mChild) {
@@ -283,66 +325,130 @@ EngineError Engine::childFailure(const std::string& what) {
     mChild.reset();
   }
   mMode.reset();
-  const ProgramRun probe =
-      runProgram(bogofilter::countCommand(mBogoutil, mConfig.dataFolder), mConfig.replyTimeout);
-  if (bogofilter::reportsLocked(probe.err)) {
+  if (lockedElsewhere()) {
     return fail(EngineError::wordListLocked, what + " (word list locked by another process)");
+  }
+  if (const EngineError e = readCounts(); e != EngineError::none) {
+    return e;
   }
   return fail(EngineError::engineFailed, errors.empty() ? what : what + ": " + errors);
 }
 
+EngineError Engine::startClassifier(Classifier& classifier) {
+  if (!classifier.mMessage || !classifier.mMessage->valid()) {
+    classifier.mMessage = std::make_unique<MessageMemory>();
+    if (!classifier.mMessage->valid()) {
+      return fail(EngineError::workFolderUnusable,
+                  std::string("cannot make a memory file for messages: ") + std::strerror(errno));
+    }
+  }
+  if (const EngineError e = startingProcess(); e != EngineError::none) {
+    return e;
+  }
+  int spawnError = 0;
+  classifier.mChild =
+      LineChild::start(bogofilter::bulkCommand(mBogofilter, mConfig.dataFolder, Mode::classify),
+                       mChildErrors, spawnError);
+  if (!classifier.mChild) {
+    const bool missing = spawnError == ENOENT || spawnError == EACCES || spawnError == ENOEXEC;
+    return fail(missing ? EngineError::engineMissing : EngineError::engineFailed,
+                mBogofilter.string() + " cannot be started: " + std::strerror(spawnError));
+  }
+  mWake.notify_all(); // the idle watch starts timing the new process
+  return EngineError::none;
+}
+
+// Idle classifiers end so that a learner can take the word list; none is busy when called.
+void Engine::endClassifiers() {
+  for (Classifier* classifier : mClassifiers) {
+    if (classifier->mChild) {
+      classifier->mChild->finish(Clock::now() + mConfig.replyTimeout);
+      classifier->mChild.reset();
+    }
+  }
+}
+
 ScoreResult Engine::score(std::string_view message) {
+  return score(*mOwnClassifier, message);
+}
+
+// The exchange with the classifying process runs unlocked, beside other classifiers'.
+ScoreResult Engine::score(Classifier& classifier, std::string_view message) {
   Lock lock(mMutex);
   if (const EngineError e = prepare(); e != EngineError::none) {
     return {e, 0};
   }
-  if (!mMessage->hold(message)) {
-    return {fail(EngineError::workFolderUnusable,
-                 std::string("cannot hold a message in memory: ") + std::strerror(errno)),
-            0};
-  }
-  const bool reused = mChild && mMode == Mode::classify;
-  if (const EngineError e = useSession(Mode::classify); e != EngineError::none) {
-    return {e, 0};
-  }
-  const ScoreResult result = classify(mMessage->name(), reused);
-  mLastUse = Clock::now();
-  if (mConfig.idleTimeout.count() <= 0) {
-    endSession();
-  }
-  return result;
-}
-
-ScoreResult Engine::classify(const std::string& file, bool mayRetry) {
-  std::string line;
-  LineChild::Read read = LineChild::Read::endOfOutput;
-  if (mChild->sendLine(file)) {
-    read = mChild->readLine(line, Clock::now() + mConfig.replyTimeout);
-  }
-  if (read == LineChild::Read::endOfOutput && mayRetry) {
-    // A classifier that ended while idle: start a fresh one once.
-    mChild->kill();
-    mChild.reset();
-    mMode.reset();
-    if (const EngineError e = useSession(Mode::classify); e != EngineError::none) {
+  for (bool mayRetry = true;; mayRetry = false) {
+    mTurn.wait(lock, [this] { return mLearnersWaiting == 0; });
+    if (const EngineError e = endSession(); e != EngineError::none) { // learning asked before
       return {e, 0};
     }
-    return classify(file, false);
+    const bool reused = classifier.mChild != nullptr;
+    if (!reused) {
+      if (const EngineError e = startClassifier(classifier); e != EngineError::none) {
+        return {e, 0};
+      }
+    }
+    classifier.mBusy = true;
+    ++mBusy;
+    lock.unlock();
+    std::string line;
+    LineChild::Read read = LineChild::Read::endOfOutput;
+    const bool held = classifier.mMessage->hold(message);
+    const std::string& file = classifier.mMessage->name();
+    if (held && classifier.mChild->sendLine(file)) {
+      read = classifier.mChild->readLine(line, Clock::now() + mConfig.replyTimeout);
+    }
+    lock.lock();
+    classifier.mBusy = false;
+    --mBusy;
+    classifier.mLastUse = Clock::now();
+    mTurn.notify_all();
+    if (!held) {
+      return {fail(EngineError::workFolderUnusable,
+                   std::string("cannot hold a message in memory: ") + std::strerror(errno)),
+              0};
+    }
+    if (read == LineChild::Read::endOfOutput && reused && mayRetry) {
+      classifier.mChild.reset(); // it ended while idle: start a fresh one once
+      continue;
+    }
+    ScoreResult const result = finishScore(classifier, read, line);
+    if (mConfig.idleTimeout.count() <= 0 && classifier.mChild) {
+      classifier.mChild->finish(Clock::now() + mConfig.replyTimeout);
+      classifier.mChild.reset();
+    }
+    return result;
   }
+}
+
+ScoreResult Engine::finishScore(Classifier& classifier, LineChild::Read read,
+                                const std::string& line) {
+  const auto failed = [&](const std::string& what) {
+    classifier.mChild.reset();
+    return ScoreResult{childFailure(what), 0};
+  };
   if (read == LineChild::Read::deadlinePassed) {
-    return {childFailure("bogofilter gave no answer within " +
-                         std::to_string(mConfig.replyTimeout.count()) + " ms"),
-            0};
+    return failed("bogofilter gave no answer within " +
+                  std::to_string(mConfig.replyTimeout.count()) + " ms");
   }
   if (read == LineChild::Read::endOfOutput) {
-    const ExitStatus status = mChild->finish(Clock::now() + mConfig.replyTimeout);
-    return {childFailure("bogofilter classifying " + describeExit(status)), 0};
+    const ExitStatus status = classifier.mChild->finish(Clock::now() + mConfig.replyTimeout);
+    return failed("bogofilter classifying " + describeExit(status));
   }
-  const std::optional<double> spamicity = bogofilter::parseBulkLine(line, file);
+  const std::optional<double> spamicity =
+      bogofilter::parseBulkLine(line, classifier.mMessage->name());
   if (!spamicity) {
+    classifier.mChild.reset();
     return {fail(EngineError::engineFailed, "bogofilter answered \"" + line + "\""), 0};
   }
   const int raw = scoreFromSpamicity(*spamicity);
+  // The counts matter only to a score the new-user cap may lower.
+  if (raw >= 50 && !mCountsKnown) {
+    if (const EngineError e = readCounts(); e != EngineError::none) {
+      return {e, 0};
+    }
+  }
   return {EngineError::none, applyNewUserCap(raw, mLearned, mConfig.minimumLearned)};
 }
 
@@ -397,6 +503,15 @@ EngineError Engine::learn(Verdict verdict, std::string_view message) {
                 "cannot write a message file in " + mWork->path().string());
   }
   const Mode mode = learningMode(verdict, before);
+  if (!(mChild && mMode == mode)) {
+    // The learner takes the word list alone: it waits for busy classifiers, and new scores
+    // wait for it.
+    ++mLearnersWaiting;
+    mTurn.wait(lock, [this] { return mBusy == 0; });
+    --mLearnersWaiting;
+    mTurn.notify_all();
+    endClassifiers();
+  }
   if (const EngineError e = useSession(mode); e != EngineError::none) {
     removeFile(file);
     return e;
@@ -424,7 +539,7 @@ EngineStatus Engine::status() {
   status.wordList = bogofilter::wordListFile(mConfig.dataFolder);
   status.error = prepare();
   status.bogofilter = mBogofilter;
-  if (status.error == EngineError::none && mMode != Mode::classify) {
+  if (status.error == EngineError::none) {
     status.error = endSession();
   }
   if (status.error == EngineError::none) {
@@ -441,16 +556,36 @@ EngineStatus Engine::status() {
 void Engine::endWhenIdle(std::stop_token stop) {
   Lock lock(mMutex);
   while (!stop.stop_requested()) {
-    if (!mChild) {
-      mWake.wait(lock, stop, [&] { return mChild != nullptr; });
+    if (!anyProcessRuns()) {
+      mWake.wait(lock, stop, [&] { return anyProcessRuns(); });
       continue;
     }
-    Clock::time_point const due = mLastUse + mConfig.idleTimeout;
-    if (Clock::now() >= due) {
-      endSession();
-    } else {
-      mWake.wait_until(lock, stop, due, [] { return false; });
+    Clock::time_point const now = Clock::now();
+    Clock::time_point next = Clock::time_point::max();
+    if (mChild) {
+      if (now >= mLastUse + mConfig.idleTimeout) {
+        endSession();
+      } else {
+        next = mLastUse + mConfig.idleTimeout;
+      }
     }
+    for (Classifier* classifier : mClassifiers) {
+      if (!classifier->mChild || classifier->mBusy) {
+        continue;
+      }
+      Clock::time_point const due = classifier->mLastUse + mConfig.idleTimeout;
+      if (now >= due) {
+        classifier->mChild->finish(now + mConfig.replyTimeout);
+        classifier->mChild.reset();
+      } else {
+        next = std::min(next, due);
+      }
+    }
+    if (next == Clock::time_point::max()) {
+      // Only busy classifiers: look again a while after they were last used.
+      next = now + mConfig.idleTimeout;
+    }
+    mWake.wait_until(lock, stop, next, [] { return false; });
   }
 }
 

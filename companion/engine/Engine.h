@@ -50,6 +50,8 @@ struct ScoreResult {
   int score = 0; // 0..100; below 50 is good
 };
 
+using Clock = std::chrono::steady_clock;
+
 struct EngineStatus {
   EngineError error = EngineError::none;
   std::filesystem::path bogofilter;
@@ -58,17 +60,38 @@ struct EngineStatus {
   LearnedCounts learned;
 };
 
-// bogofilter as a long-lived service. One bogofilter process runs at a time, kept alive
-// between requests of the same kind. A failure is logged once, answered with its error, and
-// the next request starts over. All members may be called from any thread.
+// bogofilter as a long-lived service. Classifying processes, one per Classifier, run side by
+// side (bogofilter shares its word list between readers); one learning process runs alone: it
+// waits until no classifier is busy and ends them, and a score ends (commits) it first, so a
+// score sees all learning asked for before it. Processes are kept alive between requests until
+// idle. A failure is logged once, answered with its error, and the next request starts over.
+// All members may be called from any thread.
 class Engine {
 public:
+  // One bogofilter classifying process, used by one thread at a time.
+  class Classifier {
+  public:
+    explicit Classifier(Engine& engine);
+    ~Classifier();
+    Classifier(const Classifier&) = delete;
+    Classifier& operator=(const Classifier&) = delete;
+
+  private:
+    friend class Engine;
+    Engine& mEngine;
+    std::unique_ptr<LineChild> mChild;
+    std::unique_ptr<MessageMemory> mMessage; // the message being scored
+    Clock::time_point mLastUse;
+    bool mBusy = false;
+  };
+
   explicit Engine(EngineConfig config);
   ~Engine(); // commits learning still pending
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
 
-  ScoreResult score(std::string_view message);
+  ScoreResult score(std::string_view message); // with the engine's own classifier
+  ScoreResult score(Classifier& classifier, std::string_view message);
   // A message already learned as `verdict` is not counted again; one learned as the other
   // class is moved to this one.
   EngineError learn(Verdict verdict, std::string_view message);
@@ -76,14 +99,18 @@ public:
   EngineStatus status();
 
 private:
-  using Clock = std::chrono::steady_clock;
   using Lock = std::unique_lock<std::mutex>;
 
   EngineError prepare();
   EngineError readCounts();
   EngineError useSession(bogofilter::Mode mode);
   EngineError endSession();
-  ScoreResult classify(const std::string& file, bool mayRetry);
+  EngineError startClassifier(Classifier& classifier);
+  void endClassifiers();
+  bool anyProcessRuns() const;
+  bool lockedElsewhere() const;
+  EngineError startingProcess();
+  ScoreResult finishScore(Classifier& classifier, LineChild::Read read, const std::string& line);
   EngineError fail(EngineError error, const std::string& detail);
   EngineError childFailure(const std::string& what);
   EngineError learnedAs(const std::string& digest, std::optional<Verdict>& verdict);
@@ -95,13 +122,18 @@ private:
   EngineConfig mConfig;
   std::mutex mMutex;
   std::condition_variable_any mWake;
+  std::condition_variable mTurn; // a classifier became free, or a learner stopped waiting
+  std::vector<Classifier*> mClassifiers;
+  std::size_t mBusy = 0;            // classifiers in an exchange with their process
+  std::size_t mLearnersWaiting = 0; // learners waiting for the busy classifiers
+  bool mCountsKnown = false;        // mLearned is current: read since our processes last ran
   bool mPrepared = false;
   std::filesystem::path mBogofilter;
   std::filesystem::path mBogoutil;
   std::unique_ptr<WorkFolder> mWork;
-  std::unique_ptr<MessageMemory> mMessage; // the message being scored
-  int mChildErrors = -1;                   // file that receives the child's stderr
-  std::unique_ptr<LineChild> mChild;
+  int mChildErrors = -1;             // file that receives the children's stderr
+  std::unique_ptr<LineChild> mChild; // the learning process
+
   std::optional<bogofilter::Mode> mMode;
   std::unique_ptr<LearnedMessages> mLearnedMessages;
   struct Pending {
@@ -111,6 +143,7 @@ private:
   std::vector<Pending> mPending; // learned but not yet committed
   Clock::time_point mLastUse;
   LearnedCounts mLearned;
+  std::unique_ptr<Classifier> mOwnClassifier;
   std::jthread mIdleWatch; // last: it uses everything above
 };
 

@@ -4,17 +4,34 @@
 #include <cctype>
 #include <gmime/gmime.h>
 #include <mutex>
+#include <string_view>
 
 namespace quellbark {
 
 namespace {
 
-bool startsWithNoCase(std::string_view text, std::string_view prefix) {
-  return text.size() >= prefix.size() &&
-         std::equal(prefix.begin(), prefix.end(), text.begin(), [](char a, char b) {
-           return std::tolower(static_cast<unsigned char>(a)) ==
-                  std::tolower(static_cast<unsigned char>(b));
+// Header names and MIME types are ASCII: no locale is needed to compare them.
+char asciiLower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool equalNoCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return asciiLower(x) == asciiLower(y);
          });
+}
+
+bool startsWithNoCase(std::string_view text, std::string_view prefix) {
+  return text.size() >= prefix.size() && equalNoCase(text.substr(0, prefix.size()), prefix);
+}
+
+bool containsNoCase(std::string_view text, std::string_view word) {
+  for (std::size_t at = 0; at + word.size() <= text.size(); ++at) {
+    if (equalNoCase(text.substr(at, word.size()), word)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 bool isBlank(std::string_view text) {
@@ -64,6 +81,9 @@ Unfolded logicalLine(std::string_view bytes, std::size_t start) {
 }
 
 std::string boundaryOf(std::string_view contentTypeLine) {
+  if (!containsNoCase(contentTypeLine, "multipart")) {
+    return {}; // most messages: nothing to parse
+  }
   static std::once_flag once;
   std::call_once(once, [] { g_mime_init(); });
   std::string value(contentTypeLine.substr(contentTypeLine.find(':') + 1));
@@ -83,42 +103,49 @@ std::string boundaryOf(std::string_view contentTypeLine) {
   return boundary;
 }
 
-std::string withoutTransferEncodings(std::string_view message) {
-  std::string out;
-  out.reserve(message.size());
-  std::size_t at = 0;
+// Appends `message` (whole lines) without them, copying the text between them in whole runs.
+void appendWithoutTransferEncodings(std::string_view message, std::string& out) {
+  static constexpr std::string_view kHeader = "Content-Transfer-Encoding:";
+  std::size_t kept = 0; // start of the run not yet copied
+  std::size_t at = 0;   // start of the current line
   while (at < message.size()) {
-    const Unfolded line = logicalLine(message, at);
-    if (!startsWithNoCase(line.text, "Content-Transfer-Encoding:")) {
-      out.append(line.text);
+    if (asciiLower(message[at]) == 'c' && startsWithNoCase(message.substr(at), kHeader)) {
+      out.append(message.substr(kept, at - kept));
+      at = kept = logicalLine(message, at).end;
+      continue;
     }
-    at = line.end;
+    std::size_t const nl = message.find('\n', at);
+    at = nl == std::string_view::npos ? message.size() : nl + 1;
   }
-  return out;
+  out.append(message.substr(kept));
 }
 
+// The headers are rewritten apart; the body is copied once.
 std::string withDecodedStructure(std::string_view message) {
-  std::string out;
-  out.reserve(message.size());
+  std::string head;
+  head.reserve(std::min<std::size_t>(message.size(), 4096));
   std::size_t at = 0;
   while (at < message.size()) {
     const Unfolded line = logicalLine(message, at);
     at = line.end;
     if (line.text == "\n" || line.text == "\r\n") {
-      out.append(line.text);
+      head.append(line.text);
       break; // end of the headers
     }
     if (startsWithNoCase(line.text, "Content-Type:")) {
       std::string const boundary = boundaryOf(line.text);
       if (!boundary.empty() && message.find("--" + boundary, at) == std::string_view::npos) {
-        out.append("Content-Type: text/plain\n");
+        head.append("Content-Type: text/plain\n");
         continue;
       }
     }
-    out.append(line.text);
+    head.append(line.text);
   }
-  out.append(message.substr(std::min(at, message.size())));
-  return withoutTransferEncodings(out);
+  std::string out;
+  out.reserve(message.size());
+  appendWithoutTransferEncodings(head, out);
+  appendWithoutTransferEncodings(message.substr(std::min(at, message.size())), out);
+  return out;
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <sstream>
 #include <sys/wait.h>
 #include <thread>
 
@@ -153,6 +154,64 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
   const auto running = sandbox::runningApps();
   EXPECT_EQ(std::find(running.begin(), running.end(), pid), running.end()) << "unregistered";
   EXPECT_NE(runApp({"status"}).out.find("Learned:   11 spam"), std::string::npos);
+}
+
+// A message of words no other message has: it scores near the middle until learned.
+std::string unseenMessage(int client) {
+  std::string text = "Subject: note " + std::to_string(client) + "\n\n";
+  for (int i = 0; i < 40; ++i) {
+    text += "qx" + std::to_string(client) + "w" + std::to_string(i) + " ";
+  }
+  return text + "\n";
+}
+
+// Three client processes at once, each learning its own message between scores: every client
+// gets its answers in the order it asked, and each score sees the learning asked before it.
+TEST_F(AppTest, ConcurrentClientsAreAnsweredInOrderAndSeeTheirOwnLearning) {
+  startApp();
+  std::string const sep = "\n=====\n";
+  ASSERT_EQ(sendOne("addS", joined(spamMessage, 10, sep), sep).errn, "none");
+  ASSERT_EQ(sendOne("addG", joined(goodMessage, 10, sep), sep).errn, "none");
+  constexpr int kClients = 3;
+  constexpr int kRounds = 3;
+  std::vector<ProgramRun> runs(kClients);
+  {
+    std::vector<std::jthread> clients;
+    for (int c = 0; c < kClients; ++c) {
+      clients.emplace_back([&, c] {
+        std::vector<std::string> argv{(build() / "bin/quellbark_test_client").string()};
+        for (int round = 0; round < kRounds; ++round) {
+          std::string const own = unseenMessage(c * kRounds + round);
+          for (const char* event : {"Qscr", "addS", "Qscr", "addG", "Qscr"}) {
+            argv.insert(argv.end(), {event, own});
+          }
+          argv.insert(argv.end(), {"Qscr", spamMessage(c + 20), "Qscr", goodMessage(c + 20)});
+        }
+        runs[c] = runProgram(argv, std::chrono::seconds(60));
+      });
+    }
+  }
+  for (int c = 0; c < kClients; ++c) {
+    std::istringstream lines(runs[c].out);
+    for (int round = 0; round < kRounds; ++round) {
+      std::string errn[7], score[7];
+      for (int i = 0; i < 7; ++i) {
+        lines >> errn[i] >> score[i];
+        ASSERT_EQ(errn[i], "none") << "client " << c << " round " << round << " reply " << i;
+      }
+      SCOPED_TRACE("client " + std::to_string(c) + " round " + std::to_string(round));
+      EXPECT_EQ(score[1] + score[3], "nonenone");          // learn replies carry no score
+      EXPECT_GT(std::stoi(score[2]), std::stoi(score[0])); // learned as spam
+      EXPECT_LT(std::stoi(score[4]), std::stoi(score[2])); // then moved to good
+      EXPECT_GE(std::stoi(score[5]), 50);
+      EXPECT_LT(std::stoi(score[6]), 50);
+    }
+  }
+  const ProgramRun status = runApp({"status"});
+  EXPECT_NE(
+      status.out.find("Learned:   10 spam, " + std::to_string(10 + kClients * kRounds) + " good"),
+      std::string::npos)
+      << status.out;
 }
 
 TEST_F(AppTest, EngineFailuresBecomeErrnAndServingGoesOn) {

@@ -204,6 +204,25 @@ TEST_F(TransportTest, TwoClientsAtOnceAreBothAnswered) {
   EXPECT_EQ(answered, 101);
 }
 
+// A suspended event holds up neither the server nor other clients, and its reply, sent when
+// another thread resumes it, reaches its sender; every event names its sender's pid.
+TEST_F(TransportTest, ASuspendedEventIsAnsweredWhenResumedFromAnotherThread) {
+  launchServedApp("Susp");
+  std::thread held([] {
+    Sent sent = sendValue("hold", "Susp", 0);
+    EXPECT_EQ(sent.status, noErr);
+    EXPECT_EQ(sent.echoed, 77);
+  });
+  // 'free' is refused until the 'hold' has arrived and been suspended.
+  for (int attempt = 0; attempt < 500 && sendValue("free", "Susp", 77).errn != 0; ++attempt)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  held.join();
+  Sent sender = sendValue("spid", "Susp", 0);
+  EXPECT_EQ(sender.status, noErr);
+  EXPECT_EQ(sender.echoed, getpid());
+  EXPECT_EQ(sendValue("free", "Susp", 1).errn, paramErr); // nothing held any more
+}
+
 struct RawFrameCase {
   const char* name;
   std::vector<std::uint8_t> bytes;

@@ -1,7 +1,9 @@
 // The serving side of the transport: a listening socket in the runtime folder, a registry entry,
 // and a poll() loop that reads event frames from every connection and hands them, one at a time
-// and in order of arrival, to the installed handlers.
+// and in order of arrival, to the installed handlers. A handler may suspend its event and resume
+// it later from any thread; the reply then reaches the loop through a queue and the wake pipe.
 #include <CoreServices/AE/AEServer.h>
+#include <CoreServices/AE/AppleEvents.h>
 
 #include <CoreServices/AE/AEDataModel.h>
 
@@ -26,12 +28,14 @@
 #include <cstring>
 #include <fcntl.h>
 #include <list>
+#include <map>
 #include <mutex>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace coreservices {
@@ -49,6 +53,8 @@ struct PendingEvent {
 };
 
 struct ClientConnection {
+  std::uint64_t id = 0;
+  pid_t peer = 0;
   int socket = -1;
   std::uint8_t header[kFrameHeaderSize];
   std::size_t headerBytes = 0;
@@ -60,6 +66,7 @@ struct ClientConnection {
   std::size_t outputSent = 0;
   bool peerGone = false; // nothing more will be read
   bool closeWhenFlushed = false;
+  bool suspended = false; // its event waits to be resumed; nothing more is read meanwhile
 
   ~ClientConnection() {
     if (pending)
@@ -78,7 +85,38 @@ struct Server {
   int wakeRead = -1;
   std::list<ClientConnection> clients;
   std::uint64_t arrivals = 0;
+  std::uint64_t connections = 0;
 };
+
+// Suspended events, keyed by their data handle, and the replies of resumed ones on their way to
+// the loop. Both are reached from any thread.
+struct Suspension {
+  std::uint64_t client;
+  std::uint32_t exchangeID;
+  bool wantsReply;
+};
+struct Resumed {
+  std::uint64_t client;
+  std::vector<std::uint8_t> frame; // empty when no reply is wanted
+};
+struct Suspensions {
+  std::mutex lock;
+  std::map<const void*, Suspension> waiting;
+  std::vector<Resumed> resumed;
+};
+
+Suspensions& suspensions() {
+  static auto* instance = new Suspensions;
+  return *instance;
+}
+
+// The event being handled on this thread, and whether its handler suspended it.
+struct CurrentEvent {
+  const AppleEvent* event;
+  Suspension suspension;
+  bool suspended;
+};
+thread_local CurrentEvent* tCurrent = nullptr;
 
 Server& server() {
   static auto* instance = new Server;
@@ -120,9 +158,12 @@ void refuse(ClientConnection& client, std::uint32_t exchangeID, OSStatus why) {
 void completeFrame(ClientConnection& client) {
   AppleEvent event;
   AEInitializeDesc(&event);
+  SInt32 const sender = client.peer;
+  // The sender's pid comes from the kernel, never from the sender's own bytes.
   if (AEUnflattenDescFromBuffer(client.payload.data(), static_cast<Size>(client.payload.size()),
                                 &event) != noErr ||
-      event.descriptorType != typeAppleEvent) {
+      event.descriptorType != typeAppleEvent ||
+      AEPutAttributePtr(&event, keySenderPIDAttr, typeSInt32, &sender, sizeof sender) != noErr) {
     AEDisposeDesc(&event);
     // The framing is intact, so the connection can go on with its next frame.
     queue(client, encodeErrorFrame(client.frame.exchangeID, errAECorruptData));
@@ -142,7 +183,8 @@ void completeFrame(ClientConnection& client) {
 // time and a busy client cannot crowd out the others.
 void readFrom(ClientConnection& client) {
   std::size_t budget = kReadPerTurn;
-  while (!client.pending && !client.closeWhenFlushed && !client.peerGone && budget > 0) {
+  while (!client.pending && !client.suspended && !client.closeWhenFlushed && !client.peerGone &&
+         budget > 0) {
     std::uint8_t* into;
     std::size_t wanted;
     if (!client.haveHeader) {
@@ -203,8 +245,48 @@ void acceptClient(Server& state) {
     os::calls().close(socket);
     return;
   }
-  state.clients.emplace_back().socket = socket;
-  readFrom(state.clients.back());
+  ClientConnection& client = state.clients.emplace_back();
+  client.socket = socket;
+  client.id = ++state.connections;
+  client.peer = peerProcess(socket);
+  readFrom(client);
+}
+
+std::vector<std::uint8_t> replyFrame(const AppleEvent& reply, std::uint32_t exchangeID) {
+  Size size = AESizeOfFlattenedDesc(&reply);
+  std::vector<std::uint8_t> frame(kFrameHeaderSize + static_cast<std::size_t>(size));
+  Size written = 0;
+  if (size > 0 && static_cast<std::uint64_t>(size) <= kMaxFramePayload &&
+      AEFlattenDesc(&reply, reinterpret_cast<Ptr>(frame.data() + kFrameHeaderSize), size,
+                    &written) == noErr) {
+    encodeHeader({FrameKind::reply, 0, static_cast<std::uint32_t>(written), exchangeID},
+                 frame.data());
+    frame.resize(kFrameHeaderSize + static_cast<std::size_t>(written));
+    return frame;
+  }
+  return encodeErrorFrame(exchangeID, memFullErr);
+}
+
+// Runs a handler with `event` as this thread's current event; true when the handler suspended
+// it (it may even have been resumed already on another thread).
+bool dispatchAsCurrent(const AppleEvent& event, AppleEvent& reply, const Suspension& suspension,
+                       AEEventHandlerUPP handler = nullptr, SRefCon refcon = nullptr) {
+  CurrentEvent current{&event, suspension, false};
+  CurrentEvent* outer = std::exchange(tCurrent, &current);
+  if (handler) {
+    if (OSErr result = handler(&event, &reply, refcon);
+        result != noErr && reply.descriptorType != typeNull) {
+      Size size = 0;
+      if (AESizeOfParam(&reply, keyErrorNumber, nullptr, &size) == errAEDescNotFound) {
+        SInt32 code = result;
+        AEPutParamPtr(&reply, keyErrorNumber, typeSInt32, &code, sizeof code);
+      }
+    }
+  } else {
+    AEDispatchAppleEvent(&event, &reply);
+  }
+  tCurrent = outer;
+  return current.suspended;
 }
 
 void handle(ClientConnection& client) {
@@ -217,30 +299,49 @@ void handle(ClientConnection& client) {
     AEDisposeDesc(&work.event);
     return;
   }
-  AEDispatchAppleEvent(&work.event, &reply);
+  if (dispatchAsCurrent(work.event, reply, {client.id, work.exchangeID, work.wantsReply})) {
+    client.suspended = true; // the event and its reply now belong to the application
+    return;
+  }
   AEDisposeDesc(&work.event);
-  if (work.wantsReply && !client.peerGone) {
-    Size size = AESizeOfFlattenedDesc(&reply);
-    std::vector<std::uint8_t> frame(kFrameHeaderSize + static_cast<std::size_t>(size));
-    Size written = 0;
-    if (size > 0 && static_cast<std::uint64_t>(size) <= kMaxFramePayload &&
-        AEFlattenDesc(&reply, reinterpret_cast<Ptr>(frame.data() + kFrameHeaderSize), size,
-                      &written) == noErr) {
-      encodeHeader({FrameKind::reply, 0, static_cast<std::uint32_t>(written), work.exchangeID},
-                   frame.data());
-      frame.resize(kFrameHeaderSize + static_cast<std::size_t>(written));
-      queue(client, frame);
-    } else {
-      queue(client, encodeErrorFrame(work.exchangeID, memFullErr));
+  if (work.wantsReply && !client.peerGone)
+    queue(client, replyFrame(reply, work.exchangeID));
+  AEDisposeDesc(&reply);
+}
+
+// Replies of events resumed on other threads go out on their connections, which may then read
+// their next event.
+void deliverResumed(Server& state) {
+  std::vector<Resumed> resumed;
+  {
+    std::lock_guard guard(suspensions().lock);
+    resumed.swap(suspensions().resumed);
+  }
+  for (Resumed& done : resumed) {
+    for (auto& client : state.clients) {
+      if (client.id != done.client)
+        continue;
+      client.suspended = false; // its next event is read when poll finds it
+      if (!client.peerGone && !done.frame.empty())
+        queue(client, done.frame);
     }
   }
-  AEDisposeDesc(&reply);
+}
+
+void wakeLoop() {
+  int wake = gWakeWrite.load();
+  if (wake >= 0) {
+    char byte = 'w';
+    ssize_t ignored = os::calls().write(wake, &byte, 1);
+    (void)ignored;
+  }
 }
 
 void dropFinished(Server& state) {
   state.clients.remove_if([](const ClientConnection& client) {
     bool drained = client.output.empty();
-    return !client.pending && ((client.peerGone) || (client.closeWhenFlushed && drained));
+    return !client.pending && !client.suspended &&
+           ((client.peerGone) || (client.closeWhenFlushed && drained));
   });
 }
 
@@ -250,6 +351,10 @@ void closeServer(Server& state) {
   if (state.owner == getpid())
     os::removeEntry(state.folder, state.owner);
   state.clients.clear();
+  {
+    std::lock_guard guard(suspensions().lock);
+    suspensions().resumed.clear();
+  }
   os::calls().close(state.listener);
   int wakeWrite = gWakeWrite.exchange(-1);
   os::calls().close(wakeWrite);
@@ -320,7 +425,7 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
   for (auto& client : state.clients) {
     workWaiting = workWaiting || client.pending.has_value();
     short events = 0;
-    if (!client.pending && !client.peerGone && !client.closeWhenFlushed)
+    if (!client.pending && !client.suspended && !client.peerGone && !client.closeWhenFlushed)
       events |= POLLIN;
     if (!client.output.empty())
       events |= POLLOUT;
@@ -336,9 +441,10 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
 
   if (watched[0].revents & POLLIN) {
     char drain[64];
-    while (os::readSome(state.wakeRead, drain, sizeof drain) > 0) {
+    while (os::readSome(state.wakeRead, drain, sizeof drain) == sizeof drain) {
     }
   }
+  deliverResumed(state);
   std::size_t index = 2;
   for (auto& client : state.clients) {
     if (index >= watched.size())
@@ -373,12 +479,49 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
 
 extern "C" void AEServerRequestQuit(void) {
   gQuitRequested = true;
-  int wake = gWakeWrite.load();
-  if (wake >= 0) {
-    char byte = 'q';
-    ssize_t ignored = os::calls().write(wake, &byte, 1);
-    (void)ignored;
+  wakeLoop();
+}
+
+extern "C" OSErr AESuspendTheCurrentEvent(const AppleEvent* theAppleEvent) {
+  if (!theAppleEvent || !tCurrent || tCurrent->suspended ||
+      tCurrent->event->dataHandle != theAppleEvent->dataHandle)
+    return errAEEventNotHandled;
+  tCurrent->suspended = true;
+  std::lock_guard guard(suspensions().lock);
+  suspensions().waiting[theAppleEvent->dataHandle] = tCurrent->suspension;
+  return noErr;
+}
+
+extern "C" OSErr AEResumeTheCurrentEvent(const AppleEvent* theAppleEvent, const AppleEvent* reply,
+                                         AEEventHandlerUPP dispatcher, SRefCon handlerRefcon) {
+  if (!theAppleEvent || !reply)
+    return paramErr;
+  Suspension suspension{};
+  {
+    std::lock_guard guard(suspensions().lock);
+    auto found = suspensions().waiting.find(theAppleEvent->dataHandle);
+    if (found == suspensions().waiting.end())
+      return errAEEventNotHandled;
+    suspension = found->second;
+    suspensions().waiting.erase(found);
   }
+  AppleEvent event = *theAppleEvent;
+  AppleEvent answer = *reply;
+  if (dispatcher != kAENoDispatch &&
+      dispatchAsCurrent(event, answer, suspension,
+                        dispatcher == kAEUseStandardDispatch ? nullptr : dispatcher, handlerRefcon))
+    return noErr; // suspended once more
+  Resumed done{suspension.client, {}};
+  if (suspension.wantsReply)
+    done.frame = replyFrame(answer, suspension.exchangeID);
+  AEDisposeDesc(&event);
+  AEDisposeDesc(&answer);
+  {
+    std::lock_guard guard(suspensions().lock);
+    suspensions().resumed.push_back(std::move(done));
+  }
+  wakeLoop();
+  return noErr;
 }
 
 extern "C" Boolean AEServerQuitRequested(void) {

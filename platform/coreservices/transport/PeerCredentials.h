@@ -12,4 +12,7 @@ bool credentialsAcceptable(uid_t peerUser, uid_t ownUser);
 // cannot say.
 bool peerIsSameUser(int socket);
 
+// The process at the other end of a connected Unix-domain socket; 0 when the kernel cannot say.
+pid_t peerProcess(int socket);
+
 } // namespace coreservices

@@ -4,6 +4,7 @@
 #include <Carbon/Carbon.h>
 
 #include <dirent.h>
+#include <mutex>
 #include <thread>
 #include <unistd.h>
 
@@ -47,6 +48,46 @@ OSErr countDescriptors(const AppleEvent*, AppleEvent* reply, SRefCon) {
   return AEPutParamPtr(reply, keyDirectObject, typeSInt32, &count, sizeof count);
 }
 
+// 'hold' is suspended until a 'free' resumes it from another thread, its reply then carrying the
+// direct object of the 'free'.
+std::mutex gHeldLock;
+AppleEvent gHeld{typeNull, nullptr};
+AppleEvent gHeldReply{typeNull, nullptr};
+
+OSErr hold(const AppleEvent* event, AppleEvent* reply, SRefCon) {
+  std::lock_guard guard(gHeldLock);
+  if (gHeld.dataHandle != nullptr)
+    return paramErr;
+  if (OSErr err = AESuspendTheCurrentEvent(event); err != noErr)
+    return err;
+  gHeld = *event;
+  gHeldReply = *reply;
+  return noErr;
+}
+
+OSErr release(const AppleEvent* event, AppleEvent*, SRefCon) {
+  SInt32 value = 0;
+  AEGetParamPtr(event, keyDirectObject, typeSInt32, nullptr, &value, sizeof value, nullptr);
+  std::lock_guard guard(gHeldLock);
+  if (gHeld.dataHandle == nullptr)
+    return paramErr;
+  std::thread([event = gHeld, reply = gHeldReply, value]() mutable {
+    AEPutParamPtr(&reply, keyDirectObject, typeSInt32, &value, sizeof value);
+    AEResumeTheCurrentEvent(&event, &reply, kAENoDispatch, nullptr);
+  }).detach();
+  gHeld = gHeldReply = AppleEvent{typeNull, nullptr};
+  return noErr;
+}
+
+OSErr senderPID(const AppleEvent* event, AppleEvent* reply, SRefCon) {
+  SInt32 pid = 0;
+  if (OSErr err = AEGetAttributePtr(event, keySenderPIDAttr, typeSInt32, nullptr, &pid, sizeof pid,
+                                    nullptr);
+      err != noErr)
+    return err;
+  return AEPutParamPtr(reply, keyDirectObject, typeSInt32, &pid, sizeof pid);
+}
+
 } // namespace
 
 int main() {
@@ -57,7 +98,10 @@ int main() {
                   {0x736C6F77 /* slow */, slow},
                   {0x65786974 /* exit */, vanish},
                   {0x6661696C /* fail */, fail},
-                  {0x66646374 /* fdct */, countDescriptors}};
+                  {0x66646374 /* fdct */, countDescriptors},
+                  {0x686F6C64 /* hold */, hold},
+                  {0x66726565 /* free */, release},
+                  {0x73706964 /* spid */, senderPID}};
   for (auto& entry : handlers)
     AEInstallEventHandler(kTestClass, entry.id, NewAEEventHandlerUPP(entry.handler), nullptr,
                           false);

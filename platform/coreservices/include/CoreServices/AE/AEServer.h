@@ -10,7 +10,9 @@
    signature is the application bundle's (the executable at X.app/Contents/MacOS/<name>:
    CFBundleSignature of X.app/Contents/Info.plist, else Contents/PkgInfo); outside a bundle it is
    '????'. Events are handled one at a time on the calling thread, in order of arrival, every
-   connection getting its turn. */
+   connection getting its turn; a handler may suspend its event and reply later from another
+   thread (AESuspendTheCurrentEvent), and the other connections are served meanwhile. Every
+   received event carries the sender's process id as keySenderPIDAttr ('spid', typeSInt32). */
 #pragma once
 
 #include <MacTypes.h>

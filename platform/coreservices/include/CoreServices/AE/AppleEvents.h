@@ -3,6 +3,8 @@
 
 #include <CoreServices/AE/AEDataModel.h>
 
+#include <stdint.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -27,6 +29,21 @@ OSErr AERemoveEventHandler(AEEventClass theAEEventClass, AEEventID theAEEventID,
                            AEEventHandlerUPP handler, Boolean isSysHandler);
 OSErr AEGetEventHandler(AEEventClass theAEEventClass, AEEventID theAEEventID,
                         AEEventHandlerUPP* handler, SRefCon* handlerRefcon, Boolean isSysHandler);
+
+/* Deferred replies. A handler that calls AESuspendTheCurrentEvent with the event it was given may
+   return at once; nothing is sent, and the connection it came on delivers no further event until
+   the event is resumed. Keep copies of the event and reply descriptors (the structures, not their
+   contents) and later call AEResumeTheCurrentEvent with them, from any thread: with kAENoDispatch
+   the reply is sent as it stands; with kAEUseStandardDispatch the event goes to its installed
+   handler first; with a handler, that handler is called with handlerRefcon. Either way the event
+   and its reply are disposed of. An event never resumed must be disposed of by the application.
+   AESuspendTheCurrentEvent returns errAEEventNotHandled when the event is not the one being
+   handled on this thread; AEResumeTheCurrentEvent when it is not a suspended one. */
+#define kAENoDispatch ((AEEventHandlerUPP)0)
+#define kAEUseStandardDispatch ((AEEventHandlerUPP)(~(uintptr_t)0))
+OSErr AESuspendTheCurrentEvent(const AppleEvent* theAppleEvent);
+OSErr AEResumeTheCurrentEvent(const AppleEvent* theAppleEvent, const AppleEvent* reply,
+                              AEEventHandlerUPP dispatcher, SRefCon handlerRefcon);
 
 #ifdef __cplusplus
 }
