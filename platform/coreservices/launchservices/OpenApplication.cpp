@@ -14,12 +14,14 @@
 #include <CoreFoundation/CFArray.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <poll.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace coreservices;
@@ -105,9 +107,10 @@ OSStatus waitForRegistration(pid_t pid, const std::string& program, const std::s
       break;
     }
     pollfd wakers[2] = {{registry.descriptor(), POLLIN, 0}, {process, POLLIN, 0}};
-    os::calls().poll(wakers, 2,
-                     static_cast<int>(woken ? std::min<long long>(left + 1, INT_MAX)
-                                            : std::min<long long>(left + 1, kPollMilliseconds)));
+    int waitMilliseconds = static_cast<int>(
+        std::min<long long>(left + 1, woken ? static_cast<long long>(INT_MAX) : kPollMilliseconds));
+    if (os::calls().poll(wakers, 2, waitMilliseconds) < 0 && errno != EINTR)
+      std::this_thread::sleep_for(std::chrono::milliseconds(kPollMilliseconds));
     registry.drain();
   }
   if (process >= 0)
