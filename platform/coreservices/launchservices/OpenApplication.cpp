@@ -5,15 +5,21 @@
 #include "launchservices/CFStrings.h"
 #include "launchservices/Launcher.h"
 #include <unix/Files.h>
+#include <unix/FolderWatch.h>
 #include <unix/ProcessTable.h>
 #include <unix/Registry.h>
+#include <unix/RuntimeFolder.h>
+#include <unix/Syscalls.h>
 
 #include <CoreFoundation/CFArray.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <poll.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -62,28 +68,54 @@ OSStatus checkBundle(const std::string& path, BundleInfo& info) {
   return noErr;
 }
 
+// Without a way to be woken (no watch on the registry folder, no process descriptor), the
+// registry is looked at this often.
+constexpr int kPollMilliseconds = 5;
+
 OSStatus waitForRegistration(pid_t pid, const std::string& program, const std::string& bundle) {
   auto deadline = std::chrono::steady_clock::now() + launchWait();
+  // Woken when an entry is renamed into the registry folder or the launched process ends, so
+  // the caller goes on as soon as the application can take events. Both are in place before
+  // the first look, so that no change between a look and the wait goes unnoticed.
+  auto folder = os::runtimeFolder(true);
+  os::FolderWatch registry(folder.value_or(""));
+  int process = os::openProcess(pid);
+  bool woken = registry.descriptor() >= 0 && process >= 0;
+  OSStatus status = kLSLaunchInProgressErr;
   for (;;) {
-    if (os::findLiveEntry(pid))
-      return noErr;
+    if (os::findLiveEntry(pid)) {
+      status = noErr;
+      break;
+    }
     if (!os::processStartTime(pid)) {
       // An application that allows one instance hands over to the one already running (which
       // it has seen registered) and ends: the application is open.
+      status = noErr;
       if (!os::findLiveEntry(pid) && !isRunning(bundle)) {
         std::fprintf(stderr, "LaunchServices: %s exited before it registered for Apple Events\n",
                      program.c_str());
-        return kLSUnknownErr;
+        status = kLSUnknownErr;
       }
-      return noErr;
+      break;
     }
-    if (std::chrono::steady_clock::now() >= deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                    deadline - std::chrono::steady_clock::now())
+                    .count();
+    if (left <= 0) {
       std::fprintf(stderr, "LaunchServices: %s did not register for Apple Events in time\n",
                    program.c_str());
-      return kLSLaunchInProgressErr;
+      break;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    pollfd wakers[2] = {{registry.descriptor(), POLLIN, 0}, {process, POLLIN, 0}};
+    int waitMilliseconds = static_cast<int>(
+        std::min<long long>(left + 1, woken ? static_cast<long long>(INT_MAX) : kPollMilliseconds));
+    if (os::calls().poll(wakers, 2, waitMilliseconds) < 0 && errno != EINTR)
+      std::this_thread::sleep_for(std::chrono::milliseconds(kPollMilliseconds));
+    registry.drain();
   }
+  if (process >= 0)
+    os::calls().close(process);
+  return status;
 }
 
 std::vector<std::string> itemPaths(CFArrayRef items) {
