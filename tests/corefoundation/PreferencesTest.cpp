@@ -123,6 +123,9 @@ INSTANTIATE_TEST_SUITE_P(XmlAndBinary, PreferenceFormats, testing::Values(false,
 
 TEST_F(Preferences, ChangedFileIsSeenAtTheNextCall) {
   writeBytes(file, xmlWithInteger("Level", "10"));
+  for (int ask = 0; ask < 100; ++ask) { // enough for the folder to be watched
+    lookup("Level");
+  }
   EXPECT_EQ(CFPreferencesGetAppIntegerValue(CFSTR("Level"), kApp, nullptr), 10) << "no validity";
   replaceFile(file, xmlWithInteger("Level", "40"));
   EXPECT_EQ(lookup("Level"), (Lookup{40, true}));

@@ -1,10 +1,10 @@
 // Application preferences: one property list file per application in
 // <home>/Library/Preferences. A read compares the file's identity (device, inode, size,
 // modification time to the nanosecond) with what was parsed and parses it again only when that
-// changed. While the folder is watched (inotify), a file that was read and has had no event in
-// the folder since is not even looked at: an edit queues its event before the editor's write
-// returns, so it is still seen at the next call, and an unchanged file costs one read of an
-// empty event queue.
+// changed. Once a process has asked a few dozen times, the folder is watched (inotify); then a file
+// that was read and has had no event in the folder since is not even looked at: an edit queues its
+// event before the editor's write returns, so it is still seen at the next call, and an unchanged
+// file costs one read of an empty event queue.
 #include "PropertyList.h"
 
 #include "CFStringInternal.h"
@@ -67,6 +67,7 @@ struct State {
   std::unordered_map<std::string, Domain> files;                   // by path
   std::unordered_map<std::string, CFMutableDictionaryRef> pending; // by path; kCFNull removes
   FolderWatch watch;
+  unsigned asksUnwatched = 0;
   uid_t homeOwner = static_cast<uid_t>(-1);
   std::string homeFromPasswords; // of homeOwner: read once, not at every call
 };
@@ -197,6 +198,14 @@ bool watching(State& s, const std::string& folder) {
     forgetWatch(s);
   }
   if (s.watch.fd < 0) {
+    // An inotify instance costs its process milliseconds at exit (the kernel waits out a grace
+    // period to free it): a process that asks only a few times, a delivery filter's, looks at
+    // the file every time instead.
+    constexpr unsigned kAsksBeforeWatching = 64;
+    if (s.asksUnwatched < kAsksBeforeWatching) {
+      ++s.asksUnwatched;
+      return false;
+    }
     startWatch(s, folder);
     return s.watch.fd >= 0; // nothing is marked unchanged yet
   }
