@@ -29,19 +29,6 @@ namespace mailhost {
 
 namespace {
 
-const char* verdictName(ClassifyOutcome::Verdict verdict) {
-  switch (verdict) {
-  case ClassifyOutcome::Verdict::Junk:
-    return "junk";
-  case ClassifyOutcome::Verdict::Good:
-    return "good";
-  case ClassifyOutcome::Verdict::Unverified:
-    return "unverified";
-  default:
-    return "unclassified";
-  }
-}
-
 bool hasVerdict(const ClassifyOutcome& outcome) {
   return outcome.verdict == ClassifyOutcome::Verdict::Junk ||
          outcome.verdict == ClassifyOutcome::Verdict::Good;
@@ -57,7 +44,7 @@ public:
     nlohmann::json entry = {{"uri", m.uri},
                             {"folder", m.folder},
                             {"path", m.path.string()},
-                            {"verdict", verdictName(m.verdict)}};
+                            {"verdict", verdictWord(m.verdict)}};
     if (hasVerdict(m))
       entry["origin"] = originName(m.origin);
     if (!m.movedTo.empty()) {
@@ -316,8 +303,8 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
               if (outcome.origin == JunkOrigin::User)
                 movedTo = "(yours)";
               out << (movedTo.empty()
-                          ? outputLine({verdictName(outcome.verdict), outcome.uri, path})
-                          : outputLine({verdictName(outcome.verdict), outcome.uri, path, movedTo}))
+                          ? outputLine({verdictWord(outcome.verdict), outcome.uri, path})
+                          : outputLine({verdictWord(outcome.verdict), outcome.uri, path, movedTo}))
                   << '\n';
             }
             checkOutput(out); // output that cannot be written ends the run here

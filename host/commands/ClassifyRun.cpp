@@ -328,4 +328,17 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
   }
 }
 
+const char* verdictWord(ClassifyOutcome::Verdict verdict) {
+  switch (verdict) {
+  case ClassifyOutcome::Verdict::Junk:
+    return "junk";
+  case ClassifyOutcome::Verdict::Good:
+    return "good";
+  case ClassifyOutcome::Verdict::Unverified:
+    return "unverified";
+  default:
+    return "unclassified";
+  }
+}
+
 } // namespace mailhost

@@ -30,6 +30,9 @@ struct ClassifyOutcome {
   std::string movedToUri;
 };
 
+// The word for a verdict in output lines, JSON and the workers' replies.
+const char* verdictWord(ClassifyOutcome::Verdict verdict);
+
 // The sum of a run. The outcomes themselves are handed out batch by batch as the run goes (a
 // run may cover any number of messages); only those never classified are kept.
 struct ClassifyReport {

@@ -26,19 +26,6 @@ json parsed(std::string_view payload) {
   return document;
 }
 
-const char* verdictWord(ClassifyOutcome::Verdict verdict) {
-  switch (verdict) {
-  case ClassifyOutcome::Verdict::Junk:
-    return "junk";
-  case ClassifyOutcome::Verdict::Good:
-    return "good";
-  case ClassifyOutcome::Verdict::Unverified:
-    return "unverified";
-  default:
-    return "unclassified";
-  }
-}
-
 ClassifyOutcome::Verdict verdictFrom(const std::string& word) {
   for (auto verdict :
        {ClassifyOutcome::Verdict::Junk, ClassifyOutcome::Verdict::Good,
