@@ -158,7 +158,8 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
 
 // A message of words no other message has: it scores near the middle until learned.
 std::string unseenMessage(int client) {
-  std::string text = "Subject: note " + std::to_string(client) + "\n\n";
+  // Not even the subject is shared: another client's learning must not move this score.
+  std::string text = "Subject: qs" + std::to_string(client) + "note\n\n";
   for (int i = 0; i < 40; ++i) {
     text += "qx" + std::to_string(client) + "w" + std::to_string(i) + " ";
   }
