@@ -25,6 +25,7 @@
 #     BENCH_COLD_RUNS (5) times, Quellbark stopped before each;
 #   - memory: the peak resident size of the host and of a freshly launched Quellbark classifying
 #     each of BENCH_MEMORY_COUNTS messages (hard links to the held-out files);
+#   - the steady state: -j 1, -j 2 and bogofilter -b over the 10,000-message volume, when made;
 #   - the Apple Event round trip (bench/ae_roundtrip).
 # Everything lives under <build>/bench, with its own profile, preferences, runtime folder and
 # word list, made afresh each run. Environment: QB_BUILD (build/default), BENCH_REPS (3),
@@ -368,6 +369,30 @@ if ((split_total > 1000)); then
   memory_row split "$((${#folders[@]} * 1000)) messages in folders of 1000" "${folders[@]}"
 fi
 
+# The same comparison on 10,000 messages: the workers' own start (a second host each, with its
+# runtime and plug-in) weighs less than on the held-out run of under half a second.
+steady_row=
+if [[ -d $work/volume-10000 ]]; then
+  log "bench: steady state, 10,000 messages, -j 1, -j 2 and bogofilter -b, $reps runs"
+  find "$work/volume-10000" -type f >"$work/out/volume-10000-files.txt"
+  "${host[@]}" classify "$(head -n 1 "$work/out/volume-10000-files.txt")" >/dev/null 2>&1 || true
+  for rep in $(seq "$reps"); do
+    for jobs in 1 2; do
+      /usr/bin/time -f '%e %U %S %M' -o "$work/out/steady-j$jobs-$rep.txt" \
+        "${host[@]}" classify -j "$jobs" --json "$work/volume-10000" >/dev/null 2>&1 || true
+    done
+    /usr/bin/time -f '%e %U %S %M' -o "$work/out/steady-bf-$rep.txt" \
+      bogofilter -C -d "$QUELLBARK_DATA_DIR" -b -TT <"$work/out/volume-10000-files.txt" >/dev/null || true
+  done
+  stop_quellbark
+  steady_wall() { for r in $(seq "$reps"); do figures "$work/out/steady-$1-$r.txt" | awk '{ print $1 }'; done | median; }
+  s1=$(steady_wall j1)
+  s2=$(steady_wall j2)
+  sbf=$(steady_wall bf)
+  steady_row=$(printf '| steady state, 10,000 messages in one folder (median of %d): -j 1 / -j 2 / bogofilter -b | %s / %s / %s s; -j 2 at %s%% of bogofilter -b | at or above bogofilter -b | %s |' \
+    "$reps" "$s1" "$s2" "$sbf" "$(calc "100 * $sbf / $s2" 1)" "$(meets "$s2 <= $sbf")")
+fi
+
 log "bench: Apple Event round trip"
 "$root/$build/bin/ae_roundtrip" --benchmark_min_time=0.3 --benchmark_format=console \
   >"$work/out/ae_roundtrip.txt" 2>/dev/null || true
@@ -381,6 +406,7 @@ log "bench: Apple Event round trip"
   printf '| pipeline, `classify` (-j 1): wall time (median of %d) | %s s, %s messages/s, %s%% of bogofilter -b |  |  |\n' \
     "$reps" "$pipe_wall" "$pipe_rate" "$share"
   [[ -z $j2_row ]] || printf '%s\n' "$j2_row"
+  [[ -z $steady_row ]] || printf '%s\n' "$steady_row"
   printf '| bogofilter -b: wall time (median of %d) | %s s, %s messages/s |  |  |\n' "$reps" "$bf_wall" "$bf_rate"
   plain "$rate_row"
   printf '| CPU per message: host / Quellbark own / bogofilter (Quellbark+bogofilter) | %s / %s / %s ms (%s ms) | host at most 0.08, Quellbark own at most 0.06 | %s / %s |\n' \
