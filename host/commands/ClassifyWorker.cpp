@@ -2,8 +2,6 @@
 
 #include "ClassifyRun.h"
 #include "JunkMailCommand.h"
-#include "MailError.h"
-#include "MailStore.h"
 #include "WorkerProtocol.h"
 #include "runtime/HostSession.h"
 
@@ -11,7 +9,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <optional>
 #include <ostream>
 #include <sys/prctl.h>
@@ -50,26 +47,6 @@ std::optional<std::string> readFrame(int channel, FrameReader& reader) {
   }
 }
 
-// Keeps the Maildir of the request's messages listed while batches from it come: the message
-// service keeps a folder's index only while a listing holds it, and would otherwise list the
-// whole folder again for every batch.
-void holdListing(const MailStore& store, const std::vector<std::string>& uris,
-                 std::optional<FolderListing>& held) {
-  if (uris.empty())
-    return;
-  try {
-    MessageRef message = store.parseUri(uris.front());
-    std::error_code ec;
-    if (message.kind != MessageRef::Kind::FolderMessage || (held && held->path() == message.path) ||
-        !std::filesystem::is_directory(message.path, ec))
-      return;
-    held.reset();
-    held = store.list(message.path);
-  } catch (const MailError&) {
-    // The message's own classification reports what is wrong with it.
-  }
-}
-
 } // namespace
 
 CLI::App* addClassifyWorkerCommand(CLI::App& app, std::string& mailRoot) {
@@ -102,13 +79,11 @@ int runClassifyWorker(HostSession& session, const std::string& mailRoot, int cha
         run.reclassify(true); // the parent has kept the user's verdicts out
         FrameReader reader;
         std::size_t done = 0;
-        std::optional<FolderListing> held;
         try {
           while (std::optional<std::string> payload = readFrame(channel, reader)) {
             WorkerRequest request = decodeRequest(*payload);
             if (dieAfter && done + request.uris.size() > *dieAfter)
               ::raise(SIGKILL);
-            holdListing(mail.store(), request.uris, held);
             ClassifyReport report;
             WorkerReply reply;
             for (ClassifyOutcome& outcome : run.classifyWithoutStoring(request.uris, report))

@@ -228,6 +228,18 @@ MessageExtent MailStore::locateInMaildir(const MessageRef& message) const {
   }
 }
 
+void MailStore::keepIndexFor(std::string_view uri) const {
+  try {
+    MessageRef message = parseUri(uri);
+    std::error_code ec;
+    if (message.kind == MessageRef::Kind::FolderMessage &&
+        (mMaildirs.contains(message.path) || fs::is_directory(message.path, ec)))
+      maildirIndex(message.path, false);
+  } catch (const MailError&) {
+    // Whoever reads the message reports what is wrong with it.
+  }
+}
+
 MessageRef MailStore::parseUri(std::string_view uri) const {
   if (uri.starts_with(kMessageUriPrefix)) {
     std::string_view rest = uri.substr(kMessageUriPrefix.size());

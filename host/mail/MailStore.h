@@ -92,6 +92,11 @@ public:
   // not where the index has it (moved to cur/, renamed for its flags, deleted).
   MessageExtent locate(const MessageRef& message) const;
 
+  // Lists the Maildir that holds the message of `uri`, unless it is listed already, and keeps
+  // its index: a copy of this store made for another thread then starts with it instead of
+  // listing the folder again. Anything else, or a URI that names nothing, is left alone.
+  void keepIndexFor(std::string_view uri) const;
+
   // The mail URL of a message as the mailbox service names it: mailbox:///<path>?number=<key>
   std::string mailUrlFor(const MessageRef& message) const;
 

@@ -30,6 +30,10 @@ MailServices::MailServices(MailRoot root)
 
 void MailServices::readAhead(std::vector<std::string> uris) {
   stopReadAhead();
+  // The read-ahead works on a copy of the store: a folder it would list lasts for one batch
+  // unless the store itself holds its index.
+  if (!uris.empty())
+    mService->store().keepIndexFor(uris.front());
   try {
     mReadAhead = std::make_shared<MessageReadAhead>(mService->store(), std::move(uris));
   } catch (const std::system_error&) {
