@@ -226,13 +226,7 @@ imap_row=$(printf '| IMAP: classify imap://.../FOLDER, held-out mail on the serv
 log "bench: IMAP, APPEND to verdict while mailhost watch runs, $latency_count messages"
 awk -v step="$((heldout > latency_count ? heldout / latency_count : 1))" 'NR % step == 0' \
   "$work/out/heldout-files.txt" | head -n "$latency_count" >"$work/out/latency-files.txt"
-"${host[@]}" watch >"$work/out/watch.out" 2>"$work/out/watch.err" &
-watch_pid=$!
-# Its first look only takes note of what is there: the mail goes in once it is watching.
-for _ in $(seq 300); do
-  grep -q '^watching ' "$work/out/watch.out" || ! kill -0 "$watch_pid" 2>/dev/null && break
-  sleep 0.1
-done
+start_watch "$work/out/watch.out" "$work/out/watch.err" "${host[@]}" || true
 "${user_client[@]}" latency <"$work/out/latency-files.txt" >"$work/out/latency.txt" \
   2>"$work/out/latency.err" || true
 kill -TERM "$watch_pid" && wait "$watch_pid" || true

@@ -138,14 +138,7 @@ account=imap://$DOVECOT_USER@127.0.0.1:$DOVECOT_PORT
   --password-file "$DOVECOT_PASSWORD_FILE" >"$demo/logs/imap-account.out" 2>&1 ||
   { cat "$demo/logs/imap-account.out" >&2; exit 1; }
 echo "   a private Dovecot on 127.0.0.1:$DOVECOT_PORT (TLS, its own certificate), account $account"
-"${host[@]}" watch >"$demo/logs/imap-watch.out" 2>"$demo/logs/imap-watch.err" &
-watch_pid=$!
-# Its first look only takes note of what is there: the mail goes in once it is watching.
-for _ in $(seq 300); do
-  grep -q '^watching ' "$demo/logs/imap-watch.out" || ! kill -0 "$watch_pid" 2>/dev/null && break
-  sleep 0.1
-done
-grep -q '^watching ' "$demo/logs/imap-watch.out" ||
+start_watch "$demo/logs/imap-watch.out" "$demo/logs/imap-watch.err" "${host[@]}" ||
   { echo "demo: mailhost watch did not start:" >&2; cat "$demo/logs/imap-watch.err" >&2; exit 1; }
 # Each message goes in as its own bytes; which corpus folder it came from is kept here, by digest.
 start=$(date +%s.%N)

@@ -33,3 +33,18 @@ stop_quellbark() {
   for _ in $(seq 100); do kill -0 "$pid" 2>/dev/null || break; sleep 0.1; done
   [[ -z ${1:-} ]] || echo "Stopped Quellbark (pid $pid)."
 }
+
+# start_watch OUT ERR MAILHOST...: `MAILHOST... watch` in the background (its pid in watch_pid),
+# waited for until it says it is watching or ends (30 s at most); fails when it is not watching.
+start_watch() {
+  local out=$1 err=$2
+  shift 2
+  "$@" watch >"$out" 2>"$err" &
+  watch_pid=$!
+  # Its first look only takes note of what is there: mail goes in once it is watching.
+  for _ in $(seq 300); do
+    grep -q '^watching ' "$out" || ! kill -0 "$watch_pid" 2>/dev/null && break
+    sleep 0.1
+  done
+  grep -q '^watching ' "$out"
+}
