@@ -41,7 +41,9 @@ set(QB_UNIT_INSTALL_DIR "${qb_unit_dir}" CACHE INTERNAL "where quellbark.service
 set(qb_installed_libraries CoreFoundation CoreServices xpcom QuellbarkPlugIn)
 foreach(library ${qb_installed_libraries})
   # Installed side by side, so each library finds the others in its own folder.
-  set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  # The same path serves the build tree, whose lib folder is laid out alike: no path to rewrite
+  # at install, so none padded with empty entries (which the loader reads as the current folder).
+  set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
   install(TARGETS ${library} LIBRARY DESTINATION lib)
 endforeach()
 
@@ -51,6 +53,7 @@ foreach(page mailhost Quellbark)
                  @ONLY)
 endforeach()
 
+set_target_properties(mailhost PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
 install(TARGETS mailhost RUNTIME DESTINATION bin)
 install(FILES ${CMAKE_BINARY_DIR}/man/man1/mailhost.1 DESTINATION share/man/man1)
 install(FILES ${PROJECT_SOURCE_DIR}/host/completion/mailhost.bash
