@@ -2,13 +2,16 @@
 
 #include "MailError.h"
 #include "MailStore.h"
+#include "PlainHeaderBlock.h"
 #include "ReadOnlyFile.h"
 
 #include <gmime/gmime.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <signal.h>
 #include <string_view>
 #include <utility>
@@ -50,6 +53,15 @@ GMimeParserOptions* parserOptions() {
 
 // UTF-8 validity, NUL bytes allowed (g_utf8_validate rejects them).
 bool isValidUtf8(const char* data, std::size_t length) {
+  // Most text is ASCII: pass it eight bytes at a time.
+  while (length >= 8) {
+    std::uint64_t word;
+    std::memcpy(&word, data, sizeof word);
+    if (word & 0x8080808080808080ULL)
+      break;
+    data += 8;
+    length -= 8;
+  }
   while (length > 0) {
     const char* nul = static_cast<const char*>(std::memchr(data, '\0', length));
     std::size_t segment = nul ? static_cast<std::size_t>(nul - data) : length;
@@ -61,6 +73,32 @@ bool isValidUtf8(const char* data, std::size_t length) {
     length -= segment + 1;
   }
   return true;
+}
+
+// The Latin-1 text from `start` to the end of `bytes` as UTF-8, in place: one code point per
+// byte, as iconv gives it, without opening a converter for every part.
+void latin1ToUtf8(GByteArray* bytes, std::size_t start) {
+  std::size_t high = static_cast<std::size_t>(std::count_if(
+      bytes->data + start, bytes->data + bytes->len, [](guint8 b) { return b >= 0x80; }));
+  if (high == 0)
+    return;
+  std::size_t from = bytes->len;
+  g_byte_array_set_size(bytes, static_cast<guint>(from + high));
+  guint8* data = bytes->data;
+  std::size_t to = bytes->len;
+  while (from > start) {
+    guint8 b = data[--from];
+    if (b < 0x80) {
+      data[--to] = b;
+    } else {
+      data[--to] = static_cast<guint8>(0x80 | (b & 0x3F));
+      data[--to] = static_cast<guint8>(0xC0 | (b >> 6));
+    }
+  }
+}
+
+bool isLatin1(const char* charset) {
+  return charset && g_ascii_strcasecmp(g_mime_charset_iconv_name(charset), "iso-8859-1") == 0;
 }
 
 bool isUtf8OrAscii(const char* charset) {
@@ -85,34 +123,27 @@ public:
     if (!content)
       return;
     const char* charset = g_mime_object_get_content_type_parameter(GMIME_OBJECT(part), "charset");
+    bool latin1 = !isUtf8OrAscii(charset) && isLatin1(charset);
     GRef<GMimeFilter> convert;
-    if (!isUtf8OrAscii(charset))
+    if (!isUtf8OrAscii(charset) && !latin1)
       convert.reset(g_mime_filter_charset_new(charset, "UTF-8"));
 
     std::size_t start = mOut->len;
     g_mime_stream_seek(mStream.get(), static_cast<gint64>(start), GMIME_STREAM_SEEK_SET);
-    GRef<GMimeStream> filtered(g_mime_stream_filter_new(mStream.get()));
-    if (convert)
+    GRef<GMimeStream> filtered;
+    if (convert) {
+      filtered.reset(g_mime_stream_filter_new(mStream.get()));
       g_mime_stream_filter_add(GMIME_STREAM_FILTER(filtered.get()), convert.get());
-    if (g_mime_data_wrapper_write_to_stream(content, filtered.get()) < 0 ||
-        g_mime_stream_flush(filtered.get()) < 0)
+    }
+    GMimeStream* target = filtered ? filtered.get() : mStream.get();
+    if (g_mime_data_wrapper_write_to_stream(content, target) < 0 || g_mime_stream_flush(target) < 0)
       throw MailError(MailErrorKind::Io, "cannot read a part of the message");
 
     // Undeclared, ASCII, UTF-8 or unknown charset: keep valid UTF-8, read anything else as
     // Latin-1, so that the body is always UTF-8.
-    if (!convert) {
-      const char* text = reinterpret_cast<const char*>(mOut->data) + start;
-      std::size_t length = mOut->len - start;
-      if (!isValidUtf8(text, length)) {
-        gsize written = 0;
-        GString_ utf8(g_convert(text, static_cast<gssize>(length), "UTF-8", "ISO-8859-1", nullptr,
-                                &written, nullptr));
-        g_byte_array_set_size(mOut, static_cast<guint>(start));
-        if (utf8)
-          g_byte_array_append(mOut, reinterpret_cast<const guint8*>(utf8.get()),
-                              static_cast<guint>(written));
-      }
-    }
+    if (latin1 || (!convert && !isValidUtf8(reinterpret_cast<const char*>(mOut->data) + start,
+                                            mOut->len - start)))
+      latin1ToUtf8(mOut, start);
   }
 
 private:
@@ -201,7 +232,10 @@ std::vector<HeaderField> topLevelHeaders(GMimeObject* object) {
   return fields;
 }
 
-FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize) {
+// `headers`: the top-level fields when they were read already; the stream then starts with only
+// those that shape the MIME structure.
+FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize,
+                   std::optional<std::vector<HeaderField>> headers = std::nullopt) {
   GMimeParserOptions* options = parserOptions();
   FilterForm form;
   if (g_mime_stream_length(stream) == 0)
@@ -214,12 +248,27 @@ FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize) {
   if (!message)
     throw MailError(MailErrorKind::Unparseable, "not a mail message (no header block)");
 
-  form.headers = topLevelHeaders(message.get());
+  form.headers = headers ? std::move(*headers) : topLevelHeaders(message.get());
   g_byte_array_set_size(form.body.array(), static_cast<guint>(expectedBodySize));
   g_byte_array_set_size(form.body.array(), 0);
   BodyWriter body(form.body.array());
   walk(message.get(), "1", form, body);
   return form;
+}
+
+// A message read into memory; the stream takes the bytes. A plain header block is read here and
+// GMime is given only the fields that shape the form, written over the end of the block.
+FilterForm convert(GByteArray* bytes) {
+  std::size_t size = bytes->len;
+  GRef<GMimeStream> stream(g_mime_stream_mem_new_with_byte_array(bytes));
+  std::optional<PlainHeaderBlock> plain =
+      readPlainHeaderBlock({reinterpret_cast<const char*>(bytes->data), size});
+  if (!plain)
+    return convert(stream.get(), size);
+  std::size_t start = plain->blankLine - plain->contentFields.size();
+  std::memcpy(bytes->data + start, plain->contentFields.data(), plain->contentFields.size());
+  g_mime_stream_set_bounds(stream.get(), static_cast<gint64>(start), -1);
+  return convert(stream.get(), size, std::move(plain->fields));
 }
 
 constexpr std::string_view kFromLine = "From ";
@@ -270,26 +319,28 @@ FilterForm toFilterForm(const MessageExtent& extent) {
     start = at;
   }
 
+  auto located = [&](auto&& convertMessage) {
+    try {
+      return convertMessage();
+    } catch (const MailError& error) {
+      throw MailError(error.kind(), extent.file.string() + " at " + std::to_string(extent.offset) +
+                                        ": " + error.what());
+    }
+  };
   // A small message is read at once (one read instead of the parser's seeks and reads, for
   // most mail); a large one is read part by part from the file as it is converted.
-  GRef<GMimeStream> message;
   if (end - start <= kReadAtOnceLimit) {
-    GByteArray* bytes = g_byte_array_sized_new(static_cast<guint>(end - start));
-    g_byte_array_set_size(bytes, static_cast<guint>(end - start));
-    message.reset(g_mime_stream_mem_new_with_byte_array(bytes)); // the stream owns the bytes
+    std::unique_ptr<GByteArray, decltype(&g_byte_array_unref)> bytes(
+        g_byte_array_sized_new(static_cast<guint>(end - start)), &g_byte_array_unref);
+    g_byte_array_set_size(bytes.get(), static_cast<guint>(end - start));
     std::size_t got = file.readAt(start, reinterpret_cast<char*>(bytes->data), bytes->len);
-    g_byte_array_set_size(bytes, static_cast<guint>(got));
-  } else {
-    GRef<GMimeStream> whole(g_mime_stream_fs_new(file.release()));
-    message.reset(
-        g_mime_stream_substream(whole.get(), static_cast<gint64>(start), static_cast<gint64>(end)));
+    g_byte_array_set_size(bytes.get(), static_cast<guint>(got));
+    return located([&] { return convert(bytes.release()); });
   }
-  try {
-    return convert(message.get(), static_cast<std::size_t>(end - start));
-  } catch (const MailError& error) {
-    throw MailError(error.kind(), extent.file.string() + " at " + std::to_string(extent.offset) +
-                                      ": " + error.what());
-  }
+  GRef<GMimeStream> whole(g_mime_stream_fs_new(file.release()));
+  GRef<GMimeStream> message(
+      g_mime_stream_substream(whole.get(), static_cast<gint64>(start), static_cast<gint64>(end)));
+  return located([&] { return convert(message.get(), static_cast<std::size_t>(end - start)); });
 }
 
 FilterForm toFilterForm(std::string_view text) {
@@ -300,8 +351,10 @@ FilterForm toFilterForm(std::string_view text) {
   }
   if (text.empty())
     return {};
-  GRef<GMimeStream> stream(g_mime_stream_mem_new_with_buffer(text.data(), text.size()));
-  return convert(stream.get(), text.size());
+  GByteArray* bytes = g_byte_array_sized_new(static_cast<guint>(text.size()));
+  g_byte_array_append(bytes, reinterpret_cast<const guint8*>(text.data()),
+                      static_cast<guint>(text.size()));
+  return convert(bytes);
 }
 
 } // namespace mailhost
