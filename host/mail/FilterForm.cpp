@@ -8,6 +8,7 @@
 #include <gmime/gmime.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -76,17 +77,38 @@ bool isValidUtf8(const char* data, std::size_t length) {
 }
 
 // The Latin-1 text from `start` to the end of `bytes` as UTF-8, in place: one code point per
-// byte, as iconv gives it, without opening a converter for every part.
+// byte, as iconv gives it, without opening a converter for every part. ASCII stays where it is
+// up to the first 8-bit byte and moves eight bytes at a time after it.
 void latin1ToUtf8(GByteArray* bytes, std::size_t start) {
-  std::size_t high = static_cast<std::size_t>(std::count_if(
-      bytes->data + start, bytes->data + bytes->len, [](guint8 b) { return b >= 0x80; }));
+  constexpr std::uint64_t highs = 0x8080808080808080ULL;
+  guint8* data = bytes->data;
+  std::size_t length = bytes->len, high = 0, first = length, at = start;
+  for (; at + 8 <= length; at += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, data + at, sizeof word);
+    if (word & highs) {
+      first = std::min(first, at);
+      high += static_cast<std::size_t>(std::popcount(word & highs));
+    }
+  }
+  for (; at < length; ++at)
+    if (data[at] & 0x80) {
+      first = std::min(first, at);
+      ++high;
+    }
   if (high == 0)
     return;
-  std::size_t from = bytes->len;
-  g_byte_array_set_size(bytes, static_cast<guint>(from + high));
-  guint8* data = bytes->data;
-  std::size_t to = bytes->len;
-  while (from > start) {
+  g_byte_array_set_size(bytes, static_cast<guint>(length + high));
+  data = bytes->data;
+  std::size_t from = length, to = bytes->len;
+  while (from > first) {
+    std::uint64_t word;
+    if (from - first >= 8 && (std::memcpy(&word, data + from - 8, sizeof word), !(word & highs))) {
+      from -= 8;
+      to -= 8;
+      std::memcpy(data + to, &word, sizeof word);
+      continue;
+    }
     guint8 b = data[--from];
     if (b < 0x80) {
       data[--to] = b;
@@ -256,8 +278,9 @@ FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize,
   return form;
 }
 
-// A message read into memory; the stream takes the bytes. A plain header block is read here and
-// GMime is given only the fields that shape the form, written over the end of the block.
+// A message read into memory; the stream takes the bytes. A plain header block is read here,
+// decoded as GMime decodes a header value, and GMime is given only the fields that shape the
+// form, written over the end of the block.
 FilterForm convert(GByteArray* bytes) {
   std::size_t size = bytes->len;
   GRef<GMimeStream> stream(g_mime_stream_mem_new_with_byte_array(bytes));
@@ -265,6 +288,12 @@ FilterForm convert(GByteArray* bytes) {
       readPlainHeaderBlock({reinterpret_cast<const char*>(bytes->data), size});
   if (!plain)
     return convert(stream.get(), size);
+  for (std::size_t index : plain->toDecode) {
+    std::string& value = plain->fields[index].value;
+    GString_ unfolded(g_mime_utils_header_unfold(value.c_str()));
+    GString_ decoded(g_mime_utils_header_decode_text(parserOptions(), unfolded.get()));
+    value = decoded ? decoded.get() : "";
+  }
   std::size_t start = plain->blankLine - plain->contentFields.size();
   std::memcpy(bytes->data + start, plain->contentFields.data(), plain->contentFields.size());
   g_mime_stream_set_bounds(stream.get(), static_cast<gint64>(start), -1);

@@ -14,27 +14,40 @@ bool isNameChar(char c) {
          c == '_' || c == '.';
 }
 
-bool isTextChar(char c) {
-  return (c >= 0x20 && c < 0x7f) || c == '\t';
+enum class LineText { Plain, Decoded, Refused };
+
+bool isControl(char c) {
+  return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7f;
 }
 
-// Printable ASCII and tab only; eight bytes at a time, since most of a header block is.
-bool isPlainText(const char* text, std::size_t length) {
+// Printable ASCII and tab is plain, 8-bit text or an encoded word is for the decoder; any other
+// control byte (a NUL, a bare CR) is GMime's to read. Eight bytes at a time, since most of a
+// header block is plain.
+LineText textOf(std::string_view line) {
   constexpr std::uint64_t ones = 0x0101010101010101ULL, highs = 0x8080808080808080ULL;
+  const char* text = line.data();
+  bool eightBit = false;
   std::size_t i = 0;
-  for (; i + 8 <= length; i += 8) {
+  auto check = [&](std::size_t from, std::size_t to) {
+    for (std::size_t j = from; j < to; ++j) {
+      if (isControl(text[j]))
+        return false;
+      eightBit |= (text[j] & 0x80) != 0;
+    }
+    return true;
+  };
+  for (; i + 8 <= line.size(); i += 8) {
     std::uint64_t x;
     std::memcpy(&x, text + i, sizeof x);
     std::uint64_t del = x ^ (ones * 0x7f);
     std::uint64_t suspect = (x | ((x - ones * 0x20) & ~x) | ((del - ones) & ~del)) & highs;
-    if (suspect && !std::all_of(text + i, text + i + 8, isTextChar))
-      return false;
+    if (suspect && !check(i, i + 8))
+      return LineText::Refused;
   }
-  return std::all_of(text + i, text + length, isTextChar);
-}
-
-bool hasEncodedWord(std::string_view text) {
-  return text.find("=?") != std::string_view::npos;
+  if (!check(i, line.size()))
+    return LineText::Refused;
+  return eightBit || line.find("=?") != std::string_view::npos ? LineText::Decoded
+                                                               : LineText::Plain;
 }
 
 bool equalsIgnoringCase(std::string_view a, std::string_view lower) {
@@ -70,12 +83,18 @@ void trim(std::string& text) {
 std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message) {
   PlainHeaderBlock block;
   block.fields.reserve(32);
-  std::size_t fieldAt = 0; // where the current field's first line starts
+  std::size_t fieldAt = 0, valueAt = 0; // where the current field and its value start
+  bool decoded = false;                 // whether its value is for the decoder
   auto endField = [&](std::size_t end) {
     if (block.fields.empty())
       return;
     HeaderField& field = block.fields.back();
-    trim(field.value);
+    if (decoded) {
+      field.value.assign(message.substr(valueAt, end - valueAt));
+      block.toDecode.push_back(block.fields.size() - 1);
+    } else {
+      trim(field.value);
+    }
     if (shapesTheForm(field.name))
       block.contentFields.append(message.substr(fieldAt, end - fieldAt));
   };
@@ -91,8 +110,9 @@ std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message) {
       block.blankLine = at;
       return block;
     }
-    if (!isPlainText(line.data(), line.size()) || hasEncodedWord(line))
-      return std::nullopt; // a bare CR, too
+    LineText text = textOf(line);
+    if (text == LineText::Refused)
+      return std::nullopt;
     if (isBlank(line.front())) {
       if (block.fields.empty())
         return std::nullopt;
@@ -106,7 +126,10 @@ std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message) {
       block.fields.push_back(
           {std::string(line.substr(0, colon)), std::string(line.substr(colon + 1))});
       fieldAt = at;
+      valueAt = at + colon + 1;
+      decoded = false;
     }
+    decoded |= text == LineText::Decoded;
     at = lf + 1;
   }
 }

@@ -11,20 +11,22 @@
 
 namespace mailhost {
 
-// A header block every field of which is ASCII text without encoded words, so that each value
-// is its own unfolded, trimmed text: most mail. Building a GMime header object for every field
-// costs more than the rest of the message's conversion; the fields that shape the form
-// (Content-Type, Content-Transfer-Encoding, Content-Disposition) are kept as written, for GMime
-// to parse the MIME structure from.
+// A header block of plain "name: value" lines (and their continuations). Building a GMime header
+// object for every field costs more than the rest of the message's conversion, and most values
+// are ASCII without encoded words, so that each is its own unfolded, trimmed text. The others
+// (8-bit text, encoded words) are kept raw for GMime's decoder. The fields that shape the form
+// (Content-Type, Content-Transfer-Encoding, Content-Disposition) are also kept as written, for
+// GMime to parse the MIME structure from.
 struct PlainHeaderBlock {
   std::vector<HeaderField> fields;
-  std::string contentFields; // those fields' lines, as written, in message order
-  std::size_t blankLine = 0; // where the empty line that ends the block starts
+  std::vector<std::size_t> toDecode; // fields whose value is raw: as written after the colon
+  std::string contentFields;         // those fields' lines, as written, in message order
+  std::size_t blankLine = 0;         // where the empty line that ends the block starts
 };
 
-// The block at the start of `message`, or nothing when any of it is not plain: 8-bit or
-// control bytes, "=?", a line that is not a field or its continuation, a bare CR, or no empty
-// line to end it. Those are GMime's to read.
+// The block at the start of `message`, or nothing when it holds a control byte (a NUL, a bare
+// CR), a line that is not a field or its continuation, or no empty line to end it: those are
+// GMime's to read.
 std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message);
 
 } // namespace mailhost
