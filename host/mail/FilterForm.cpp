@@ -278,30 +278,50 @@ FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize,
   return form;
 }
 
-// A message read into memory; the stream takes the bytes. A plain header block is read here,
-// decoded as GMime decodes a header value, and GMime is given only the fields that shape the
-// form, written over the end of the block.
-FilterForm convert(GByteArray* bytes) {
-  std::size_t size = bytes->len;
-  GRef<GMimeStream> stream(g_mime_stream_mem_new_with_byte_array(bytes));
-  std::optional<PlainHeaderBlock> plain =
-      readPlainHeaderBlock({reinterpret_cast<const char*>(bytes->data), size});
-  if (!plain)
-    return convert(stream.get(), size);
+// The message in `bytes` from `from` on, given a memory stream over them. A plain header block
+// is read here, decoded as GMime decodes a header value, and GMime is given only the fields that
+// shape the form, written over the end of the block.
+FilterForm convert(GMimeStream* memory, GByteArray* bytes, std::size_t from) {
+  std::string_view text(reinterpret_cast<const char*>(bytes->data) + from, bytes->len - from);
+  std::optional<PlainHeaderBlock> plain = readPlainHeaderBlock(text);
+  if (!plain) {
+    g_mime_stream_set_bounds(memory, static_cast<gint64>(from), -1);
+    return convert(memory, text.size());
+  }
   for (std::size_t index : plain->toDecode) {
     std::string& value = plain->fields[index].value;
     GString_ unfolded(g_mime_utils_header_unfold(value.c_str()));
     GString_ decoded(g_mime_utils_header_decode_text(parserOptions(), unfolded.get()));
     value = decoded ? decoded.get() : "";
   }
-  std::size_t start = plain->blankLine - plain->contentFields.size();
+  std::size_t start = from + plain->blankLine - plain->contentFields.size();
   std::memcpy(bytes->data + start, plain->contentFields.data(), plain->contentFields.size());
-  g_mime_stream_set_bounds(stream.get(), static_cast<gint64>(start), -1);
-  return convert(stream.get(), size, std::move(plain->fields));
+  g_mime_stream_set_bounds(memory, static_cast<gint64>(start), -1);
+  return convert(memory, text.size(), std::move(plain->fields));
 }
 
 constexpr std::string_view kFromLine = "From ";
 constexpr std::uint64_t kReadAtOnceLimit = 64 * 1024;
+
+// Where the message starts past a leading "From " line: the mbox envelope, not a header.
+std::uint64_t pastFromLine(const ReadOnlyFile& file, std::uint64_t start, std::uint64_t end) {
+  char head[5] = {};
+  if (end - start < sizeof head || file.readAt(start, head, sizeof head) != sizeof head ||
+      std::string_view(head, sizeof head) != kFromLine)
+    return start;
+  char chunk[4096];
+  std::uint64_t at = start;
+  for (bool found = false; !found && at < end;) {
+    std::size_t got = file.readAt(
+        at, chunk, static_cast<std::size_t>(std::min<std::uint64_t>(sizeof chunk, end - at)));
+    if (got == 0)
+      break;
+    const void* lf = std::memchr(chunk, '\n', got);
+    found = lf != nullptr;
+    at += found ? static_cast<std::size_t>(static_cast<const char*>(lf) - chunk) + 1 : got;
+  }
+  return at;
+}
 
 } // namespace
 
@@ -330,24 +350,6 @@ FilterForm toFilterForm(const MessageExtent& extent) {
   if (start > end)
     start = end;
 
-  // Skip a leading "From " line: it is the mbox envelope, not a header.
-  char head[5] = {};
-  if (end - start >= sizeof head && file.readAt(start, head, sizeof head) == sizeof head &&
-      std::string_view(head, sizeof head) == kFromLine) {
-    char chunk[4096];
-    std::uint64_t at = start;
-    for (bool found = false; !found && at < end;) {
-      std::size_t got = file.readAt(
-          at, chunk, static_cast<std::size_t>(std::min<std::uint64_t>(sizeof chunk, end - at)));
-      if (got == 0)
-        break;
-      const void* lf = std::memchr(chunk, '\n', got);
-      found = lf != nullptr;
-      at += found ? static_cast<std::size_t>(static_cast<const char*>(lf) - chunk) + 1 : got;
-    }
-    start = at;
-  }
-
   auto located = [&](auto&& convertMessage) {
     try {
       return convertMessage();
@@ -359,13 +361,20 @@ FilterForm toFilterForm(const MessageExtent& extent) {
   // A small message is read at once (one read instead of the parser's seeks and reads, for
   // most mail); a large one is read part by part from the file as it is converted.
   if (end - start <= kReadAtOnceLimit) {
-    std::unique_ptr<GByteArray, decltype(&g_byte_array_unref)> bytes(
-        g_byte_array_sized_new(static_cast<guint>(end - start)), &g_byte_array_unref);
-    g_byte_array_set_size(bytes.get(), static_cast<guint>(end - start));
+    GByteArray* bytes = g_byte_array_sized_new(static_cast<guint>(end - start));
+    GRef<GMimeStream> memory(g_mime_stream_mem_new_with_byte_array(bytes)); // it owns the bytes
+    g_byte_array_set_size(bytes, static_cast<guint>(end - start));
     std::size_t got = file.readAt(start, reinterpret_cast<char*>(bytes->data), bytes->len);
-    g_byte_array_set_size(bytes.get(), static_cast<guint>(got));
-    return located([&] { return convert(bytes.release()); });
+    g_byte_array_set_size(bytes, static_cast<guint>(got));
+    std::string_view text(reinterpret_cast<const char*>(bytes->data), got);
+    std::size_t from = 0;
+    if (text.starts_with(kFromLine)) {
+      std::size_t lf = text.find('\n');
+      from = lf == std::string_view::npos ? got : lf + 1;
+    }
+    return located([&] { return convert(memory.get(), bytes, from); });
   }
+  start = pastFromLine(file, start, end);
   GRef<GMimeStream> whole(g_mime_stream_fs_new(file.release()));
   GRef<GMimeStream> message(
       g_mime_stream_substream(whole.get(), static_cast<gint64>(start), static_cast<gint64>(end)));
@@ -383,7 +392,8 @@ FilterForm toFilterForm(std::string_view text) {
   GByteArray* bytes = g_byte_array_sized_new(static_cast<guint>(text.size()));
   g_byte_array_append(bytes, reinterpret_cast<const guint8*>(text.data()),
                       static_cast<guint>(text.size()));
-  return convert(bytes);
+  GRef<GMimeStream> memory(g_mime_stream_mem_new_with_byte_array(bytes)); // it owns the bytes
+  return convert(memory.get(), bytes, 0);
 }
 
 } // namespace mailhost
