@@ -69,13 +69,19 @@ bool isBlank(char c) {
   return c == ' ' || c == '\t';
 }
 
-void trim(std::string& text) {
-  while (!text.empty() && isBlank(text.back()))
-    text.pop_back();
-  std::size_t lead = 0;
-  while (lead < text.size() && isBlank(text[lead]))
-    ++lead;
-  text.erase(0, lead);
+// A plain value as its own text: unfolded (line breaks dropped) and trimmed.
+void assignUnfolded(std::string& value, std::string_view raw) {
+  auto folding = [](char c) { return isBlank(c) || c == '\r' || c == '\n'; };
+  while (!raw.empty() && folding(raw.front()))
+    raw.remove_prefix(1);
+  while (!raw.empty() && folding(raw.back()))
+    raw.remove_suffix(1);
+  value.reserve(raw.size());
+  for (std::size_t lf; (lf = raw.find('\n')) != std::string_view::npos;) {
+    value.append(raw.substr(0, lf > 0 && raw[lf - 1] == '\r' ? lf - 1 : lf));
+    raw.remove_prefix(lf + 1);
+  }
+  value.append(raw);
 }
 
 } // namespace
@@ -89,11 +95,12 @@ std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message) {
     if (block.fields.empty())
       return;
     HeaderField& field = block.fields.back();
+    std::string_view raw = message.substr(valueAt, end - valueAt);
     if (decoded) {
-      field.value.assign(message.substr(valueAt, end - valueAt));
+      field.value.assign(raw);
       block.toDecode.push_back(block.fields.size() - 1);
     } else {
-      trim(field.value);
+      assignUnfolded(field.value, raw);
     }
     if (shapesTheForm(field.name))
       block.contentFields.append(message.substr(fieldAt, end - fieldAt));
@@ -116,15 +123,14 @@ std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message) {
     if (isBlank(line.front())) {
       if (block.fields.empty())
         return std::nullopt;
-      block.fields.back().value.append(line);
     } else {
       std::size_t colon = line.find(':');
       if (colon == 0 || colon == std::string_view::npos ||
-          !std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(colon), isNameChar))
+          !std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(colon),
+                       [](char c) { return isNameChar(c); }))
         return std::nullopt;
       endField(at);
-      block.fields.push_back(
-          {std::string(line.substr(0, colon)), std::string(line.substr(colon + 1))});
+      block.fields.push_back({std::string(line.substr(0, colon)), {}});
       fieldAt = at;
       valueAt = at + colon + 1;
       decoded = false;
