@@ -2,13 +2,17 @@
 
 #include "MailError.h"
 #include "MailStore.h"
+#include "PlainHeaderBlock.h"
 #include "ReadOnlyFile.h"
 
 #include <gmime/gmime.h>
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <signal.h>
 #include <string_view>
 #include <utility>
@@ -50,6 +54,15 @@ GMimeParserOptions* parserOptions() {
 
 // UTF-8 validity, NUL bytes allowed (g_utf8_validate rejects them).
 bool isValidUtf8(const char* data, std::size_t length) {
+  // Most text is ASCII: pass it eight bytes at a time.
+  while (length >= 8) {
+    std::uint64_t word;
+    std::memcpy(&word, data, sizeof word);
+    if (word & 0x8080808080808080ULL)
+      break;
+    data += 8;
+    length -= 8;
+  }
   while (length > 0) {
     const char* nul = static_cast<const char*>(std::memchr(data, '\0', length));
     std::size_t segment = nul ? static_cast<std::size_t>(nul - data) : length;
@@ -61,6 +74,53 @@ bool isValidUtf8(const char* data, std::size_t length) {
     length -= segment + 1;
   }
   return true;
+}
+
+// The Latin-1 text from `start` to the end of `bytes` as UTF-8, in place: one code point per
+// byte, as iconv gives it, without opening a converter for every part. ASCII stays where it is
+// up to the first 8-bit byte and moves eight bytes at a time after it.
+void latin1ToUtf8(GByteArray* bytes, std::size_t start) {
+  constexpr std::uint64_t highs = 0x8080808080808080ULL;
+  guint8* data = bytes->data;
+  std::size_t length = bytes->len, high = 0, first = length, at = start;
+  for (; at + 8 <= length; at += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, data + at, sizeof word);
+    if (word & highs) {
+      first = std::min(first, at);
+      high += static_cast<std::size_t>(std::popcount(word & highs));
+    }
+  }
+  for (; at < length; ++at)
+    if (data[at] & 0x80) {
+      first = std::min(first, at);
+      ++high;
+    }
+  if (high == 0)
+    return;
+  g_byte_array_set_size(bytes, static_cast<guint>(length + high));
+  data = bytes->data;
+  std::size_t from = length, to = bytes->len;
+  while (from > first) {
+    std::uint64_t word;
+    if (from - first >= 8 && (std::memcpy(&word, data + from - 8, sizeof word), !(word & highs))) {
+      from -= 8;
+      to -= 8;
+      std::memcpy(data + to, &word, sizeof word);
+      continue;
+    }
+    guint8 b = data[--from];
+    if (b < 0x80) {
+      data[--to] = b;
+    } else {
+      data[--to] = static_cast<guint8>(0x80 | (b & 0x3F));
+      data[--to] = static_cast<guint8>(0xC0 | (b >> 6));
+    }
+  }
+}
+
+bool isLatin1(const char* charset) {
+  return charset && g_ascii_strcasecmp(g_mime_charset_iconv_name(charset), "iso-8859-1") == 0;
 }
 
 bool isUtf8OrAscii(const char* charset) {
@@ -85,34 +145,27 @@ public:
     if (!content)
       return;
     const char* charset = g_mime_object_get_content_type_parameter(GMIME_OBJECT(part), "charset");
+    bool latin1 = !isUtf8OrAscii(charset) && isLatin1(charset);
     GRef<GMimeFilter> convert;
-    if (!isUtf8OrAscii(charset))
+    if (!isUtf8OrAscii(charset) && !latin1)
       convert.reset(g_mime_filter_charset_new(charset, "UTF-8"));
 
     std::size_t start = mOut->len;
     g_mime_stream_seek(mStream.get(), static_cast<gint64>(start), GMIME_STREAM_SEEK_SET);
-    GRef<GMimeStream> filtered(g_mime_stream_filter_new(mStream.get()));
-    if (convert)
+    GRef<GMimeStream> filtered;
+    if (convert) {
+      filtered.reset(g_mime_stream_filter_new(mStream.get()));
       g_mime_stream_filter_add(GMIME_STREAM_FILTER(filtered.get()), convert.get());
-    if (g_mime_data_wrapper_write_to_stream(content, filtered.get()) < 0 ||
-        g_mime_stream_flush(filtered.get()) < 0)
+    }
+    GMimeStream* target = filtered ? filtered.get() : mStream.get();
+    if (g_mime_data_wrapper_write_to_stream(content, target) < 0 || g_mime_stream_flush(target) < 0)
       throw MailError(MailErrorKind::Io, "cannot read a part of the message");
 
     // Undeclared, ASCII, UTF-8 or unknown charset: keep valid UTF-8, read anything else as
     // Latin-1, so that the body is always UTF-8.
-    if (!convert) {
-      const char* text = reinterpret_cast<const char*>(mOut->data) + start;
-      std::size_t length = mOut->len - start;
-      if (!isValidUtf8(text, length)) {
-        gsize written = 0;
-        GString_ utf8(g_convert(text, static_cast<gssize>(length), "UTF-8", "ISO-8859-1", nullptr,
-                                &written, nullptr));
-        g_byte_array_set_size(mOut, static_cast<guint>(start));
-        if (utf8)
-          g_byte_array_append(mOut, reinterpret_cast<const guint8*>(utf8.get()),
-                              static_cast<guint>(written));
-      }
-    }
+    if (latin1 || (!convert && !isValidUtf8(reinterpret_cast<const char*>(mOut->data) + start,
+                                            mOut->len - start)))
+      latin1ToUtf8(mOut, start);
   }
 
 private:
@@ -201,7 +254,10 @@ std::vector<HeaderField> topLevelHeaders(GMimeObject* object) {
   return fields;
 }
 
-FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize) {
+// `headers`: the top-level fields when they were read already; the stream then starts with only
+// those that shape the MIME structure.
+FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize,
+                   std::optional<std::vector<HeaderField>> headers = std::nullopt) {
   GMimeParserOptions* options = parserOptions();
   FilterForm form;
   if (g_mime_stream_length(stream) == 0)
@@ -214,7 +270,7 @@ FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize) {
   if (!message)
     throw MailError(MailErrorKind::Unparseable, "not a mail message (no header block)");
 
-  form.headers = topLevelHeaders(message.get());
+  form.headers = headers ? std::move(*headers) : topLevelHeaders(message.get());
   g_byte_array_set_size(form.body.array(), static_cast<guint>(expectedBodySize));
   g_byte_array_set_size(form.body.array(), 0);
   BodyWriter body(form.body.array());
@@ -222,8 +278,50 @@ FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize) {
   return form;
 }
 
+// The message in `bytes` from `from` on, given a memory stream over them. A plain header block
+// is read here, decoded as GMime decodes a header value, and GMime is given only the fields that
+// shape the form, written over the end of the block.
+FilterForm convert(GMimeStream* memory, GByteArray* bytes, std::size_t from) {
+  std::string_view text(reinterpret_cast<const char*>(bytes->data) + from, bytes->len - from);
+  std::optional<PlainHeaderBlock> plain = readPlainHeaderBlock(text);
+  if (!plain) {
+    g_mime_stream_set_bounds(memory, static_cast<gint64>(from), -1);
+    return convert(memory, text.size());
+  }
+  for (std::size_t index : plain->toDecode) {
+    std::string& value = plain->fields[index].value;
+    GString_ unfolded(g_mime_utils_header_unfold(value.c_str()));
+    GString_ decoded(g_mime_utils_header_decode_text(parserOptions(), unfolded.get()));
+    value = decoded ? decoded.get() : "";
+  }
+  std::size_t start = from + plain->blankLine - plain->contentFields.size();
+  std::memcpy(bytes->data + start, plain->contentFields.data(), plain->contentFields.size());
+  g_mime_stream_set_bounds(memory, static_cast<gint64>(start), -1);
+  return convert(memory, text.size(), std::move(plain->fields));
+}
+
 constexpr std::string_view kFromLine = "From ";
 constexpr std::uint64_t kReadAtOnceLimit = 64 * 1024;
+
+// Where the message starts past a leading "From " line: the mbox envelope, not a header.
+std::uint64_t pastFromLine(const ReadOnlyFile& file, std::uint64_t start, std::uint64_t end) {
+  char head[5] = {};
+  if (end - start < sizeof head || file.readAt(start, head, sizeof head) != sizeof head ||
+      std::string_view(head, sizeof head) != kFromLine)
+    return start;
+  char chunk[4096];
+  std::uint64_t at = start;
+  for (bool found = false; !found && at < end;) {
+    std::size_t got = file.readAt(
+        at, chunk, static_cast<std::size_t>(std::min<std::uint64_t>(sizeof chunk, end - at)));
+    if (got == 0)
+      break;
+    const void* lf = std::memchr(chunk, '\n', got);
+    found = lf != nullptr;
+    at += found ? static_cast<std::size_t>(static_cast<const char*>(lf) - chunk) + 1 : got;
+  }
+  return at;
+}
 
 } // namespace
 
@@ -252,44 +350,35 @@ FilterForm toFilterForm(const MessageExtent& extent) {
   if (start > end)
     start = end;
 
-  // Skip a leading "From " line: it is the mbox envelope, not a header.
-  char head[5] = {};
-  if (end - start >= sizeof head && file.readAt(start, head, sizeof head) == sizeof head &&
-      std::string_view(head, sizeof head) == kFromLine) {
-    char chunk[4096];
-    std::uint64_t at = start;
-    for (bool found = false; !found && at < end;) {
-      std::size_t got = file.readAt(
-          at, chunk, static_cast<std::size_t>(std::min<std::uint64_t>(sizeof chunk, end - at)));
-      if (got == 0)
-        break;
-      const void* lf = std::memchr(chunk, '\n', got);
-      found = lf != nullptr;
-      at += found ? static_cast<std::size_t>(static_cast<const char*>(lf) - chunk) + 1 : got;
+  auto located = [&](auto&& convertMessage) {
+    try {
+      return convertMessage();
+    } catch (const MailError& error) {
+      throw MailError(error.kind(), extent.file.string() + " at " + std::to_string(extent.offset) +
+                                        ": " + error.what());
     }
-    start = at;
-  }
-
+  };
   // A small message is read at once (one read instead of the parser's seeks and reads, for
   // most mail); a large one is read part by part from the file as it is converted.
-  GRef<GMimeStream> message;
   if (end - start <= kReadAtOnceLimit) {
     GByteArray* bytes = g_byte_array_sized_new(static_cast<guint>(end - start));
+    GRef<GMimeStream> memory(g_mime_stream_mem_new_with_byte_array(bytes)); // it owns the bytes
     g_byte_array_set_size(bytes, static_cast<guint>(end - start));
-    message.reset(g_mime_stream_mem_new_with_byte_array(bytes)); // the stream owns the bytes
     std::size_t got = file.readAt(start, reinterpret_cast<char*>(bytes->data), bytes->len);
     g_byte_array_set_size(bytes, static_cast<guint>(got));
-  } else {
-    GRef<GMimeStream> whole(g_mime_stream_fs_new(file.release()));
-    message.reset(
-        g_mime_stream_substream(whole.get(), static_cast<gint64>(start), static_cast<gint64>(end)));
+    std::string_view text(reinterpret_cast<const char*>(bytes->data), got);
+    std::size_t from = 0;
+    if (text.starts_with(kFromLine)) {
+      std::size_t lf = text.find('\n');
+      from = lf == std::string_view::npos ? got : lf + 1;
+    }
+    return located([&] { return convert(memory.get(), bytes, from); });
   }
-  try {
-    return convert(message.get(), static_cast<std::size_t>(end - start));
-  } catch (const MailError& error) {
-    throw MailError(error.kind(), extent.file.string() + " at " + std::to_string(extent.offset) +
-                                      ": " + error.what());
-  }
+  start = pastFromLine(file, start, end);
+  GRef<GMimeStream> whole(g_mime_stream_fs_new(file.release()));
+  GRef<GMimeStream> message(
+      g_mime_stream_substream(whole.get(), static_cast<gint64>(start), static_cast<gint64>(end)));
+  return located([&] { return convert(message.get(), static_cast<std::size_t>(end - start)); });
 }
 
 FilterForm toFilterForm(std::string_view text) {
@@ -300,8 +389,11 @@ FilterForm toFilterForm(std::string_view text) {
   }
   if (text.empty())
     return {};
-  GRef<GMimeStream> stream(g_mime_stream_mem_new_with_buffer(text.data(), text.size()));
-  return convert(stream.get(), text.size());
+  GByteArray* bytes = g_byte_array_sized_new(static_cast<guint>(text.size()));
+  g_byte_array_append(bytes, reinterpret_cast<const guint8*>(text.data()),
+                      static_cast<guint>(text.size()));
+  GRef<GMimeStream> memory(g_mime_stream_mem_new_with_byte_array(bytes)); // it owns the bytes
+  return convert(memory.get(), bytes, 0);
 }
 
 } // namespace mailhost

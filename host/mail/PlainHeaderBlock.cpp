@@ -1,0 +1,143 @@
+#include "PlainHeaderBlock.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+namespace mailhost {
+
+namespace {
+
+bool isNameChar(char c) {
+  // Narrower than what a field name may hold: anything else is left to GMime.
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
+         c == '_' || c == '.';
+}
+
+enum class LineText { Plain, Decoded, Refused };
+
+bool isControl(char c) {
+  return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7f;
+}
+
+// Printable ASCII and tab is plain, 8-bit text or an encoded word is for the decoder; any other
+// control byte (a NUL, a bare CR) is GMime's to read. Eight bytes at a time, since most of a
+// header block is plain.
+LineText textOf(std::string_view line) {
+  constexpr std::uint64_t ones = 0x0101010101010101ULL, highs = 0x8080808080808080ULL;
+  const char* text = line.data();
+  bool eightBit = false;
+  std::size_t i = 0;
+  auto check = [&](std::size_t from, std::size_t to) {
+    for (std::size_t j = from; j < to; ++j) {
+      if (isControl(text[j]))
+        return false;
+      eightBit |= (text[j] & 0x80) != 0;
+    }
+    return true;
+  };
+  for (; i + 8 <= line.size(); i += 8) {
+    std::uint64_t x;
+    std::memcpy(&x, text + i, sizeof x);
+    std::uint64_t del = x ^ (ones * 0x7f);
+    std::uint64_t suspect = (x | ((x - ones * 0x20) & ~x) | ((del - ones) & ~del)) & highs;
+    if (suspect && !check(i, i + 8))
+      return LineText::Refused;
+  }
+  if (!check(i, line.size()))
+    return LineText::Refused;
+  return eightBit || line.find("=?") != std::string_view::npos ? LineText::Decoded
+                                                               : LineText::Plain;
+}
+
+bool equalsIgnoringCase(std::string_view a, std::string_view lower) {
+  return a.size() == lower.size() &&
+         std::equal(lower.begin(), lower.end(), a.begin(),
+                    [](char l, char c) { return l == (c >= 'A' && c <= 'Z' ? c + 32 : c); });
+}
+
+// The fields the filter form reads from a part's own headers: what it is, how it is encoded,
+// whether it is attached and under which name.
+bool shapesTheForm(std::string_view name) {
+  return name.size() >= 12 && (name[0] == 'C' || name[0] == 'c') &&
+         (equalsIgnoringCase(name, "content-type") ||
+          equalsIgnoringCase(name, "content-transfer-encoding") ||
+          equalsIgnoringCase(name, "content-disposition"));
+}
+
+bool isBlank(char c) {
+  return c == ' ' || c == '\t';
+}
+
+// A plain value as its own text: unfolded (line breaks dropped) and trimmed.
+void assignUnfolded(std::string& value, std::string_view raw) {
+  auto folding = [](char c) { return isBlank(c) || c == '\r' || c == '\n'; };
+  while (!raw.empty() && folding(raw.front()))
+    raw.remove_prefix(1);
+  while (!raw.empty() && folding(raw.back()))
+    raw.remove_suffix(1);
+  value.reserve(raw.size());
+  for (std::size_t lf; (lf = raw.find('\n')) != std::string_view::npos;) {
+    value.append(raw.substr(0, lf > 0 && raw[lf - 1] == '\r' ? lf - 1 : lf));
+    raw.remove_prefix(lf + 1);
+  }
+  value.append(raw);
+}
+
+} // namespace
+
+std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message) {
+  PlainHeaderBlock block;
+  block.fields.reserve(32);
+  std::size_t fieldAt = 0, valueAt = 0; // where the current field and its value start
+  bool decoded = false;                 // whether its value is for the decoder
+  auto endField = [&](std::size_t end) {
+    if (block.fields.empty())
+      return;
+    HeaderField& field = block.fields.back();
+    std::string_view raw = message.substr(valueAt, end - valueAt);
+    if (decoded) {
+      field.value.assign(raw);
+      block.toDecode.push_back(block.fields.size() - 1);
+    } else {
+      assignUnfolded(field.value, raw);
+    }
+    if (shapesTheForm(field.name))
+      block.contentFields.append(message.substr(fieldAt, end - fieldAt));
+  };
+
+  for (std::size_t at = 0;;) {
+    std::size_t lf = message.find('\n', at);
+    if (lf == std::string_view::npos)
+      return std::nullopt; // no empty line ends the block
+    std::size_t end = lf > at && message[lf - 1] == '\r' ? lf - 1 : lf;
+    std::string_view line = message.substr(at, end - at);
+    if (line.empty()) {
+      endField(at);
+      block.blankLine = at;
+      return block;
+    }
+    LineText text = textOf(line);
+    if (text == LineText::Refused)
+      return std::nullopt;
+    if (isBlank(line.front())) {
+      if (block.fields.empty())
+        return std::nullopt;
+    } else {
+      std::size_t colon = line.find(':');
+      if (colon == 0 || colon == std::string_view::npos ||
+          !std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(colon),
+                       [](char c) { return isNameChar(c); }))
+        return std::nullopt;
+      endField(at);
+      block.fields.push_back({std::string(line.substr(0, colon)), {}});
+      fieldAt = at;
+      valueAt = at + colon + 1;
+      decoded = false;
+    }
+    decoded |= text == LineText::Decoded;
+    at = lf + 1;
+  }
+}
+
+} // namespace mailhost
