@@ -31,6 +31,10 @@ std::string folderPath() {
 
 } // namespace
 
+std::string runtimeFolderPath() {
+  return folderPath();
+}
+
 std::optional<std::string> runtimeFolder(bool create, struct stat* seen) {
   std::string path = folderPath();
   if (create && calls().mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
