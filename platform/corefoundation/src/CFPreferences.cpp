@@ -59,6 +59,7 @@ struct FolderWatch {
   std::string folder;         // watched, or empty
   bool folderMissing = false; // only a folder above it is watched, for its making
   std::int64_t readAtNs = 0;  // when the event queue was last read (coarse monotonic clock)
+  pid_t owner = 0;            // a forked child reading the queue would take its parent's events
 };
 
 // How long the events of a watched folder may wait before they are taken in.
@@ -187,7 +188,7 @@ void startWatch(State& s, const std::string& folder) {
     return;
   }
   if (inotify_add_watch(fd, folder.c_str(), kChanges) >= 0) {
-    s.watch = {fd, folder, false, coarseNowNs()};
+    s.watch = {fd, folder, false, coarseNowNs(), os::thisProcessID()};
     return;
   }
   for (std::string above = folder; errno == ENOENT && above.size() > 1;) {
@@ -199,7 +200,7 @@ void startWatch(State& s, const std::string& folder) {
     if (inotify_add_watch(fd, above.c_str(), IN_CREATE | IN_MOVED_TO | IN_ONLYDIR) >= 0) {
       // Made meanwhile: watched after all, and the event above only makes files be looked at.
       bool made = inotify_add_watch(fd, folder.c_str(), kChanges) >= 0;
-      s.watch = {fd, folder, !made, coarseNowNs()};
+      s.watch = {fd, folder, !made, coarseNowNs(), os::thisProcessID()};
       return;
     }
   }
@@ -209,7 +210,7 @@ void startWatch(State& s, const std::string& folder) {
 // Whether the folder is watched once the events so far are taken in; after any event every
 // file is looked at again.
 bool watching(State& s, const std::string& folder) {
-  if (s.watch.fd >= 0 && s.watch.folder != folder) {
+  if (s.watch.fd >= 0 && (s.watch.folder != folder || s.watch.owner != os::thisProcessID())) {
     forgetWatch(s);
   }
   if (s.watch.fd < 0) {

@@ -8,6 +8,7 @@
 #include "unix/PropertyList.h"
 #include "unix/RuntimeFolder.h"
 #include "unix/Syscalls.h"
+#include "unix/ThisProcess.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -164,6 +165,7 @@ struct LiveCache {
   std::vector<RegistryEntry> entries;
   std::vector<int> processes; // one descriptor per entry, kept so their number stays steady
   int watch = -1;             // inotify on `folder`, or -1
+  pid_t watchOwner = 0;       // a forked child reading the watch would take its parent's events
   bool watchRefused = false;  // inotify_init1 or inotify_add_watch failed for `folder`
   unsigned lookups = 0;
 
@@ -252,6 +254,8 @@ std::vector<RegistryEntry> liveEntries() {
   std::lock_guard guard(cache->lock);
   if (cache->lookups <= kLookupsBeforeWatching)
     ++cache->lookups;
+  if (cache->watch >= 0 && cache->watchOwner != thisProcessID())
+    cache->stopWatching(); // this process's copy only: the parent's watch goes on
   if (cache->watch >= 0 && cache->current && cache->folder == runtimeFolderPath()) {
     if (!anyReady(cache->watch, cache->processes))
       return cache->entries;
@@ -280,6 +284,7 @@ std::vector<RegistryEntry> liveEntries() {
 
   if (toWatch) {
     cache->watch = watchFolder(*folder);
+    cache->watchOwner = thisProcessID();
     cache->watchRefused = cache->watch < 0;
   }
   cache->forget();
