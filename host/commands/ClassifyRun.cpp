@@ -202,8 +202,14 @@ void ClassifyRun::keepUsersVerdicts(std::vector<ClassifyOutcome>& batch, Classif
   if (mReclassify)
     return;
   // Between batches the writer has committed everything, so the store is read directly.
-  for (ClassifyOutcome& outcome : batch) {
-    std::optional<JunkStatus> stored = mStore.find(outcome.uri);
+  std::vector<std::string> uris;
+  uris.reserve(batch.size());
+  for (const ClassifyOutcome& outcome : batch)
+    uris.push_back(outcome.uri);
+  std::vector<std::optional<JunkStatus>> statuses = mStore.findEach(uris);
+  for (std::size_t i = 0; i < batch.size(); ++i) {
+    ClassifyOutcome& outcome = batch[i];
+    const std::optional<JunkStatus>& stored = statuses[i];
     if (!stored || stored->origin != JunkOrigin::User)
       continue;
     bool junk = stored->score > 50;

@@ -91,6 +91,7 @@ JunkStore::~JunkStore() {
   sqlite3_finalize(mInsert);
   sqlite3_finalize(mFind);
   sqlite3_finalize(mBegin);
+  sqlite3_finalize(mBeginRead);
   sqlite3_finalize(mCommit);
   sqlite3_close(mDb);
 }
@@ -180,6 +181,21 @@ std::optional<JunkStatus> JunkStore::find(const std::string& uri) const {
   if (step != SQLITE_ROW && step != SQLITE_DONE)
     throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
   return status;
+}
+
+std::vector<std::optional<JunkStatus>> JunkStore::findEach(const std::vector<std::string>& uris) {
+  std::vector<std::optional<JunkStatus>> statuses;
+  statuses.reserve(uris.size());
+  step(prepared(mBeginRead, "BEGIN"));
+  try {
+    for (const std::string& uri : uris)
+      statuses.push_back(find(uri));
+    step(prepared(mCommit, "COMMIT"));
+  } catch (...) {
+    sqlite3_exec(mDb, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw;
+  }
+  return statuses;
 }
 
 std::vector<JunkStatus> JunkStore::all() const {

@@ -67,6 +67,9 @@ public:
   void record(const std::string& uri, int score, JunkOrigin origin, bool trained = true);
 
   std::optional<JunkStatus> find(const std::string& uri) const;
+  // The statuses of many messages, in their order, read in one transaction: the file is locked
+  // and unlocked once for them all instead of once each.
+  std::vector<std::optional<JunkStatus>> findEach(const std::vector<std::string>& uris);
   std::vector<JunkStatus> all() const; // ordered by URI
 
 private:
@@ -80,6 +83,7 @@ private:
   mutable sqlite3_stmt* mInsert = nullptr; // prepared once, used for every status
   mutable sqlite3_stmt* mFind = nullptr;
   sqlite3_stmt* mBegin = nullptr;
+  sqlite3_stmt* mBeginRead = nullptr;
   sqlite3_stmt* mCommit = nullptr;
 };
 

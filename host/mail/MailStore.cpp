@@ -205,7 +205,7 @@ std::shared_ptr<const MaildirIndex> MailStore::maildirIndex(const fs::path& dir,
   return index;
 }
 
-MessageExtent MailStore::locateInMaildir(const MessageRef& message) const {
+OpenedMessage MailStore::openInMaildir(const MessageRef& message) const {
   checkMaildirKey(message.key);
   bool listedNow = !mMaildirs.contains(message.path);
   std::shared_ptr<const MaildirIndex> index = maildirIndex(message.path, false);
@@ -213,7 +213,9 @@ MessageExtent MailStore::locateInMaildir(const MessageRef& message) const {
     if (std::optional<std::size_t> i = index->find(message.key)) {
       fs::path file = index->file(*i);
       try {
-        return {file, 0, ReadOnlyFile(file).size()};
+        auto opened = std::make_unique<ReadOnlyFile>(file);
+        MessageExtent extent{file, 0, opened->size()};
+        return {std::move(extent), std::move(opened)};
       } catch (const MailError& error) {
         if (error.kind() != MailErrorKind::NotFound || listedNow)
           throw;
@@ -269,19 +271,25 @@ MessageRef MailStore::parseUri(std::string_view uri) const {
 }
 
 MessageExtent MailStore::locate(const MessageRef& message) const {
+  return open(message).extent;
+}
+
+OpenedMessage MailStore::open(const MessageRef& message) const {
   if (message.kind == MessageRef::Kind::MessageFile) {
-    ReadOnlyFile file(message.path);
-    return {message.path, 0, file.size()};
+    auto file = std::make_unique<ReadOnlyFile>(message.path);
+    MessageExtent extent{message.path, 0, file->size()};
+    return {std::move(extent), std::move(file)};
   }
   std::error_code ec;
   if (mMaildirs.contains(message.path) || fs::is_directory(message.path, ec))
-    return locateInMaildir(message);
-  ReadOnlyFile file(message.path);
+    return openInMaildir(message);
+  auto file = std::make_unique<ReadOnlyFile>(message.path);
   if (!isDecimal(message.key))
     throw MailError(MailErrorKind::NoSuchMessage,
                     message.path.string() + ": no message with key " + message.key);
-  MboxEntry entry = findMboxEntry(file, std::stoull(message.key));
-  return {message.path, entry.start, entry.end - entry.start};
+  MboxEntry entry = findMboxEntry(*file, std::stoull(message.key));
+  MessageExtent extent{message.path, entry.start, entry.end - entry.start};
+  return {std::move(extent), std::move(file)};
 }
 
 std::string MailStore::mailUrlFor(const MessageRef& message) const {

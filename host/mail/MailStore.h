@@ -2,6 +2,7 @@
 #pragma once
 
 #include "MailRoot.h"
+#include "ReadOnlyFile.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -37,6 +38,12 @@ struct MessageExtent {
   std::filesystem::path file;
   std::uint64_t offset = 0;
   std::uint64_t length = 0;
+};
+
+// A message located with its file left open, so that it is opened once to be found and read.
+struct OpenedMessage {
+  MessageExtent extent;
+  std::unique_ptr<ReadOnlyFile> file;
 };
 
 class MaildirIndex;
@@ -91,6 +98,8 @@ public:
   // A Maildir folder is listed once and its index kept; it is listed again when a message is
   // not where the index has it (moved to cur/, renamed for its flags, deleted).
   MessageExtent locate(const MessageRef& message) const;
+  // The same, with the file that holds it open.
+  OpenedMessage open(const MessageRef& message) const;
 
   // Lists the Maildir that holds the message of `uri`, unless it is listed already, and keeps
   // its index: a copy of this store made for another thread then starts with it instead of
@@ -106,7 +115,7 @@ public:
 private:
   std::shared_ptr<const MaildirIndex> maildirIndex(const std::filesystem::path& dir,
                                                    bool relist) const;
-  MessageExtent locateInMaildir(const MessageRef& message) const;
+  OpenedMessage openInMaildir(const MessageRef& message) const;
 
   MailRoot mRoot;
   // What the lookups of one run have learnt: the Maildir folders listed, and the folder path

@@ -27,17 +27,15 @@ ReadOnlyFile::ReadOnlyFile(const std::filesystem::path& path) : mPath(path) {
   mFd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
   if (mFd < 0)
     throw openError(path, errno);
-  struct stat info {};
-  if (::fstat(mFd, &info) != 0) {
+  if (::fstat(mFd, &mStatus) != 0) {
     int error = errno;
     ::close(mFd);
     throw openError(path, error);
   }
-  if (!S_ISREG(info.st_mode)) {
+  if (!S_ISREG(mStatus.st_mode)) {
     ::close(mFd);
     throw MailError(MailErrorKind::NotAFolder, path.string() + ": not a regular file");
   }
-  mSize = static_cast<std::uint64_t>(info.st_size);
 }
 
 ReadOnlyFile::~ReadOnlyFile() {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <sys/stat.h>
 
 namespace mailhost {
 
@@ -16,7 +17,9 @@ public:
   ReadOnlyFile(const ReadOnlyFile&) = delete;
   ReadOnlyFile& operator=(const ReadOnlyFile&) = delete;
 
-  std::uint64_t size() const { return mSize; }
+  std::uint64_t size() const { return static_cast<std::uint64_t>(mStatus.st_size); }
+  // The open file's status, as taken when it was opened.
+  const struct stat& status() const { return mStatus; }
   const std::filesystem::path& path() const { return mPath; }
 
   // Reads up to `count` bytes at `offset`, retrying short reads; returns the bytes read (less
@@ -29,7 +32,7 @@ public:
 private:
   std::filesystem::path mPath;
   int mFd = -1;
-  std::uint64_t mSize = 0;
+  struct stat mStatus {};
 };
 
 } // namespace mailhost

@@ -9,15 +9,44 @@ namespace mailhost {
 
 namespace {
 
-std::optional<MessageReadAhead::FileStamp> stampOf(const std::string& file) {
-  struct stat st {};
-  if (::stat(file.c_str(), &st) != 0)
-    return std::nullopt;
+// A message this small is read in one go from the file already open.
+constexpr std::uint64_t kReadInOneGoLimit = 64 * 1024;
+
+MessageReadAhead::FileStamp stampOf(const struct stat& st) {
   return MessageReadAhead::FileStamp{
       static_cast<unsigned long long>(st.st_dev), static_cast<unsigned long long>(st.st_ino),
       static_cast<unsigned long long>(st.st_size),
       static_cast<long long>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec,
       static_cast<long long>(st.st_ctim.tv_sec) * 1000000000LL + st.st_ctim.tv_nsec};
+}
+
+std::optional<MessageReadAhead::FileStamp> stampOf(const std::string& file) {
+  struct stat st {};
+  if (::stat(file.c_str(), &st) != 0)
+    return std::nullopt;
+  return stampOf(st);
+}
+
+// The same form as toFilterForm(extent) gives, with one read of the file that is open already
+// when the message is small and holds more than an envelope line.
+FilterForm formOf(const OpenedMessage& opened) {
+  const MessageExtent& extent = opened.extent;
+  std::uint64_t size = opened.file->size();
+  std::uint64_t length = extent.offset < size ? std::min(extent.length, size - extent.offset) : 0;
+  if (length > 0 && length <= kReadInOneGoLimit) {
+    std::string bytes(static_cast<std::size_t>(length), '\0');
+    bytes.resize(opened.file->readAt(extent.offset, bytes.data(), bytes.size()));
+    std::string_view text = bytes;
+    // Only the envelope line ("From ...") left: read as the extent's own reading has it.
+    std::size_t envelope = 0;
+    if (text.starts_with("From ")) {
+      std::size_t lf = text.find('\n');
+      envelope = lf == std::string_view::npos ? text.size() : lf + 1;
+    }
+    if (envelope < text.size())
+      return toFilterForm(text);
+  }
+  return toFilterForm(extent);
 }
 
 std::size_t sizeOf(const FilterForm& form) {
@@ -55,20 +84,17 @@ void MessageReadAhead::stop() {
 MessageReadAhead::Prepared MessageReadAhead::prepare(std::size_t index, const std::string& uri) {
   Prepared prepared{index, std::nullopt, {}, {}, 0};
   try {
-    MessageExtent extent = mStore.locate(mStore.parseUri(uri));
-    if (extent.length > mLimits.bytes)
+    OpenedMessage opened = mStore.open(mStore.parseUri(uri));
+    if (opened.extent.length > mLimits.bytes)
       return prepared;
-    std::optional<FileStamp> before = stampOf(extent.file.string());
-    if (!before)
-      return prepared;
-    FilterForm form = toFilterForm(extent);
-    // A file written to meanwhile may have given a mix of old and new bytes.
-    if (stampOf(extent.file.string()) != before)
-      return prepared;
+    // The file as opened: a file written to meanwhile, which may have given a mix of old and
+    // new bytes, no longer matches when the form is taken.
+    FileStamp stamp = stampOf(opened.file->status());
+    FilterForm form = formOf(opened);
     prepared.bytes = sizeOf(form);
     prepared.form = std::move(form);
-    prepared.file = extent.file.string();
-    prepared.stamp = *before;
+    prepared.file = opened.extent.file.string();
+    prepared.stamp = stamp;
   } catch (const MailError&) {
     // The delivery reads it again and reports why.
   } catch (const std::exception&) {

@@ -97,6 +97,36 @@ TEST_F(ProcessRegistryTest, RememberedEntriesFollowProcessesThatEndOrStart) {
   EXPECT_EQ(runningApps(), std::vector<pid_t>{second});
 }
 
+// A process that looks often watches the folder instead of reading its times: an application
+// that registers or ends, and the folder opened to others, still show at the next lookup.
+TEST_F(ProcessRegistryTest, AWatchedFolderShowsEveryChangeAtTheNextLookup) {
+  pid_t first = launchServedApp("Wat1");
+  for (int i = 0; i < 64; ++i)
+    ASSERT_TRUE(os::findLiveEntryBySignature(FOUR_CHAR_CODE("Wat1")));
+  pid_t second = launchServedApp("Wat2");
+  EXPECT_EQ(os::findLiveEntryBySignature(FOUR_CHAR_CODE("Wat2"))->pid, second);
+
+  std::string folder = box.runtime / "AppleEvents";
+  chmod(folder.c_str(), 0755);
+  EXPECT_TRUE(os::liveEntries().empty());
+  chmod(folder.c_str(), 0700);
+  EXPECT_EQ(os::liveEntries().size(), 2u);
+
+  kill(first, SIGKILL);
+  for (int i = 0; i < 500 && os::processStartTime(first); ++i)
+    usleep(2'000);
+  EXPECT_FALSE(os::findLiveEntryBySignature(FOUR_CHAR_CODE("Wat1")));
+
+  // Moved away and made again: the new folder is the one read.
+  fs::rename(folder, box.runtime / "moved");
+  EXPECT_TRUE(os::liveEntries().empty());
+  fs::create_directory(folder);
+  fs::permissions(folder, fs::perms::owner_all);
+  fs::rename(box.runtime / "moved" / (std::to_string(second) + ".plist"),
+             os::entryPath(folder, second));
+  EXPECT_EQ(os::findLiveEntryBySignature(FOUR_CHAR_CODE("Wat2"))->pid, second);
+}
+
 TEST_F(ProcessRegistryTest, RuntimeFolderMustBePrivate) {
   auto folder = os::runtimeFolder(true);
   ASSERT_TRUE(folder.has_value());

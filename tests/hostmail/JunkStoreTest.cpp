@@ -111,3 +111,15 @@ TEST(JunkStore, AFileThatIsNoDatabaseIsAClearError) {
     EXPECT_NE(std::string(error.what()).find(junk.string()), std::string::npos);
   }
 }
+
+TEST(JunkStore, ManyStatusesAreReadInOrderAndLeaveTheStoreWritable) {
+  TempDir dir;
+  JunkStore store(dir / JunkStore::kFileName);
+  store.record({{"m#1", 100, JunkOrigin::User, 5}, {"m#3", 0, JunkOrigin::Plugin, 6}});
+  EXPECT_EQ(store.findEach({"m#3", "m#2", "m#1"}),
+            (std::vector<std::optional<JunkStatus>>{JunkStatus{"m#3", 0, JunkOrigin::Plugin, 6},
+                                                    std::nullopt,
+                                                    JunkStatus{"m#1", 100, JunkOrigin::User, 5}}));
+  store.record("m#2", 0, JunkOrigin::User); // no transaction was left open
+  EXPECT_EQ(store.all().size(), 3u);
+}

@@ -56,9 +56,16 @@ protected:
 };
 
 TEST_F(MessageReadAheadTest, FormsComeInOrderAndEqualWhatIsReadOnDemand) {
+  // Messages with an envelope line, one with nothing else, and one larger than a single read.
+  dir.write("Box/cur/090.host:2,S", "From a@b Mon Jan  1 00:00:00 2024\nSubject: x\n\nbody\n");
+  dir.write("Box/cur/091.host:2,S", "From a@b Mon Jan  1 00:00:00 2024");
+  dir.write("Box/cur/092.host:2,S", message(92, 100'000));
   std::vector<std::string> uris = maildir(5);
-  dir.write("Inbox", "From a@b Mon Jan  1 00:00:00 2024\nSubject: in mbox\n\nhello\n");
-  uris.push_back(store.list(dir / "Inbox").at(0).uri);
+  dir.write("Inbox", "From a@b Mon Jan  1 00:00:00 2024\nSubject: in mbox\n\nhello\n"
+                     "From c@d Mon Jan  1 00:00:00 2024\nSubject: second\n\nthere\n");
+  FolderListing mbox = store.list(dir / "Inbox");
+  uris.push_back(mbox.at(0).uri);
+  uris.push_back(mbox.at(1).uri);
   MessageReadAhead ahead(store, uris);
   for (const std::string& uri : uris) {
     std::optional<FilterForm> form = ahead.take(uri);

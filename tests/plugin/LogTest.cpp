@@ -6,8 +6,10 @@
 #include "log/QuellbarkLog.h"
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <chrono>
 #include <functional>
 #include <gtest/gtest.h>
+#include <thread>
 
 namespace {
 
@@ -29,6 +31,19 @@ protected:
          at += 31)
       letters += text[at + 31];
     return letters;
+  }
+
+  // Waits (10 s at most) until the preferences system delivers the file's new value (0: none).
+  void waitForLevel(long long level) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (CFPreferencesGetAppIntegerValue(CFSTR("ThunderbirdLogLevel"),
+                                           CFSTR("com.quellbark.Quellbark"), nullptr) != level &&
+           std::chrono::steady_clock::now() < deadline)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  void changeLevel(long long level) {
+    testsupport::writeLogLevel(mHome.path(), level);
+    waitForLevel(level);
   }
 
   TempDir mHome;
@@ -63,15 +78,16 @@ TEST_F(LogTest, ThresholdFromQuellbarksPreferences) {
   }
 }
 
-TEST_F(LogTest, AChangedFileTakesEffectAtTheNextLine) {
+TEST_F(LogTest, AChangedFileTakesEffectOnceDelivered) {
   testsupport::writeLogLevel(mHome.path(), 10);
   testsupport::StderrCapture capture(mScratch);
   debug("first");
-  testsupport::writeLogLevel(mHome.path(), 40);
+  changeLevel(40);
   debug("second");
-  testsupport::writeLogLevel(mHome.path(), 10);
+  changeLevel(10);
   debug("third");
   unlink(testsupport::quellbarkPrefsPath(mHome.path()).c_str());
+  waitForLevel(0);
   debug("fourth");
   EXPECT_EQ(capture.text(),
             "Quellbark Thunderbird Plug-In: first\nQuellbark Thunderbird Plug-In: third\n");

@@ -2,9 +2,11 @@
 // <home>/Library/Preferences. A read compares the file's identity (device, inode, size,
 // modification time to the nanosecond) with what was parsed and parses it again only when that
 // changed. Once a process has asked a few dozen times, the folder is watched (inotify); then a file
-// that was read and has had no event in the folder since is not even looked at: an edit queues its
-// event before the editor's write returns, so it is still seen at the next call, and an unchanged
-// file costs one read of an empty event queue.
+// that was read and has had no event in the folder since is not even looked at, and the event
+// queue itself is read at most once per short interval: a log level asked a dozen times a message
+// costs no system call, and an edit from outside still reaches a long-running process within the
+// interval. What this process sets is seen at once (pending values, and a synchronized file is
+// read again).
 #include "PropertyList.h"
 
 #include "CFStringInternal.h"
@@ -12,10 +14,12 @@
 #include <unix/AtomicFile.h>
 #include <unix/Files.h>
 #include <unix/Syscalls.h>
+#include <unix/ThisProcess.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,6 +28,7 @@
 #include <string>
 #include <sys/inotify.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 #include <unordered_map>
 #include <vector>
@@ -53,7 +58,18 @@ struct FolderWatch {
   int fd = -1;
   std::string folder;         // watched, or empty
   bool folderMissing = false; // only a folder above it is watched, for its making
+  std::int64_t readAtNs = 0;  // when the event queue was last read (coarse monotonic clock)
+  pid_t owner = 0;            // a forked child reading the queue would take its parent's events
 };
+
+// How long the events of a watched folder may wait before they are taken in.
+constexpr std::int64_t kEventQueueIntervalNs = 20'000'000;
+
+std::int64_t coarseNowNs() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now); // read from memory, not a system call
+  return static_cast<std::int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+}
 
 struct LastPath {
   CFStringRef application = nullptr; // an immutable copy
@@ -88,9 +104,9 @@ std::string homeDirectory() {
   std::string home;
   {
     std::lock_guard<std::mutex> guard(s.lock);
-    if (s.homeOwner != geteuid()) {
+    if (s.homeOwner != os::effectiveUser()) {
       s.homeFromPasswords = os::homeFromPasswordDatabase();
-      s.homeOwner = geteuid();
+      s.homeOwner = os::effectiveUser();
     }
     home = s.homeFromPasswords;
   }
@@ -172,7 +188,7 @@ void startWatch(State& s, const std::string& folder) {
     return;
   }
   if (inotify_add_watch(fd, folder.c_str(), kChanges) >= 0) {
-    s.watch = {fd, folder, false};
+    s.watch = {fd, folder, false, coarseNowNs(), os::thisProcessID()};
     return;
   }
   for (std::string above = folder; errno == ENOENT && above.size() > 1;) {
@@ -184,7 +200,7 @@ void startWatch(State& s, const std::string& folder) {
     if (inotify_add_watch(fd, above.c_str(), IN_CREATE | IN_MOVED_TO | IN_ONLYDIR) >= 0) {
       // Made meanwhile: watched after all, and the event above only makes files be looked at.
       bool made = inotify_add_watch(fd, folder.c_str(), kChanges) >= 0;
-      s.watch = {fd, folder, !made};
+      s.watch = {fd, folder, !made, coarseNowNs(), os::thisProcessID()};
       return;
     }
   }
@@ -194,7 +210,7 @@ void startWatch(State& s, const std::string& folder) {
 // Whether the folder is watched once the events so far are taken in; after any event every
 // file is looked at again.
 bool watching(State& s, const std::string& folder) {
-  if (s.watch.fd >= 0 && s.watch.folder != folder) {
+  if (s.watch.fd >= 0 && (s.watch.folder != folder || s.watch.owner != os::thisProcessID())) {
     forgetWatch(s);
   }
   if (s.watch.fd < 0) {
@@ -209,6 +225,11 @@ bool watching(State& s, const std::string& folder) {
     startWatch(s, folder);
     return s.watch.fd >= 0; // nothing is marked unchanged yet
   }
+  std::int64_t now = coarseNowNs();
+  if (now - s.watch.readAtNs < kEventQueueIntervalNs) {
+    return true;
+  }
+  s.watch.readAtNs = now;
   alignas(inotify_event) char events[4096];
   bool changed = false;
   bool gone = s.watch.folderMissing;
@@ -444,6 +465,8 @@ Boolean CFPreferencesAppSynchronize(CFStringRef applicationID) {
   if (ok) {
     CFRelease(pending->second);
     s.pending.erase(pending);
+    // The folder may have just been made: the next ask takes in its events, not a late one.
+    s.watch.readAtNs = -kEventQueueIntervalNs;
   }
   return ok;
 }

@@ -6,6 +6,7 @@
 #include "transport/SelfIdentity.h"
 #include "transport/SerialNumber.h"
 #include <unix/ProcessTable.h>
+#include <unix/ThisProcess.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -33,7 +34,8 @@ bool isCurrent(const ProcessSerialNumber& psn) {
 }
 
 ProcessSerialNumber ownSerialNumber() {
-  return serialNumberFor(getpid(), os::processStartTime(getpid()).value_or(0));
+  return serialNumberFor(os::thisProcessID(),
+                         os::processStartTime(os::thisProcessID()).value_or(0));
 }
 
 ProcessSerialNumber resolved(const ProcessSerialNumber& psn) {

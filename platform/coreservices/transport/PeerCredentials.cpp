@@ -1,5 +1,6 @@
 #include "transport/PeerCredentials.h"
 
+#include <unix/ThisProcess.h>
 #include <unix/UnixSocket.h>
 
 #include <sys/socket.h>
@@ -13,7 +14,7 @@ bool credentialsAcceptable(uid_t peerUser, uid_t ownUser) {
 
 bool peerIsSameUser(int socket) {
   auto user = os::peerUser(socket);
-  return user && credentialsAcceptable(*user, geteuid());
+  return user && credentialsAcceptable(*user, os::effectiveUser());
 }
 
 pid_t peerProcess(int socket) {

@@ -1,6 +1,7 @@
 #include "transport/Target.h"
 
 #include <unix/ProcessTable.h>
+#include <unix/ThisProcess.h>
 
 #include <cstring>
 #include <unistd.h>
@@ -13,7 +14,7 @@ namespace {
 OSStatus targetEntry(std::optional<os::RegistryEntry> found, Target& target) {
   if (!found)
     return procNotFound;
-  if (found->pid == getpid()) {
+  if (found->pid == os::thisProcessID()) {
     target.inThisProcess = true;
     return noErr;
   }
@@ -49,7 +50,7 @@ OSStatus resolveTarget(const AppleEvent* event, Target& target) {
     if (data.size() != sizeof pid)
       return errAEUnknownAddressType;
     std::memcpy(&pid, data.data(), sizeof pid);
-    if (pid == getpid()) {
+    if (pid == os::thisProcessID()) {
       target.inThisProcess = true;
       return noErr;
     }
@@ -70,8 +71,8 @@ OSStatus resolveTarget(const AppleEvent* event, Target& target) {
           candidate.lowLongOfPSN == psn.lowLongOfPSN)
         return targetEntry(entry, target);
     }
-    if (auto own = os::processStartTime(getpid())) {
-      ProcessSerialNumber self = serialNumberFor(getpid(), *own);
+    if (auto own = os::processStartTime(os::thisProcessID())) {
+      ProcessSerialNumber self = serialNumberFor(os::thisProcessID(), *own);
       if (self.highLongOfPSN == psn.highLongOfPSN && self.lowLongOfPSN == psn.lowLongOfPSN) {
         target.inThisProcess = true;
         return noErr;

@@ -3,6 +3,7 @@
 #include "unix/PrivateFolder.h"
 
 #include "unix/Syscalls.h"
+#include "unix/ThisProcess.h"
 
 #include <cerrno>
 #include <unistd.h>
@@ -12,7 +13,7 @@ namespace os {
 bool isPrivateFolder(const std::string& path, struct stat* seen) {
   struct stat info {};
   if (calls().lstat(path.c_str(), &info) != 0 || !S_ISDIR(info.st_mode) ||
-      info.st_uid != geteuid() || (info.st_mode & 077) != 0)
+      info.st_uid != effectiveUser() || (info.st_mode & 077) != 0)
     return false;
   if (seen)
     *seen = info;
@@ -25,7 +26,7 @@ bool ensurePrivateFolder(const std::string& path, WiderModes wider, struct stat*
   if (wider == WiderModes::narrow) {
     struct stat info {};
     if (calls().lstat(path.c_str(), &info) != 0 || !S_ISDIR(info.st_mode) ||
-        info.st_uid != geteuid())
+        info.st_uid != effectiveUser())
       return false;
     if ((info.st_mode & 077) != 0 && chmod(path.c_str(), 0700) != 0)
       return false;

@@ -8,14 +8,17 @@
 #include "unix/PropertyList.h"
 #include "unix/RuntimeFolder.h"
 #include "unix/Syscalls.h"
+#include "unix/ThisProcess.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <map>
 #include <mutex>
 #include <poll.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -150,6 +153,10 @@ std::vector<RegistryEntry> scanFolder(const std::string& folder) {
 // provably current: a process descriptor per entry reports at once when its process ends, and
 // the folder's own times change whenever an entry is added, replaced or removed. A folder
 // changed too recently to be told apart from a change still to come is read again each time.
+// A process that looks often watches the folder instead (inotify, set before the folder is read):
+// then a lookup is one poll of the watch and the process descriptors together, and any event in
+// the folder, its own mode or owner changing included, has it read and checked again. A short-
+// lived process never watches: an inotify instance costs its process milliseconds at exit.
 struct LiveCache {
   std::mutex lock;
   bool current = false;
@@ -157,6 +164,10 @@ struct LiveCache {
   struct stat status {};
   std::vector<RegistryEntry> entries;
   std::vector<int> processes; // one descriptor per entry, kept so their number stays steady
+  int watch = -1;             // inotify on `folder`, or -1
+  pid_t watchOwner = 0;       // a forked child reading the watch would take its parent's events
+  bool watchRefused = false;  // inotify_init1 or inotify_add_watch failed for `folder`
+  unsigned lookups = 0;
 
   void forget() {
     for (int fd : processes)
@@ -165,7 +176,14 @@ struct LiveCache {
     entries.clear();
     current = false;
   }
+  void stopWatching() {
+    if (watch >= 0)
+      calls().close(watch);
+    watch = -1;
+  }
 };
+
+constexpr unsigned kLookupsBeforeWatching = 32;
 
 // Longer than the coarsest timestamp step of a file system a runtime folder may be on (one
 // second), so that a later change can never carry the time already seen.
@@ -185,34 +203,90 @@ bool olderThan(const timespec& time, const timespec& limit) {
          (time.tv_sec == limit.tv_sec && time.tv_nsec < limit.tv_nsec);
 }
 
-bool anyProcessEnded(const std::vector<int>& processes) {
-  if (processes.empty())
-    return false;
+// Whether any of the descriptors is readable (a process ended, an event in the folder) or the
+// poll fails, which is not trusted either.
+bool anyReady(int watch, const std::vector<int>& processes) {
   std::vector<pollfd> watched;
-  watched.reserve(processes.size());
+  watched.reserve(processes.size() + 1);
+  if (watch >= 0)
+    watched.push_back({watch, POLLIN, 0});
   for (int fd : processes)
     watched.push_back({fd, POLLIN, 0});
-  int ready = calls().poll(watched.data(), watched.size(), 0);
-  return ready != 0; // readable: ended; an error: not known, so not trusted
+  if (watched.empty())
+    return false;
+  return calls().poll(watched.data(), watched.size(), 0) != 0;
+}
+
+// Nothing when the watch cannot be had: the folder's times serve instead.
+int watchFolder(const std::string& folder) {
+  constexpr std::uint32_t kChanges = IN_ATTRIB | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE |
+                                     IN_DELETE_SELF | IN_MODIFY | IN_MOVE_SELF | IN_MOVED_FROM |
+                                     IN_MOVED_TO | IN_ONLYDIR | IN_DONT_FOLLOW;
+  int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  if (fd >= 0 && inotify_add_watch(fd, folder.c_str(), kChanges) < 0) {
+    calls().close(fd);
+    fd = -1;
+  }
+  return fd;
+}
+
+// Takes in the events so far; false when the watch itself has ended (the folder removed or
+// moved away) or events were lost.
+bool drainEvents(int watch) {
+  alignas(inotify_event) char events[4096];
+  bool alive = true;
+  ssize_t got = 0;
+  while ((got = calls().read(watch, events, sizeof events)) > 0) {
+    for (ssize_t at = 0; at < got;) {
+      const auto* event = reinterpret_cast<const inotify_event*>(events + at);
+      alive =
+          alive && !(event->mask & (IN_IGNORED | IN_Q_OVERFLOW | IN_DELETE_SELF | IN_MOVE_SELF));
+      at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+    }
+  }
+  return alive && (got == 0 || errno == EAGAIN || errno == EINTR);
 }
 
 } // namespace
 
 std::vector<RegistryEntry> liveEntries() {
   static auto* cache = new LiveCache; // outlives every static destructor that might use it
+  std::lock_guard guard(cache->lock);
+  if (cache->lookups <= kLookupsBeforeWatching)
+    ++cache->lookups;
+  if (cache->watch >= 0 && cache->watchOwner != thisProcessID())
+    cache->stopWatching(); // this process's copy only: the parent's watch goes on
+  if (cache->watch >= 0 && cache->current && cache->folder == runtimeFolderPath()) {
+    if (!anyReady(cache->watch, cache->processes))
+      return cache->entries;
+    if (!drainEvents(cache->watch))
+      cache->stopWatching();
+  }
+
   timespec scanned{};
   clock_gettime(CLOCK_REALTIME, &scanned);
   struct stat status {};
   auto folder = runtimeFolder(false, &status);
-  std::lock_guard guard(cache->lock);
   if (!folder) {
     cache->forget();
+    cache->stopWatching();
     return {};
   }
-  if (cache->current && cache->folder == *folder && sameFolderState(cache->status, status) &&
-      !anyProcessEnded(cache->processes))
+  if (cache->folder != *folder) {
+    cache->stopWatching();
+    cache->watchRefused = false;
+  }
+  bool toWatch =
+      cache->watch < 0 && !cache->watchRefused && cache->lookups > kLookupsBeforeWatching;
+  if (cache->watch < 0 && !toWatch && cache->current && cache->folder == *folder &&
+      sameFolderState(cache->status, status) && !anyReady(-1, cache->processes))
     return cache->entries;
 
+  if (toWatch) {
+    cache->watch = watchFolder(*folder);
+    cache->watchOwner = thisProcessID();
+    cache->watchRefused = cache->watch < 0;
+  }
   cache->forget();
   cache->entries = scanFolder(*folder);
   cache->folder = *folder;
@@ -224,6 +298,10 @@ std::vector<RegistryEntry> liveEntries() {
     if (fd >= 0)
       cache->processes.push_back(fd);
     trusted = trusted && fd >= 0 && processIsAlive(entry.pid, entry.startTime);
+  }
+  if (cache->watch >= 0) {
+    cache->current = trusted;
+    return cache->entries;
   }
   std::int64_t settledNs =
       static_cast<std::int64_t>(scanned.tv_sec) * 1'000'000'000 + scanned.tv_nsec - kSettledAfterNs;

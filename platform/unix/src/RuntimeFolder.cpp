@@ -4,6 +4,7 @@
 
 #include "unix/PrivateFolder.h"
 #include "unix/Syscalls.h"
+#include "unix/ThisProcess.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -22,13 +23,17 @@ std::string folderPath() {
   // Programs run by procmail, maildrop or cron have no XDG_RUNTIME_DIR: they use the folder the
   // system made for the user's sessions, when there is one, so that they find the applications
   // the user's session started instead of starting second ones.
-  std::string session = "/run/user/" + std::to_string(geteuid());
+  std::string session = "/run/user/" + std::to_string(effectiveUser());
   if (isPrivateFolder(session))
     return session + "/AppleEvents";
-  return "/tmp/AppleEvents-" + std::to_string(geteuid());
+  return "/tmp/AppleEvents-" + std::to_string(effectiveUser());
 }
 
 } // namespace
+
+std::string runtimeFolderPath() {
+  return folderPath();
+}
 
 std::optional<std::string> runtimeFolder(bool create, struct stat* seen) {
   std::string path = folderPath();

@@ -18,4 +18,7 @@ namespace os {
 // checked.
 std::optional<std::string> runtimeFolder(bool create, struct stat* seen = nullptr);
 
+// The folder's path alone, neither made nor checked.
+std::string runtimeFolderPath();
+
 } // namespace os
