@@ -159,7 +159,12 @@ EngineError Engine::prepare() {
     return fail(EngineError::wordListUnusable,
                 "cannot make the data folder " + mConfig.dataFolder.string() + " private");
   }
-  if (!mWork || !mWork->valid()) {
+  // A work folder removed behind our back (by a cleaner of the runtime folder) is made again.
+  if (!mWork || !mWork->valid() || !fs::is_directory(mWork->path())) {
+    if (mChildErrors >= 0) {
+      ::close(mChildErrors);
+      mChildErrors = -1;
+    }
     mWork = std::make_unique<WorkFolder>(mConfig.workRoot);
     if (!mWork->valid()) {
       return fail(EngineError::workFolderUnusable,
@@ -335,12 +340,14 @@ EngineError Engine::childFailure(const std::string& what) {
 }
 
 EngineError Engine::startClassifier(Classifier& classifier) {
-  if (!classifier.mMessage || !classifier.mMessage->valid()) {
-    classifier.mMessage = std::make_unique<MessageMemory>();
-    if (!classifier.mMessage->valid()) {
-      return fail(EngineError::workFolderUnusable,
-                  std::string("cannot make a memory file for messages: ") + std::strerror(errno));
-    }
+  // Made again with each process: the work folder may have been made again since.
+  classifier.mMessage = std::make_unique<MessageFile>(
+      mWork->path(), "scoring-" + std::to_string(++mMessageFiles) + ".eml");
+  if (!classifier.mMessage->valid()) {
+    const std::string problem = std::strerror(errno);
+    classifier.mMessage.reset();
+    return fail(EngineError::workFolderUnusable,
+                "cannot make a message file in " + mWork->path().string() + ": " + problem);
   }
   if (const EngineError e = startingProcess(); e != EngineError::none) {
     return e;
@@ -406,7 +413,7 @@ ScoreResult Engine::score(Classifier& classifier, std::string_view message) {
     mTurn.notify_all();
     if (!held) {
       return {fail(EngineError::workFolderUnusable,
-                   std::string("cannot hold a message in memory: ") + std::strerror(errno)),
+                   std::string("cannot write the message file: ") + std::strerror(errno)),
               0};
     }
     if (read == LineChild::Read::endOfOutput && reused && mayRetry) {
