@@ -137,9 +137,12 @@ OSErr CompanionServer::accept(Request request, const AppleEvent& event, AppleEve
   // add a thread switch to each. Nothing is outstanding then, so no order can change.
   const auto now = std::chrono::steady_clock::now();
   if (sender != mLastSender) {
+    // The one before is other to this one from its last event on: a client that comes after
+    // another has gone is alone at once.
+    mOtherSenderAt = mLastEventAt;
     mLastSender = sender;
-    mOtherSenderAt = now;
   }
+  mLastEventAt = now;
   const bool alone = mSenders.empty() && now - mOtherSenderAt >= kAloneAfter;
   if (alone || AESuspendTheCurrentEvent(&event) != noErr) {
     std::unique_ptr<Engine::Classifier> classifier = takeClassifier();

@@ -68,10 +68,11 @@ private:
   std::size_t mIdleWorkers = 0;
   std::vector<std::unique_ptr<Engine::Classifier>> mIdleClassifiers;
   std::vector<std::jthread> mWorkers;
-  // Events are answered on the event loop's thread while one sender has been alone this long.
+  // Events are answered on the event loop's thread while no other sender has sent for this long.
   static constexpr std::chrono::milliseconds kAloneAfter{100};
   SInt32 mLastSender = -1;
-  std::chrono::steady_clock::time_point mOtherSenderAt;
+  std::chrono::steady_clock::time_point mLastEventAt;   // of the last sender
+  std::chrono::steady_clock::time_point mOtherSenderAt; // last event of another sender
 };
 
 } // namespace quellbark
