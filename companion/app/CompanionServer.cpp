@@ -113,8 +113,11 @@ CompanionServer::CompanionServer(Engine& engine, std::size_t maxWorkers)
     : mEngine(engine), mMaxWorkers(std::max<std::size_t>(maxWorkers, 1)) {}
 
 CompanionServer::~CompanionServer() {
-  for (auto& worker : mWorkers) {
-    worker.request_stop();
+  {
+    std::lock_guard lock(mMutex); // no worker is between its look at the queue and its wait
+    for (auto& worker : mWorkers) {
+      worker.request_stop();
+    }
   }
   mWork.notify_all();
   mWorkers.clear(); // joins, once every queue is answered
@@ -159,6 +162,8 @@ OSErr CompanionServer::accept(Request request, const AppleEvent& event, AppleEve
     if (mIdleWorkers == 0 && mWorkers.size() < mMaxWorkers) {
       mWorkers.emplace_back([this](std::stop_token stop) { work(stop); });
     } else {
+      // Woken once the lock is free, so that it does not wake only to wait for it.
+      lock.unlock();
       mWork.notify_one();
     }
   }
@@ -184,7 +189,7 @@ void CompanionServer::work(std::stop_token stop) {
   std::unique_lock lock(mMutex);
   for (;;) {
     ++mIdleWorkers;
-    mWork.wait(lock, stop, [this] { return !mReady.empty(); });
+    mWork.wait(lock, [&] { return !mReady.empty() || stop.stop_requested(); });
     --mIdleWorkers;
     if (mReady.empty()) {
       return; // stopping, and nothing is left to answer

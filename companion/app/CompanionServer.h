@@ -62,7 +62,7 @@ private:
   Engine& mEngine;
   std::size_t const mMaxWorkers;
   std::mutex mMutex;
-  std::condition_variable_any mWork;
+  std::condition_variable mWork;     // (not _any: its inner mutex is contended at every hand-over)
   std::map<SInt32, Sender> mSenders; // only those with work: bounded by the clients
   std::deque<SInt32> mReady;         // senders with work and no worker
   std::size_t mIdleWorkers = 0;
