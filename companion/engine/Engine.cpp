@@ -143,23 +143,8 @@ std::string Engine::childErrors() const {
   return bogofilter::lastLine(text.str());
 }
 
-EngineError Engine::prepare() {
-  if (mPrepared) {
-    return EngineError::none;
-  }
-  mBogofilter = resolveProgram(mConfig.bogofilter);
-  if (mBogofilter.empty()) {
-    return fail(EngineError::engineMissing, "no program '" + mConfig.bogofilter + "' to run");
-  }
-  mBogoutil = resolveProgram(mConfig.bogoutil);
-  if (mBogoutil.empty()) {
-    return fail(EngineError::engineMissing, "no program '" + mConfig.bogoutil + "' to run");
-  }
-  if (!ensurePrivateFolder(mConfig.dataFolder)) {
-    return fail(EngineError::wordListUnusable,
-                "cannot make the data folder " + mConfig.dataFolder.string() + " private");
-  }
-  // A work folder removed behind our back (by a cleaner of the runtime folder) is made again.
+// A work folder removed behind our back (by a cleaner of the runtime folder) is made again.
+EngineError Engine::useWorkFolder() {
   if (!mWork || !mWork->valid() || !fs::is_directory(mWork->path())) {
     if (mChildErrors >= 0) {
       ::close(mChildErrors);
@@ -177,6 +162,28 @@ EngineError Engine::prepare() {
     if (mChildErrors < 0) {
       return fail(EngineError::workFolderUnusable, "cannot write " + errors.string());
     }
+  }
+  return EngineError::none;
+}
+
+EngineError Engine::prepare() {
+  if (mPrepared) {
+    return EngineError::none;
+  }
+  mBogofilter = resolveProgram(mConfig.bogofilter);
+  if (mBogofilter.empty()) {
+    return fail(EngineError::engineMissing, "no program '" + mConfig.bogofilter + "' to run");
+  }
+  mBogoutil = resolveProgram(mConfig.bogoutil);
+  if (mBogoutil.empty()) {
+    return fail(EngineError::engineMissing, "no program '" + mConfig.bogoutil + "' to run");
+  }
+  if (!ensurePrivateFolder(mConfig.dataFolder)) {
+    return fail(EngineError::wordListUnusable,
+                "cannot make the data folder " + mConfig.dataFolder.string() + " private");
+  }
+  if (const EngineError e = useWorkFolder(); e != EngineError::none) {
+    return e;
   }
   fs::path const wordList = bogofilter::wordListFile(mConfig.dataFolder);
   if (!fs::exists(wordList)) {
@@ -340,7 +347,10 @@ EngineError Engine::childFailure(const std::string& what) {
 }
 
 EngineError Engine::startClassifier(Classifier& classifier) {
-  // Made again with each process: the work folder may have been made again since.
+  // Made again with each process, when a process that could not open it may have ended.
+  if (const EngineError e = useWorkFolder(); e != EngineError::none) {
+    return e;
+  }
   classifier.mMessage = std::make_unique<MessageFile>(
       mWork->path(), "scoring-" + std::to_string(++mMessageFiles) + ".eml");
   if (!classifier.mMessage->valid()) {
@@ -503,6 +513,9 @@ EngineError Engine::learn(Verdict verdict, std::string_view message) {
   }
   if (before == verdict) {
     return EngineError::none; // already counted as this
+  }
+  if (const EngineError e = useWorkFolder(); e != EngineError::none) {
+    return e;
   }
   fs::path const file = mWork->writeMessage(message);
   if (file.empty()) {

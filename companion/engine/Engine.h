@@ -102,6 +102,7 @@ private:
   using Lock = std::unique_lock<std::mutex>;
 
   EngineError prepare();
+  EngineError useWorkFolder();
   EngineError readCounts();
   EngineError useSession(bogofilter::Mode mode);
   EngineError endSession();
