@@ -6,7 +6,6 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -149,13 +148,8 @@ std::unique_ptr<LineChild> LineChild::start(const std::vector<std::string>& argv
     spawnError = errno;
     return nullptr;
   }
-  // The answer is waited for in recv itself, in slices, rather than in a poll before each read.
-  const timeval slice{0, static_cast<suseconds_t>(kWaitSlice.count() * 1000)};
-  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, output) != 0 ||
-      ::setsockopt(output[0], SOL_SOCKET, SO_RCVTIMEO, &slice, sizeof slice) != 0) {
+  if (::pipe2(output, O_CLOEXEC) != 0) {
     spawnError = errno;
-    closeQuietly(output[0]);
-    closeQuietly(output[1]);
     closeQuietly(input[0]);
     closeQuietly(input[1]);
     return nullptr;
@@ -176,8 +170,7 @@ LineChild::~LineChild() {
 }
 
 bool LineChild::sendLine(std::string_view line) {
-  std::string& text = mLine;
-  text.assign(line);
+  std::string text(line);
   text.push_back('\n');
   std::size_t done = 0;
   while (done < text.size()) {
@@ -203,22 +196,24 @@ LineChild::Read LineChild::readLine(std::string& line, Deadline deadline) {
     if (mOutput < 0) {
       return Read::endOfOutput;
     }
-    char buffer[4096];
-    const ssize_t n = ::recv(mOutput, buffer, sizeof buffer, 0);
-    if (n > 0) {
-      mPending.append(buffer, static_cast<std::size_t>(n));
+    pollfd fd{mOutput, POLLIN, 0};
+    const int ready = ::poll(&fd, 1, millisecondsUntil(deadline));
+    if (ready < 0 && errno == EINTR) {
       continue;
     }
+    if (ready == 0) {
+      return Read::deadlinePassed;
+    }
+    char buffer[4096];
+    const ssize_t n = ::read(mOutput, buffer, sizeof buffer);
     if (n < 0 && errno == EINTR) {
       continue;
     }
-    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) { // a slice passed
-      if (Clock::now() >= deadline) {
-        return Read::deadlinePassed;
-      }
+    if (n <= 0) {
+      closeQuietly(mOutput);
       continue;
     }
-    closeQuietly(mOutput);
+    mPending.append(buffer, static_cast<std::size_t>(n));
   }
 }
 

@@ -31,8 +31,7 @@ struct ProgramRun {
 ProgramRun runProgram(const std::vector<std::string>& argv, std::chrono::milliseconds timeout);
 
 // A long-lived child fed line by line. Its stdin is a socket, so writing to a child that has
-// died gives an error instead of SIGPIPE; its stdout is a socket too, read with a receive
-// timeout, so a deadline is kept to within kWaitSlice; its stderr goes to the descriptor given.
+// died gives an error instead of SIGPIPE; its stderr goes to the descriptor given.
 class LineChild {
 public:
   // Returns null and sets spawnError when the program cannot be started.
@@ -41,8 +40,6 @@ public:
   ~LineChild();
   LineChild(const LineChild&) = delete;
   LineChild& operator=(const LineChild&) = delete;
-
-  static constexpr std::chrono::milliseconds kWaitSlice{50};
 
   bool sendLine(std::string_view line);
 
@@ -59,7 +56,6 @@ private:
   int mInput;
   int mOutput;
   std::string mPending;
-  std::string mLine; // the line being sent, kept for its capacity
 };
 
 } // namespace quellbark
