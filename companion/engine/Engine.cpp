@@ -362,10 +362,14 @@ EngineError Engine::startClassifier(Classifier& classifier) {
   if (const EngineError e = startingProcess(); e != EngineError::none) {
     return e;
   }
+  // It runs in the work folder and is given the message file's name alone: a path walk of
+  // one step for each of its two stats and its open.
+  std::error_code ec;
   int spawnError = 0;
-  classifier.mChild =
-      LineChild::start(bogofilter::bulkCommand(mBogofilter, mConfig.dataFolder, Mode::classify),
-                       mChildErrors, spawnError);
+  classifier.mChild = LineChild::start(bogofilter::bulkCommand(fs::absolute(mBogofilter, ec),
+                                                               fs::absolute(mConfig.dataFolder, ec),
+                                                               Mode::classify),
+                                       mChildErrors, spawnError, mWork->path().string());
   if (!classifier.mChild) {
     const bool missing = spawnError == ENOENT || spawnError == EACCES || spawnError == ENOEXEC;
     return fail(missing ? EngineError::engineMissing : EngineError::engineFailed,

@@ -8,15 +8,15 @@
 namespace quellbark {
 
 MessageFile::MessageFile(const std::filesystem::path& folder, std::string_view name)
-    : mName((folder / name).string()) {
-  ::unlink(mName.c_str()); // left by an earlier classifier of this process
-  mFd = ::open(mName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+    : mPath((folder / name).string()), mName(name) {
+  ::unlink(mPath.c_str()); // left by an earlier classifier of this process
+  mFd = ::open(mPath.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
 }
 
 MessageFile::~MessageFile() {
   if (mFd >= 0) {
     ::close(mFd);
-    ::unlink(mName.c_str());
+    ::unlink(mPath.c_str());
   }
 }
 

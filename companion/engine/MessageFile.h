@@ -10,7 +10,8 @@ namespace quellbark {
 
 // One 0600 file in the private work folder, rewritten for each message. bogofilter opens and
 // stats a plain path in a memory-backed folder for about half of what a /proc descriptor name
-// costs it. The file goes when the object does.
+// costs it, and a name in its working folder for less again. The file goes when the object
+// does.
 class MessageFile {
 public:
   // valid() is false when the file cannot be made.
@@ -20,13 +21,14 @@ public:
   MessageFile& operator=(const MessageFile&) = delete;
 
   bool valid() const { return mFd >= 0; }
-  const std::string& name() const { return mName; }
+  const std::string& name() const { return mName; } // within the folder
 
   // Replaces the content with `bytes`; false when it cannot.
   bool hold(std::string_view bytes);
 
 private:
   int mFd = -1;
+  std::string mPath;
   std::string mName;
   std::size_t mSize = 0; // of the content held
 };
