@@ -70,16 +70,20 @@ stop_all() {
 }
 trap stop_all EXIT
 
-# CPU seconds used so far by a process and its children, reaped or still running.
+# CPU seconds used so far by a process and its children, reaped or still running: the process's
+# threads and its live children's in nanoseconds (schedstat), children already reaped in clock
+# ticks (all the kernel keeps of them).
 tree_cpu() {
-  local pid=$1 ticks=0 child
+  local pid=$1 child reaped files
   [[ -r /proc/$pid/stat ]] || { echo 0; return; }
-  ticks=$(sed 's/^.*) //' "/proc/$pid/stat" | awk '{ print $12 + $13 + $14 + $15 }')
+  files=("/proc/$pid/task/"*/schedstat)
   for child in $(cat "/proc/$pid/task/"*/children 2>/dev/null); do
-    [[ -r /proc/$child/stat ]] &&
-      ticks=$((ticks + $(sed 's/^.*) //' "/proc/$child/stat" | awk '{ print $12 + $13 }')))
+    files+=("/proc/$child/task/"*/schedstat)
   done
-  calc "$ticks / $(getconf CLK_TCK)"
+  reaped=$(sed 's/^.*) //' "/proc/$pid/stat" | awk '{ print $14 + $15 }')
+  # (a task that ended meanwhile is left out: it can no longer be read)
+  { cat "${files[@]}" 2>/dev/null || true; } |
+    awk -v reaped="$reaped" -v hz="$(getconf CLK_TCK)" '{ ns += $1 } END { printf "%.6f", ns / 1e9 + reaped / hz }'
 }
 meets() { awk "BEGIN { print ($1) ? \"yes\" : \"no\" }"; } # CONDITION
 median() { sort -n | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }

@@ -53,7 +53,7 @@ OSErr handleQuit(const AppleEvent*, AppleEvent*, SRefCon) {
 }
 
 // Several messages in one event score as the most spam-like of them.
-void score(Engine& engine, Engine::Classifier* classifier, const AppleEvent& event,
+void score(Engine& engine, Engine::Classifier& classifier, const AppleEvent& event,
            AppleEvent& reply) {
   const MessageRequest request = readMessageRequest(event);
   if (unreadable(request, reply, "Qscr")) {
@@ -61,8 +61,7 @@ void score(Engine& engine, Engine::Classifier* classifier, const AppleEvent& eve
   }
   SInt16 highest = 0;
   for (const std::string& message : prepareMessages(request.bytes.view(), request.form)) {
-    const ScoreResult result =
-        classifier != nullptr ? engine.score(*classifier, message) : engine.score(message);
+    const ScoreResult result = engine.score(classifier, message);
     if (result.error != EngineError::none) {
       putError(reply, static_cast<SInt16>(result.error), describe(result.error));
       return;
@@ -114,15 +113,18 @@ CompanionServer::CompanionServer(Engine& engine, std::size_t maxWorkers)
     : mEngine(engine), mMaxWorkers(std::max<std::size_t>(maxWorkers, 1)) {}
 
 CompanionServer::~CompanionServer() {
-  for (auto& worker : mWorkers) {
-    worker.request_stop();
+  {
+    std::lock_guard lock(mMutex); // no worker is between its look at the queue and its wait
+    for (auto& worker : mWorkers) {
+      worker.request_stop();
+    }
   }
   mWork.notify_all();
   mWorkers.clear(); // joins, once every queue is answered
 }
 
 void CompanionServer::answer(Request request, const AppleEvent& event, AppleEvent& reply,
-                             Engine::Classifier* classifier) {
+                             Engine::Classifier& classifier) {
   if (request == Request::score) {
     score(mEngine, classifier, event, reply);
   } else {
@@ -138,13 +140,19 @@ OSErr CompanionServer::accept(Request request, const AppleEvent& event, AppleEve
   // add a thread switch to each. Nothing is outstanding then, so no order can change.
   const auto now = std::chrono::steady_clock::now();
   if (sender != mLastSender) {
+    // The one before is other to this one from its last event on: a client that comes after
+    // another has gone is alone at once.
+    mOtherSenderAt = mLastEventAt;
     mLastSender = sender;
-    mOtherSenderAt = now;
   }
+  mLastEventAt = now;
   const bool alone = mSenders.empty() && now - mOtherSenderAt >= kAloneAfter;
   if (alone || AESuspendTheCurrentEvent(&event) != noErr) {
+    std::unique_ptr<Engine::Classifier> classifier = takeClassifier();
     lock.unlock();
-    answer(request, event, reply, nullptr);
+    answer(request, event, reply, *classifier);
+    lock.lock();
+    giveBack(std::move(classifier));
     return noErr;
   }
   Sender& queue = mSenders[sender];
@@ -154,20 +162,34 @@ OSErr CompanionServer::accept(Request request, const AppleEvent& event, AppleEve
     if (mIdleWorkers == 0 && mWorkers.size() < mMaxWorkers) {
       mWorkers.emplace_back([this](std::stop_token stop) { work(stop); });
     } else {
+      // Woken once the lock is free, so that it does not wake only to wait for it.
+      lock.unlock();
       mWork.notify_one();
     }
   }
   return noErr;
 }
 
-// Answers one sender's queue at a time, each event in turn; the classifier's process ends when
+std::unique_ptr<Engine::Classifier> CompanionServer::takeClassifier() {
+  if (mIdleClassifiers.empty()) {
+    return std::make_unique<Engine::Classifier>(mEngine);
+  }
+  std::unique_ptr<Engine::Classifier> classifier = std::move(mIdleClassifiers.back());
+  mIdleClassifiers.pop_back();
+  return classifier;
+}
+
+void CompanionServer::giveBack(std::unique_ptr<Engine::Classifier> classifier) {
+  mIdleClassifiers.push_back(std::move(classifier));
+}
+
+// Answers one sender's queue at a time, each event in turn. A classifier's process ends when
 // idle, so an idle worker holds no bogofilter.
 void CompanionServer::work(std::stop_token stop) {
-  Engine::Classifier classifier(mEngine);
   std::unique_lock lock(mMutex);
   for (;;) {
     ++mIdleWorkers;
-    mWork.wait(lock, stop, [this] { return !mReady.empty(); });
+    mWork.wait(lock, [&] { return !mReady.empty() || stop.stop_requested(); });
     --mIdleWorkers;
     if (mReady.empty()) {
       return; // stopping, and nothing is left to answer
@@ -176,14 +198,16 @@ void CompanionServer::work(std::stop_token stop) {
     mReady.pop_front();
     Sender& queue = mSenders[sender];
     queue.served = true;
+    std::unique_ptr<Engine::Classifier> classifier = takeClassifier();
     while (!queue.jobs.empty()) {
       Job job = queue.jobs.front();
       queue.jobs.pop_front();
       lock.unlock();
-      answer(job.request, job.event, job.reply, &classifier);
+      answer(job.request, job.event, job.reply, *classifier);
       AEResumeTheCurrentEvent(&job.event, &job.reply, kAENoDispatch, nullptr);
       lock.lock();
     }
+    giveBack(std::move(classifier));
     mSenders.erase(sender);
   }
 }

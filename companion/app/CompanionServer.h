@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -23,7 +24,8 @@ namespace quellbark {
 // process id), and a worker thread with a classifier of its own answers one sender's queue at a
 // time, in order, so each client's events are answered in the order they were sent. At most
 // `maxWorkers` senders are served at once. A client alone is answered on the event loop's
-// thread, without the hand-over.
+// thread, without the hand-over. Classifiers are shared out from one pool, the last used
+// first, so a client moving between a worker and the event loop keeps one bogofilter.
 class CompanionServer {
 public:
   CompanionServer(Engine& engine, std::size_t maxWorkers);
@@ -51,21 +53,26 @@ private:
   };
 
   void answer(Request request, const AppleEvent& event, AppleEvent& reply,
-              Engine::Classifier* classifier); // null: the engine's own
+              Engine::Classifier& classifier);
   void work(std::stop_token stop);
+  // Both with mMutex held.
+  std::unique_ptr<Engine::Classifier> takeClassifier();
+  void giveBack(std::unique_ptr<Engine::Classifier> classifier);
 
   Engine& mEngine;
   std::size_t const mMaxWorkers;
   std::mutex mMutex;
-  std::condition_variable_any mWork;
+  std::condition_variable mWork;     // (not _any: its inner mutex is contended at every hand-over)
   std::map<SInt32, Sender> mSenders; // only those with work: bounded by the clients
   std::deque<SInt32> mReady;         // senders with work and no worker
   std::size_t mIdleWorkers = 0;
+  std::vector<std::unique_ptr<Engine::Classifier>> mIdleClassifiers;
   std::vector<std::jthread> mWorkers;
-  // Events are answered on the event loop's thread while one sender has been alone this long.
+  // Events are answered on the event loop's thread while no other sender has sent for this long.
   static constexpr std::chrono::milliseconds kAloneAfter{100};
   SInt32 mLastSender = -1;
-  std::chrono::steady_clock::time_point mOtherSenderAt;
+  std::chrono::steady_clock::time_point mLastEventAt;   // of the last sender
+  std::chrono::steady_clock::time_point mOtherSenderAt; // last event of another sender
 };
 
 } // namespace quellbark

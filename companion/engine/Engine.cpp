@@ -143,6 +143,29 @@ std::string Engine::childErrors() const {
   return bogofilter::lastLine(text.str());
 }
 
+// A work folder removed behind our back (by a cleaner of the runtime folder) is made again.
+EngineError Engine::useWorkFolder() {
+  if (!mWork || !mWork->valid() || !fs::is_directory(mWork->path())) {
+    if (mChildErrors >= 0) {
+      ::close(mChildErrors);
+      mChildErrors = -1;
+    }
+    mWork = std::make_unique<WorkFolder>(mConfig.workRoot);
+    if (!mWork->valid()) {
+      return fail(EngineError::workFolderUnusable,
+                  "cannot make a private folder in " + mConfig.workRoot.string());
+    }
+  }
+  if (mChildErrors < 0) {
+    fs::path const errors = mWork->path() / "engine-errors.txt";
+    mChildErrors = ::open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (mChildErrors < 0) {
+      return fail(EngineError::workFolderUnusable, "cannot write " + errors.string());
+    }
+  }
+  return EngineError::none;
+}
+
 EngineError Engine::prepare() {
   if (mPrepared) {
     return EngineError::none;
@@ -159,19 +182,8 @@ EngineError Engine::prepare() {
     return fail(EngineError::wordListUnusable,
                 "cannot make the data folder " + mConfig.dataFolder.string() + " private");
   }
-  if (!mWork || !mWork->valid()) {
-    mWork = std::make_unique<WorkFolder>(mConfig.workRoot);
-    if (!mWork->valid()) {
-      return fail(EngineError::workFolderUnusable,
-                  "cannot make a private folder in " + mConfig.workRoot.string());
-    }
-  }
-  if (mChildErrors < 0) {
-    fs::path const errors = mWork->path() / "engine-errors.txt";
-    mChildErrors = ::open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    if (mChildErrors < 0) {
-      return fail(EngineError::workFolderUnusable, "cannot write " + errors.string());
-    }
+  if (const EngineError e = useWorkFolder(); e != EngineError::none) {
+    return e;
   }
   fs::path const wordList = bogofilter::wordListFile(mConfig.dataFolder);
   if (!fs::exists(wordList)) {
@@ -335,20 +347,29 @@ EngineError Engine::childFailure(const std::string& what) {
 }
 
 EngineError Engine::startClassifier(Classifier& classifier) {
-  if (!classifier.mMessage || !classifier.mMessage->valid()) {
-    classifier.mMessage = std::make_unique<MessageMemory>();
-    if (!classifier.mMessage->valid()) {
-      return fail(EngineError::workFolderUnusable,
-                  std::string("cannot make a memory file for messages: ") + std::strerror(errno));
-    }
+  // Made again with each process, when a process that could not open it may have ended.
+  if (const EngineError e = useWorkFolder(); e != EngineError::none) {
+    return e;
+  }
+  classifier.mMessage = std::make_unique<MessageFile>(
+      mWork->path(), "scoring-" + std::to_string(++mMessageFiles) + ".eml");
+  if (!classifier.mMessage->valid()) {
+    const std::string problem = std::strerror(errno);
+    classifier.mMessage.reset();
+    return fail(EngineError::workFolderUnusable,
+                "cannot make a message file in " + mWork->path().string() + ": " + problem);
   }
   if (const EngineError e = startingProcess(); e != EngineError::none) {
     return e;
   }
+  // It runs in the work folder and is given the message file's name alone: a path walk of
+  // one step for each of its two stats and its open.
+  std::error_code ec;
   int spawnError = 0;
-  classifier.mChild =
-      LineChild::start(bogofilter::bulkCommand(mBogofilter, mConfig.dataFolder, Mode::classify),
-                       mChildErrors, spawnError);
+  classifier.mChild = LineChild::start(bogofilter::bulkCommand(fs::absolute(mBogofilter, ec),
+                                                               fs::absolute(mConfig.dataFolder, ec),
+                                                               Mode::classify),
+                                       mChildErrors, spawnError, mWork->path().string());
   if (!classifier.mChild) {
     const bool missing = spawnError == ENOENT || spawnError == EACCES || spawnError == ENOEXEC;
     return fail(missing ? EngineError::engineMissing : EngineError::engineFailed,
@@ -406,7 +427,7 @@ ScoreResult Engine::score(Classifier& classifier, std::string_view message) {
     mTurn.notify_all();
     if (!held) {
       return {fail(EngineError::workFolderUnusable,
-                   std::string("cannot hold a message in memory: ") + std::strerror(errno)),
+                   std::string("cannot write the message file: ") + std::strerror(errno)),
               0};
     }
     if (read == LineChild::Read::endOfOutput && reused && mayRetry) {
@@ -496,6 +517,9 @@ EngineError Engine::learn(Verdict verdict, std::string_view message) {
   }
   if (before == verdict) {
     return EngineError::none; // already counted as this
+  }
+  if (const EngineError e = useWorkFolder(); e != EngineError::none) {
+    return e;
   }
   fs::path const file = mWork->writeMessage(message);
   if (file.empty()) {

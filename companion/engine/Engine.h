@@ -4,7 +4,7 @@
 #include "Bogofilter.h"
 #include "EngineError.h"
 #include "LearnedMessages.h"
-#include "MessageMemory.h"
+#include "MessageFile.h"
 #include "PrivateFolder.h"
 #include "Score.h"
 #include "Subprocess.h"
@@ -80,7 +80,7 @@ public:
     friend class Engine;
     Engine& mEngine;
     std::unique_ptr<LineChild> mChild;
-    std::unique_ptr<MessageMemory> mMessage; // the message being scored
+    std::unique_ptr<MessageFile> mMessage; // the message being scored
     Clock::time_point mLastUse;
     bool mBusy = false;
   };
@@ -102,6 +102,7 @@ private:
   using Lock = std::unique_lock<std::mutex>;
 
   EngineError prepare();
+  EngineError useWorkFolder();
   EngineError readCounts();
   EngineError useSession(bogofilter::Mode mode);
   EngineError endSession();
@@ -131,6 +132,7 @@ private:
   std::filesystem::path mBogofilter;
   std::filesystem::path mBogoutil;
   std::unique_ptr<WorkFolder> mWork;
+  unsigned long mMessageFiles = 0;   // made so far, for their names
   int mChildErrors = -1;             // file that receives the children's stderr
   std::unique_ptr<LineChild> mChild; // the learning process
 

@@ -32,7 +32,8 @@ void closeQuietly(int& fd) {
 
 // Starts argv with the three standard descriptors given; the child gets default signal
 // dispositions and an empty mask whatever this process has blocked or ignored.
-pid_t spawn(const std::vector<std::string>& argv, int in, int out, int err, int& spawnError) {
+pid_t spawn(const std::vector<std::string>& argv, int in, int out, int err, int& spawnError,
+            const std::string& folder = {}) {
   std::vector<char*> args;
   for (const auto& a : argv) {
     args.push_back(const_cast<char*>(a.c_str()));
@@ -44,6 +45,9 @@ pid_t spawn(const std::vector<std::string>& argv, int in, int out, int err, int&
   posix_spawn_file_actions_adddup2(&actions, in, 0);
   posix_spawn_file_actions_adddup2(&actions, out, 1);
   posix_spawn_file_actions_adddup2(&actions, err, 2);
+  if (!folder.empty()) {
+    posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+  }
   posix_spawnattr_t attr;
   posix_spawnattr_init(&attr);
   sigset_t all;
@@ -141,7 +145,7 @@ ProgramRun runProgram(const std::vector<std::string>& argv, std::chrono::millise
 }
 
 std::unique_ptr<LineChild> LineChild::start(const std::vector<std::string>& argv, int stderrFd,
-                                            int& spawnError) {
+                                            int& spawnError, const std::string& folder) {
   int input[2] = {-1, -1};
   int output[2] = {-1, -1};
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, input) != 0) {
@@ -154,7 +158,7 @@ std::unique_ptr<LineChild> LineChild::start(const std::vector<std::string>& argv
     closeQuietly(input[1]);
     return nullptr;
   }
-  const pid_t pid = spawn(argv, input[1], output[1], stderrFd, spawnError);
+  const pid_t pid = spawn(argv, input[1], output[1], stderrFd, spawnError, folder);
   closeQuietly(input[1]);
   closeQuietly(output[1]);
   if (pid <= 0) {

@@ -34,9 +34,10 @@ ProgramRun runProgram(const std::vector<std::string>& argv, std::chrono::millise
 // died gives an error instead of SIGPIPE; its stderr goes to the descriptor given.
 class LineChild {
 public:
-  // Returns null and sets spawnError when the program cannot be started.
+  // Returns null and sets spawnError when the program cannot be started. It runs in
+  // `folder` when one is given.
   static std::unique_ptr<LineChild> start(const std::vector<std::string>& argv, int stderrFd,
-                                          int& spawnError);
+                                          int& spawnError, const std::string& folder = {});
   ~LineChild();
   LineChild(const LineChild&) = delete;
   LineChild& operator=(const LineChild&) = delete;

@@ -138,6 +138,11 @@ TEST_F(EngineFailureTest, UnusableStorage) {
   fs::remove(data / "learned-messages.sqlite");
   EXPECT_EQ(recordless.learn(Verdict::spam, spamMessage(1)), EngineError::none);
   EXPECT_EQ(recordless.status().learned.spam, 1);
+
+  // A cleaner of the runtime folder takes the work folder from under a running classifier.
+  expectServed(recordless);
+  fs::remove_all(mFolder.path() / "run");
+  expectServed(recordless);
 }
 
 } // namespace

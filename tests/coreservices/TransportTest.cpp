@@ -80,10 +80,15 @@ protected:
                                      static_cast<ssize_t>(header.length);
   }
 
-  static std::vector<std::uint8_t> flattenedEvent(const char* id, const std::string& signature) {
+  static std::vector<std::uint8_t> flattenedEvent(const char* id, const std::string& signature,
+                                                  std::size_t padding = 0) {
     AppleEvent event = testEvent(id, signature);
     SInt32 value = 7;
     AEPutParamPtr(&event, keyDirectObject, typeSInt32, &value, sizeof value);
+    if (padding > 0) {
+      std::string const pad(padding, 'p');
+      AEPutParamPtr(&event, 'padd', typeChar, pad.data(), static_cast<Size>(pad.size()));
+    }
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(AESizeOfFlattenedDesc(&event)));
     Size written = 0;
     AEFlattenDesc(&event, reinterpret_cast<Ptr>(bytes.data()), static_cast<Size>(bytes.size()),
@@ -231,6 +236,33 @@ struct RawFrameCase {
   OSStatus expected;
   bool connectionStaysOpen;
 };
+
+// Frames written back to back, one larger than a receive takes before its size is known, are
+// each answered, in order, though the last ones arrive with the one before them.
+TEST_F(TransportTest, FramesWrittenBackToBackAreEachAnsweredInOrder) {
+  pid_t pid = launchServedApp("Brst");
+  using namespace coreservices;
+  std::vector<std::uint8_t> stream;
+  for (std::uint32_t id = 1; id <= 4; ++id) {
+    auto event = flattenedEvent("echo", "Brst", id == 2 ? 300 * 1024 : 0);
+    std::uint8_t header[kFrameHeaderSize];
+    encodeHeader({FrameKind::event, kFrameWantsReply, static_cast<std::uint32_t>(event.size()), id},
+                 header);
+    stream.insert(stream.end(), header, header + kFrameHeaderSize);
+    stream.insert(stream.end(), event.begin(), event.end());
+  }
+  int fd = rawConnection(pid);
+  ASSERT_EQ(send(fd, stream.data(), stream.size(), MSG_NOSIGNAL),
+            static_cast<ssize_t>(stream.size()));
+  for (std::uint32_t id = 1; id <= 4; ++id) {
+    FrameHeader answer;
+    std::vector<std::uint8_t> payload;
+    ASSERT_TRUE(readRawFrame(fd, answer, payload)) << id;
+    EXPECT_EQ(answer.kind, FrameKind::reply);
+    EXPECT_EQ(answer.exchangeID, id);
+  }
+  close(fd);
+}
 
 TEST_F(TransportTest, MalformedAndOversizedFramesAreRefusedWhileOthersAreServed) {
   pid_t pid = launchServedApp("Tuff");

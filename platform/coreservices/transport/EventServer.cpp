@@ -43,7 +43,8 @@ namespace coreservices {
 namespace {
 
 constexpr std::size_t kMaxConnections = 256;
-constexpr std::size_t kReadPerTurn = 1 << 20; // bytes read from one connection per loop turn
+constexpr std::size_t kReadPerTurn = 1 << 20;   // bytes read from one connection per loop turn
+constexpr std::size_t kReceiveRoom = 64 * 1024; // a receive's room before a frame's size is known
 
 struct PendingEvent {
   AppleEvent event;
@@ -56,11 +57,9 @@ struct ClientConnection {
   std::uint64_t id = 0;
   pid_t peer = 0;
   int socket = -1;
-  std::uint8_t header[kFrameHeaderSize];
-  std::size_t headerBytes = 0;
+  FrameInput input;
   bool haveHeader = false;
   FrameHeader frame;
-  std::vector<std::uint8_t> payload;
   std::optional<PendingEvent> pending;
   std::vector<std::uint8_t> output;
   std::size_t outputSent = 0;
@@ -126,8 +125,11 @@ Server& server() {
 std::atomic<bool> gQuitRequested{false};
 std::atomic<int> gWakeWrite{-1};
 
-void queue(ClientConnection& client, const std::vector<std::uint8_t>& frame) {
-  client.output.insert(client.output.end(), frame.begin(), frame.end());
+void queue(ClientConnection& client, std::vector<std::uint8_t> frame) {
+  if (client.output.empty())
+    client.output = std::move(frame); // the usual case: one answer at a time, not copied
+  else
+    client.output.insert(client.output.end(), frame.begin(), frame.end());
 }
 
 void flush(ClientConnection& client) {
@@ -160,8 +162,8 @@ void completeFrame(ClientConnection& client) {
   AEInitializeDesc(&event);
   SInt32 const sender = client.peer;
   // The sender's pid comes from the kernel, never from the sender's own bytes.
-  if (AEUnflattenDescFromBuffer(client.payload.data(), static_cast<Size>(client.payload.size()),
-                                &event) != noErr ||
+  if (AEUnflattenDescFromBuffer(client.input.data() + kFrameHeaderSize,
+                                static_cast<Size>(client.frame.length), &event) != noErr ||
       event.descriptorType != typeAppleEvent ||
       AEPutAttributePtr(&event, keySenderPIDAttr, typeSInt32, &sender, sizeof sender) != noErr) {
     AEDisposeDesc(&event);
@@ -173,64 +175,59 @@ void completeFrame(ClientConnection& client) {
     if (!wantsReply)
       queue(client, encodeFrame({FrameKind::accepted, 0, 0, client.frame.exchangeID}, nullptr));
   }
+  client.input.consume(kFrameHeaderSize + client.frame.length);
   client.haveHeader = false;
-  client.headerBytes = 0;
-  client.payload.clear();
-  client.payload.shrink_to_fit();
 }
 
-// Reads at most up to the end of the current frame, so a connection has one event in hand at a
-// time and a busy client cannot crowd out the others.
+bool takingFrames(const ClientConnection& client) {
+  return !client.pending && !client.suspended && !client.closeWhenFlushed && !client.peerGone;
+}
+
+// Takes the next frame from the bytes in hand, if they hold all of it.
+void takeFrame(ClientConnection& client) {
+  if (!takingFrames(client))
+    return;
+  if (!client.haveHeader && client.input.size() >= kFrameHeaderSize) {
+    switch (decodeHeader(client.input.data(), client.frame)) {
+    case HeaderCheck::ok:
+      break;
+    case HeaderCheck::tooLarge:
+      refuse(client, os::readBigEndian32(client.input.data() + 12), memFullErr);
+      return;
+    default:
+      refuse(client, 0, errAECorruptData);
+      return;
+    }
+    if (client.frame.kind != FrameKind::event) {
+      refuse(client, client.frame.exchangeID, errAECorruptData);
+      return;
+    }
+    client.haveHeader = true;
+  }
+  if (client.haveHeader && client.input.size() - kFrameHeaderSize >= client.frame.length)
+    completeFrame(client);
+}
+
+// A connection has one event in hand at a time, and a busy client cannot crowd out the others.
+// Bytes received past the end of that event wait in its input.
 void readFrom(ClientConnection& client) {
   std::size_t budget = kReadPerTurn;
-  while (!client.pending && !client.suspended && !client.closeWhenFlushed && !client.peerGone &&
-         budget > 0) {
-    std::uint8_t* into;
-    std::size_t wanted;
-    if (!client.haveHeader) {
-      into = client.header + client.headerBytes;
-      wanted = kFrameHeaderSize - client.headerBytes;
-    } else {
-      std::size_t have = client.payload.size();
-      wanted = std::min<std::size_t>(client.frame.length - have, budget);
-      client.payload.resize(have + wanted);
-      into = client.payload.data() + have;
-    }
-    ssize_t got = wanted ? os::receiveSome(client.socket, into, wanted) : 0;
-    if (wanted && got <= 0) {
-      if (client.haveHeader)
-        client.payload.resize(client.payload.size() - wanted);
+  for (takeFrame(client); takingFrames(client) && budget > 0; takeFrame(client)) {
+    std::size_t wanted = kReceiveRoom;
+    if (client.haveHeader)
+      wanted = std::min<std::size_t>(kFrameHeaderSize + client.frame.length - client.input.size(),
+                                     budget);
+    std::size_t room = 0;
+    std::uint8_t* into = client.input.space(wanted, room);
+    ssize_t got = os::receiveSome(client.socket, into, std::min(room, budget));
+    if (got <= 0) {
       if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
         return;
       client.peerGone = true;
       return;
     }
-    if (client.haveHeader) {
-      client.payload.resize(client.payload.size() - (wanted - static_cast<std::size_t>(got)));
-    } else {
-      client.headerBytes += static_cast<std::size_t>(got);
-    }
+    client.input.received(static_cast<std::size_t>(got));
     budget -= static_cast<std::size_t>(got);
-
-    if (!client.haveHeader && client.headerBytes == kFrameHeaderSize) {
-      switch (decodeHeader(client.header, client.frame)) {
-      case HeaderCheck::ok:
-        break;
-      case HeaderCheck::tooLarge:
-        refuse(client, os::readBigEndian32(client.header + 12), memFullErr);
-        return;
-      default:
-        refuse(client, 0, errAECorruptData);
-        return;
-      }
-      if (client.frame.kind != FrameKind::event) {
-        refuse(client, client.frame.exchangeID, errAECorruptData);
-        return;
-      }
-      client.haveHeader = true;
-    }
-    if (client.haveHeader && client.payload.size() == client.frame.length)
-      completeFrame(client);
   }
 }
 
@@ -321,9 +318,10 @@ void deliverResumed(Server& state) {
     for (auto& client : state.clients) {
       if (client.id != done.client)
         continue;
-      client.suspended = false; // its next event is read when poll finds it
+      client.suspended = false;
+      takeFrame(client); // one already in hand; others are read when poll finds them
       if (!client.peerGone && !done.frame.empty())
-        queue(client, done.frame);
+        queue(client, std::move(done.frame));
     }
   }
 }
@@ -469,6 +467,7 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
   if (next) {
     handle(*next);
     flush(*next);
+    takeFrame(*next); // poll does not tell of bytes already read
   }
   for (auto& client : state.clients)
     if (!client.output.empty())

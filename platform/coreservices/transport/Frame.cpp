@@ -1,5 +1,6 @@
 #include "transport/Frame.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace coreservices {
@@ -43,6 +44,37 @@ std::vector<std::uint8_t> encodeErrorFrame(std::uint32_t exchangeID, std::int32_
   std::uint8_t code[4];
   writeBigEndian32(code, static_cast<std::uint32_t>(status));
   return encodeFrame({FrameKind::error, 0, 4, exchangeID}, code);
+}
+
+std::uint8_t* FrameInput::space(std::size_t wanted, std::size_t& room) {
+  if (mBegin > 0 && mCapacity - mEnd < wanted) {
+    std::memmove(mBytes.get(), mBytes.get() + mBegin, mEnd - mBegin);
+    mEnd -= mBegin;
+    mBegin = 0;
+  }
+  if (mCapacity - mEnd < wanted) {
+    // Doubling: a large frame arriving in pieces is copied a few times, not once per piece.
+    std::size_t const capacity = std::max(mEnd + wanted, 2 * mCapacity);
+    auto bytes = std::make_unique_for_overwrite<std::uint8_t[]>(capacity);
+    if (mEnd > 0)
+      std::memcpy(bytes.get(), mBytes.get(), mEnd);
+    mBytes = std::move(bytes);
+    mCapacity = capacity;
+  }
+  room = mCapacity - mEnd;
+  return mBytes.get() + mEnd;
+}
+
+void FrameInput::consume(std::size_t size) {
+  mBegin += size;
+  if (mBegin < mEnd)
+    return;
+  mBegin = mEnd = 0;
+  // A large frame's space is not kept by a connection that goes on with small ones.
+  if (mCapacity > kKeptCapacity) {
+    mBytes.reset();
+    mCapacity = 0;
+  }
 }
 
 } // namespace coreservices

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace coreservices {
@@ -36,6 +37,27 @@ HeaderCheck decodeHeader(const std::uint8_t in[kFrameHeaderSize], FrameHeader& h
 std::vector<std::uint8_t> encodeFrame(const FrameHeader& header, const void* payload);
 // An error frame's payload: the result code as a big-endian 32-bit integer.
 std::vector<std::uint8_t> encodeErrorFrame(std::uint32_t exchangeID, std::int32_t status);
+
+// The bytes of one connection not yet taken as frames. A receive takes whatever is there, so a
+// frame written whole is read in one call, header and payload; the space is reused from frame
+// to frame and never zero-filled.
+class FrameInput {
+public:
+  // The place for the next receive, with room for `wanted` bytes or more.
+  std::uint8_t* space(std::size_t wanted, std::size_t& room);
+  void received(std::size_t size) { mEnd += size; }
+
+  const std::uint8_t* data() const { return mBytes.get() + mBegin; }
+  std::size_t size() const { return mEnd - mBegin; }
+  void consume(std::size_t size);
+
+private:
+  static constexpr std::size_t kKeptCapacity = 256 * 1024;
+  std::unique_ptr<std::uint8_t[]> mBytes;
+  std::size_t mCapacity = 0;
+  std::size_t mBegin = 0;
+  std::size_t mEnd = 0;
+};
 
 using os::readBigEndian32;
 using os::writeBigEndian32;

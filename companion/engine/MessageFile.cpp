@@ -1,26 +1,26 @@
-#include "MessageMemory.h"
+#include "MessageFile.h"
 
 #include <cerrno>
 #include <cstdint>
-#include <sys/mman.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace quellbark {
 
-MessageMemory::MessageMemory() {
-  mFd = ::memfd_create("quellbark-message", MFD_CLOEXEC);
-  if (mFd >= 0) {
-    mName = "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(mFd);
-  }
+MessageFile::MessageFile(const std::filesystem::path& folder, std::string_view name)
+    : mPath((folder / name).string()), mName(name) {
+  ::unlink(mPath.c_str()); // left by an earlier classifier of this process
+  mFd = ::open(mPath.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
 }
 
-MessageMemory::~MessageMemory() {
+MessageFile::~MessageFile() {
   if (mFd >= 0) {
     ::close(mFd);
+    ::unlink(mPath.c_str());
   }
 }
 
-bool MessageMemory::hold(std::string_view bytes) {
+bool MessageFile::hold(std::string_view bytes) {
   if (mFd < 0) {
     return false;
   }
