@@ -87,7 +87,8 @@ protected:
     AEPutParamPtr(&event, keyDirectObject, typeSInt32, &value, sizeof value);
     if (padding > 0) {
       std::string const pad(padding, 'p');
-      AEPutParamPtr(&event, 'padd', typeChar, pad.data(), static_cast<Size>(pad.size()));
+      AEPutParamPtr(&event, FOUR_CHAR_CODE("padd"), typeChar, pad.data(),
+                    static_cast<Size>(pad.size()));
     }
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(AESizeOfFlattenedDesc(&event)));
     Size written = 0;
