@@ -8,10 +8,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <libnotify/notify.h>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <type_traits>
 #include <unistd.h>
 
 namespace {
@@ -35,11 +37,49 @@ void appendToLog(const char* path, const std::string& line) {
   os::calls().close(fd);
 }
 
+// The desktop's notification library, loaded on the first notice: it brings an image library
+// and its codecs, which every process would otherwise load at its start to show nothing.
+struct DesktopNotifications {
+  decltype(&notify_is_initted) isInitted = nullptr;
+  decltype(&notify_init) init = nullptr;
+  decltype(&notify_notification_new) create = nullptr;
+  decltype(&notify_notification_set_timeout) setTimeout = nullptr;
+  decltype(&notify_notification_set_urgency) setUrgency = nullptr;
+  decltype(&notify_notification_show) show = nullptr;
+  decltype(&g_object_unref) unref = nullptr;
+  decltype(&g_error_free) freeError = nullptr;
+
+  static const DesktopNotifications* load() {
+    static const DesktopNotifications* loaded = []() -> const DesktopNotifications* {
+      void* library = ::dlopen("libnotify.so.4", RTLD_NOW | RTLD_LOCAL);
+      if (library == nullptr) {
+        return nullptr;
+      }
+      static DesktopNotifications n;
+      auto bind = [library](auto& function, const char* name) {
+        function =
+            reinterpret_cast<std::remove_reference_t<decltype(function)>>(::dlsym(library, name));
+        return function != nullptr;
+      };
+      // The GObject functions come from the library's own dependencies.
+      bool complete = bind(n.isInitted, "notify_is_initted") && bind(n.init, "notify_init") &&
+                      bind(n.create, "notify_notification_new") &&
+                      bind(n.setTimeout, "notify_notification_set_timeout") &&
+                      bind(n.setUrgency, "notify_notification_set_urgency") &&
+                      bind(n.show, "notify_notification_show") && bind(n.unref, "g_object_unref") &&
+                      bind(n.freeError, "g_error_free");
+      return complete ? &n : nullptr;
+    }();
+    return loaded;
+  }
+};
+
 void showOnDesktop(const std::string& title, const std::string& message, CFOptionFlags flags,
                    CFTimeInterval timeout) {
   static std::mutex lock;
   std::lock_guard<std::mutex> guard(lock);
-  if (!notify_is_initted() && !notify_init(program_invocation_short_name)) {
+  const DesktopNotifications* notify = DesktopNotifications::load();
+  if (notify == nullptr || (!notify->isInitted() && !notify->init(program_invocation_short_name))) {
     return;
   }
   CFOptionFlags level = flags & 3;
@@ -47,20 +87,18 @@ void showOnDesktop(const std::string& title, const std::string& message, CFOptio
                      : level == kCFUserNotificationCautionAlertLevel ? "dialog-warning"
                                                                      : "dialog-information";
   NotifyNotification* notice =
-      notify_notification_new(title.empty() ? " " : title.c_str(), message.c_str(), icon);
+      notify->create(title.empty() ? " " : title.c_str(), message.c_str(), icon);
   if (notice == nullptr) {
     return;
   }
-  notify_notification_set_timeout(notice, timeout > 0 ? static_cast<int>(timeout * 1000)
-                                                      : NOTIFY_EXPIRES_NEVER);
-  notify_notification_set_urgency(notice, level == kCFUserNotificationStopAlertLevel
-                                              ? NOTIFY_URGENCY_CRITICAL
-                                              : NOTIFY_URGENCY_NORMAL);
+  notify->setTimeout(notice, timeout > 0 ? static_cast<int>(timeout * 1000) : NOTIFY_EXPIRES_NEVER);
+  notify->setUrgency(notice, level == kCFUserNotificationStopAlertLevel ? NOTIFY_URGENCY_CRITICAL
+                                                                        : NOTIFY_URGENCY_NORMAL);
   GError* error = nullptr;
-  if (!notify_notification_show(notice, &error) && error != nullptr) {
-    g_error_free(error);
+  if (!notify->show(notice, &error) && error != nullptr) {
+    notify->freeError(error);
   }
-  g_object_unref(notice);
+  notify->unref(notice);
 }
 
 } // namespace
