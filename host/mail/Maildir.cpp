@@ -125,7 +125,11 @@ MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
   }
   if (mTable) {
     moveToTable();
-    mTable->finish();
+    try {
+      mTable->finish();
+    } catch (const MailError& error) {
+      throw MailError(error.kind(), mDir.string() + ": " + error.what());
+    }
     mNames = std::string();
     mEntries = std::vector<std::uint32_t>();
     return;
@@ -157,11 +161,15 @@ void MaildirIndex::sortAndDropDuplicates() {
 // is used again for the next ones. The table keeps the first name of a key, so cur/, listed
 // first, still wins.
 void MaildirIndex::moveToTable() {
-  if (!mTable)
-    mTable = std::make_unique<TemporaryNameTable>(TemporaryNameTable::defaultFolder());
-  sortAndDropDuplicates();
-  for (std::size_t i = 0; i < mEntries.size(); ++i)
-    mTable->add(keyOf(name(i).substr(kSubdirPrefix)), name(i));
+  try {
+    if (!mTable)
+      mTable = std::make_unique<TemporaryNameTable>(TemporaryNameTable::defaultFolder());
+    sortAndDropDuplicates();
+    for (std::size_t i = 0; i < mEntries.size(); ++i)
+      mTable->add(keyOf(name(i).substr(kSubdirPrefix)), name(i));
+  } catch (const MailError& error) {
+    throw MailError(error.kind(), mDir.string() + ": " + error.what());
+  }
   mEntries.clear();
   mNames.clear();
 }

@@ -23,13 +23,15 @@ void makePrivateFolder(const fs::path& folder) {
   std::error_code ec;
   fs::create_directories(folder.parent_path(), ec);
   if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-    throw MailError(MailErrorKind::Io, folder.string() + ": " + std::strerror(errno));
+    throw MailError(MailErrorKind::Io,
+                    "cannot keep the listing in " + folder.string() + ": " + std::strerror(errno));
   struct stat info {};
   if (::lstat(folder.c_str(), &info) != 0)
-    throw MailError(MailErrorKind::Io, folder.string() + ": " + std::strerror(errno));
-  if (!S_ISDIR(info.st_mode) || info.st_uid != ::geteuid() || (info.st_mode & 077) != 0)
     throw MailError(MailErrorKind::Io,
-                    folder.string() + ": not a folder of this user's alone (0700), refused");
+                    "cannot keep the listing in " + folder.string() + ": " + std::strerror(errno));
+  if (!S_ISDIR(info.st_mode) || info.st_uid != ::geteuid() || (info.st_mode & 077) != 0)
+    throw MailError(MailErrorKind::Io, "cannot keep the listing in " + folder.string() +
+                                           ": not a folder of this user's alone (0700)");
 }
 
 std::string_view columnText(sqlite3_stmt* statement, int column) {
@@ -103,8 +105,8 @@ TemporaryNameTable::~TemporaryNameTable() {
 }
 
 void TemporaryNameTable::fail(const std::string& what) const {
-  throw MailError(MailErrorKind::Io, "cannot keep a folder's listing in " + mFolder.string() +
-                                         ": " + what + ": " +
+  throw MailError(MailErrorKind::Io, "cannot keep the listing in " + mFolder.string() + ": " +
+                                         what + ": " +
                                          (mDb ? sqlite3_errmsg(mDb) : "out of memory"));
 }
 
