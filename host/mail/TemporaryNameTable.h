@@ -47,14 +47,13 @@ private:
   std::filesystem::path mFolder;
   sqlite3* mDb = nullptr;
   sqlite3_stmt* mInsert = nullptr;
-  sqlite3_stmt* mLookup = nullptr;
+  sqlite3_stmt* mLookup = nullptr; // the entries from a key on
   sqlite3_stmt* mCursor = nullptr; // every entry in key order
   std::size_t mSize = 0;
   mutable std::mutex mMutex;
   mutable std::size_t mCursorAt = 0; // the entry mCursor is on, when mCursorOn
   mutable bool mCursorOn = false;
-  mutable std::string mCursorKey;
-  mutable std::string mCursorName;
+  mutable bool mLookupOn = false; // mLookup is on the entry last found or passed
 };
 
 } // namespace mailhost

@@ -345,10 +345,15 @@ TEST(Maildir, AnIndexInAFileListsAndFindsWhatTheOneInMemoryDoes) {
       EXPECT_LT(inMemory.key(i - 1), inMemory.key(i));
   }
   // Out of order, as a retried message is asked for again.
-  for (std::size_t i : {std::size_t(250), std::size_t(3), inMemory.size() - 1, std::size_t(0)})
+  for (std::size_t i : {std::size_t(250), std::size_t(3), inMemory.size() - 1, std::size_t(0)}) {
     EXPECT_EQ(inFile->key(i), inMemory.key(i));
-  for (std::size_t i = 0; i < inMemory.size(); ++i)
+    EXPECT_EQ(inFile->fileFor(inMemory.key(i)), inMemory.file(i));
+  }
+  // In key order, each followed by a key that would sort just after it.
+  for (std::size_t i = 0; i < inMemory.size(); ++i) {
     ASSERT_EQ(inFile->fileFor(inMemory.key(i)), inMemory.file(i));
+    ASSERT_FALSE(inFile->fileFor(inMemory.key(i) + '\x01'));
+  }
   EXPECT_EQ(inFile->fileFor("0.M0.host"), dir / "box/new/0.M0.host");
   EXPECT_EQ(inFile->fileFor("595.M5.host"), dir / "box/cur/595.M5.host:2,S"); // cur/ wins
   for (const char* missing : {"", "7.M0", "zzz", ".hidden"}) {
