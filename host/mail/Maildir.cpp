@@ -69,9 +69,9 @@ bool isMaildir(const fs::path& dir) {
 }
 
 std::size_t MaildirIndex::memoryBudget() {
-  // Beyond this, about 10,000 names as mail programs make them, a folder's names are written
+  // Beyond this, about 2,000 names as mail programs make them, a folder's names are written
   // out: the index of a larger folder costs a few microseconds more per message, not memory.
-  constexpr std::size_t kDefault = 256 * 1024;
+  constexpr std::size_t kDefault = 128 * 1024;
   const char* given = std::getenv("MAILHOST_MAILDIR_MEMORY");
   if (!given || !*given)
     return kDefault;

@@ -17,7 +17,7 @@ namespace {
 
 // The file's pages kept in memory: enough for the path from the root to a leaf and for reading
 // and adding in key order, which is how the table is used.
-constexpr int kCacheKiB = 128;
+constexpr int kCacheKiB = 32;
 
 void makePrivateFolder(const fs::path& folder) {
   std::error_code ec;
@@ -76,13 +76,14 @@ TemporaryNameTable::TemporaryNameTable(const fs::path& folder) : mFolder(folder)
   try {
     if (rc != SQLITE_OK)
       fail("cannot open " + file);
-    // One writer, no reader but this one, nothing to keep after a crash: no journal, no sync.
+    // Memory bounded: no lookaside slots, no mapping of the file, a small page cache.
     sqlite3_db_config(mDb, SQLITE_DBCONFIG_LOOKASIDE, nullptr, 0, 0);
+    execute(("PRAGMA cache_size = -" + std::to_string(kCacheKiB)).c_str());
+    execute("PRAGMA mmap_size = 0");
+    // One writer, no reader but this one, nothing to keep after a crash: no journal, no sync.
     execute("PRAGMA locking_mode = EXCLUSIVE");
     execute("PRAGMA journal_mode = OFF");
     execute("PRAGMA synchronous = OFF");
-    execute("PRAGMA mmap_size = 0");
-    execute(("PRAGMA cache_size = -" + std::to_string(kCacheKiB)).c_str());
     execute("CREATE TABLE names (key BLOB PRIMARY KEY, name BLOB NOT NULL) WITHOUT ROWID");
     execute("BEGIN");
     if (sqlite3_prepare_v3(mDb, "INSERT OR IGNORE INTO names VALUES (?1, ?2)", -1,
