@@ -354,7 +354,6 @@ TEST(Maildir, AnIndexInAFileListsAndFindsWhatTheOneInMemoryDoes) {
     ASSERT_EQ(inFile->fileFor(inMemory.key(i)), inMemory.file(i));
     ASSERT_FALSE(inFile->fileFor(inMemory.key(i) + '\x01'));
   }
-  EXPECT_EQ(inFile->fileFor("0.M0.host"), dir / "box/new/0.M0.host");
   EXPECT_EQ(inFile->fileFor("595.M5.host"), dir / "box/cur/595.M5.host:2,S"); // cur/ wins
   for (const char* missing : {"", "7.M0", "zzz", ".hidden"}) {
     EXPECT_FALSE(inMemory.fileFor(missing)) << missing;
@@ -368,6 +367,7 @@ TEST(Maildir, AnIndexFileThatCannotBeMadeIsAClearError) {
   struct Case {
     const char* name;
     std::function<void(const fs::path& cache)> spoil;
+    bool noRoom = false; // files may grow to 1 KiB, no more
   };
   const Case cases[] = {
       {"a file where its folder goes",
@@ -377,7 +377,7 @@ TEST(Maildir, AnIndexFileThatCannotBeMadeIsAClearError) {
          fs::create_directories(cache / "mailhost");
          fs::permissions(cache / "mailhost", fs::perms(0755));
        }},
-      {"no room for the file", [](const fs::path&) {}},
+      {"no room for the file", [](const fs::path&) {}, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -387,11 +387,10 @@ TEST(Maildir, AnIndexFileThatCannotBeMadeIsAClearError) {
     ScopedEnv cache("XDG_CACHE_HOME", (dir / "cache").string());
     ScopedEnv budget("MAILHOST_MAILDIR_MEMORY", "100");
     c.spoil(dir / "cache");
-    bool noRoom = std::string_view(c.name) == "no room for the file";
     rlimit old{};
     ::getrlimit(RLIMIT_FSIZE, &old);
     auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
-    if (noRoom) {
+    if (c.noRoom) {
       rlimit small = old;
       small.rlim_cur = 1024;
       ::setrlimit(RLIMIT_FSIZE, &small);
