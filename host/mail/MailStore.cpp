@@ -100,7 +100,7 @@ FolderListing::Kind FolderListing::kind() const {
 std::size_t FolderListing::size() const {
   switch (kind()) {
   case Kind::Maildir:
-    return mOnlyEntry ? 1 : mMaildir->size();
+    return mOnlyKey ? 1 : mMaildir->size();
   case Kind::MessageFile:
     return 1;
   case Kind::MessageFiles:
@@ -115,15 +115,16 @@ MessageRef FolderListing::at(std::size_t i) const {
     return {mFileUri, MessageRef::Kind::MessageFile, mPath, {}};
   if (kind() == Kind::MessageFiles)
     return {MailStore::messageFileUri(mFiles[i]), MessageRef::Kind::MessageFile, mFiles[i], {}};
-  std::string key =
-      mMaildir ? std::string(mMaildir->key(maildirEntry(i))) : std::to_string(mMboxKeys[i]);
+  std::string key = !mMaildir  ? std::to_string(mMboxKeys[i])
+                    : mOnlyKey ? *mOnlyKey
+                               : mMaildir->key(i);
   return {mUriPrefix + percentEscape(key, false), MessageRef::Kind::FolderMessage, mPath,
           std::move(key)};
 }
 
 fs::path FolderListing::fileAt(std::size_t i) const {
   if (mMaildir)
-    return mMaildir->file(maildirEntry(i));
+    return mOnlyKey ? mOnlyFile : mMaildir->file(i);
   return kind() == Kind::MessageFiles ? mFiles[i] : mPath;
 }
 
@@ -163,12 +164,13 @@ FolderListing MailStore::list(const fs::path& given) const {
     // index kept does not have this file.
     for (bool relist : {false, true}) {
       std::shared_ptr<const MaildirIndex> index = maildirIndex(maildir, relist);
-      std::optional<std::size_t> entry = index->find(maildirKeyOf(path.filename().string()));
-      if (entry && index->file(*entry) == path) {
+      std::string key(maildirKeyOf(path.filename().string()));
+      if (index->fileFor(key) == path) {
         listing.mPath = maildir;
         listing.mUriPrefix = std::string(kMessageUriPrefix) + mRoot.uriPathFor(maildir) + "#";
         listing.mMaildir = std::move(index);
-        listing.mOnlyEntry = entry;
+        listing.mOnlyKey = std::move(key);
+        listing.mOnlyFile = path;
         return listing;
       }
     }
@@ -210,11 +212,10 @@ OpenedMessage MailStore::openInMaildir(const MessageRef& message) const {
   bool listedNow = !mMaildirs.contains(message.path);
   std::shared_ptr<const MaildirIndex> index = maildirIndex(message.path, false);
   for (;;) {
-    if (std::optional<std::size_t> i = index->find(message.key)) {
-      fs::path file = index->file(*i);
+    if (std::optional<fs::path> file = index->fileFor(message.key)) {
       try {
-        auto opened = std::make_unique<ReadOnlyFile>(file);
-        MessageExtent extent{file, 0, opened->size()};
+        auto opened = std::make_unique<ReadOnlyFile>(*file);
+        MessageExtent extent{*file, 0, opened->size()};
         return {std::move(extent), std::move(opened)};
       } catch (const MailError& error) {
         if (error.kind() != MailErrorKind::NotFound || listedNow)

@@ -64,12 +64,11 @@ public:
 
 private:
   friend class MailStore;
-  std::size_t maildirEntry(std::size_t i) const { return mOnlyEntry ? *mOnlyEntry : i; }
-
   std::filesystem::path mPath;
   std::string mUriPrefix; // the URI of a message up to its key
   std::shared_ptr<const MaildirIndex> mMaildir;
-  std::optional<std::size_t> mOnlyEntry; // one message file of the Maildir was named
+  std::optional<std::string> mOnlyKey; // one message file of the Maildir was named: its key
+  std::filesystem::path mOnlyFile;     // and its file
   std::vector<std::uint64_t> mMboxKeys;
   std::string mFileUri;                      // a message file: its one URI
   std::vector<std::filesystem::path> mFiles; // a folder of message files

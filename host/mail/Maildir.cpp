@@ -1,9 +1,11 @@
 #include "Maildir.h"
 
 #include "MailError.h"
+#include "TemporaryNameTable.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -66,10 +68,28 @@ bool isMaildir(const fs::path& dir) {
   return fs::is_directory(dir / "cur", ec) || fs::is_directory(dir / "new", ec);
 }
 
+std::size_t MaildirIndex::memoryBudget() {
+  // Beyond this, about 2,000 names as mail programs make them, a folder's names are written
+  // out: the index of a larger folder costs a few microseconds more per message, not memory.
+  constexpr std::size_t kDefault = 128 * 1024;
+  const char* given = std::getenv("MAILHOST_MAILDIR_MEMORY");
+  if (!given || !*given)
+    return kDefault;
+  char* end = nullptr;
+  unsigned long long bytes = std::strtoull(given, &end, 10);
+  return *end == '\0' ? std::size_t(bytes) : kDefault;
+}
+
 MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
+  const std::size_t budget = memoryBudget();
   std::size_t entries = 0;
   std::size_t bytes = 0;
   sizeUp(dir, entries, bytes);
+  if (std::size_t whole = bytes + entries * sizeof(std::uint32_t); whole > budget) {
+    // Room for one budget's worth at a time.
+    entries = entries * budget / whole + 1;
+    bytes = bytes * budget / whole + 256;
+  }
   mEntries.reserve(entries);
   mNames.reserve(bytes);
   bool listedAny = false;
@@ -89,6 +109,8 @@ MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
           isRegularFile(listing.get(), entry)) {
         mEntries.push_back(static_cast<std::uint32_t>(mNames.size()));
         mNames.append(sub).append("/").append(entry->d_name).push_back('\0');
+        if (mNames.size() + mEntries.size() * sizeof(std::uint32_t) >= budget)
+          moveToTable();
       }
       errno = 0;
     }
@@ -101,6 +123,28 @@ MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
       throw MailError(MailErrorKind::NotFound, dir.string() + ": no such file or directory");
     throw MailError(MailErrorKind::NotAFolder, dir.string() + ": not a Maildir folder");
   }
+  if (mTable) {
+    moveToTable();
+    try {
+      mTable->finish();
+    } catch (const MailError& error) {
+      throw MailError(error.kind(), mDir.string() + ": " + error.what());
+    }
+    mNames = std::string();
+    mEntries = std::vector<std::uint32_t>();
+    return;
+  }
+  sortAndDropDuplicates();
+  // Only what was reserved for names that are not messages, or that came meanwhile.
+  if (mEntries.capacity() - mEntries.size() > mEntries.size() / 8)
+    mEntries.shrink_to_fit();
+  if (mNames.capacity() - mNames.size() > mNames.size() / 8)
+    mNames.shrink_to_fit();
+}
+
+MaildirIndex::~MaildirIndex() = default;
+
+void MaildirIndex::sortAndDropDuplicates() {
   // Stable, so that of two files with one key the one in cur/ (listed first) stays.
   std::stable_sort(mEntries.begin(), mEntries.end(), [this](std::uint32_t a, std::uint32_t b) {
     return keyOf(mNames.c_str() + a + kSubdirPrefix) < keyOf(mNames.c_str() + b + kSubdirPrefix);
@@ -111,33 +155,57 @@ MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
                                       keyOf(mNames.c_str() + b + kSubdirPrefix);
                              }),
                  mEntries.end());
-  // Only what was reserved for names that are not messages, or that came meanwhile.
-  if (mEntries.capacity() - mEntries.size() > mEntries.size() / 8)
-    mEntries.shrink_to_fit();
-  if (mNames.capacity() - mNames.size() > mNames.size() / 8)
-    mNames.shrink_to_fit();
+}
+
+// The names listed so far go to the table, in key order (the quickest to add), and the buffer
+// is used again for the next ones. The table keeps the first name of a key, so cur/, listed
+// first, still wins.
+void MaildirIndex::moveToTable() {
+  try {
+    if (!mTable)
+      mTable = std::make_unique<TemporaryNameTable>(TemporaryNameTable::defaultFolder());
+    sortAndDropDuplicates();
+    for (std::size_t i = 0; i < mEntries.size(); ++i)
+      mTable->add(keyOf(name(i).substr(kSubdirPrefix)), name(i));
+  } catch (const MailError& error) {
+    throw MailError(error.kind(), mDir.string() + ": " + error.what());
+  }
+  mEntries.clear();
+  mNames.clear();
+}
+
+std::size_t MaildirIndex::size() const {
+  return mTable ? mTable->size() : mEntries.size();
 }
 
 std::string_view MaildirIndex::name(std::size_t i) const {
   return mNames.c_str() + mEntries[i];
 }
 
-std::string_view MaildirIndex::key(std::size_t i) const {
-  return keyOf(name(i).substr(kSubdirPrefix));
+std::string MaildirIndex::key(std::size_t i) const {
+  if (mTable)
+    return mTable->keyAt(i);
+  return std::string(keyOf(name(i).substr(kSubdirPrefix)));
 }
 
 fs::path MaildirIndex::file(std::size_t i) const {
+  if (mTable)
+    return mDir / mTable->nameAt(i);
   return mDir / name(i);
 }
 
-std::optional<std::size_t> MaildirIndex::find(std::string_view wanted) const {
+std::optional<fs::path> MaildirIndex::fileFor(std::string_view wanted) const {
+  if (mTable) {
+    std::optional<std::string> found = mTable->nameFor(wanted);
+    return found ? std::optional<fs::path>(mDir / *found) : std::nullopt;
+  }
   auto it = std::lower_bound(mEntries.begin(), mEntries.end(), wanted,
                              [this](std::uint32_t entry, std::string_view k) {
                                return keyOf(mNames.c_str() + entry + kSubdirPrefix) < k;
                              });
   if (it == mEntries.end() || keyOf(mNames.c_str() + *it + kSubdirPrefix) != wanted)
     return std::nullopt;
-  return static_cast<std::size_t>(it - mEntries.begin());
+  return mDir / std::string_view(mNames.c_str() + *it);
 }
 
 std::string_view maildirKeyOf(std::string_view fileName) {

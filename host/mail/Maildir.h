@@ -3,12 +3,15 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace mailhost {
+
+class TemporaryNameTable;
 
 // True for a directory with a cur/ or new/ subdirectory.
 bool isMaildir(const std::filesystem::path& dir);
@@ -18,25 +21,38 @@ bool isMaildir(const std::filesystem::path& dir);
 // message is read or moved from new/ to cur/), so the key, and the message's URI, stay the same
 // for the message's life.
 // Sorted by key; hidden files, files without a key (named ":...") and subdirectories are
-// skipped, and cur/ wins over a stale copy in new/. The names live in one buffer: a folder may
-// hold tens of thousands of messages and its index is kept for a whole run.
+// skipped, and cur/ wins over a stale copy in new/. A folder may hold hundreds of thousands of
+// messages and its index is kept for a whole run: the names live in one buffer, and when they
+// outgrow a fixed budget they go to a temporary file instead (TemporaryNameTable), so that the
+// memory taken stops growing with the folder.
 class MaildirIndex {
 public:
-  // Lists cur/ and new/. Throws MailError(NotFound / AccessDenied / NotAFolder / Io).
+  // Lists cur/ and new/. Throws MailError(NotFound / AccessDenied / NotAFolder / Io; Io too when
+  // a large folder's listing cannot be written to its temporary file).
   explicit MaildirIndex(const std::filesystem::path& dir);
+  ~MaildirIndex();
+  MaildirIndex(const MaildirIndex&) = delete;
+  MaildirIndex& operator=(const MaildirIndex&) = delete;
+
+  // The bytes of names held in memory at most; MAILHOST_MAILDIR_MEMORY overrides it.
+  static std::size_t memoryBudget();
 
   const std::filesystem::path& dir() const { return mDir; }
-  std::size_t size() const { return mEntries.size(); }
-  std::string_view key(std::size_t i) const;
+  std::size_t size() const;
+  // Entry i in key order: quickest when the entries are asked for in that order.
+  std::string key(std::size_t i) const;
   std::filesystem::path file(std::size_t i) const;
-  std::optional<std::size_t> find(std::string_view key) const;
+  std::optional<std::filesystem::path> fileFor(std::string_view key) const;
 
 private:
   std::string_view name(std::size_t i) const; // "cur/<file name>" or "new/<file name>"
+  void sortAndDropDuplicates();
+  void moveToTable();
 
   std::filesystem::path mDir;
-  std::string mNames;                  // the names one after the other, each ended by '\0'
-  std::vector<std::uint32_t> mEntries; // where each name starts in mNames, in key order
+  std::string mNames;                         // the names one after the other, each ended by '\0'
+  std::vector<std::uint32_t> mEntries;        // where each name starts in mNames, in key order
+  std::unique_ptr<TemporaryNameTable> mTable; // every name, once the budget is exceeded
 };
 
 // A message file's key: its name up to the first ':'.

@@ -10,7 +10,12 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <functional>
+#include <optional>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using testsupport::TempDir;
@@ -69,6 +74,40 @@ const std::vector<MboxCase>& mboxCases() {
   return cases;
 }
 
+// Sets an environment variable for one scope.
+class ScopedEnv {
+public:
+  ScopedEnv(const char* name, const std::string& value) : mName(name) {
+    if (const char* old = std::getenv(name))
+      mOld = old;
+    ::setenv(name, value.c_str(), 1);
+  }
+  ~ScopedEnv() { mOld ? ::setenv(mName, mOld->c_str(), 1) : ::unsetenv(mName); }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+private:
+  const char* mName;
+  std::optional<std::string> mOld;
+};
+
+// A Maildir index kept in memory, or (with a budget of a few names) in a temporary file under
+// dir/cache: the tests of Maildir folders run both ways.
+class MaildirBothWays : public testing::TestWithParam<bool> {
+protected:
+  MaildirBothWays()
+      : mCache("XDG_CACHE_HOME", (dir / "cache").string()),
+        mBudget("MAILHOST_MAILDIR_MEMORY", GetParam() ? "100" : "") {}
+  TempDir dir;
+
+private:
+  ScopedEnv mCache;
+  ScopedEnv mBudget;
+};
+
+INSTANTIATE_TEST_SUITE_P(Index, MaildirBothWays, testing::Values(false, true),
+                         [](const auto& param) { return param.param ? "InAFile" : "InMemory"; });
+
 } // namespace
 
 TEST(Mbox, ScansSeparatorsAndFindsEachMessageByItsKey) {
@@ -112,8 +151,7 @@ TEST(Mbox, KeysThatAreNoSeparatorAreRefused) {
   EXPECT_NO_THROW(findMboxEntry(file, content.find("From b")));
 }
 
-TEST(Maildir, KeysAreUniqueNamesThatSurviveFlagChanges) {
-  TempDir dir;
+TEST_P(MaildirBothWays, KeysAreUniqueNamesThatSurviveFlagChanges) {
   dir.write("box/cur/1000.aa.host:2,S", "Subject: a\n\nA\n");
   dir.write("box/new/999.bb.host", "Subject: b\n\nB\n");
   dir.write("box/new/.hidden", "not mail");
@@ -271,4 +309,108 @@ TEST(MailStore, UnreadableFolderIsRefused) {
   fs::permissions(mbox, fs::perms::none);
   MailStore store;
   EXPECT_EQ(errorKindOf([&] { store.messagesIn(mbox); }), MailErrorKind::AccessDenied);
+}
+
+TEST(Maildir, AnIndexInAFileListsAndFindsWhatTheOneInMemoryDoes) {
+  TempDir dir;
+  ScopedEnv cache("XDG_CACHE_HOME", (dir / "cache").string());
+  for (int i = 0; i < 300; ++i) {
+    std::string key = std::to_string(i * 7919 % 1000) + ".M" + std::to_string(i) + ".host";
+    if (i % 3 != 0)
+      dir.write("box/cur/" + key + ":2,S", "Subject: cur\n\n");
+    if (i % 3 == 0 || i % 5 == 0) // new/ alone, or a stale copy of a message read since
+      dir.write("box/new/" + key, "Subject: new\n\n");
+  }
+  // Keys that sort bytewise: a prefix before its extensions, bytes above 0x7f last.
+  for (const char* key : {"7", "7.", "7.M", "\xc3\xa9t\xc3\xa9", "\x7f"})
+    dir.write(fs::path("box/cur") / (std::string(key) + ":2,"), "Subject: x\n\n");
+  dir.write("box/cur/.hidden", "not mail");
+  dir.write("box/new/:2,", "no key");
+
+  MaildirIndex inMemory(dir / "box");
+  ScopedEnv budget("MAILHOST_MAILDIR_MEMORY", "200");
+  std::optional<MaildirIndex> inFile(std::in_place, dir / "box");
+  // The file is made in a folder of the user's alone and is already gone from it.
+  struct stat folder {};
+  ASSERT_EQ(::stat((dir / "cache/mailhost").c_str(), &folder), 0);
+  EXPECT_EQ(folder.st_mode & 0777, 0700u);
+  EXPECT_TRUE(fs::is_empty(dir / "cache/mailhost"));
+
+  ASSERT_EQ(inFile->size(), inMemory.size());
+  ASSERT_EQ(inMemory.size(), 305u); // every key once
+  for (std::size_t i = 0; i < inMemory.size(); ++i) {
+    ASSERT_EQ(inFile->key(i), inMemory.key(i)) << i;
+    ASSERT_EQ(inFile->file(i), inMemory.file(i)) << i;
+    if (i > 0) {
+      EXPECT_LT(inMemory.key(i - 1), inMemory.key(i));
+    }
+  }
+  // Out of order, as a retried message is asked for again.
+  for (std::size_t i : {std::size_t(250), std::size_t(3), inMemory.size() - 1, std::size_t(0)}) {
+    EXPECT_EQ(inFile->key(i), inMemory.key(i));
+    EXPECT_EQ(inFile->fileFor(inMemory.key(i)), inMemory.file(i));
+  }
+  // In key order, each followed by a key that would sort just after it.
+  for (std::size_t i = 0; i < inMemory.size(); ++i) {
+    ASSERT_EQ(inFile->fileFor(inMemory.key(i)), inMemory.file(i));
+    ASSERT_FALSE(inFile->fileFor(inMemory.key(i) + '\x01'));
+  }
+  EXPECT_EQ(inFile->fileFor("595.M5.host"), dir / "box/cur/595.M5.host:2,S"); // cur/ wins
+  for (const char* missing : {"", "7.M0", "zzz", ".hidden"}) {
+    EXPECT_FALSE(inMemory.fileFor(missing)) << missing;
+    EXPECT_FALSE(inFile->fileFor(missing)) << missing;
+  }
+  inFile.reset();
+  EXPECT_TRUE(fs::is_empty(dir / "cache/mailhost"));
+}
+
+TEST(Maildir, AnIndexFileThatCannotBeMadeIsAClearError) {
+  struct Case {
+    const char* name;
+    std::function<void(const fs::path& cache)> spoil;
+    bool noRoom = false; // files may grow to 1 KiB, no more
+  };
+  const Case cases[] = {
+      {"a file where its folder goes",
+       [](const fs::path& cache) { testsupport::writeFile(cache / "mailhost", "x"); }},
+      {"a folder others may read",
+       [](const fs::path& cache) {
+         fs::create_directories(cache / "mailhost");
+         fs::permissions(cache / "mailhost", fs::perms(0755));
+       }},
+      {"no room for the file", [](const fs::path&) {}, true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    TempDir dir;
+    for (int i = 0; i < 50; ++i)
+      dir.write("box/cur/" + std::to_string(i) + ".host:2,", "Subject: x\n\n");
+    ScopedEnv cache("XDG_CACHE_HOME", (dir / "cache").string());
+    ScopedEnv budget("MAILHOST_MAILDIR_MEMORY", "100");
+    c.spoil(dir / "cache");
+    rlimit old{};
+    ::getrlimit(RLIMIT_FSIZE, &old);
+    auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    if (c.noRoom) {
+      rlimit small = old;
+      small.rlim_cur = 1024;
+      ::setrlimit(RLIMIT_FSIZE, &small);
+    }
+    std::string message;
+    try {
+      MailStore(MailRoot(dir.path())).list(dir / "box");
+      ADD_FAILURE() << "listed";
+    } catch (const MailError& error) {
+      EXPECT_EQ(error.kind(), MailErrorKind::Io);
+      message = error.what();
+    }
+    ::setrlimit(RLIMIT_FSIZE, &old);
+    std::signal(SIGXFSZ, oldHandler);
+    // Which folder could not be read, and where its listing could not be kept.
+    EXPECT_TRUE(message.starts_with((dir / "box").string() + ": ")) << message;
+    EXPECT_NE(message.find((dir / "cache/mailhost").string()), std::string::npos) << message;
+    if (fs::is_directory(dir / "cache/mailhost")) {
+      EXPECT_TRUE(fs::is_empty(dir / "cache/mailhost"));
+    }
+  }
 }
