@@ -2,6 +2,8 @@
 
 #include "MailError.h"
 
+#include <unix/PrivateFolder.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -22,16 +24,12 @@ constexpr int kCacheKiB = 32;
 void makePrivateFolder(const fs::path& folder) {
   std::error_code ec;
   fs::create_directories(folder.parent_path(), ec);
-  if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-    throw MailError(MailErrorKind::Io,
-                    "cannot keep the listing in " + folder.string() + ": " + std::strerror(errno));
-  struct stat info {};
-  if (::lstat(folder.c_str(), &info) != 0)
-    throw MailError(MailErrorKind::Io,
-                    "cannot keep the listing in " + folder.string() + ": " + std::strerror(errno));
-  if (!S_ISDIR(info.st_mode) || info.st_uid != ::geteuid() || (info.st_mode & 077) != 0)
-    throw MailError(MailErrorKind::Io, "cannot keep the listing in " + folder.string() +
-                                           ": not a folder of this user's alone (0700)");
+  errno = 0;
+  if (!os::ensurePrivateFolder(folder.string(), os::WiderModes::refuse))
+    throw MailError(MailErrorKind::Io, "cannot keep the listing in " + folder.string() + ": " +
+                                           (errno != 0 && errno != EEXIST
+                                                ? std::strerror(errno)
+                                                : "not a folder of this user's alone (0700)"));
 }
 
 std::string_view columnText(sqlite3_stmt* statement, int column) {
