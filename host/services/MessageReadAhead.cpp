@@ -106,7 +106,8 @@ void MessageReadAhead::work() {
   std::unique_lock<std::mutex> lock(mLock);
   for (;;) {
     if (mReady.size() >= mLimits.messages || mReadyBytes >= mLimits.bytes) {
-      // Full: go on once half is taken, rather than wake for every message taken.
+      // Full: go on once three quarters are taken, so that the threads switch once per batch
+      // rather than once per message.
       mWaitingForRoom = true;
       mRoom.wait(lock, [&] { return mStopping || lowWater(); });
       mWaitingForRoom = false;
@@ -131,7 +132,7 @@ void MessageReadAhead::work() {
 }
 
 bool MessageReadAhead::lowWater() const {
-  return mReady.size() <= mLimits.messages / 2 && mReadyBytes <= mLimits.bytes / 2;
+  return mReady.size() <= mLimits.messages / 4 && mReadyBytes <= mLimits.bytes / 4;
 }
 
 void MessageReadAhead::makeRoom() {
