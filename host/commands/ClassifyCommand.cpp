@@ -40,20 +40,32 @@ class JsonReportWriter {
 public:
   explicit JsonReportWriter(std::ostream& out) : mOut(out) { mOut << "{\n  \"messages\": ["; }
 
+  // Laid out as indented() lays out an object four deep, keys sorted as dump() sorts them, but
+  // written field by field: building and dumping an object per message cost more than the rest
+  // of the report.
   void add(const ClassifyOutcome& m) {
-    nlohmann::json entry = {{"uri", m.uri},
-                            {"folder", m.folder},
-                            {"path", m.path.string()},
-                            {"verdict", verdictWord(m.verdict)}};
-    if (hasVerdict(m))
-      entry["origin"] = originName(m.origin);
-    if (!m.movedTo.empty()) {
-      entry["moved_to"] = m.movedTo.string();
-      entry["moved_to_uri"] = m.movedToUri;
-    }
+    std::string& text = mEntry;
+    text.assign(mFirst ? "\n    {" : ",\n    {");
+    bool firstField = true;
+    auto field = [&](std::string_view key, std::string_view value) {
+      text.append(firstField ? "\n      \"" : ",\n      \"").append(key).append("\": ");
+      appendJsonString(text, value);
+      firstField = false;
+    };
     if (!m.error.empty())
-      entry["error"] = m.error;
-    mOut << (mFirst ? "\n    " : ",\n    ") << indented(entry, 4);
+      field("error", m.error);
+    field("folder", m.folder);
+    if (!m.movedTo.empty()) {
+      field("moved_to", m.movedTo.string());
+      field("moved_to_uri", m.movedToUri);
+    }
+    if (hasVerdict(m))
+      field("origin", originName(m.origin));
+    field("path", m.path.string());
+    field("uri", m.uri);
+    field("verdict", verdictWord(m.verdict));
+    text.append("\n    }");
+    mOut << text;
     mFirst = false;
   }
 
@@ -83,8 +95,23 @@ private:
     return result;
   }
 
+  // Printable ASCII other than a quote or a backslash stands for itself; anything else is left
+  // to the library (escapes, and a path that is not UTF-8).
+  static void appendJsonString(std::string& text, std::string_view value) {
+    bool plain = std::all_of(value.begin(), value.end(), [](char c) {
+      return c >= 0x20 && c <= 0x7e && c != '"' && c != '\\';
+    });
+    if (!plain) {
+      text.append(
+          nlohmann::json(value).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+      return;
+    }
+    text.append(1, '"').append(value).append(1, '"');
+  }
+
   std::ostream& mOut;
   bool mFirst = true;
+  std::string mEntry; // kept from message to message
 };
 
 // "1 message", "1,204 messages".

@@ -28,15 +28,17 @@ std::optional<MessageReadAhead::FileStamp> stampOf(const std::string& file) {
 }
 
 // The same form as toFilterForm(extent) gives, with one read of the file that is open already
-// when the message is small and holds more than an envelope line.
-FilterForm formOf(const OpenedMessage& opened) {
+// when the message is small and holds more than an envelope line. `buffer` is kept from message to
+// message: a fresh one each time costs an allocation and a zeroing as large as the message.
+FilterForm formOf(const OpenedMessage& opened, std::string& buffer) {
   const MessageExtent& extent = opened.extent;
   std::uint64_t size = opened.file->size();
   std::uint64_t length = extent.offset < size ? std::min(extent.length, size - extent.offset) : 0;
   if (length > 0 && length <= kReadInOneGoLimit) {
-    std::string bytes(static_cast<std::size_t>(length), '\0');
-    bytes.resize(opened.file->readAt(extent.offset, bytes.data(), bytes.size()));
-    std::string_view text = bytes;
+    if (buffer.size() < length)
+      buffer.resize(kReadInOneGoLimit);
+    std::string_view text(buffer.data(), opened.file->readAt(extent.offset, buffer.data(),
+                                                             static_cast<std::size_t>(length)));
     // Only the envelope line ("From ...") left: read as the extent's own reading has it.
     std::size_t envelope = 0;
     if (text.starts_with("From ")) {
@@ -90,7 +92,7 @@ MessageReadAhead::Prepared MessageReadAhead::prepare(std::size_t index, const st
     // The file as opened: a file written to meanwhile, which may have given a mix of old and
     // new bytes, no longer matches when the form is taken.
     FileStamp stamp = stampOf(opened.file->status());
-    FilterForm form = formOf(opened);
+    FilterForm form = formOf(opened, mReadBuffer);
     prepared.bytes = sizeOf(form);
     prepared.form = std::move(form);
     prepared.file = opened.extent.file.string();
@@ -106,7 +108,8 @@ void MessageReadAhead::work() {
   std::unique_lock<std::mutex> lock(mLock);
   for (;;) {
     if (mReady.size() >= mLimits.messages || mReadyBytes >= mLimits.bytes) {
-      // Full: go on once half is taken, rather than wake for every message taken.
+      // Full: go on once three quarters are taken, so that the threads switch once per batch
+      // rather than once per message.
       mWaitingForRoom = true;
       mRoom.wait(lock, [&] { return mStopping || lowWater(); });
       mWaitingForRoom = false;
@@ -131,7 +134,7 @@ void MessageReadAhead::work() {
 }
 
 bool MessageReadAhead::lowWater() const {
-  return mReady.size() <= mLimits.messages / 2 && mReadyBytes <= mLimits.bytes / 2;
+  return mReady.size() <= mLimits.messages / 4 && mReadyBytes <= mLimits.bytes / 4;
 }
 
 void MessageReadAhead::makeRoom() {

@@ -25,7 +25,7 @@ namespace mailhost {
 class MessageReadAhead {
 public:
   struct Limits {
-    std::size_t messages = 8;        // forms held ready at most
+    std::size_t messages = 32;       // forms held ready at most
     std::size_t bytes = 1024 * 1024; // and their size; a larger message is left on demand
   };
 
@@ -68,7 +68,8 @@ private:
   void makeRoom();
   Prepared prepare(std::size_t index, const std::string& uri);
 
-  MailStore mStore; // the thread's own
+  MailStore mStore;        // the thread's own
+  std::string mReadBuffer; // the thread's own
   const std::vector<std::string> mUris;
   const Limits mLimits;
 

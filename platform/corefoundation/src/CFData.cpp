@@ -162,6 +162,17 @@ void CFDataSetLength(CFMutableDataRef theData, CFIndex length) {
 }
 
 void CFDataAppendBytes(CFMutableDataRef theData, const UInt8* bytes, CFIndex length) {
+  // Bytes from elsewhere that fit the room already there, the usual case of a buffer being
+  // filled piece by piece, go straight in.
+  if (theData->kind != __CFData::Kind::Immutable && length > 0 && bytes != nullptr) {
+    size_t newLength = theData->length + static_cast<size_t>(length);
+    bool outside = bytes + length <= theData->bytes || bytes >= theData->bytes + theData->storage;
+    if (outside && newLength <= theData->storage && newLength <= theData->capacity) {
+      std::memcpy(theData->bytes + theData->length, bytes, static_cast<size_t>(length));
+      theData->length = newLength;
+      return;
+    }
+  }
   CFDataReplaceBytes(theData, CFRangeMake(static_cast<CFIndex>(theData->length), 0), bytes, length);
 }
 

@@ -4,7 +4,9 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <mutex>
+#include <string_view>
 #include <unordered_map>
 
 bool __CFString::equals(const cf::Object& other) const {
@@ -92,9 +94,18 @@ void appendBounded(__CFString* string, const cf::StringStorage& addition) {
   string->storage.append(addition, 0, count);
 }
 
-std::unordered_map<std::string, const __CFString*>& constantStrings() {
+// Looked up by the literal's text as it is: a constant string is asked for many times a message,
+// and a key built for each lookup would be an allocation each time.
+struct TextHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+};
+using ConstantStringTable =
+    std::unordered_map<std::string, const __CFString*, TextHash, std::equal_to<>>;
+
+ConstantStringTable& constantStrings() {
   // Never destroyed: constant strings live as long as the process.
-  static auto* table = new std::unordered_map<std::string, const __CFString*>();
+  static auto* table = new ConstantStringTable();
   return *table;
 }
 
@@ -104,18 +115,19 @@ CFStringRef __CFStringMakeConstantString(const char* cStr) {
   static std::mutex lock;
   std::lock_guard<std::mutex> guard(lock);
   auto& table = constantStrings();
-  auto found = table.find(cStr);
+  std::string_view text(cStr);
+  auto found = table.find(text);
   if (found != table.end()) {
     return found->second;
   }
   auto* string = new __CFString(cf::Object::Immortal{});
-  size_t length = std::strlen(cStr);
+  size_t length = text.size();
   if (!cf::decodeBytes(reinterpret_cast<const UInt8*>(cStr), length, kCFStringEncodingUTF8, false,
                        string->storage)) {
     string->storage = cf::StringStorage();
     string->storage.appendLatin1(cStr, length);
   }
-  table.emplace(cStr, string);
+  table.emplace(text, string);
   return string;
 }
 

@@ -19,6 +19,12 @@ namespace coreservices {
 namespace {
 
 constexpr long kDefaultTimeoutTicks = 3600;
+
+// The frame of this thread's last exchange, kept for its next one: an event carrying a message is
+// tens of KiB, and a fresh buffer each time costs an allocation and a zeroing as large. A frame
+// larger than this is not kept.
+constexpr std::size_t kKeptFrameLimit = 1024 * 1024;
+thread_local std::vector<std::uint8_t> tKeptFrame;
 constexpr AESendMode kKnownSendModeBits = 0x3 | 0x30 | kAECanSwitchLayer | kAEDontReconnect |
                                           kAEWantReceipt | kAEDontRecord | kAEDontExecute |
                                           kAEProcessNonReplyEvents;
@@ -78,8 +84,8 @@ OSStatus dispatchInThisProcess(const AppleEvent* event, AppleEvent* reply, bool 
 }
 
 // One exchange on a channel that the caller holds exclusively.
-OSStatus exchange(ReplyChannel& channel, const os::RegistryEntry& target,
-                  const std::vector<std::uint8_t>& frame, std::uint32_t exchangeID, bool wantsReply,
+OSStatus exchange(ReplyChannel& channel, const os::RegistryEntry& target, const std::uint8_t* frame,
+                  std::size_t frameSize, std::uint32_t exchangeID, bool wantsReply,
                   Deadline deadline, AppleEvent* reply) {
   if (channel.socket() >= 0 &&
       (channel.endpoint() != target.socketPath || !connectionIsQuiet(channel.socket())))
@@ -95,7 +101,7 @@ OSStatus exchange(ReplyChannel& channel, const os::RegistryEntry& target,
       return statusFor(connected);
     channel.adopt(socket, target.socketPath);
   }
-  if (IOStatus written = writeAll(channel.socket(), frame.data(), frame.size(), deadline);
+  if (IOStatus written = writeAll(channel.socket(), frame, frameSize, deadline);
       written != IOStatus::ok)
     return statusFor(written);
 
@@ -168,7 +174,11 @@ OSStatus sendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode send
   if (flatSize <= 0 || static_cast<std::uint64_t>(flatSize) > kMaxFramePayload)
     return paramErr;
   std::uint32_t exchangeID = nextExchangeID();
-  std::vector<std::uint8_t> frame(kFrameHeaderSize + static_cast<std::size_t>(flatSize));
+  // Taken rather than borrowed, so that an exchange started meanwhile on this thread has its own.
+  std::vector<std::uint8_t> frame = std::move(tKeptFrame);
+  tKeptFrame.clear();
+  if (frame.size() < kFrameHeaderSize + static_cast<std::size_t>(flatSize))
+    frame.resize(kFrameHeaderSize + static_cast<std::size_t>(flatSize));
   Size written = 0;
   if (OSStatus flattened = AEFlattenDesc(
           event, reinterpret_cast<Ptr>(frame.data()) + kFrameHeaderSize, flatSize, &written);
@@ -177,11 +187,13 @@ OSStatus sendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode send
   encodeHeader({FrameKind::event, static_cast<std::uint8_t>(wantsReply ? kFrameWantsReply : 0),
                 static_cast<std::uint32_t>(written), exchangeID},
                frame.data());
-  frame.resize(kFrameHeaderSize + static_cast<std::size_t>(written));
 
   std::lock_guard busy(channel->inUse());
-  OSStatus status =
-      exchange(*channel, target.entry, frame, exchangeID, wantsReply, deadline, reply);
+  OSStatus status = exchange(*channel, target.entry, frame.data(),
+                             kFrameHeaderSize + static_cast<std::size_t>(written), exchangeID,
+                             wantsReply, deadline, reply);
+  if (frame.size() <= kKeptFrameLimit)
+    tKeptFrame = std::move(frame);
   if (status != noErr)
     channel->disconnect(); // a late reply must never reach a later exchange
   return status;
