@@ -26,7 +26,7 @@ class MessageReadAhead {
 public:
   struct Limits {
     std::size_t messages = 32;       // forms held ready at most
-    std::size_t bytes = 1024 * 1024; // and their size; a larger message is left on demand
+    std::size_t bytes = 256 * 1024; // and their size; a larger message is left on demand
   };
 
   // `store` is copied: its lookups keep caches that the thread must not share.
