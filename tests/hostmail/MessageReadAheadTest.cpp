@@ -61,9 +61,10 @@ TEST_F(MessageReadAheadTest, FormsComeInOrderAndEqualWhatIsReadOnDemand) {
   dir.write("Box/cur/091.host:2,S", "From a@b Mon Jan  1 00:00:00 2024");
   dir.write("Box/cur/092.host:2,S", message(92, 100'000));
   std::vector<std::string> uris = maildir(5);
-  dir.write("Inbox", "From a@b Mon Jan  1 00:00:00 2024\nSubject: in mbox\n\nhello\n"
+  dir.write("Inbox", "From a@b Mon Jan  1 00:00:00 2024\nSubject: in mbox\n\nhello\n\n"
                      "From c@d Mon Jan  1 00:00:00 2024\nSubject: second\n\nthere\n");
   FolderListing mbox = store.list(dir / "Inbox");
+  ASSERT_EQ(mbox.size(), 2u);
   uris.push_back(mbox.at(0).uri);
   uris.push_back(mbox.at(1).uri);
   MessageReadAhead ahead(store, uris);
