@@ -31,8 +31,8 @@ void JunkStatusWriter::record(const std::string& uri, int score, JunkOrigin orig
     }
     mPending.push_back(std::move(status));
     ++mQueued;
-    // The thread looks every interval by itself; only a full queue cuts its sleep short.
-    wake = mPending.size() == kMaxPending;
+    // The first status starts the thread's interval; only a full queue cuts that short.
+    wake = mPending.size() == 1 || mPending.size() == kMaxPending;
   }
   if (wake)
     mWake.notify_one();
@@ -51,15 +51,14 @@ std::vector<JunkStatusWriter::Failure> JunkStatusWriter::flush() {
 void JunkStatusWriter::work() {
   std::unique_lock<std::mutex> lock(mLock);
   for (;;) {
+    // Nothing to write: sleep until there is, so that an idle host (a watch waiting for mail)
+    // does not wake every interval.
+    mWake.wait(lock, [&] { return mStopping || !mPending.empty(); });
+    if (mPending.empty())
+      break; // stopping
     // Let statuses gather, so that one transaction takes them all.
-    mWake.wait_for(lock, mInterval, [&] {
-      return mStopping || mPending.size() >= kMaxPending || (mFlushing > 0 && !mPending.empty());
-    });
-    if (mPending.empty()) {
-      if (mStopping)
-        break;
-      continue;
-    }
+    mWake.wait_for(lock, mInterval,
+                   [&] { return mStopping || mPending.size() >= kMaxPending || mFlushing > 0; });
     std::vector<JunkStatus> batch = std::exchange(mPending, {});
     lock.unlock();
     std::vector<Failure> failed;
