@@ -343,8 +343,12 @@ std::string_view BodyBuffer::view() const {
 }
 
 FilterForm toFilterForm(const MessageExtent& extent) {
-  parserOptions();
   ReadOnlyFile file(extent.file);
+  return toFilterForm(file, extent);
+}
+
+FilterForm toFilterForm(ReadOnlyFile& file, const MessageExtent& extent) {
+  parserOptions();
   std::uint64_t start = extent.offset;
   std::uint64_t end = std::min(extent.offset + extent.length, file.size());
   if (start > end)

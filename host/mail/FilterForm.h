@@ -11,6 +11,7 @@ struct _GByteArray;
 namespace mailhost {
 
 struct MessageExtent;
+class ReadOnlyFile;
 
 // A header field as a filter sees it: the name as written, the value unfolded, trimmed and
 // decoded to UTF-8 (encoded words; raw 8-bit text as UTF-8 when valid, else as Latin-1).
@@ -70,6 +71,10 @@ struct FilterForm {
 // message (no header block) throw MailError(Unparseable); a file that cannot be read throws
 // the MailError of its cause.
 FilterForm toFilterForm(const MessageExtent& message);
+
+// The same from the message's file, open already. A large message is read from the file as it is
+// converted, and the conversion takes the descriptor over: `file` is empty afterwards.
+FilterForm toFilterForm(ReadOnlyFile& file, const MessageExtent& message);
 
 // The same for a message held in memory.
 FilterForm toFilterForm(std::string_view message);

@@ -9,9 +9,6 @@ namespace mailhost {
 
 namespace {
 
-// A message this small is read in one go from the file already open.
-constexpr std::uint64_t kReadInOneGoLimit = 64 * 1024;
-
 MessageReadAhead::FileStamp stampOf(const struct stat& st) {
   return MessageReadAhead::FileStamp{
       static_cast<unsigned long long>(st.st_dev), static_cast<unsigned long long>(st.st_ino),
@@ -25,30 +22,6 @@ std::optional<MessageReadAhead::FileStamp> stampOf(const std::string& file) {
   if (::stat(file.c_str(), &st) != 0)
     return std::nullopt;
   return stampOf(st);
-}
-
-// The same form as toFilterForm(extent) gives, with one read of the file that is open already
-// when the message is small and holds more than an envelope line. `buffer` is kept from message to
-// message: a fresh one each time costs an allocation and a zeroing as large as the message.
-FilterForm formOf(const OpenedMessage& opened, std::string& buffer) {
-  const MessageExtent& extent = opened.extent;
-  std::uint64_t size = opened.file->size();
-  std::uint64_t length = extent.offset < size ? std::min(extent.length, size - extent.offset) : 0;
-  if (length > 0 && length <= kReadInOneGoLimit) {
-    if (buffer.size() < length)
-      buffer.resize(kReadInOneGoLimit);
-    std::string_view text(buffer.data(), opened.file->readAt(extent.offset, buffer.data(),
-                                                             static_cast<std::size_t>(length)));
-    // Only the envelope line ("From ...") left: read as the extent's own reading has it.
-    std::size_t envelope = 0;
-    if (text.starts_with("From ")) {
-      std::size_t lf = text.find('\n');
-      envelope = lf == std::string_view::npos ? text.size() : lf + 1;
-    }
-    if (envelope < text.size())
-      return toFilterForm(text);
-  }
-  return toFilterForm(extent);
 }
 
 std::size_t sizeOf(const FilterForm& form) {
@@ -92,7 +65,7 @@ MessageReadAhead::Prepared MessageReadAhead::prepare(std::size_t index, const st
     // The file as opened: a file written to meanwhile, which may have given a mix of old and
     // new bytes, no longer matches when the form is taken.
     FileStamp stamp = stampOf(opened.file->status());
-    FilterForm form = formOf(opened, mReadBuffer);
+    FilterForm form = toFilterForm(*opened.file, opened.extent);
     prepared.bytes = sizeOf(form);
     prepared.form = std::move(form);
     prepared.file = opened.extent.file.string();

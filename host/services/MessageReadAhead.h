@@ -68,8 +68,7 @@ private:
   void makeRoom();
   Prepared prepare(std::size_t index, const std::string& uri);
 
-  MailStore mStore;        // the thread's own
-  std::string mReadBuffer; // the thread's own
+  MailStore mStore; // the thread's own
   const std::vector<std::string> mUris;
   const Limits mLimits;
 
