@@ -4,6 +4,7 @@
 
 #include "unix/AtomicFile.h"
 #include "unix/Files.h"
+#include "unix/FolderWatch.h"
 #include "unix/ProcessTable.h"
 #include "unix/PropertyList.h"
 #include "unix/RuntimeFolder.h"
@@ -11,12 +12,12 @@
 #include "unix/ThisProcess.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -163,10 +164,10 @@ struct LiveCache {
   std::string folder;
   struct stat status {};
   std::vector<RegistryEntry> entries;
-  std::vector<int> processes; // one descriptor per entry, kept so their number stays steady
-  int watch = -1;             // inotify on `folder`, or -1
-  pid_t watchOwner = 0;       // a forked child reading the watch would take its parent's events
-  bool watchRefused = false;  // inotify_init1 or inotify_add_watch failed for `folder`
+  std::vector<int> processes;       // one descriptor per entry, kept so their number stays steady
+  std::optional<FolderWatch> watch; // on `folder`
+  pid_t watchOwner = 0;      // a forked child reading the watch would take its parent's events
+  bool watchRefused = false; // inotify_init1 or inotify_add_watch failed for `folder`
   unsigned lookups = 0;
 
   void forget() {
@@ -176,11 +177,7 @@ struct LiveCache {
     entries.clear();
     current = false;
   }
-  void stopWatching() {
-    if (watch >= 0)
-      calls().close(watch);
-    watch = -1;
-  }
+  void stopWatching() { watch.reset(); }
 };
 
 constexpr unsigned kLookupsBeforeWatching = 32;
@@ -217,36 +214,6 @@ bool anyReady(int watch, const std::vector<int>& processes) {
   return calls().poll(watched.data(), watched.size(), 0) != 0;
 }
 
-// Nothing when the watch cannot be had: the folder's times serve instead.
-int watchFolder(const std::string& folder) {
-  constexpr std::uint32_t kChanges = IN_ATTRIB | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE |
-                                     IN_DELETE_SELF | IN_MODIFY | IN_MOVE_SELF | IN_MOVED_FROM |
-                                     IN_MOVED_TO | IN_ONLYDIR | IN_DONT_FOLLOW;
-  int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  if (fd >= 0 && inotify_add_watch(fd, folder.c_str(), kChanges) < 0) {
-    calls().close(fd);
-    fd = -1;
-  }
-  return fd;
-}
-
-// Takes in the events so far; false when the watch itself has ended (the folder removed or
-// moved away) or events were lost.
-bool drainEvents(int watch) {
-  alignas(inotify_event) char events[4096];
-  bool alive = true;
-  ssize_t got = 0;
-  while ((got = calls().read(watch, events, sizeof events)) > 0) {
-    for (ssize_t at = 0; at < got;) {
-      const auto* event = reinterpret_cast<const inotify_event*>(events + at);
-      alive =
-          alive && !(event->mask & (IN_IGNORED | IN_Q_OVERFLOW | IN_DELETE_SELF | IN_MOVE_SELF));
-      at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-    }
-  }
-  return alive && (got == 0 || errno == EAGAIN || errno == EINTR);
-}
-
 } // namespace
 
 std::vector<RegistryEntry> liveEntries() {
@@ -254,12 +221,12 @@ std::vector<RegistryEntry> liveEntries() {
   std::lock_guard guard(cache->lock);
   if (cache->lookups <= kLookupsBeforeWatching)
     ++cache->lookups;
-  if (cache->watch >= 0 && cache->watchOwner != thisProcessID())
+  if (cache->watch && cache->watchOwner != thisProcessID())
     cache->stopWatching(); // this process's copy only: the parent's watch goes on
-  if (cache->watch >= 0 && cache->current && cache->folder == runtimeFolderPath()) {
-    if (!anyReady(cache->watch, cache->processes))
+  if (cache->watch && cache->current && cache->folder == runtimeFolderPath()) {
+    if (!anyReady(cache->watch->descriptor(), cache->processes))
       return cache->entries;
-    if (!drainEvents(cache->watch))
+    if (!cache->watch->drain())
       cache->stopWatching();
   }
 
@@ -276,16 +243,17 @@ std::vector<RegistryEntry> liveEntries() {
     cache->stopWatching();
     cache->watchRefused = false;
   }
-  bool toWatch =
-      cache->watch < 0 && !cache->watchRefused && cache->lookups > kLookupsBeforeWatching;
-  if (cache->watch < 0 && !toWatch && cache->current && cache->folder == *folder &&
+  bool toWatch = !cache->watch && !cache->watchRefused && cache->lookups > kLookupsBeforeWatching;
+  if (!cache->watch && !toWatch && cache->current && cache->folder == *folder &&
       sameFolderState(cache->status, status) && !anyReady(-1, cache->processes))
     return cache->entries;
 
   if (toWatch) {
-    cache->watch = watchFolder(*folder);
+    cache->watch.emplace(*folder, FolderWatch::Scope::entriesAndItself);
     cache->watchOwner = thisProcessID();
-    cache->watchRefused = cache->watch < 0;
+    cache->watchRefused = cache->watch->descriptor() < 0;
+    if (cache->watchRefused)
+      cache->stopWatching();
   }
   cache->forget();
   cache->entries = scanFolder(*folder);
@@ -299,7 +267,7 @@ std::vector<RegistryEntry> liveEntries() {
       cache->processes.push_back(fd);
     trusted = trusted && fd >= 0 && processIsAlive(entry.pid, entry.startTime);
   }
-  if (cache->watch >= 0) {
+  if (cache->watch) {
     cache->current = trusted;
     return cache->entries;
   }
