@@ -25,7 +25,8 @@
 #     BENCH_COLD_RUNS (5) times, Quellbark stopped before each;
 #   - memory: the peak resident size of the host and of a freshly launched Quellbark classifying
 #     each of BENCH_MEMORY_COUNTS messages (hard links to the held-out files);
-#   - the steady state: -j 1, -j 2 and bogofilter -b over the 10,000-message volume, when made;
+#   - the steady state: -j 1, -j 2, -j auto and bogofilter -b over the 10,000-message volume,
+#     when made;
 #   - the Apple Event round trip (bench/ae_roundtrip).
 # Everything lives under <build>/bench, with its own profile, preferences, runtime folder and
 # word list, made afresh each run. Environment: QB_BUILD (build/default), BENCH_REPS (3),
@@ -127,8 +128,8 @@ for rep in $(seq "$reps"); do
     >"$work/out/bogofilter-$rep.txt" || true
 done
 
-# (The pipeline with `mailhost classify -j 2` is measured here, in a block of its own, into
-# $work/out/host-j2-time-<rep>.txt; the table below shows it when those files exist.)
+# (The pipeline with `mailhost classify -j auto` is measured here, in a block of its own, into
+# $work/out/host-jauto-time-<rep>.txt; the table below shows it when those files exist.)
 
 # /usr/bin/time puts "Command exited with non-zero status N" above its figures (bogofilter exits
 # with its last verdict): the figures are the last line.
@@ -149,26 +150,27 @@ q_own_cpu=$(calc "$q_cpu - $bf_cpu")
 cpu_ms() { calc "1000 * $1 / $heldout"; }
 classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/classify-1.json" || true)
 
-# --- classify -j 2: the same held-out folders through two worker processes ---------------------
+# --- classify -j auto: the same held-out folders through worker processes (two per CPU) ---------
 # The host's CPU is the parent's and its workers' (time counts the children it waited for).
-log "bench: throughput with classify -j 2, $reps runs"
+auto_workers=$((2 * $(getconf _NPROCESSORS_ONLN)))
+log "bench: throughput with classify -j auto ($auto_workers workers), $reps runs"
 for rep in $(seq "$reps"); do
   before=$(tree_cpu "$qpid")
-  /usr/bin/time -f '%e %U %S %M' -o "$work/out/host-j2-time-$rep.txt" \
-    "${host[@]}" classify -j 2 --json "$work/mail/heldout/spam/000" "$work/mail/heldout/ham/000" \
-    >"$work/out/classify-j2-$rep.json" 2>"$work/out/classify-j2-$rep.err" || true
+  /usr/bin/time -f '%e %U %S %M' -o "$work/out/host-jauto-time-$rep.txt" \
+    "${host[@]}" classify -j auto --json "$work/mail/heldout/spam/000" "$work/mail/heldout/ham/000" \
+    >"$work/out/classify-jauto-$rep.json" 2>"$work/out/classify-jauto-$rep.err" || true
   after=$(tree_cpu "$qpid")
-  echo "$(calc "$after - $before")" >"$work/out/quellbark-j2-cpu-$rep.txt"
+  echo "$(calc "$after - $before")" >"$work/out/quellbark-jauto-cpu-$rep.txt"
 done
-j2_wall=$(for r in $(seq "$reps"); do figures "$work/out/host-j2-time-$r.txt" | awk '{ print $1 }'; done | median)
-j2_host_cpu=$(for r in $(seq "$reps"); do figures "$work/out/host-j2-time-$r.txt" | awk '{ print $2 + $3 }'; done | median)
-j2_q_cpu=$(for r in $(seq "$reps"); do cat "$work/out/quellbark-j2-cpu-$r.txt"; done | median)
-j2_rate=$(rate "$heldout" "$j2_wall")
-j2_classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/classify-j2-1.json" || true)
-j2_row=$(printf '| pipeline, `classify -j 2`: wall time (median of %d; %d reported junk or good) | %s s, %s messages/s, %s%% of bogofilter -b; CPU per message: host (parent and workers) %s ms, Quellbark+bogofilter %s ms | at or above bogofilter -b | %s |' \
-  "$reps" "$j2_classified" "$j2_wall" "$j2_rate" "$(calc "100 * $j2_rate / $bf_rate" 1)" \
-  "$(cpu_ms "$j2_host_cpu")" "$(cpu_ms "$j2_q_cpu")" "$(meets "$j2_rate >= $bf_rate")")
-# --- end of classify -j 2 ------------------------------------------------------------------------
+jauto_wall=$(for r in $(seq "$reps"); do figures "$work/out/host-jauto-time-$r.txt" | awk '{ print $1 }'; done | median)
+jauto_host_cpu=$(for r in $(seq "$reps"); do figures "$work/out/host-jauto-time-$r.txt" | awk '{ print $2 + $3 }'; done | median)
+jauto_q_cpu=$(for r in $(seq "$reps"); do cat "$work/out/quellbark-jauto-cpu-$r.txt"; done | median)
+jauto_rate=$(rate "$heldout" "$jauto_wall")
+jauto_classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/classify-jauto-1.json" || true)
+jauto_row=$(printf '| pipeline, `classify -j auto` (%d workers): wall time (median of %d; %d reported junk or good) | %s s, %s messages/s, %s%% of bogofilter -b; CPU per message: host (parent and workers) %s ms, Quellbark+bogofilter %s ms | at or above bogofilter -b | %s |' \
+  "$auto_workers" "$reps" "$jauto_classified" "$jauto_wall" "$jauto_rate" "$(calc "100 * $jauto_rate / $bf_rate" 1)" \
+  "$(cpu_ms "$jauto_host_cpu")" "$(cpu_ms "$jauto_q_cpu")" "$(meets "$jauto_rate >= $bf_rate")")
+# --- end of classify -j auto ---------------------------------------------------------------------
 
 log "bench: Quellbark alone, one Apple Event per message, $reps runs"
 rate_client=$root/$build/bin/quellbark_rate
@@ -371,11 +373,11 @@ fi
 # runtime and plug-in) weighs less than on the held-out run of under half a second.
 steady_row=
 if [[ -d $work/volume-10000 ]]; then
-  log "bench: steady state, 10,000 messages, -j 1, -j 2 and bogofilter -b, $reps runs"
+  log "bench: steady state, 10,000 messages, -j 1, -j 2, -j auto and bogofilter -b, $reps runs"
   find "$work/volume-10000" -type f >"$work/out/volume-10000-files.txt"
   "${host[@]}" classify "$(head -n 1 "$work/out/volume-10000-files.txt")" >/dev/null 2>&1 || true
   for rep in $(seq "$reps"); do
-    for jobs in 1 2; do
+    for jobs in 1 2 auto; do
       /usr/bin/time -f '%e %U %S %M' -o "$work/out/steady-j$jobs-$rep.txt" \
         "${host[@]}" classify -j "$jobs" --json "$work/volume-10000" >/dev/null 2>&1 || true
     done
@@ -386,9 +388,11 @@ if [[ -d $work/volume-10000 ]]; then
   steady_wall() { for r in $(seq "$reps"); do figures "$work/out/steady-$1-$r.txt" | awk '{ print $1 }'; done | median; }
   s1=$(steady_wall j1)
   s2=$(steady_wall j2)
+  sauto=$(steady_wall jauto)
   sbf=$(steady_wall bf)
-  steady_row=$(printf '| steady state, 10,000 messages in one folder (median of %d): -j 1 / -j 2 / bogofilter -b | %s / %s / %s s; -j 2 at %s%% of bogofilter -b | at or above bogofilter -b | %s |' \
-    "$reps" "$s1" "$s2" "$sbf" "$(calc "100 * $sbf / $s2" 1)" "$(meets "$s2 <= $sbf")")
+  steady_row=$(printf '| steady state, 10,000 messages in one folder (median of %d): -j 1 / -j 2 / -j auto (%d workers) / bogofilter -b | %s / %s / %s / %s s; -j 2 at %s%%, -j auto at %s%% of bogofilter -b | -j auto at or above bogofilter -b | %s |' \
+    "$reps" "$auto_workers" "$s1" "$s2" "$sauto" "$sbf" "$(calc "100 * $sbf / $s2" 1)" \
+    "$(calc "100 * $sbf / $sauto" 1)" "$(meets "$sauto <= $sbf")")
 fi
 
 log "bench: Apple Event round trip"
@@ -403,7 +407,7 @@ log "bench: Apple Event round trip"
   printf '| messages classified (held out) | %d (%d reported junk or good) |  |  |\n' "$heldout" "$classified"
   printf '| pipeline, `classify` (-j 1): wall time (median of %d) | %s s, %s messages/s, %s%% of bogofilter -b |  |  |\n' \
     "$reps" "$pipe_wall" "$pipe_rate" "$share"
-  [[ -z $j2_row ]] || printf '%s\n' "$j2_row"
+  [[ -z $jauto_row ]] || printf '%s\n' "$jauto_row"
   [[ -z $steady_row ]] || printf '%s\n' "$steady_row"
   printf '| bogofilter -b: wall time (median of %d) | %s s, %s messages/s |  |  |\n' "$reps" "$bf_wall" "$bf_rate"
   plain "$rate_row"
