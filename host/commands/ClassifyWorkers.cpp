@@ -219,17 +219,28 @@ std::vector<Numbered> WorkerRun::nextBatch() {
       mRetry.erase(mRetry.begin());
       continue;
     }
-    std::size_t place = mNextFresh++;
-    ClassifyOutcome outcome = outcomeAt(place);
-    std::optional<JunkStatus> stored = mReclassify ? std::nullopt : mStore.find(outcome.uri);
-    if (stored && stored->origin == JunkOrigin::User) {
-      outcome.origin = JunkOrigin::User;
-      outcome.verdict =
-          stored->score > 50 ? ClassifyOutcome::Verdict::Junk : ClassifyOutcome::Verdict::Good;
-      finish(place, std::move(outcome));
-      continue;
+    // The next fresh messages, their stored verdicts read in one transaction.
+    std::vector<Numbered> fresh;
+    std::vector<std::string> uris;
+    while (fresh.size() < mBatchSize - batch.size() && mNextFresh < mTotal) {
+      std::size_t place = mNextFresh++;
+      fresh.emplace_back(place, outcomeAt(place));
+      uris.push_back(fresh.back().second.uri);
     }
-    batch.emplace_back(place, std::move(outcome));
+    std::vector<std::optional<JunkStatus>> stored(fresh.size());
+    if (!mReclassify)
+      stored = mStore.findEach(uris);
+    for (std::size_t i = 0; i < fresh.size(); ++i) {
+      auto& [place, outcome] = fresh[i];
+      if (stored[i] && stored[i]->origin == JunkOrigin::User) {
+        outcome.origin = JunkOrigin::User;
+        outcome.verdict =
+            stored[i]->score > 50 ? ClassifyOutcome::Verdict::Junk : ClassifyOutcome::Verdict::Good;
+        finish(place, std::move(outcome));
+      } else {
+        batch.emplace_back(place, std::move(outcome));
+      }
+    }
   }
   return batch;
 }
