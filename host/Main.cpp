@@ -40,14 +40,24 @@ void allocateSlicesWithMalloc(int argc, char** argv) {
     return;
   if (std::getenv("G_SLICE") || ::setenv("G_SLICE", "always-malloc", 0) != 0)
     return;
-  // With the second start comes a larger per-thread cache of freed small blocks: a message
-  // allocates and frees hundreds of them, and the default 7 a size let most go back to the
-  // heap, to be merged and split again (32 a size: about 3% fewer instructions a run).
+  // With the second start comes the heap's policy for a long run, each item unless the user's
+  // GLIBC_TUNABLES names it:
+  // - a larger per-thread cache of freed small blocks: a message allocates and frees hundreds of
+  //   them, and the default 7 a size let most go back to the heap, to be merged and split again
+  //   (32 a size: about 3% fewer instructions a run);
+  // - cached only up to 512 bytes: the cache of every size up to 1 KiB fills, one rare size at a
+  //   time, over tens of thousands of messages, and would keep up to a megabyte per thread;
+  // - blocks of 128 KiB and more always mapped on their own: malloc otherwise raises that
+  //   threshold to the largest block freed so far, so a large message's buffers are carved from
+  //   the heaps, and raises the trimming threshold with it, so the heaps keep them afterwards.
   std::string tunables = std::getenv("GLIBC_TUNABLES") ? std::getenv("GLIBC_TUNABLES") : "";
-  if (tunables.find("glibc.malloc.tcache_count") == std::string::npos)
-    ::setenv("GLIBC_TUNABLES",
-             (tunables + (tunables.empty() ? "" : ":") + "glibc.malloc.tcache_count=32").c_str(),
-             1);
+  for (std::string_view setting : {"glibc.malloc.tcache_count=32", "glibc.malloc.tcache_max=512",
+                                   "glibc.malloc.mmap_threshold=131072"}) {
+    std::string_view name = setting.substr(0, setting.find('=') + 1);
+    if (tunables.find(name) == std::string::npos)
+      tunables += (tunables.empty() ? "" : ":") + std::string(setting);
+  }
+  ::setenv("GLIBC_TUNABLES", tunables.c_str(), 1);
   ::execv("/proc/self/exe", argv);
 }
 

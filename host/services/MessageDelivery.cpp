@@ -153,14 +153,17 @@ void MessageDelivery::sendBlock() {
 }
 
 void MessageDelivery::stop() {
+  // The body goes before the listener is told, even if it keeps the stream: a listener that
+  // collected the message works on its own copy from here on (a filter sends it on), and the
+  // host's copy would only double the memory a large message takes meanwhile.
+  if (mBody)
+    mBody->Close();
+  mBody = nullptr;
   mChannel->setPending(false);
   mChannel->url()->SetUrlState(PR_FALSE, mChannel->status());
   mListener->OnStopRequest(mChannel, nullptr, mChannel->status());
   if (mUrlListener)
     mUrlListener->OnStopRunningUrl(mChannel->url(), mChannel->status());
-  if (mBody)
-    mBody->Close(); // the body goes now, even if the listener keeps the stream
-  mBody = nullptr;
   mStage = Stage::Done;
 }
 

@@ -36,7 +36,7 @@ struct MessageSource {
 //   HandleAttachment per attachment, OnEndAllAttachments, OnEndMsgHeaders(url)
 //   3. OnDataAvailable per block of the body, until the listener has read all of it
 //   4. OnStopRequest(channel, null, status): NS_OK, the reason the message could not be read,
-//      or the listener's own failure or cancel.
+//      or the listener's own failure or cancel. The body's stream is closed by then.
 class MessageDelivery {
 public:
   static constexpr std::size_t kBlockSize = 16 * 1024;

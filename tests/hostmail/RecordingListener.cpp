@@ -64,6 +64,7 @@ NS_IMETHODIMP RecordingListener::OnDataAvailable(nsIRequest* aRequest, nsISuppor
                                                  nsIInputStream* aStream, PRUint32 aOffset,
                                                  PRUint32 aCount) {
   check("OnDataAvailable");
+  mLastStream = aStream;
   if (aOffset != mExpectedOffset)
     sViolations.push_back("offset " + std::to_string(aOffset) + " after " +
                           std::to_string(mExpectedOffset) + " bytes");
@@ -94,7 +95,11 @@ NS_IMETHODIMP RecordingListener::OnStopRequest(nsIRequest*, nsISupports*, nsresu
     events.pop_back();
   char status[16];
   std::snprintf(status, sizeof status, "%08x", aStatusCode);
-  events.push_back(std::string("stop ") + status);
+  // The body is let go before the stop: its stream no longer serves it.
+  PRUint32 left = 0;
+  bool open = mLastStream && NS_SUCCEEDED(mLastStream->Available(&left));
+  mLastStream = nullptr;
+  events.push_back(std::string("stop ") + status + (open ? " (body still open)" : ""));
   stopStatuses.push_back(aStatusCode);
   return NS_OK;
 }

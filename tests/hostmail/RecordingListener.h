@@ -2,6 +2,7 @@
 #pragma once
 
 #include <nsCOMPtr.h>
+#include <nsIInputStream.h>
 #include <nsIMsgHeaderSink.h>
 #include <nsIStreamListener.h>
 #include <nsIURI.h>
@@ -58,6 +59,7 @@ private:
   void check(const char* callback);
 
   PRUint32 mExpectedOffset = 0;
+  nsCOMPtr<nsIInputStream> mLastStream; // kept past its block, as a listener may
 };
 
 std::string specOf(nsIURI* uri);
