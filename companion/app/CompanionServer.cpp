@@ -60,7 +60,7 @@ void score(Engine& engine, Engine::Classifier& classifier, const AppleEvent& eve
     return;
   }
   SInt16 highest = 0;
-  for (const std::string& message : prepareMessages(request.bytes.view(), request.form)) {
+  for (const MessageParts& message : prepareMessages(request.bytes.view(), request.form)) {
     const ScoreResult result = engine.score(classifier, message);
     if (result.error != EngineError::none) {
       putError(reply, static_cast<SInt16>(result.error), describe(result.error));
@@ -78,7 +78,7 @@ void learn(Engine& engine, Verdict verdict, const AppleEvent& event, AppleEvent&
   if (unreadable(request, reply, verdict == Verdict::spam ? "addS" : "addG")) {
     return;
   }
-  for (const std::string& message : prepareMessages(request.bytes.view(), request.form)) {
+  for (const MessageParts& message : prepareMessages(request.bytes.view(), request.form)) {
     if (const EngineError error = engine.learn(verdict, message); error != EngineError::none) {
       putError(reply, static_cast<SInt16>(error), describe(error));
       return;

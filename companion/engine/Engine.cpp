@@ -390,11 +390,11 @@ void Engine::endClassifiers() {
 }
 
 ScoreResult Engine::score(std::string_view message) {
-  return score(*mOwnClassifier, message);
+  return score(*mOwnClassifier, std::span(&message, 1));
 }
 
 // The exchange with the classifying process runs unlocked, beside other classifiers'.
-ScoreResult Engine::score(Classifier& classifier, std::string_view message) {
+ScoreResult Engine::score(Classifier& classifier, std::span<const std::string_view> parts) {
   Lock lock(mMutex);
   if (const EngineError e = prepare(); e != EngineError::none) {
     return {e, 0};
@@ -415,7 +415,7 @@ ScoreResult Engine::score(Classifier& classifier, std::string_view message) {
     lock.unlock();
     std::string line;
     LineChild::Read read = LineChild::Read::endOfOutput;
-    const bool held = classifier.mMessage->hold(message);
+    const bool held = classifier.mMessage->hold(parts);
     const std::string& file = classifier.mMessage->name();
     if (held && classifier.mChild->sendLine(file)) {
       read = classifier.mChild->readLine(line, Clock::now() + mConfig.replyTimeout);
@@ -506,11 +506,15 @@ fs::path Engine::learnedMessagesFile() const {
 }
 
 EngineError Engine::learn(Verdict verdict, std::string_view message) {
+  return learn(verdict, std::span(&message, 1));
+}
+
+EngineError Engine::learn(Verdict verdict, std::span<const std::string_view> parts) {
   Lock lock(mMutex);
   if (const EngineError e = prepare(); e != EngineError::none) {
     return e;
   }
-  std::string digest = messageDigest(message);
+  std::string digest = messageDigest(parts);
   std::optional<Verdict> before;
   if (const EngineError e = learnedAs(digest, before); e != EngineError::none) {
     return e;
@@ -521,7 +525,7 @@ EngineError Engine::learn(Verdict verdict, std::string_view message) {
   if (const EngineError e = useWorkFolder(); e != EngineError::none) {
     return e;
   }
-  fs::path const file = mWork->writeMessage(message);
+  fs::path const file = mWork->writeMessage(parts);
   if (file.empty()) {
     return fail(EngineError::workFolderUnusable,
                 "cannot write a message file in " + mWork->path().string());

@@ -16,6 +16,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -90,11 +91,13 @@ public:
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
 
+  // A message is given whole, or as the parts it is made of, one after the other.
   ScoreResult score(std::string_view message); // with the engine's own classifier
-  ScoreResult score(Classifier& classifier, std::string_view message);
+  ScoreResult score(Classifier& classifier, std::span<const std::string_view> parts);
   // A message already learned as `verdict` is not counted again; one learned as the other
   // class is moved to this one.
   EngineError learn(Verdict verdict, std::string_view message);
+  EngineError learn(Verdict verdict, std::span<const std::string_view> parts);
   EngineError commit(); // commits pending learning and ends the running bogofilter
   EngineStatus status();
 

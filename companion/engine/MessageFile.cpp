@@ -1,9 +1,13 @@
 #include "MessageFile.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <fcntl.h>
+#include <sys/uio.h>
 #include <unistd.h>
+#include <vector>
 
 namespace quellbark {
 
@@ -20,16 +24,24 @@ MessageFile::~MessageFile() {
   }
 }
 
-bool MessageFile::hold(std::string_view bytes) {
+bool MessageFile::hold(std::span<const std::string_view> parts) {
   if (mFd < 0) {
     return false;
   }
   // Written over the old content, then cut to length when shorter: the pages are reused, not
-  // freed and allocated again for every message.
+  // freed and allocated again for every message. The parts go in one call, not joined first.
+  std::vector<iovec> pending;
+  std::size_t size = 0;
+  for (std::string_view const part : parts) {
+    if (!part.empty()) {
+      pending.push_back({const_cast<char*>(part.data()), part.size()});
+      size += part.size();
+    }
+  }
   std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t n =
-        ::pwrite(mFd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+  for (std::size_t first = 0; first < pending.size();) {
+    const int count = static_cast<int>(std::min<std::size_t>(pending.size() - first, IOV_MAX));
+    const ssize_t n = ::pwritev(mFd, pending.data() + first, count, static_cast<off_t>(done));
     if (n < 0 && errno == EINTR) {
       continue;
     }
@@ -38,12 +50,22 @@ bool MessageFile::hold(std::string_view bytes) {
       return false;
     }
     done += static_cast<std::size_t>(n);
+    for (auto left = static_cast<std::size_t>(n); left > 0;) {
+      iovec& part = pending[first];
+      std::size_t const taken = std::min(left, part.iov_len);
+      part.iov_base = static_cast<char*>(part.iov_base) + taken;
+      part.iov_len -= taken;
+      left -= taken;
+      if (part.iov_len == 0) {
+        ++first;
+      }
+    }
   }
-  if (bytes.size() < mSize && ::ftruncate(mFd, static_cast<off_t>(bytes.size())) != 0) {
+  if (size < mSize && ::ftruncate(mFd, static_cast<off_t>(size)) != 0) {
     mSize = SIZE_MAX;
     return false;
   }
-  mSize = bytes.size();
+  mSize = size;
   return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -23,8 +24,8 @@ public:
   bool valid() const { return mFd >= 0; }
   const std::string& name() const { return mName; } // within the folder
 
-  // Replaces the content with `bytes`; false when it cannot.
-  bool hold(std::string_view bytes);
+  // Replaces the content with `parts`, one after the other; false when it cannot.
+  bool hold(std::span<const std::string_view> parts);
 
 private:
   int mFd = -1;

@@ -103,64 +103,76 @@ std::string boundaryOf(std::string_view contentTypeLine) {
   return boundary;
 }
 
-// Appends `message` (whole lines) without them, copying the text between them in whole runs.
-void appendWithoutTransferEncodings(std::string_view message, std::string& out) {
-  static constexpr std::string_view kHeader = "Content-Transfer-Encoding:";
-  std::size_t kept = 0; // start of the run not yet copied
+// Adds a run of bytes, joined to the last one when it follows on from it.
+void addRun(MessageParts& parts, std::string_view run) {
+  if (run.empty()) {
+    return;
+  }
+  if (!parts.empty() && parts.back().data() + parts.back().size() == run.data()) {
+    parts.back() = {parts.back().data(), parts.back().size() + run.size()};
+    return;
+  }
+  parts.push_back(run);
+}
+
+constexpr std::string_view kTransferEncoding = "Content-Transfer-Encoding:";
+
+// Adds `message` (whole lines) without them, in the runs between them.
+void addWithoutTransferEncodings(std::string_view message, MessageParts& parts) {
+  std::size_t kept = 0; // start of the run not yet added
   std::size_t at = 0;   // start of the current line
   while (at < message.size()) {
-    if (asciiLower(message[at]) == 'c' && startsWithNoCase(message.substr(at), kHeader)) {
-      out.append(message.substr(kept, at - kept));
+    if (asciiLower(message[at]) == 'c' && startsWithNoCase(message.substr(at), kTransferEncoding)) {
+      addRun(parts, message.substr(kept, at - kept));
       at = kept = logicalLine(message, at).end;
       continue;
     }
     std::size_t const nl = message.find('\n', at);
     at = nl == std::string_view::npos ? message.size() : nl + 1;
   }
-  out.append(message.substr(kept));
+  addRun(parts, message.substr(kept));
 }
 
-// The headers are rewritten apart; the body is copied once.
-std::string withDecodedStructure(std::string_view message) {
-  std::string head;
-  head.reserve(std::min<std::size_t>(message.size(), 4096));
+// The headers are rewritten line by line; the body keeps all but its transfer encodings.
+MessageParts withDecodedStructure(std::string_view message) {
+  static constexpr std::string_view kPlainText = "Content-Type: text/plain\n";
+  MessageParts parts;
   std::size_t at = 0;
   while (at < message.size()) {
     const Unfolded line = logicalLine(message, at);
     at = line.end;
     if (line.text == "\n" || line.text == "\r\n") {
-      head.append(line.text);
+      addRun(parts, line.text);
       break; // end of the headers
+    }
+    if (startsWithNoCase(line.text, kTransferEncoding)) {
+      continue;
     }
     if (startsWithNoCase(line.text, "Content-Type:")) {
       std::string const boundary = boundaryOf(line.text);
       if (!boundary.empty() && message.find("--" + boundary, at) == std::string_view::npos) {
-        head.append("Content-Type: text/plain\n");
+        addRun(parts, kPlainText);
         continue;
       }
     }
-    head.append(line.text);
+    addRun(parts, line.text);
   }
-  std::string out;
-  out.reserve(message.size());
-  appendWithoutTransferEncodings(head, out);
-  appendWithoutTransferEncodings(message.substr(std::min(at, message.size())), out);
-  return out;
+  addWithoutTransferEncodings(message.substr(std::min(at, message.size())), parts);
+  return parts;
 }
 
 } // namespace
 
-std::vector<std::string> prepareMessages(std::string_view bytes, const MessageForm& form) {
-  std::vector<std::string> messages;
+std::vector<MessageParts> prepareMessages(std::string_view bytes, const MessageForm& form) {
+  static constexpr std::string_view kNoHeaders = "\n";
+  std::vector<MessageParts> messages;
   for (std::string_view const piece : split(bytes, form.separator)) {
     if (!form.rfc822) {
-      std::string text(1, '\n');
-      text.append(piece);
-      messages.push_back(std::move(text));
+      messages.push_back({kNoHeaders, piece});
     } else if (form.decoded) {
       messages.push_back(withDecodedStructure(piece));
     } else {
-      messages.emplace_back(piece);
+      messages.push_back({piece});
     }
   }
   return messages;

@@ -21,7 +21,9 @@ struct MessageForm {
 // - decoded: "Content-Transfer-Encoding" lines are dropped, so that decoded text is not
 //   decoded again, and a multipart Content-Type whose boundary no longer occurs in the body
 //   becomes text/plain.
-// Always at least one message.
-std::vector<std::string> prepareMessages(std::string_view bytes, const MessageForm& form);
+// Always at least one message. A message is the runs of bytes it is made of, in order: views
+// into `bytes` or into constant text, so that a large message is never copied to be prepared.
+using MessageParts = std::vector<std::string_view>;
+std::vector<MessageParts> prepareMessages(std::string_view bytes, const MessageForm& form);
 
 } // namespace quellbark

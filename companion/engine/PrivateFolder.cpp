@@ -1,5 +1,6 @@
 #include "PrivateFolder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -63,7 +64,7 @@ WorkFolder::~WorkFolder() {
   }
 }
 
-fs::path WorkFolder::writeMessage(std::string_view bytes) {
+fs::path WorkFolder::writeMessage(std::span<const std::string_view> parts) {
   if (!valid()) {
     return {};
   }
@@ -72,7 +73,9 @@ fs::path WorkFolder::writeMessage(std::string_view bytes) {
   if (fd < 0) {
     return {};
   }
-  const bool written = os::writeAll(fd, bytes.data(), bytes.size());
+  const bool written = std::all_of(parts.begin(), parts.end(), [fd](std::string_view part) {
+    return os::writeAll(fd, part.data(), part.size());
+  });
   if (::close(fd) != 0 || !written) {
     ::unlink(file.c_str());
     return {};

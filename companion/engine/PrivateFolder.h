@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <span>
 #include <string_view>
 
 namespace quellbark {
@@ -25,8 +26,9 @@ public:
   bool valid() const { return !mPath.empty(); }
   const std::filesystem::path& path() const { return mPath; }
 
-  // Writes `bytes` to a new 0600 file in the folder; returns its path, or empty on failure.
-  std::filesystem::path writeMessage(std::string_view bytes);
+  // Writes `parts`, one after the other, to a new 0600 file in the folder; returns its path,
+  // or empty on failure.
+  std::filesystem::path writeMessage(std::span<const std::string_view> parts);
 
 private:
   std::filesystem::path mPath;

@@ -121,6 +121,7 @@ TEST_F(EngineTest, ScoresAreBogofiltersOwnForEachMessage) {
   Engine engine(c);
   learnSome(engine, 3, 3);
   ASSERT_EQ(engine.commit(), EngineError::none);
+  Engine::Classifier inParts(engine);
   std::string longSpam;
   for (int i = 0; i < 40; ++i) {
     longSpam += spamMessage(200 + i);
@@ -135,6 +136,13 @@ TEST_F(EngineTest, ScoresAreBogofiltersOwnForEachMessage) {
     const ScoreResult scored = engine.score(message);
     ASSERT_EQ(scored.error, EngineError::none);
     EXPECT_EQ(scored.score, scoreFromSpamicity(std::stod(direct.out))) << message.size();
+    // The same bytes in parts, over a file that held a longer message before.
+    std::string_view const whole = message;
+    std::size_t const cut = whole.size() / 3;
+    std::size_t const next = std::min(whole.size(), cut + 1);
+    std::string_view const parts[] = {whole.substr(0, cut), whole.substr(cut, next - cut),
+                                      whole.substr(next)};
+    EXPECT_EQ(engine.score(inParts, parts).score, scored.score) << message.size();
   }
 }
 

@@ -15,7 +15,14 @@ struct Case {
 
 void check(const MessageForm& form, std::initializer_list<Case> cases) {
   for (const auto& c : cases) {
-    EXPECT_EQ(prepareMessages(c.bytes, form), c.expected) << c.bytes;
+    Messages joined;
+    for (const MessageParts& parts : prepareMessages(c.bytes, form)) {
+      joined.emplace_back();
+      for (std::string_view const part : parts) {
+        joined.back().append(part);
+      }
+    }
+    EXPECT_EQ(joined, c.expected) << c.bytes;
   }
 }
 

@@ -43,8 +43,7 @@ namespace coreservices {
 namespace {
 
 constexpr std::size_t kMaxConnections = 256;
-constexpr std::size_t kReadPerTurn = 1 << 20;   // bytes read from one connection per loop turn
-constexpr std::size_t kReceiveRoom = 64 * 1024; // a receive's room before a frame's size is known
+constexpr std::size_t kReadPerTurn = 1 << 20; // bytes read from one connection per loop turn
 
 struct PendingEvent {
   AppleEvent event;

@@ -16,6 +16,7 @@ constexpr std::uint32_t kFrameMagic = 0x41457766; // "AEwf"
 constexpr std::uint16_t kFrameVersion = 1;
 constexpr std::size_t kFrameHeaderSize = 16;
 constexpr std::uint32_t kMaxFramePayload = 256u * 1024 * 1024;
+constexpr std::size_t kReceiveRoom = 64 * 1024; // a receive's room before a frame's size is known
 
 enum class FrameKind : std::uint8_t { event = 1, reply = 2, error = 3, accepted = 4 };
 
@@ -52,7 +53,9 @@ public:
   void consume(std::size_t size);
 
 private:
-  static constexpr std::size_t kKeptCapacity = 256 * 1024;
+  // Between frames a connection keeps no more than a receive's room: a large frame's space
+  // lives only while that frame is read and taken, not for as long as the connection lasts.
+  static constexpr std::size_t kKeptCapacity = kReceiveRoom;
   std::unique_ptr<std::uint8_t[]> mBytes;
   std::size_t mCapacity = 0;
   std::size_t mBegin = 0;
