@@ -51,7 +51,7 @@ protected:
     }
   }
 
-  static fs::path build() { return std::getenv("QB_BUILD_DIR"); }
+  static fs::path build() { return sandbox::buildDirectory(); }
   static fs::path app() { return build() / "Quellbark.app/Contents/MacOS/Quellbark"; }
 
   pid_t spawnApp(const std::string& logName) {
