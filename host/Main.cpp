@@ -35,9 +35,32 @@ constexpr int kBadUsage = 2;
 // itself again with it set (and goes on as it is if that fails).
 // The delivery filter handles one message and ends, so a second start would only cost it time (a
 // third of its run); a folder that happens to be called "filter" merely keeps the slices.
+// The user's GLIBC_TUNABLES across the second start ("=value", or empty when there was none).
+constexpr const char* kTunablesBefore = "MAILHOST_GLIBC_TUNABLES_BEFORE";
+
+// The second start's settings are the host's own: what it starts (Quellbark, whose bogofilter
+// spends half as much time again under the host's malloc policy, or a worker, which makes its
+// own second start) gets the user's environment back.
+void restoreUsersEnvironment() {
+  const char* before = std::getenv(kTunablesBefore);
+  if (!before)
+    return;
+  std::string tunables = before;
+  ::unsetenv(kTunablesBefore);
+  ::unsetenv("G_SLICE");
+  if (tunables.empty())
+    ::unsetenv("GLIBC_TUNABLES");
+  else
+    ::setenv("GLIBC_TUNABLES", tunables.c_str() + 1, 1);
+}
+
 void allocateSlicesWithMalloc(int argc, char** argv) {
   if (std::find(argv + 1, argv + argc, std::string_view("filter")) != argv + argc)
     return;
+  if (std::getenv(kTunablesBefore)) {
+    restoreUsersEnvironment();
+    return;
+  }
   if (std::getenv("G_SLICE") || ::setenv("G_SLICE", "always-malloc", 0) != 0)
     return;
   // With the second start comes the heap's policy for a long run, each item unless the user's
@@ -51,6 +74,7 @@ void allocateSlicesWithMalloc(int argc, char** argv) {
   //   threshold to the largest block freed so far, so a large message's buffers are carved from
   //   the heaps, and raises the trimming threshold with it, so the heaps keep them afterwards.
   std::string tunables = std::getenv("GLIBC_TUNABLES") ? std::getenv("GLIBC_TUNABLES") : "";
+  ::setenv(kTunablesBefore, std::getenv("GLIBC_TUNABLES") ? ("=" + tunables).c_str() : "", 1);
   for (std::string_view setting : {"glibc.malloc.tcache_count=32", "glibc.malloc.tcache_max=512",
                                    "glibc.malloc.mmap_threshold=131072"}) {
     std::string_view name = setting.substr(0, setting.find('=') + 1);
@@ -59,6 +83,7 @@ void allocateSlicesWithMalloc(int argc, char** argv) {
   }
   ::setenv("GLIBC_TUNABLES", tunables.c_str(), 1);
   ::execv("/proc/self/exe", argv);
+  restoreUsersEnvironment(); // not started again: as the user started it
 }
 
 // The first word of the command line that is neither an option nor an option's value: what the

@@ -41,7 +41,8 @@ TEST_F(Batches, AnMboxOfFourIsReportedInOrderEachMessageOnceThroughOneListener) 
   }
   path inbox = writeMail("Inbox", mbox);
 
-  ProcessRun run = mailhost({"classify", inbox.string()});
+  ProcessRun run =
+      mailhost({"classify", inbox.string()}, {"GLIBC_TUNABLES=glibc.malloc.perturb=0"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(linesOf(run.out), (std::vector<std::string>{
                                   "good\t" + folderUri(inbox, keys[0]) + "\t" + inbox.string(),
@@ -62,7 +63,16 @@ TEST_F(Batches, AnMboxOfFourIsReportedInOrderEachMessageOnceThroughOneListener) 
                 "nsBayesianFilter::streamMessage()", "Subject: message 3", "score: 20",
                 "nsBayesianFilter::streamMessage()", "Subject: message 4", "score: 80",
                 "QuellbarkTokenStreamListener::~QuellbarkTokenStreamListener"}));
-  EXPECT_EQ(sandbox::startedCompanions(box.events).size(), 1u) << "launched once, then found";
+  std::vector<pid_t> started = sandbox::startedCompanions(box.events);
+  ASSERT_EQ(started.size(), 1u) << "launched once, then found";
+  // The host's own malloc settings stay with the host: what it launches gets the user's.
+  std::string environment = sandbox::readFile("/proc/" + std::to_string(started[0]) + "/environ");
+  EXPECT_NE(environment.find(std::string("GLIBC_TUNABLES=glibc.malloc.perturb=0") + '\0'),
+            std::string::npos);
+  EXPECT_EQ(environment.find("MAILHOST_"), std::string::npos);
+  if (!std::getenv("G_SLICE")) {
+    EXPECT_EQ(environment.find("G_SLICE="), std::string::npos);
+  }
 }
 
 } // namespace
