@@ -14,6 +14,7 @@
 #include "profile/ProfileDirectory.h"
 #include "runtime/HostError.h"
 #include "runtime/HostSession.h"
+#include "runtime/SecondStart.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -28,63 +29,6 @@
 namespace {
 
 constexpr int kBadUsage = 2;
-
-// GLib's slice allocator keeps for the rest of a run the most memory one message ever needed (a
-// message with hundreds of header fields leaves hundreds of KiB behind); plain malloc gives it
-// back. GLib reads G_SLICE while the libraries are loaded, before main, so the host starts
-// itself again with it set (and goes on as it is if that fails).
-// The delivery filter handles one message and ends, so a second start would only cost it time (a
-// third of its run); a folder that happens to be called "filter" merely keeps the slices.
-// The user's GLIBC_TUNABLES across the second start ("=value", or empty when there was none).
-constexpr const char* kTunablesBefore = "MAILHOST_GLIBC_TUNABLES_BEFORE";
-
-// The second start's settings are the host's own: what it starts (Quellbark, whose bogofilter
-// spends half as much time again under the host's malloc policy, or a worker, which makes its
-// own second start) gets the user's environment back.
-void restoreUsersEnvironment() {
-  const char* before = std::getenv(kTunablesBefore);
-  if (!before)
-    return;
-  std::string tunables = before;
-  ::unsetenv(kTunablesBefore);
-  ::unsetenv("G_SLICE");
-  if (tunables.empty())
-    ::unsetenv("GLIBC_TUNABLES");
-  else
-    ::setenv("GLIBC_TUNABLES", tunables.c_str() + 1, 1);
-}
-
-void allocateSlicesWithMalloc(int argc, char** argv) {
-  if (std::find(argv + 1, argv + argc, std::string_view("filter")) != argv + argc)
-    return;
-  if (std::getenv(kTunablesBefore)) {
-    restoreUsersEnvironment();
-    return;
-  }
-  if (std::getenv("G_SLICE") || ::setenv("G_SLICE", "always-malloc", 0) != 0)
-    return;
-  // With the second start comes the heap's policy for a long run, each item unless the user's
-  // GLIBC_TUNABLES names it:
-  // - a larger per-thread cache of freed small blocks: a message allocates and frees hundreds of
-  //   them, and the default 7 a size let most go back to the heap, to be merged and split again
-  //   (32 a size: about 3% fewer instructions a run);
-  // - cached only up to 512 bytes: the cache of every size up to 1 KiB fills, one rare size at a
-  //   time, over tens of thousands of messages, and would keep up to a megabyte per thread;
-  // - blocks of 128 KiB and more always mapped on their own: malloc otherwise raises that
-  //   threshold to the largest block freed so far, so a large message's buffers are carved from
-  //   the heaps, and raises the trimming threshold with it, so the heaps keep them afterwards.
-  std::string tunables = std::getenv("GLIBC_TUNABLES") ? std::getenv("GLIBC_TUNABLES") : "";
-  ::setenv(kTunablesBefore, std::getenv("GLIBC_TUNABLES") ? ("=" + tunables).c_str() : "", 1);
-  for (std::string_view setting : {"glibc.malloc.tcache_count=32", "glibc.malloc.tcache_max=512",
-                                   "glibc.malloc.mmap_threshold=131072"}) {
-    std::string_view name = setting.substr(0, setting.find('=') + 1);
-    if (tunables.find(name) == std::string::npos)
-      tunables += (tunables.empty() ? "" : ":") + std::string(setting);
-  }
-  ::setenv("GLIBC_TUNABLES", tunables.c_str(), 1);
-  ::execv("/proc/self/exe", argv);
-  restoreUsersEnvironment(); // not started again: as the user started it
-}
 
 // The first word of the command line that is neither an option nor an option's value: what the
 // user meant as the command. Empty when there is none.
@@ -132,7 +76,7 @@ std::string usageProblem(const CLI::App& app, const CLI::ParseError& error, int 
 } // namespace
 
 int main(int argc, char** argv) {
-  allocateSlicesWithMalloc(argc, argv);
+  mailhost::startAgainWithHostSettings(argc, argv);
   mailhost::DescriptorOutputBuffer outputBuffer(STDOUT_FILENO);
   std::ostream out(&outputBuffer);
 

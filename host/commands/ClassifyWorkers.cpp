@@ -2,6 +2,7 @@
 
 #include "MailError.h"
 #include "WorkerProtocol.h"
+#include "runtime/SecondStart.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -19,8 +20,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <unordered_map>
-
-extern char** environ;
 
 namespace mailhost {
 
@@ -310,8 +309,14 @@ void WorkerRun::startWorker() {
   for (const std::string& argument : mCommand)
     argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
+  // The host's own allocator settings already set: a worker starts once, not twice.
+  std::vector<std::string> environment = environmentForAnotherHost();
+  std::vector<char*> envp;
+  for (std::string& entry : environment)
+    envp.push_back(entry.data());
+  envp.push_back(nullptr);
   pid_t pid = -1;
-  int failed = ::posix_spawn(&pid, argv[0], &files, &attributes, argv.data(), environ);
+  int failed = ::posix_spawn(&pid, argv[0], &files, &attributes, argv.data(), envp.data());
   ::posix_spawn_file_actions_destroy(&files);
   ::posix_spawnattr_destroy(&attributes);
   ::close(sockets[1]);

@@ -19,7 +19,6 @@
 #include <mutex>
 #include <optional>
 #include <poll.h>
-#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
