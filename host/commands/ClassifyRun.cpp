@@ -209,13 +209,9 @@ void ClassifyRun::keepUsersVerdicts(std::vector<ClassifyOutcome>& batch, Classif
   std::vector<std::optional<JunkStatus>> statuses = mStore.findEach(uris);
   for (std::size_t i = 0; i < batch.size(); ++i) {
     ClassifyOutcome& outcome = batch[i];
-    const std::optional<JunkStatus>& stored = statuses[i];
-    if (!stored || stored->origin != JunkOrigin::User)
+    if (!keepUsersVerdict(statuses[i], outcome))
       continue;
-    bool junk = stored->score > 50;
-    outcome.origin = JunkOrigin::User;
-    outcome.verdict = junk ? ClassifyOutcome::Verdict::Junk : ClassifyOutcome::Verdict::Good;
-    ++(junk ? report.junk : report.good);
+    ++(outcome.verdict == ClassifyOutcome::Verdict::Junk ? report.junk : report.good);
     ++mDone;
     if (mOnResult)
       mOnResult(outcome);
@@ -332,6 +328,15 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
     if (outcome.verdict == ClassifyOutcome::Verdict::Unclassified)
       report.unclassified.push_back(outcome.uri);
   }
+}
+
+bool keepUsersVerdict(const std::optional<JunkStatus>& stored, ClassifyOutcome& outcome) {
+  if (!stored || stored->origin != JunkOrigin::User)
+    return false;
+  outcome.origin = JunkOrigin::User;
+  outcome.verdict = previousUserClassification(stored) == kJunk ? ClassifyOutcome::Verdict::Junk
+                                                                : ClassifyOutcome::Verdict::Good;
+  return true;
 }
 
 const char* verdictWord(ClassifyOutcome::Verdict verdict) {

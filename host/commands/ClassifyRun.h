@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,10 @@ struct ClassifyOutcome {
 
 // The word for a verdict in output lines, JSON and the workers' replies.
 const char* verdictWord(ClassifyOutcome::Verdict verdict);
+
+// A verdict the user gave is kept as it was, not asked for again. Whether `stored` was one; if
+// so, `outcome` now carries it.
+bool keepUsersVerdict(const std::optional<JunkStatus>& stored, ClassifyOutcome& outcome);
 
 // The sum of a run. The outcomes themselves are handed out batch by batch as the run goes (a
 // run may cover any number of messages); only those never classified are kept.

@@ -231,10 +231,7 @@ std::vector<Numbered> WorkerRun::nextBatch() {
       stored = mStore.findEach(uris);
     for (std::size_t i = 0; i < fresh.size(); ++i) {
       auto& [place, outcome] = fresh[i];
-      if (stored[i] && stored[i]->origin == JunkOrigin::User) {
-        outcome.origin = JunkOrigin::User;
-        outcome.verdict =
-            stored[i]->score > 50 ? ClassifyOutcome::Verdict::Junk : ClassifyOutcome::Verdict::Good;
+      if (keepUsersVerdict(stored[i], outcome)) {
         finish(place, std::move(outcome));
       } else {
         batch.emplace_back(place, std::move(outcome));
