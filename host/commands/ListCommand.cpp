@@ -23,6 +23,49 @@ CLI::App* addListCommand(CLI::App& app, ListOptions& options) {
   return command;
 }
 
+namespace {
+
+// Writes each status as it is read, so that a store of any size is listed in little memory.
+// The JSON form is the array `--json` has always written, built one entry at a time.
+class StatusOutput {
+public:
+  StatusOutput(std::ostream& out, bool json) : mOut(out), mJson(json) {}
+
+  void write(const JunkStatus& s) {
+    if (!mJson) {
+      mOut << s.score << (s.score < 100 ? "    " : "  ") << originName(s.origin)
+           << (s.origin == JunkOrigin::User ? "    " : "  ") << s.uri
+           << (s.trained ? "\n" : "  (not learned)\n");
+      return;
+    }
+    nlohmann::json entry = {
+        {"uri", s.uri}, {"score", s.score}, {"origin", originName(s.origin)}, {"time", s.time}};
+    if (s.origin == JunkOrigin::User)
+      entry["trained"] = s.trained;
+    std::string text = entry.dump(2);
+    mOut << (mWritten == 0 ? "[\n  " : ",\n  ");
+    for (char c : text) {
+      mOut << c;
+      if (c == '\n')
+        mOut << "  ";
+    }
+    ++mWritten;
+  }
+
+  // Also after an error, so that what was listed is still a whole document.
+  void finish() {
+    if (mJson)
+      mOut << (mWritten == 0 ? "[]\n" : "\n]\n");
+  }
+
+private:
+  std::ostream& mOut;
+  bool mJson;
+  std::size_t mWritten = 0;
+};
+
+} // namespace
+
 int runListCommand(const std::string& profileDirectory, const ListOptions& options,
                    std::ostream& out, std::ostream& err) {
   if (std::string problem = prepareProfileDirectory(profileDirectory); !problem.empty()) {
@@ -30,18 +73,18 @@ int runListCommand(const std::string& profileDirectory, const ListOptions& optio
     return 1;
   }
   int status = 0;
-  std::vector<JunkStatus> statuses;
+  StatusOutput output(out, options.json);
   try {
     JunkStore store(junkStorePath(profileDirectory));
     if (options.paths.empty()) {
-      statuses = store.all();
+      store.forEach([&](const JunkStatus& s) { output.write(s); });
     } else {
       MailStore mail{MailRoot(options.mailRoot)};
       for (const std::string& path : options.paths) {
         try {
           for (const std::string& uri : messageUrisOf(mail, path))
             if (std::optional<JunkStatus> found = store.find(uri))
-              statuses.push_back(*found);
+              output.write(*found);
         } catch (const MailError& error) {
           err << "mailhost: cannot read folder " << error.what() << "\n";
           status = 1;
@@ -49,26 +92,11 @@ int runListCommand(const std::string& profileDirectory, const ListOptions& optio
       }
     }
   } catch (const JunkStoreError& error) {
+    output.finish();
     err << "mailhost: " << error.what() << "\n";
     return 1;
   }
-
-  if (options.json) {
-    nlohmann::json json = nlohmann::json::array();
-    for (const JunkStatus& s : statuses) {
-      nlohmann::json entry = {
-          {"uri", s.uri}, {"score", s.score}, {"origin", originName(s.origin)}, {"time", s.time}};
-      if (s.origin == JunkOrigin::User)
-        entry["trained"] = s.trained;
-      json.push_back(entry);
-    }
-    out << json.dump(2) << "\n";
-  } else {
-    for (const JunkStatus& s : statuses)
-      out << s.score << (s.score < 100 ? "    " : "  ") << originName(s.origin)
-          << (s.origin == JunkOrigin::User ? "    " : "  ") << s.uri
-          << (s.trained ? "\n" : "  (not learned)\n");
-  }
+  output.finish();
   return status;
 }
 

@@ -199,19 +199,23 @@ std::vector<std::optional<JunkStatus>> JunkStore::findEach(const std::vector<std
 }
 
 std::vector<JunkStatus> JunkStore::all() const {
+  std::vector<JunkStatus> statuses;
+  forEach([&](const JunkStatus& status) { statuses.push_back(status); });
+  return statuses;
+}
+
+void JunkStore::forEach(const std::function<void(const JunkStatus&)>& visit) const {
   sqlite3_stmt* raw = nullptr;
   if (sqlite3_prepare_v2(mDb,
                          "SELECT uri, score, origin, time, trained FROM junk_status ORDER BY uri",
                          -1, &raw, nullptr) != SQLITE_OK)
     throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
   Statement query(raw);
-  std::vector<JunkStatus> statuses;
   int step;
   while ((step = sqlite3_step(query.get())) == SQLITE_ROW)
-    statuses.push_back(rowToStatus(query.get()));
+    visit(rowToStatus(query.get()));
   if (step != SQLITE_DONE)
     throw JunkStoreError(mFile.string() + ": " + sqlite3_errmsg(mDb));
-  return statuses;
 }
 
 } // namespace mailhost

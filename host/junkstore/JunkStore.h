@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -71,6 +72,8 @@ public:
   // and unlocked once for them all instead of once each.
   std::vector<std::optional<JunkStatus>> findEach(const std::vector<std::string>& uris);
   std::vector<JunkStatus> all() const; // ordered by URI
+  // Each status in URI order, one at a time, so that no more than one is held.
+  void forEach(const std::function<void(const JunkStatus&)>& visit) const;
 
 private:
   void execute(const char* sql);

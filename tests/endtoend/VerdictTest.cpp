@@ -159,6 +159,7 @@ TEST_F(Verdicts, AStoppedCompanionCostsOneTimeout) {
   EXPECT_EQ(linesOf(run.err).back(),
             "mailhost: 299 messages not classified, the run stopped: " + why);
   EXPECT_EQ(mailhost({"list", inbox.string()}).out, "") << "nothing stored";
+  EXPECT_EQ(mailhost({"list", "--json", inbox.string()}).out, "[]\n");
 }
 
 TEST_F(Verdicts, TheUsersVerdictsTrainTheCompanionAndAreStored) {
@@ -197,6 +198,7 @@ TEST_F(Verdicts, TheUsersVerdictsTrainTheCompanionAndAreStored) {
   ProcessRun list = mailhost({"list", "--json"});
   Json stored = Json::parse(list.out);
   ASSERT_EQ(stored.size(), 2u);
+  EXPECT_EQ(list.out, stored.dump(2) + "\n") << "written entry by entry, laid out as one document";
   for (std::size_t i = 0; i < 2; ++i) {
     EXPECT_EQ(stored[i]["uri"], i == 0 ? uri0 : uri1);
     EXPECT_EQ(stored[i]["score"], 0) << "the later verdict replaces the earlier";
