@@ -67,7 +67,7 @@ TEST_F(MessageReadAheadTest, FormsComeInOrderAndEqualWhatIsReadOnDemand) {
   ASSERT_EQ(mbox.size(), 2u);
   uris.push_back(mbox.at(0).uri);
   uris.push_back(mbox.at(1).uri);
-  MessageReadAhead ahead(store, uris);
+  MessageReadAhead ahead(store, uris, {.messages = 8, .bytes = 256 * 1024});
   for (const std::string& uri : uris) {
     std::optional<FilterForm> form = ahead.take(uri);
     ASSERT_TRUE(form) << uri;
