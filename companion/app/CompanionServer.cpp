@@ -47,6 +47,10 @@ OSErr handleLearnGood(const AppleEvent* event, AppleEvent* reply, SRefCon server
                                                        *reply);
 }
 
+OSErr handleCommit(const AppleEvent* event, AppleEvent* reply, SRefCon server) {
+  return static_cast<CompanionServer*>(server)->acceptCommit(*event, *reply);
+}
+
 OSErr handleQuit(const AppleEvent*, AppleEvent*, SRefCon) {
   QuitApplicationEventLoop();
   return noErr;
@@ -97,6 +101,7 @@ OSErr CompanionServer::install() {
       {kQuellbarkEventClass, kQuellbarkScoreEvent, handleScore},
       {kQuellbarkEventClass, kQuellbarkTrainSpamEvent, handleLearnSpam},
       {kQuellbarkEventClass, kQuellbarkTrainGoodEvent, handleLearnGood},
+      {kQuellbarkEventClass, kQuellbarkCommitEvent, handleCommit},
       {kCoreEventClass, kAEQuitApplication, handleQuit},
   };
   for (const auto& h : handlers) {
@@ -156,7 +161,8 @@ OSErr CompanionServer::accept(Request request, const AppleEvent& event, AppleEve
     return noErr;
   }
   Sender& queue = mSenders[sender];
-  queue.jobs.push_back({request, event, reply});
+  queue.jobs.push_back({request, event, reply, mNextSerial});
+  mUnanswered.insert(mNextSerial++);
   if (!queue.served && queue.jobs.size() == 1) {
     mReady.push_back(sender);
     if (mIdleWorkers == 0 && mWorkers.size() < mMaxWorkers) {
@@ -168,6 +174,42 @@ OSErr CompanionServer::accept(Request request, const AppleEvent& event, AppleEve
     }
   }
   return noErr;
+}
+
+// Events answered on the event loop's thread need no waiting for: the loop takes this one only
+// after their replies have gone.
+OSErr CompanionServer::acceptCommit(const AppleEvent& event, AppleEvent& reply) {
+  std::unique_lock lock(mMutex);
+  if (mUnanswered.empty() || AESuspendTheCurrentEvent(&event) != noErr) {
+    lock.unlock();
+    commit(reply);
+    return noErr;
+  }
+  mCommits.push_back({mNextSerial, event, reply});
+  return noErr;
+}
+
+void CompanionServer::commit(AppleEvent& reply) {
+  if (const EngineError error = mEngine.commit(); error != EngineError::none) {
+    putError(reply, static_cast<SInt16>(error), describe(error));
+  }
+}
+
+void CompanionServer::answerCommits(std::unique_lock<std::mutex>& lock) {
+  std::uint64_t const firstUnanswered = mUnanswered.empty() ? mNextSerial : *mUnanswered.begin();
+  auto const waiting = std::partition(mCommits.begin(), mCommits.end(),
+                                      [&](const Commit& c) { return c.after > firstUnanswered; });
+  if (waiting == mCommits.end()) {
+    return;
+  }
+  std::vector<Commit> due(waiting, mCommits.end());
+  mCommits.erase(waiting, mCommits.end());
+  lock.unlock();
+  for (Commit& c : due) {
+    commit(c.reply);
+    AEResumeTheCurrentEvent(&c.event, &c.reply, kAENoDispatch, nullptr);
+  }
+  lock.lock();
 }
 
 std::unique_ptr<Engine::Classifier> CompanionServer::takeClassifier() {
@@ -206,6 +248,8 @@ void CompanionServer::work(std::stop_token stop) {
       answer(job.request, job.event, job.reply, *classifier);
       AEResumeTheCurrentEvent(&job.event, &job.reply, kAENoDispatch, nullptr);
       lock.lock();
+      mUnanswered.erase(job.serial);
+      answerCommits(lock);
     }
     giveBack(std::move(classifier));
     mSenders.erase(sender);

@@ -7,10 +7,12 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -26,6 +28,10 @@ namespace quellbark {
 // `maxWorkers` senders are served at once. A client alone is answered on the event loop's
 // thread, without the hand-over. Classifiers are shared out from one pool, the last used
 // first, so a client moving between a worker and the event loop keeps one bogofilter.
+//
+// A commit event is answered once every event queued before it has been answered and the
+// engine has committed its learning: what any client was told is learned is then in the word
+// list.
 class CompanionServer {
 public:
   CompanionServer(Engine& engine, std::size_t maxWorkers);
@@ -33,17 +39,25 @@ public:
   CompanionServer(const CompanionServer&) = delete;
   CompanionServer& operator=(const CompanionServer&) = delete;
 
-  // Installs the handlers for 'Qscr', 'addS', 'addG' and the standard quit event.
+  // Installs the handlers for 'Qscr', 'addS', 'addG', 'Qcmt' and the standard quit event.
   OSErr install();
 
   enum class Request { score, learnSpam, learnGood };
   // Takes an event from the event loop: queues it for its sender, or answers it at once when
   // it cannot be suspended.
   OSErr accept(Request request, const AppleEvent& event, AppleEvent& reply);
+  // Commits at once when nothing is queued, else once what is queued now has been answered.
+  OSErr acceptCommit(const AppleEvent& event, AppleEvent& reply);
 
 private:
   struct Job {
     Request request;
+    AppleEvent event;
+    AppleEvent reply;
+    std::uint64_t serial; // in the order accepted
+  };
+  struct Commit {
+    std::uint64_t after; // answered once every job before this serial is
     AppleEvent event;
     AppleEvent reply;
   };
@@ -55,6 +69,9 @@ private:
   void answer(Request request, const AppleEvent& event, AppleEvent& reply,
               Engine::Classifier& classifier);
   void work(std::stop_token stop);
+  void commit(AppleEvent& reply);
+  // With mMutex held by `lock`: answers the commits no queued job comes before.
+  void answerCommits(std::unique_lock<std::mutex>& lock);
   // Both with mMutex held.
   std::unique_ptr<Engine::Classifier> takeClassifier();
   void giveBack(std::unique_ptr<Engine::Classifier> classifier);
@@ -68,6 +85,9 @@ private:
   std::size_t mIdleWorkers = 0;
   std::vector<std::unique_ptr<Engine::Classifier>> mIdleClassifiers;
   std::vector<std::jthread> mWorkers;
+  std::uint64_t mNextSerial = 0;
+  std::set<std::uint64_t> mUnanswered; // serials of the queued jobs not yet answered
+  std::vector<Commit> mCommits;        // waiting for jobs queued before them
   // Events are answered on the event loop's thread while no other sender has sent for this long.
   static constexpr std::chrono::milliseconds kAloneAfter{100};
   SInt32 mLastSender = -1;

@@ -2,7 +2,8 @@
 //
 //   Quellbark                 serve the plug-in's Apple Events until SIGTERM, SIGINT or 'quit'
 //   Quellbark loglevel [N]    set (or show) the plug-in's log threshold
-//   Quellbark status          the engine, the word list, what it has learned, whether it runs
+//   Quellbark status          the engine, the word list, what it has learned (also what the
+//                             running instance has not yet committed), whether it runs
 //   Quellbark --version
 // Exit status 2 for every bad usage.
 #include "AppIdentity.h"
@@ -142,8 +143,59 @@ bool isStopped(pid_t pid) {
          (line[close + 2] == 'T' || line[close + 2] == 't');
 }
 
+// Asks the running instance, addressed by its signature, to commit what it has learned, so that
+// the word list read next holds it. Empty when it did, or when none runs; else why not.
+std::string commitRunningInstance() {
+  constexpr long kTimeoutTicks = 5 * 60;
+  AEAddressDesc address{typeNull, nullptr};
+  AppleEvent request{typeNull, nullptr};
+  AppleEvent reply{typeNull, nullptr};
+  OSStatus err =
+      AECreateDesc(typeApplSignature, &kQuellbarkSignature, sizeof kQuellbarkSignature, &address);
+  if (err == noErr) {
+    err = AECreateAppleEvent(kQuellbarkEventClass, kQuellbarkCommitEvent, &address,
+                             kAutoGenerateReturnID, kAnyTransactionID, &request);
+  }
+  if (err == noErr) {
+    err = AESendMessage(&request, &reply, kAEWaitReply, kTimeoutTicks);
+  }
+  std::string problem;
+  SInt16 number = 0;
+  if (err == procNotFound) {
+    // None runs: the word list holds everything.
+  } else if (err == errAETimeout) {
+    problem = "no answer within " + std::to_string(kTimeoutTicks / 60) + " s";
+  } else if (err != noErr) {
+    problem = "error " + std::to_string(err);
+  } else if (AEGetParamPtr(&reply, keyErrorNumber, typeSInt16, nullptr, &number, sizeof number,
+                           nullptr) == noErr &&
+             number != 0) {
+    char reason[256] = {};
+    Size size = 0;
+    AEGetParamPtr(&reply, keyErrorString, typeChar, nullptr, reason, sizeof reason - 1, &size);
+    problem = "error " + std::to_string(number);
+    if (size > 0) {
+      problem += ", " + std::string(reason, std::min<std::size_t>(size, sizeof reason - 1));
+    }
+  }
+  AEDisposeDesc(&reply);
+  AEDisposeDesc(&request);
+  AEDisposeDesc(&address);
+  return problem;
+}
+
 int printStatus() {
   EngineConfig config = EngineConfig::fromEnvironment();
+  const pid_t running = InstanceLock::runningInstance(instanceLockFile(config));
+  // A stopped instance answers nothing: waiting for it would only delay what follows.
+  if (!(running && isStopped(running))) {
+    if (const std::string problem = commitRunningInstance(); !problem.empty()) {
+      std::fprintf(stderr,
+                   "Quellbark: the running instance did not commit its learning (%s); the "
+                   "counts may miss what it learned last\n",
+                   problem.c_str());
+    }
+  }
   std::string lastProblem;
   config.log = [&lastProblem](const std::string& line) { lastProblem = line; };
   Engine engine(config);
@@ -160,7 +212,7 @@ int printStatus() {
               status.bogofilter.empty() ? config.bogofilter.c_str() : status.bogofilter.c_str(),
               status.version.empty() ? "" : ", ", status.version.c_str());
   std::printf("Word list: %s\n", status.wordList.c_str());
-  if (const pid_t running = InstanceLock::runningInstance(instanceLockFile(config))) {
+  if (running) {
     if (isStopped(running)) {
       std::printf("Running:   stopped (pid %d): it answers nothing until continued (kill -CONT "
                   "%d)\n",
@@ -205,7 +257,8 @@ int main(int argc, char** argv) {
                                      "errors only, above 40 nothing); without N, show it");
   loglevel->add_option("N", level, "the threshold");
   CLI::App* status = app.add_subcommand(
-      "status", "Show the engine, the word list, what it has learned and whether it runs");
+      "status", "Show the engine, the word list, what it has learned (also what the running "
+                "instance has yet to commit) and whether it runs");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

@@ -156,6 +156,25 @@ TEST_F(AppTest, ScoresAndLearnsOverTheTransport) {
   EXPECT_NE(runApp({"status"}).out.find("Learned:   11 spam"), std::string::npos);
 }
 
+// Learning is answered once the learner has the message, before bogofilter has even taken the
+// word list, as under load (here an engine slow to start): status asks the running instance to
+// commit first, so it counts every message learned, also right after the replies.
+TEST_F(AppTest, StatusCountsLearningTheRunningInstanceHasNotCommitted) {
+  fs::path const engine = mFolder.path() / "bogofilter";
+  std::ofstream(engine) << "#!/bin/sh\nsleep 0.3\nexec bogofilter \"$@\"\n";
+  fs::permissions(engine, fs::perms::owner_all);
+  ::setenv("QUELLBARK_BOGOFILTER", engine.c_str(), 1);
+  startApp();
+  // A change of verdict commits the spam and starts a new learner for the good one.
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(sendOne("addS", spamMessage(i)).errn, "none");
+  }
+  ASSERT_EQ(sendOne("addG", goodMessage(0)).errn, "none");
+  const ProgramRun status = runApp({"status"});
+  EXPECT_NE(status.out.find("Learned:   3 spam, 1 good"), std::string::npos) << status.out;
+  EXPECT_EQ(status.err, "");
+}
+
 // A message of words no other message has: it scores near the middle until learned.
 std::string unseenMessage(int client) {
   // Not even the subject is shared: another client's learning must not move this score.
