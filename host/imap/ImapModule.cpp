@@ -1,6 +1,7 @@
 #include "ImapModule.h"
 
 #include <dlfcn.h>
+#include <filesystem>
 #include <unix/ProcessTable.h>
 
 namespace mailhost {
@@ -11,7 +12,9 @@ std::string modulePath() {
   std::string exe = os::thisExecutable();
   if (exe.empty())
     return kImapModuleFile;
-  return exe.substr(0, exe.find_last_of('/')) + "/../lib/" + kImapModuleFile;
+  return (std::filesystem::path(exe).parent_path() / "../lib" / kImapModuleFile)
+      .lexically_normal()
+      .string();
 }
 
 // The module's functions, or why there are none. Loaded once per process and never unloaded:
@@ -25,9 +28,12 @@ LoadedModule load() {
   const std::string path = modulePath();
   void* handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!handle) {
-    const char* why = ::dlerror();
-    return {nullptr, "cannot load the IMAP support " + path + ": " +
-                         (why ? why : "the loader gave no reason")};
+    // The loader's reason starts with the file's name, which the line names already.
+    const char* error = ::dlerror();
+    std::string why = error ? error : "the loader gave no reason";
+    if (why.starts_with(path + ": "))
+      why.erase(0, path.size() + 2);
+    return {nullptr, "cannot load the IMAP support " + path + ": " + why};
   }
   auto* entry = reinterpret_cast<ImapModuleEntry*>(::dlsym(handle, kImapModuleEntry));
   const ImapModuleFunctions* functions = entry ? entry() : nullptr;

@@ -71,11 +71,11 @@ TEST_F(ImapModule, MissingModuleIsOneLineAndLocalFoldersDoNotNotice) {
   EXPECT_EQ(imapRun.out, "0 messages: 0 junk, 0 good, 0 not classified\n");
   std::vector<std::string> lines = endtoend::linesOf(imapRun.err);
   ASSERT_EQ(lines.size(), 1u) << imapRun.err;
-  EXPECT_NE(lines[0].find("cannot load the IMAP support " + (copy / "bin/../lib").string() +
-                          "/mailhost-imap.so: "),
+  EXPECT_NE(lines[0].find("cannot load the IMAP support " +
+                          (copy / "lib/mailhost-imap.so").string() +
+                          ": cannot open shared object file: No such file or directory"),
             std::string::npos)
       << lines[0];
-  EXPECT_NE(lines[0].find("No such file or directory"), std::string::npos) << lines[0];
 }
 
 } // namespace
