@@ -4,14 +4,15 @@
 #   <prefix>/bin/mailhost
 #   <prefix>/bin/Quellbark        a symbolic link to the application's executable
 #   <prefix>/lib/QuellbarkPlugIn.so, libCoreFoundation.so, libCoreServices.so, libxpcom.so
+#   <prefix>/lib/mailhost-imap.so  the host's IMAP client, loaded when it first talks IMAP
 #   <QB_APP_DIR>/Quellbark.app/Contents/{Info.plist,PkgInfo,MacOS/Quellbark}
 #   <prefix>/share/man/man1/mailhost.1, Quellbark.1
 #   <prefix>/share/bash-completion/completions/mailhost
 #   <unit folder>/quellbark.service  the systemd user unit (below), and mailhost-watch(@).service
 #
-# The host finds its libraries and the bundle beside itself ($ORIGIN/../lib), so the prefix can
-# be anywhere. The application's folder is chosen apart from the prefix, so its executable
-# names the prefix's lib folder by absolute path: the prefix is fixed when the tree is
+# The host finds its libraries, the bundle and its IMAP module beside itself ($ORIGIN/../lib), so
+# the prefix can be anywhere. The application's folder is chosen apart from the prefix, so its
+# executable names the prefix's lib folder by absolute path: the prefix is fixed when the tree is
 # configured (`make install` configures both).
 if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT AND DEFINED ENV{HOME})
   set(CMAKE_INSTALL_PREFIX "$ENV{HOME}/.local" CACHE PATH "Installation prefix" FORCE)
@@ -38,7 +39,7 @@ else()
 endif()
 set(QB_UNIT_INSTALL_DIR "${qb_unit_dir}" CACHE INTERNAL "where quellbark.service is installed")
 
-set(qb_installed_libraries CoreFoundation CoreServices xpcom QuellbarkPlugIn)
+set(qb_installed_libraries CoreFoundation CoreServices xpcom QuellbarkPlugIn mailhost-imap)
 foreach(library ${qb_installed_libraries})
   # Installed side by side, so each library finds the others in its own folder.
   # The same path serves the build tree, whose lib folder is laid out alike: no path to rewrite

@@ -3,12 +3,13 @@
 
 #include "ImapError.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <strings.h>
 #include <vector>
-
-struct mailimap;
 
 namespace mailhost {
 
@@ -36,59 +37,57 @@ struct MessageFlags {
   bool seen = false;
   bool deleted = false;
   std::string messageId; // when asked for: the Message-ID field's value, empty when none
-  bool has(const std::string& keyword) const;
+  bool has(const std::string& keyword) const {
+    return std::any_of(keywords.begin(), keywords.end(), [&](const std::string& k) {
+      return strcasecmp(k.c_str(), keyword.c_str()) == 0;
+    });
+  }
 };
 
-// One logged-in IMAP session (libetpan). Every failure throws ImapError with one line that
-// names the server; a dropped connection is ImapErrorKind::Connect. Messages are only ever read
-// with BODY.PEEK, so nothing here marks mail \Seen.
+// One logged-in IMAP session. Every failure throws ImapError with one line that names the
+// server; a dropped connection is ImapErrorKind::Connect. Messages are only ever read with
+// BODY.PEEK, so nothing here marks mail \Seen.
 class ImapConnection {
 public:
-  // Connects, secures the connection as asked (checking the certificate against the host name)
-  // and logs in.
-  ImapConnection(const ImapEndpoint& endpoint, const std::string& password);
-  ~ImapConnection();
+  ImapConnection() = default;
+  virtual ~ImapConnection() = default;
   ImapConnection(const ImapConnection&) = delete;
   ImapConnection& operator=(const ImapConnection&) = delete;
 
-  bool hasCapability(const char* name) const;
-  const ImapEndpoint& endpoint() const { return mEndpoint; }
+  virtual bool hasCapability(const char* name) const = 0;
+  virtual const ImapEndpoint& endpoint() const = 0;
 
   // Selects a folder (read-write), with CONDSTORE where offered.
-  FolderState select(const std::string& folder);
-  const std::string& selected() const { return mSelected; }
+  virtual FolderState select(const std::string& folder) = 0;
+  virtual const std::string& selected() const = 0;
 
   // In the selected folder: the flags of the messages with UID >= firstUid (and their
   // Message-IDs when asked for); with changedSince, only those whose flags changed after that
   // MODSEQ.
-  std::vector<MessageFlags> flags(std::uint32_t firstUid, std::uint64_t changedSince = 0,
-                                  bool withMessageId = false);
+  virtual std::vector<MessageFlags> flags(std::uint32_t firstUid, std::uint64_t changedSince = 0,
+                                          bool withMessageId = false) = 0;
   // The UIDs (>= firstUid) of messages carrying neither of the keywords.
-  std::vector<std::uint32_t> uidsWithout(std::uint32_t firstUid, const std::string& keyword1,
-                                         const std::string& keyword2);
+  virtual std::vector<std::uint32_t>
+  uidsWithout(std::uint32_t firstUid, const std::string& keyword1, const std::string& keyword2) = 0;
   // The whole message, unread state untouched. ImapErrorKind::NoSuchMessage when it is gone.
-  std::string fetch(std::uint32_t uid);
-  void setKeyword(std::uint32_t uid, const std::string& keyword, bool on);
+  virtual std::string fetch(std::uint32_t uid) = 0;
+  virtual void setKeyword(std::uint32_t uid, const std::string& keyword, bool on) = 0;
   // Moves a message to another folder: MOVE where offered, else COPY, \Deleted and UID EXPUNGE
   // (or, without UIDPLUS, leaves the copy's original marked \Deleted for the user's client).
-  void move(std::uint32_t uid, const std::string& destination);
+  virtual void move(std::uint32_t uid, const std::string& destination) = 0;
 
   // The folder marked \Junk (special use), else "Junk"; created when missing.
-  std::string junkFolder();
+  virtual std::string junkFolder() = 0;
 
   // Waits for news about the selected folder: IDLE when offered, else a NOOP after the wait.
   // Returns early when wakeFd becomes readable. Throws ImapError when the connection drops.
-  void waitForChanges(std::chrono::seconds timeout, int wakeFd);
-
-private:
-  [[noreturn]] void fail(int code, const std::string& doing);
-  void secure();
-  void verifyCertificate();
-
-  ImapEndpoint mEndpoint;
-  mailimap* mImap = nullptr;
-  std::string mSelected;
-  bool mCondstore = false;
+  virtual void waitForChanges(std::chrono::seconds timeout, int wakeFd) = 0;
 };
+
+// Connects, secures the connection as asked (checking the certificate against the host name)
+// and logs in. The client code is loaded on first use (see ImapModule.h): when it cannot be,
+// ImapErrorKind::Unavailable says why.
+std::unique_ptr<ImapConnection> openImapConnection(const ImapEndpoint& endpoint,
+                                                   const std::string& password);
 
 } // namespace mailhost

@@ -15,6 +15,7 @@ enum class ImapErrorKind {
   NoSuchFolder,  // the server has no folder of that name
   NoSuchMessage, // the folder holds no message with that UID
   Protocol,      // the server refused a command or answered nonsense
+  Unavailable,   // the host's IMAP client code cannot be loaded
 };
 
 class ImapError : public std::runtime_error {

@@ -1,6 +1,6 @@
 #include "ImapPasswords.h"
 
-#include <libsecret/secret.h>
+#include "ImapModule.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -12,24 +12,6 @@
 namespace mailhost {
 
 namespace {
-
-const SecretSchema* passwordSchema() {
-  static const SecretSchema schema = {"org.mailhost.ImapPassword",
-                                      SECRET_SCHEMA_NONE,
-                                      {{"user", SECRET_SCHEMA_ATTRIBUTE_STRING},
-                                       {"host", SECRET_SCHEMA_ATTRIBUTE_STRING},
-                                       {"port", SECRET_SCHEMA_ATTRIBUTE_INTEGER},
-                                       {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
-                                      0,
-                                      nullptr,
-                                      nullptr,
-                                      nullptr,
-                                      nullptr,
-                                      nullptr,
-                                      nullptr,
-                                      nullptr};
-  return &schema;
-}
 
 [[noreturn]] void accountError(const std::string& what) {
   throw ImapError(ImapErrorKind::Account, what);
@@ -73,18 +55,11 @@ std::string readImapPassword(const ImapAccount& account) {
   if (!keyringAvailable())
     accountError("no password for " + account.name() +
                  ": there is no keyring (no session bus) and no password file");
-  GError* error = nullptr;
-  gchar* password = secret_password_lookup_sync(
-      passwordSchema(), nullptr, &error, "user", account.endpoint.user.c_str(), "host",
-      account.endpoint.host.c_str(), "port", static_cast<int>(account.endpoint.port), nullptr);
-  if (!password) {
-    std::string why = error ? error->message : "the keyring holds none";
-    g_clear_error(&error);
+  std::string why;
+  std::optional<std::string> password = imapModule().keyringLookup(account.endpoint, why);
+  if (!password)
     accountError("no password for " + account.name() + " in the keyring: " + why);
-  }
-  std::string result(password);
-  secret_password_free(password);
-  return result;
+  return *password;
 }
 
 bool storePasswordInKeyring(const ImapEndpoint& endpoint, const std::string& password,
@@ -93,17 +68,12 @@ bool storePasswordInKeyring(const ImapEndpoint& endpoint, const std::string& pas
     why = "no session bus";
     return false;
   }
-  GError* error = nullptr;
-  std::string label = "IMAP password of " + endpoint.user + "@" + endpoint.host;
-  gboolean stored = secret_password_store_sync(
-      passwordSchema(), SECRET_COLLECTION_DEFAULT, label.c_str(), password.c_str(), nullptr, &error,
-      "user", endpoint.user.c_str(), "host", endpoint.host.c_str(), "port",
-      static_cast<int>(endpoint.port), nullptr);
-  if (!stored) {
-    why = error ? error->message : "the keyring refused it";
-    g_clear_error(&error);
+  try {
+    return imapModule().keyringStore(endpoint, password, why);
+  } catch (const ImapError& error) {
+    why = error.what();
+    return false;
   }
-  return stored;
 }
 
 void storePasswordInFile(const std::string& path, const std::string& password) {

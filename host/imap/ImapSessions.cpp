@@ -32,7 +32,7 @@ ImapAccount ImapSessions::account(const std::string& user, const std::string& ho
 ImapConnection& ImapSessions::connection(const ImapAccount& account, const std::string& folder) {
   std::unique_ptr<ImapConnection>& slot = mConnections[account.name()];
   if (!slot)
-    slot = std::make_unique<ImapConnection>(account.endpoint, readImapPassword(account));
+    slot = openImapConnection(account.endpoint, readImapPassword(account));
   if (!folder.empty() && slot->selected() != folder)
     slot->select(folder);
   return *slot;

@@ -1,4 +1,4 @@
-#include "ImapConnection.h"
+#include "EtpanConnection.h"
 
 #include "ServerCertificate.h"
 
@@ -142,15 +142,40 @@ std::string headerValue(std::string_view block, std::string_view name) {
   return {};
 }
 
+// One logged-in IMAP session through libetpan.
+class EtpanConnection final : public ImapConnection {
+public:
+  EtpanConnection(const ImapEndpoint& endpoint, const std::string& password);
+  ~EtpanConnection() override;
+
+  bool hasCapability(const char* name) const override;
+  const ImapEndpoint& endpoint() const override { return mEndpoint; }
+  FolderState select(const std::string& folder) override;
+  const std::string& selected() const override { return mSelected; }
+  std::vector<MessageFlags> flags(std::uint32_t firstUid, std::uint64_t changedSince,
+                                  bool withMessageId) override;
+  std::vector<std::uint32_t> uidsWithout(std::uint32_t firstUid, const std::string& keyword1,
+                                         const std::string& keyword2) override;
+  std::string fetch(std::uint32_t uid) override;
+  void setKeyword(std::uint32_t uid, const std::string& keyword, bool on) override;
+  void move(std::uint32_t uid, const std::string& destination) override;
+  std::string junkFolder() override;
+  void waitForChanges(std::chrono::seconds timeout, int wakeFd) override;
+
+private:
+  [[noreturn]] void fail(int code, const std::string& doing);
+  void secure();
+  void verifyCertificate();
+
+  ImapEndpoint mEndpoint;
+  mailimap* mImap = nullptr;
+  std::string mSelected;
+  bool mCondstore = false;
+};
+
 } // namespace
 
-bool MessageFlags::has(const std::string& keyword) const {
-  return std::any_of(keywords.begin(), keywords.end(), [&](const std::string& k) {
-    return strcasecmp(k.c_str(), keyword.c_str()) == 0;
-  });
-}
-
-ImapConnection::ImapConnection(const ImapEndpoint& endpoint, const std::string& password)
+EtpanConnection::EtpanConnection(const ImapEndpoint& endpoint, const std::string& password)
     : mEndpoint(endpoint) {
   SigpipeHeld held;
   mImap = mailimap_new(0, nullptr);
@@ -191,7 +216,7 @@ ImapConnection::ImapConnection(const ImapEndpoint& endpoint, const std::string& 
   }
 }
 
-ImapConnection::~ImapConnection() {
+EtpanConnection::~EtpanConnection() {
   SigpipeHeld held;
   if (!mImap)
     return;
@@ -200,7 +225,7 @@ ImapConnection::~ImapConnection() {
   mailimap_free(mImap);
 }
 
-void ImapConnection::secure() {
+void EtpanConnection::secure() {
   if (mEndpoint.socketType == SocketType::StartTls) {
     int r = mailimap_socket_starttls(mImap);
     if (r != MAILIMAP_NO_ERROR)
@@ -212,7 +237,7 @@ void ImapConnection::secure() {
     verifyCertificate();
 }
 
-void ImapConnection::verifyCertificate() {
+void EtpanConnection::verifyCertificate() {
   // The whole chain the server sent: its own certificate and the intermediates to an authority.
   carray* certificates = mailstream_get_certificate_chain(mImap->imap_stream);
   std::vector<DerBytes> chain;
@@ -228,7 +253,7 @@ void ImapConnection::verifyCertificate() {
                                                     mEndpoint.host + " is not trusted: " + problem);
 }
 
-void ImapConnection::fail(int code, const std::string& doing) {
+void EtpanConnection::fail(int code, const std::string& doing) {
   const std::string where = mEndpoint.host + ":" + std::to_string(mEndpoint.port);
   if (isConnectionFailure(code))
     throw ImapError(ImapErrorKind::Connect,
@@ -239,11 +264,11 @@ void ImapConnection::fail(int code, const std::string& doing) {
   throw ImapError(ImapErrorKind::Protocol, "the IMAP server " + where + " refused " + doing + said);
 }
 
-bool ImapConnection::hasCapability(const char* name) const {
+bool EtpanConnection::hasCapability(const char* name) const {
   return mailimap_has_extension(mImap, const_cast<char*>(name)) != 0;
 }
 
-FolderState ImapConnection::select(const std::string& folder) {
+FolderState EtpanConnection::select(const std::string& folder) {
   SigpipeHeld held;
   mCondstore = hasCapability("CONDSTORE");
   std::uint64_t modseq = 0;
@@ -266,8 +291,8 @@ FolderState ImapConnection::select(const std::string& folder) {
   return state;
 }
 
-std::vector<MessageFlags> ImapConnection::flags(std::uint32_t firstUid, std::uint64_t changedSince,
-                                                bool withMessageId) {
+std::vector<MessageFlags> EtpanConnection::flags(std::uint32_t firstUid, std::uint64_t changedSince,
+                                                 bool withMessageId) {
   SigpipeHeld held;
   mailimap_fetch_type* type = mailimap_fetch_type_new_fetch_att_list_empty();
   mailimap_fetch_type_new_fetch_att_list_add(type, mailimap_fetch_att_new_uid());
@@ -303,18 +328,18 @@ std::vector<MessageFlags> ImapConnection::flags(std::uint32_t firstUid, std::uin
   return result;
 }
 
-std::vector<std::uint32_t> ImapConnection::uidsWithout(std::uint32_t firstUid,
-                                                       const std::string& keyword1,
-                                                       const std::string& keyword2) {
+std::vector<std::uint32_t> EtpanConnection::uidsWithout(std::uint32_t firstUid,
+                                                        const std::string& keyword1,
+                                                        const std::string& keyword2) {
   SigpipeHeld held;
   std::vector<std::uint32_t> uids;
-  for (const MessageFlags& message : flags(firstUid))
+  for (const MessageFlags& message : flags(firstUid, 0, false))
     if (!message.deleted && !message.has(keyword1) && !message.has(keyword2))
       uids.push_back(message.uid);
   return uids;
 }
 
-std::string ImapConnection::fetch(std::uint32_t uid) {
+std::string EtpanConnection::fetch(std::uint32_t uid) {
   SigpipeHeld held;
   mailimap_fetch_type* type = mailimap_fetch_type_new_fetch_att_list_empty();
   mailimap_fetch_type_new_fetch_att_list_add(type, mailimap_fetch_att_new_uid());
@@ -336,7 +361,7 @@ std::string ImapConnection::fetch(std::uint32_t uid) {
                   mSelected + " on " + mEndpoint.host + " holds no message " + std::to_string(uid));
 }
 
-void ImapConnection::setKeyword(std::uint32_t uid, const std::string& keyword, bool on) {
+void EtpanConnection::setKeyword(std::uint32_t uid, const std::string& keyword, bool on) {
   SigpipeHeld held;
   mailimap_flag_list* list = mailimap_flag_list_new_empty();
   mailimap_flag_list_add(list, mailimap_flag_new_flag_keyword(strdup(keyword.c_str())));
@@ -349,7 +374,7 @@ void ImapConnection::setKeyword(std::uint32_t uid, const std::string& keyword, b
     fail(r, "setting " + keyword + " on message " + std::to_string(uid));
 }
 
-void ImapConnection::move(std::uint32_t uid, const std::string& destination) {
+void EtpanConnection::move(std::uint32_t uid, const std::string& destination) {
   SigpipeHeld held;
   UniqueSet set = uidSet(uid, uid);
   const std::string what = "moving message " + std::to_string(uid) + " to " + destination;
@@ -377,7 +402,7 @@ void ImapConnection::move(std::uint32_t uid, const std::string& destination) {
     fail(r, what);
 }
 
-std::string ImapConnection::junkFolder() {
+std::string EtpanConnection::junkFolder() {
   SigpipeHeld held;
   clist* raw = nullptr;
   int r = mailimap_list(mImap, "", "*", &raw);
@@ -414,7 +439,7 @@ std::string ImapConnection::junkFolder() {
   return "Junk";
 }
 
-void ImapConnection::waitForChanges(std::chrono::seconds timeout, int wakeFd) {
+void EtpanConnection::waitForChanges(std::chrono::seconds timeout, int wakeFd) {
   SigpipeHeld held;
   bool idle = hasCapability("IDLE");
   if (idle) {
@@ -437,6 +462,11 @@ void ImapConnection::waitForChanges(std::chrono::seconds timeout, int wakeFd) {
   int r = mailimap_noop(mImap);
   if (r != MAILIMAP_NO_ERROR)
     fail(r, "asking for news (NOOP)");
+}
+
+std::unique_ptr<ImapConnection> connectWithEtpan(const ImapEndpoint& endpoint,
+                                                 const std::string& password) {
+  return std::make_unique<EtpanConnection>(endpoint, password);
 }
 
 } // namespace mailhost
