@@ -36,6 +36,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/lib/isolated-user.sh
 source scripts/lib/private-dovecot.sh
+timed() { python3 scripts/lib/timed.py "$@"; }
 root=$PWD
 build=${QB_BUILD:-build/default}
 work=$root/$build/bench
@@ -118,12 +119,12 @@ qpid=$(quellbark_pid)
 log "bench: throughput, $reps runs of each over $heldout messages"
 for rep in $(seq "$reps"); do
   before=$(tree_cpu "$qpid")
-  /usr/bin/time -f '%e %U %S %M' -o "$work/out/host-time-$rep.txt" \
+  timed "$work/out/host-time-$rep.txt" \
     "${host[@]}" classify --json "$work/mail/heldout/spam/000" "$work/mail/heldout/ham/000" \
     >"$work/out/classify-$rep.json" 2>"$work/out/classify-$rep.err" || true
   after=$(tree_cpu "$qpid")
   echo "$(calc "$after - $before")" >"$work/out/quellbark-cpu-$rep.txt"
-  /usr/bin/time -f '%e %U %S %M' -o "$work/out/bogofilter-time-$rep.txt" \
+  timed "$work/out/bogofilter-time-$rep.txt" \
     bogofilter -C -d "$QUELLBARK_DATA_DIR" -b -TT <"$work/out/heldout-files.txt" \
     >"$work/out/bogofilter-$rep.txt" || true
 done
@@ -132,7 +133,8 @@ done
 # $work/out/host-jauto-time-<rep>.txt; the table below shows it when those files exist.)
 
 # /usr/bin/time puts "Command exited with non-zero status N" above its figures (bogofilter exits
-# with its last verdict): the figures are the last line.
+# with its last verdict): the figures are the last line. The CPU figures come from timed (wall,
+# user and system seconds to the microsecond), whose file has that one line only.
 figures() { tail -n 1 "$1"; }
 pipe_wall=$(for r in $(seq "$reps"); do figures "$work/out/host-time-$r.txt" | awk '{ print $1 }'; done | median)
 host_cpu=$(for r in $(seq "$reps"); do figures "$work/out/host-time-$r.txt" | awk '{ print $2 + $3 }'; done | median)
@@ -156,7 +158,7 @@ auto_workers=$((2 * $(getconf _NPROCESSORS_ONLN)))
 log "bench: throughput with classify -j auto ($auto_workers workers), $reps runs"
 for rep in $(seq "$reps"); do
   before=$(tree_cpu "$qpid")
-  /usr/bin/time -f '%e %U %S %M' -o "$work/out/host-jauto-time-$rep.txt" \
+  timed "$work/out/host-jauto-time-$rep.txt" \
     "${host[@]}" classify -j auto --json "$work/mail/heldout/spam/000" "$work/mail/heldout/ham/000" \
     >"$work/out/classify-jauto-$rep.json" 2>"$work/out/classify-jauto-$rep.err" || true
   after=$(tree_cpu "$qpid")
@@ -378,10 +380,10 @@ if [[ -d $work/volume-10000 ]]; then
   "${host[@]}" classify "$(head -n 1 "$work/out/volume-10000-files.txt")" >/dev/null 2>&1 || true
   for rep in $(seq "$reps"); do
     for jobs in 1 2 auto; do
-      /usr/bin/time -f '%e %U %S %M' -o "$work/out/steady-j$jobs-$rep.txt" \
+      timed "$work/out/steady-j$jobs-$rep.txt" \
         "${host[@]}" classify -j "$jobs" --json "$work/volume-10000" >/dev/null 2>&1 || true
     done
-    /usr/bin/time -f '%e %U %S %M' -o "$work/out/steady-bf-$rep.txt" \
+    timed "$work/out/steady-bf-$rep.txt" \
       bogofilter -C -d "$QUELLBARK_DATA_DIR" -b -TT <"$work/out/volume-10000-files.txt" >/dev/null || true
   done
   stop_quellbark
