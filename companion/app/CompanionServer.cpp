@@ -161,8 +161,7 @@ OSErr CompanionServer::accept(Request request, const AppleEvent& event, AppleEve
     return noErr;
   }
   Sender& queue = mSenders[sender];
-  queue.jobs.push_back({request, event, reply, mNextSerial});
-  mUnanswered.insert(mNextSerial++);
+  queue.jobs.push_back({request, event, reply, mNextSerial++});
   if (!queue.served && queue.jobs.size() == 1) {
     mReady.push_back(sender);
     if (mIdleWorkers == 0 && mWorkers.size() < mMaxWorkers) {
@@ -180,7 +179,7 @@ OSErr CompanionServer::accept(Request request, const AppleEvent& event, AppleEve
 // after their replies have gone.
 OSErr CompanionServer::acceptCommit(const AppleEvent& event, AppleEvent& reply) {
   std::unique_lock lock(mMutex);
-  if (mUnanswered.empty() || AESuspendTheCurrentEvent(&event) != noErr) {
+  if (firstUnanswered() == mNextSerial || AESuspendTheCurrentEvent(&event) != noErr) {
     lock.unlock();
     commit(reply);
     return noErr;
@@ -196,9 +195,9 @@ void CompanionServer::commit(AppleEvent& reply) {
 }
 
 void CompanionServer::answerCommits(std::unique_lock<std::mutex>& lock) {
-  std::uint64_t const firstUnanswered = mUnanswered.empty() ? mNextSerial : *mUnanswered.begin();
+  std::uint64_t const first = firstUnanswered();
   auto const waiting = std::partition(mCommits.begin(), mCommits.end(),
-                                      [&](const Commit& c) { return c.after > firstUnanswered; });
+                                      [&](const Commit& c) { return c.after > first; });
   if (waiting == mCommits.end()) {
     return;
   }
@@ -210,6 +209,17 @@ void CompanionServer::answerCommits(std::unique_lock<std::mutex>& lock) {
     AEResumeTheCurrentEvent(&c.event, &c.reply, kAENoDispatch, nullptr);
   }
   lock.lock();
+}
+
+// Each sender's jobs are answered in turn, so the oldest unanswered job heads some queue.
+std::uint64_t CompanionServer::firstUnanswered() const {
+  std::uint64_t first = mNextSerial;
+  for (const auto& [sender, queue] : mSenders) {
+    if (!queue.jobs.empty()) {
+      first = std::min(first, queue.jobs.front().serial);
+    }
+  }
+  return first;
 }
 
 std::unique_ptr<Engine::Classifier> CompanionServer::takeClassifier() {
@@ -242,13 +252,12 @@ void CompanionServer::work(std::stop_token stop) {
     queue.served = true;
     std::unique_ptr<Engine::Classifier> classifier = takeClassifier();
     while (!queue.jobs.empty()) {
-      Job job = queue.jobs.front();
-      queue.jobs.pop_front();
+      Job job = queue.jobs.front(); // left queued until answered: a commit waits for it
       lock.unlock();
       answer(job.request, job.event, job.reply, *classifier);
       AEResumeTheCurrentEvent(&job.event, &job.reply, kAENoDispatch, nullptr);
       lock.lock();
-      mUnanswered.erase(job.serial);
+      queue.jobs.pop_front();
       answerCommits(lock);
     }
     giveBack(std::move(classifier));

@@ -12,7 +12,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <thread>
 #include <vector>
 
@@ -72,7 +71,8 @@ private:
   void commit(AppleEvent& reply);
   // With mMutex held by `lock`: answers the commits no queued job comes before.
   void answerCommits(std::unique_lock<std::mutex>& lock);
-  // Both with mMutex held.
+  // These three with mMutex held.
+  std::uint64_t firstUnanswered() const; // mNextSerial when every job is answered
   std::unique_ptr<Engine::Classifier> takeClassifier();
   void giveBack(std::unique_ptr<Engine::Classifier> classifier);
 
@@ -86,8 +86,7 @@ private:
   std::vector<std::unique_ptr<Engine::Classifier>> mIdleClassifiers;
   std::vector<std::jthread> mWorkers;
   std::uint64_t mNextSerial = 0;
-  std::set<std::uint64_t> mUnanswered; // serials of the queued jobs not yet answered
-  std::vector<Commit> mCommits;        // waiting for jobs queued before them
+  std::vector<Commit> mCommits; // waiting for jobs queued before them
   // Events are answered on the event loop's thread while no other sender has sent for this long.
   static constexpr std::chrono::milliseconds kAloneAfter{100};
   SInt32 mLastSender = -1;
