@@ -46,6 +46,8 @@ install)
   # CMake always writes its manifest into the tree: one install of a tree at a time.
   (
     flock 9
+    # Programs whose installed library path differs from the build's are linked again here.
+    cmake --build "$build" --target preinstall >/dev/null
     cmake --install "$build"
     mv "$build/install_manifest.txt" "$record/install_manifest.txt"
   ) 9>"$build/.install-lock"

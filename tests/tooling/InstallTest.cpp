@@ -84,6 +84,18 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
   EXPECT_NE(runShell("readelf -d '" + (app / "MacOS/Quellbark").string() + "'")
                 .out.find(cacheValue("CMAKE_INSTALL_PREFIX") + "/lib"),
             std::string::npos);
+  // An empty entry in a library path is the working directory: whoever runs a program from a
+  // folder of someone else's could have their libraries loaded. Built or installed, none has one.
+  for (fs::path binary :
+       {prefix() / "bin/mailhost", app / "MacOS/Quellbark", fs::path(QB_BUILD_DIR "/bin/mailhost"),
+        fs::path(QB_BUILD_DIR "/Quellbark.app/Contents/MacOS/Quellbark")}) {
+    ShellOutcome paths =
+        runShell("readelf -d '" + binary.string() + "' | grep -o 'path: \\[.*\\]'");
+    ASSERT_EQ(paths.status, 0) << binary << paths.out;
+    EXPECT_EQ(paths.out.find("[:"), std::string::npos) << binary << paths.out;
+    EXPECT_EQ(paths.out.find("::"), std::string::npos) << binary << paths.out;
+    EXPECT_EQ(paths.out.find(":]"), std::string::npos) << binary << paths.out;
+  }
 
   ShellOutcome info = runShell("cd / && '" + (prefix() / "bin/mailhost").string() +
                                "' --profile '" + (mTemp.path() / "profile").string() + "' info");
