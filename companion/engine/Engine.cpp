@@ -610,8 +610,9 @@ void Engine::endWhenIdle(std::stop_token stop) {
       }
     }
     if (next == Clock::time_point::max()) {
-      // Only busy classifiers: look again a while after they were last used.
-      next = now + mConfig.idleTimeout;
+      // Only busy classifiers: look again a while after they were last used (not at once, even
+      // without an idle time, which would spin while they work).
+      next = now + std::max(mConfig.idleTimeout, std::chrono::milliseconds(10));
     }
     mWake.wait_until(lock, stop, next, [] { return false; });
   }
