@@ -8,8 +8,6 @@
 //       modulo 100, are below P (20): a fixed split that does not depend on file order.
 //       --limit N takes the first N messages of every group (a quick run).
 //       Prints one JSON line: the counts per split and label.
-//   node scripts/corpus.mjs volume DATA OUT COUNT
-//       One Maildir OUT/cur with COUNT messages: the corpus repeated, its groups mixed.
 //   node scripts/corpus.mjs tally SECONDS RESULT.json...
 //       The confusion table of classify results whose folder path holds /spam/ or /ham/.
 //   node scripts/corpus.mjs agreement RESULT.json BOGOFILTER_OUTPUT
@@ -98,27 +96,6 @@ function split(args) {
     writeMessage(folder, `${message.group}.${message.id}`, bytes);
   }
   process.stdout.write(JSON.stringify(counts) + '\n');
-}
-
-function volume(args) {
-  const [dataDir, out, countText] = args;
-  const count = Number(countText);
-  if (!dataDir || !out || !Number.isInteger(count) || count < 1)
-    fail('usage: volume DATA OUT COUNT');
-  fs.rmSync(out, { recursive: true, force: true });
-  const corpus = readCorpus(dataDir);
-  // Each round takes every message once, in a stride order that mixes the groups (the file
-  // list has them one after the other).
-  const gcd = (a, b) => (b ? gcd(b, a % b) : a);
-  let stride = 7919;
-  while (gcd(stride, corpus.length) !== 1)
-    stride++;
-  for (let i = 0; i < count; i++) {
-    const message = corpus[(i * stride) % corpus.length];
-    const round = Math.floor(i / corpus.length);
-    writeMessage(out, `${message.group}.${message.id}.${round}`,
-                 withoutFromLine(fs.readFileSync(message.file)));
-  }
 }
 
 function readResults(files) {
@@ -223,7 +200,7 @@ function agreement(args) {
 }
 
 const [command, ...rest] = process.argv.slice(2);
-const commands = { split, volume, tally, agreement };
+const commands = { split, tally, agreement };
 if (!(command in commands))
-  fail('usage: corpus.mjs split|volume|tally|agreement ...');
+  fail('usage: corpus.mjs split|tally|agreement ...');
 commands[command](rest);
