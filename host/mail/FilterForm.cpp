@@ -1,5 +1,6 @@
 #include "FilterForm.h"
 
+#include "CharsetConverters.h"
 #include "MailError.h"
 #include "MailStore.h"
 #include "PlainHeaderBlock.h"
@@ -147,8 +148,10 @@ public:
     const char* charset = g_mime_object_get_content_type_parameter(GMIME_OBJECT(part), "charset");
     bool latin1 = !isUtf8OrAscii(charset) && isLatin1(charset);
     GRef<GMimeFilter> convert;
-    if (!isUtf8OrAscii(charset) && !latin1)
+    if (!isUtf8OrAscii(charset) && !latin1) {
+      CharsetConverters::keep(charset);
       convert.reset(g_mime_filter_charset_new(charset, "UTF-8"));
+    }
 
     std::size_t start = mOut->len;
     g_mime_stream_seek(mStream.get(), static_cast<gint64>(start), GMIME_STREAM_SEEK_SET);
@@ -216,6 +219,15 @@ bool isFoldingSpace(char c) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
+// The converters GMime's decoder will open for a raw header value: its encoded words' charsets,
+// and for 8-bit text that is not UTF-8 the fallback, Latin-1.
+void keepConvertersFor(std::string_view raw) {
+  CharsetConverters::keepForEncodedWords(raw);
+  if (std::any_of(raw.begin(), raw.end(), [](char c) { return c & 0x80; }) &&
+      !isValidUtf8(raw.data(), raw.size()))
+    CharsetConverters::keep("ISO-8859-1");
+}
+
 // A field's value unfolded and decoded. GMime's decoder tokenizes every value into words; most
 // values are plain ASCII without encoded words, which decode to themselves, unfolded and
 // trimmed: those are unfolded here and the decoder is left to the rest.
@@ -225,6 +237,7 @@ std::string headerValue(GMimeHeader* header) {
   bool plain = raw.find("=?") == std::string_view::npos &&
                std::none_of(raw.begin(), raw.end(), [](char c) { return c & 0x80; });
   if (!plain) {
+    keepConvertersFor(raw);
     const char* value = g_mime_header_get_value(header);
     return value ? value : "";
   }
@@ -288,10 +301,12 @@ FilterForm convert(GMimeStream* memory, GByteArray* bytes, std::size_t from) {
     g_mime_stream_set_bounds(memory, static_cast<gint64>(from), -1);
     return convert(memory, text.size());
   }
+  GMimeParserOptions* options = parserOptions();
   for (std::size_t index : plain->toDecode) {
     std::string& value = plain->fields[index].value;
+    keepConvertersFor(value);
     GString_ unfolded(g_mime_utils_header_unfold(value.c_str()));
-    GString_ decoded(g_mime_utils_header_decode_text(parserOptions(), unfolded.get()));
+    GString_ decoded(g_mime_utils_header_decode_text(options, unfolded.get()));
     value = decoded ? decoded.get() : "";
   }
   std::size_t start = from + plain->blankLine - plain->contentFields.size();

@@ -1,12 +1,14 @@
 // The filter form of a message: decoded header fields in message order, attachments reported
 // apart, the body as UTF-8 text with parts separated; and the mail files are never changed.
 #include "FilterForm.h"
+#include "CharsetConverters.h"
 #include "MailError.h"
 #include "MailStore.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
 
+#include <iconv.h>
 #include <sys/stat.h>
 
 using testsupport::readFile;
@@ -257,4 +259,35 @@ TEST(FilterForm, ReadingNeverChangesAMailFile) {
     EXPECT_EQ(info.st_mtim.tv_nsec, before[i].second.st_mtim.tv_nsec);
   }
   EXPECT_EQ(std::distance(fs::directory_iterator(dir / "Box/new"), fs::directory_iterator()), 1);
+}
+
+// The C library unloads a converter's module a few closes of other converters after its own
+// last close; mail in a mix of character sets would load the same modules again and again.
+TEST(FilterForm, ConvertersOfTheCharsetsMetStayLoadedUpToABound) {
+  auto loaded = [](const char* module) {
+    return readFile("/proc/self/maps").find(std::string("/gconv/") + module) != std::string::npos;
+  };
+  auto closeOthers = [] {
+    for (const char* charset : {"ISO-8859-5", "ISO-8859-7", "ISO-8859-9", "CP1250", "CP1257"}) {
+      iconv_t converter = iconv_open("UTF-8", charset);
+      ASSERT_NE(converter, reinterpret_cast<iconv_t>(-1)) << charset;
+      iconv_close(converter);
+    }
+  };
+  FilterForm body = toFilterForm("Content-Type: text/plain; charset=KOI8-R\n\n\xF0\xD2\xC9\n");
+  EXPECT_EQ(body.body.view(), "\xD0\x9F\xD1\x80\xD0\xB8\n");
+  FilterForm header = toFilterForm("Subject: =?ISO-8859-2?Q?=B1?=\n\nx\n");
+  EXPECT_EQ(valueOf(header, "Subject"), "\xC4\x85");
+  closeOthers();
+  EXPECT_TRUE(loaded("KOI8-R.so"));
+  EXPECT_TRUE(loaded("ISO8859-2.so"));
+
+  // Made-up names are not kept, and however many charsets come, only the first few are.
+  std::size_t before = CharsetConverters::kept();
+  CharsetConverters::keepForEncodedWords("=?no such charset?Q?x?= =?=?x=? =?KOI8-R?Z?x?=");
+  CharsetConverters::keep("x-not-a-charset");
+  EXPECT_EQ(CharsetConverters::kept(), before);
+  for (int part = 1; part <= 16; ++part)
+    CharsetConverters::keep("ISO-8859-" + std::to_string(part));
+  EXPECT_EQ(CharsetConverters::kept(), CharsetConverters::kMaxKept);
 }
