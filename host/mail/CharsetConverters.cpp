@@ -14,8 +14,8 @@ namespace {
 
 struct Kept {
   std::mutex lock;
-  std::vector<std::string> names; // as asked for, and as GMime names them for the C library
-  std::size_t converters = 0;
+  std::vector<std::string> names;  // as asked for, and as GMime names them for the C library
+  std::vector<iconv_t> converters; // open until the process ends
 };
 
 // Names that are not character sets are remembered too, up to a bound, so that a message full of
@@ -46,7 +46,7 @@ void CharsetConverters::keep(std::string_view charset) {
   auto known = [&](std::string_view name) {
     return std::find(state.names.begin(), state.names.end(), name) != state.names.end();
   };
-  if (state.converters >= kMaxKept || state.names.size() >= kMaxNames || known(charset))
+  if (state.converters.size() >= kMaxKept || state.names.size() >= kMaxNames || known(charset))
     return;
   std::string asked(charset);
   // Another spelling of a kept charset ("latin1", "ISO_8859-1") is remembered, not opened again.
@@ -57,8 +57,9 @@ void CharsetConverters::keep(std::string_view charset) {
     return;
   if (name != asked)
     state.names.push_back(name);
-  if (iconv_open("UTF-8", name.c_str()) != reinterpret_cast<iconv_t>(-1))
-    ++state.converters;
+  if (iconv_t converter = iconv_open("UTF-8", name.c_str());
+      converter != reinterpret_cast<iconv_t>(-1))
+    state.converters.push_back(converter);
 }
 
 void CharsetConverters::keepForEncodedWords(std::string_view value) {
@@ -82,7 +83,7 @@ void CharsetConverters::keepForEncodedWords(std::string_view value) {
 std::size_t CharsetConverters::kept() {
   Kept& state = keptConverters();
   std::lock_guard<std::mutex> guard(state.lock);
-  return state.converters;
+  return state.converters.size();
 }
 
 } // namespace mailhost
