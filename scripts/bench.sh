@@ -60,6 +60,12 @@ isolate_user "$work" "$root" "$build"
 host=("$mailhost" --profile "$work/profile" --plugin "$plugin")
 log() { printf '%s\n' "$*" >&2; }
 calc() { awk "BEGIN { printf \"%.${2:-3}f\", $1 }"; } # EXPRESSION [DECIMALS]
+# COUNT lines of the held-out list, every k-th so that spam and ham are both in; awk stops by
+# itself, where `| head` would leave it writing into a closed pipe (a failure under pipefail).
+every_kth() {
+  awk -v count="$1" -v step="$((heldout > $1 ? heldout / $1 : 1))" \
+    'NR % step == 0 { print; if (++n == count) exit }'
+}
 elapsed() { calc "$(date +%s.%N) - $1"; }
 
 watch_pid=
@@ -232,8 +238,7 @@ imap_row=$(printf '| IMAP: classify imap://.../FOLDER, held-out mail on the serv
   "$(cpu_ms "$imap_host_cpu")" "$imap_classified")
 
 log "bench: IMAP, APPEND to verdict while mailhost watch runs, $latency_count messages"
-awk -v step="$((heldout > latency_count ? heldout / latency_count : 1))" 'NR % step == 0' \
-  "$work/out/heldout-files.txt" | head -n "$latency_count" >"$work/out/latency-files.txt"
+every_kth "$latency_count" <"$work/out/heldout-files.txt" >"$work/out/latency-files.txt"
 start_watch "$work/out/watch.out" "$work/out/watch.err" "${host[@]}" || true
 "${user_client[@]}" latency <"$work/out/latency-files.txt" >"$work/out/latency.txt" \
   2>"$work/out/latency.err" || true
@@ -255,9 +260,7 @@ latency_row=$(printf '| IMAP: APPEND to verdict on the server, mailhost watch ru
 agreement=$(node scripts/corpus.mjs agreement "$work/out/classify-1.json" "$work/out/bogofilter-1.txt")
 
 log "bench: delivery filter, one process per message"
-# Every k-th held-out file, so that spam and ham are both in.
-awk -v step="$((heldout > filter_count ? heldout / filter_count : 1))" 'NR % step == 0' \
-  "$work/out/heldout-files.txt" | head -n "$filter_count" >"$work/out/filter-files.txt"
+every_kth "$filter_count" <"$work/out/heldout-files.txt" >"$work/out/filter-files.txt"
 filter_messages=$(wc -l <"$work/out/filter-files.txt")
 filter_failed=0
 # Each file through both, one after the other, so that both see the same load; the times are

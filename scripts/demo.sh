@@ -170,6 +170,6 @@ echo
 
 if ((failures > 0)); then
   echo "$failures mailhost run(s) reported problems; the first lines of their logs:" >&2
-  cat "$demo/logs"/*.err | head -20 >&2
+  awk 'NR <= 20' "$demo/logs"/*.err >&2
   exit 1
 fi
