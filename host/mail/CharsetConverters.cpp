@@ -36,6 +36,18 @@ bool isBuiltIn(std::string_view charset) {
   return is("utf-8") || is("utf8") || is("us-ascii") || is("ascii");
 }
 
+// The one-byte character sets of most mail (ISO 8859, the Windows code pages, KOI8) convert
+// through small tables; the multibyte East Asian ones through tables of 50 to 120 KiB, which a
+// kept module would hold resident, more of them the more text it meets.
+bool isSingleByte(std::string_view name) {
+  auto startsWith = [&](std::string_view prefix) {
+    return name.size() > prefix.size() &&
+           g_ascii_strncasecmp(name.data(), prefix.data(), prefix.size()) == 0;
+  };
+  return startsWith("iso-8859-") || startsWith("iso8859-") || startsWith("cp125") ||
+         startsWith("windows-125") || startsWith("koi8-");
+}
+
 } // namespace
 
 void CharsetConverters::keep(std::string_view charset) {
@@ -51,7 +63,7 @@ void CharsetConverters::keep(std::string_view charset) {
   std::string asked(charset);
   // Another spelling of a kept charset ("latin1", "ISO_8859-1") is remembered, not opened again.
   std::string name = g_mime_charset_iconv_name(asked.c_str());
-  bool opened = known(name) || isBuiltIn(name);
+  bool opened = known(name) || isBuiltIn(name) || !isSingleByte(name);
   state.names.push_back(asked);
   if (opened)
     return;

@@ -13,15 +13,16 @@ namespace mailhost {
 // (about 50 µs each time; 435 times for 10,000 messages of the public spam corpus). Keeping a
 // conversion from a character set open keeps its module loaded.
 //
-// Only the first kMaxKept character sets met are kept: each kept module stays resident (20 KiB
-// for most, over 100 KiB for some East Asian ones), and a few cover most of a mailbox's
-// conversions. Safe from any thread.
+// Kept are the one-byte character sets (ISO 8859, Windows code pages, KOI8: two thirds of those
+// loads), the first kMaxKept met: each kept module stays resident, about 20 KiB. The East Asian
+// ones are left to load and unload as before: their tables are large, and a kept one would hold
+// more of them resident the more text it met. Safe from any thread.
 class CharsetConverters {
 public:
   static constexpr std::size_t kMaxKept = 8;
 
-  // The converter from `charset` to UTF-8, as GMime would name it, stays loaded. Nothing
-  // happens for UTF-8 and ASCII (built into the C library) or a name it does not know.
+  // The converter from `charset` to UTF-8, as GMime would name it, stays loaded if it is one of
+  // those kept. Nothing happens for any other, or a name the C library does not know.
   // GMime must have been initialised (converting a message does it).
   static void keep(std::string_view charset);
   // The same for the charset of each encoded word ("=?charset?B?...?=") in a header value.
