@@ -195,6 +195,9 @@ void CompanionServer::commit(AppleEvent& reply) {
 }
 
 void CompanionServer::answerCommits(std::unique_lock<std::mutex>& lock) {
+  if (mCommits.empty()) {
+    return; // the usual case, after every answered job: no walk over the queues
+  }
   std::uint64_t const first = firstUnanswered();
   auto const waiting = std::partition(mCommits.begin(), mCommits.end(),
                                       [&](const Commit& c) { return c.after > first; });
