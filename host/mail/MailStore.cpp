@@ -3,6 +3,7 @@
 #include "MailError.h"
 #include "Maildir.h"
 #include "Mbox.h"
+#include "NameIndex.h"
 #include "ReadOnlyFile.h"
 #include "UriEscape.h"
 
@@ -43,22 +44,41 @@ fs::path pathOfUrl(std::string_view uri, std::size_t schemeEnd) {
   return fs::path(path).lexically_normal();
 }
 
+std::string_view wholeName(std::string_view name) {
+  return name;
+}
+
 // The message files of a directory that is not a Maildir, by name; hidden files skipped.
-std::vector<fs::path> messageFilesIn(const fs::path& dir) {
-  std::vector<fs::path> files;
+std::shared_ptr<const NameIndex> messageFilesIn(const fs::path& dir) {
+  auto files = std::make_shared<NameIndex>(dir, wholeName);
   std::error_code ec;
   for (const fs::directory_entry& entry : fs::directory_iterator(dir, ec)) {
     std::error_code typeError;
-    if (!entry.path().filename().string().starts_with('.') &&
-        hasMessageFileExtension(entry.path()) && entry.is_regular_file(typeError))
-      files.push_back(entry.path());
+    std::string name = entry.path().filename().string();
+    if (!name.starts_with('.') && hasMessageFileExtension(entry.path()) &&
+        entry.is_regular_file(typeError))
+      files->add(name);
   }
   if (ec)
     throw MailError(ec == std::errc::permission_denied ? MailErrorKind::AccessDenied
                                                        : MailErrorKind::Io,
                     dir.string() + ": " + ec.message());
-  std::sort(files.begin(), files.end());
+  files->finish();
   return files;
+}
+
+// An mbox's keys as listed: byte offsets, written with leading zeros so that they sort as
+// numbers.
+constexpr std::size_t kKeyDigits = 20; // of the largest 64-bit number
+
+std::string fixedWidthKey(std::uint64_t key) {
+  std::string digits = std::to_string(key);
+  return std::string(kKeyDigits - digits.size(), '0') + digits;
+}
+
+std::string plainKey(std::string_view fixedWidth) {
+  std::size_t first = fixedWidth.find_first_not_of('0');
+  return first == std::string_view::npos ? "0" : std::string(fixedWidth.substr(first));
 }
 
 // The Maildir whose cur/ or new/ holds a file, or an empty path.
@@ -104,18 +124,20 @@ std::size_t FolderListing::size() const {
   case Kind::MessageFile:
     return 1;
   case Kind::MessageFiles:
-    return mFiles.size();
+    return mFiles->size();
   default:
-    return mMboxKeys.size();
+    return mMboxKeys->size();
   }
 }
 
 MessageRef FolderListing::at(std::size_t i) const {
   if (!mFileUri.empty())
     return {mFileUri, MessageRef::Kind::MessageFile, mPath, {}};
-  if (kind() == Kind::MessageFiles)
-    return {MailStore::messageFileUri(mFiles[i]), MessageRef::Kind::MessageFile, mFiles[i], {}};
-  std::string key = !mMaildir  ? std::to_string(mMboxKeys[i])
+  if (kind() == Kind::MessageFiles) {
+    fs::path file = mPath / mFiles->name(i);
+    return {MailStore::messageFileUri(file), MessageRef::Kind::MessageFile, file, {}};
+  }
+  std::string key = !mMaildir  ? plainKey(mMboxKeys->name(i))
                     : mOnlyKey ? *mOnlyKey
                                : mMaildir->key(i);
   return {mUriPrefix + percentEscape(key, false), MessageRef::Kind::FolderMessage, mPath,
@@ -125,7 +147,7 @@ MessageRef FolderListing::at(std::size_t i) const {
 fs::path FolderListing::fileAt(std::size_t i) const {
   if (mMaildir)
     return mOnlyKey ? mOnlyFile : mMaildir->file(i);
-  return kind() == Kind::MessageFiles ? mFiles[i] : mPath;
+  return kind() == Kind::MessageFiles ? mPath / mFiles->name(i) : mPath;
 }
 
 std::vector<MessageRef> MailStore::messagesIn(const fs::path& given) const {
@@ -149,7 +171,7 @@ FolderListing MailStore::list(const fs::path& given) const {
   if (status.type() == fs::file_type::directory) {
     if (!isMaildir(path)) {
       listing.mFiles = messageFilesIn(path);
-      if (listing.mFiles.empty())
+      if (listing.mFiles->size() == 0)
         throw MailError(MailErrorKind::NotAFolder,
                         given.string() + ": a directory that is neither a Maildir (no cur/ or "
                                          "new/) nor a folder of message files (*.eml, *.msg)");
@@ -182,8 +204,10 @@ FolderListing MailStore::list(const fs::path& given) const {
     return listing;
   }
   listing.mUriPrefix = std::string(kMessageUriPrefix) + mRoot.uriPathFor(path) + "#";
-  for (const MboxEntry& entry : scanMbox(file))
-    listing.mMboxKeys.push_back(entry.key);
+  auto keys = std::make_shared<NameIndex>(path, wholeName);
+  forEachMboxEntry(file, [&](const MboxEntry& entry) { keys->add(fixedWidthKey(entry.key)); });
+  keys->finish();
+  listing.mMboxKeys = std::move(keys);
   return listing;
 }
 

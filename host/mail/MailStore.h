@@ -47,6 +47,7 @@ struct OpenedMessage {
 };
 
 class MaildirIndex;
+class NameIndex;
 
 // The messages of one folder (or the one message of a message file) in folder order, as listed
 // at one moment, each named only when asked for: a folder may hold tens of thousands.
@@ -67,11 +68,11 @@ private:
   std::filesystem::path mPath;
   std::string mUriPrefix; // the URI of a message up to its key
   std::shared_ptr<const MaildirIndex> mMaildir;
-  std::optional<std::string> mOnlyKey; // one message file of the Maildir was named: its key
-  std::filesystem::path mOnlyFile;     // and its file
-  std::vector<std::uint64_t> mMboxKeys;
-  std::string mFileUri;                      // a message file: its one URI
-  std::vector<std::filesystem::path> mFiles; // a folder of message files
+  std::optional<std::string> mOnlyKey;        // one message file of the Maildir was named: its key
+  std::filesystem::path mOnlyFile;            // and its file
+  std::shared_ptr<const NameIndex> mMboxKeys; // as fixed-width decimals, so they sort as numbers
+  std::string mFileUri;                       // a message file: its one URI
+  std::shared_ptr<const NameIndex> mFiles;    // a folder of message files: their names
 };
 
 // The local mail folders as seen through their URIs. Opens mail files read-only, always.

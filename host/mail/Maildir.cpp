@@ -1,11 +1,8 @@
 #include "Maildir.h"
 
 #include "MailError.h"
-#include "TemporaryNameTable.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -21,8 +18,8 @@ namespace {
 constexpr const char* kSubdirs[] = {"cur", "new"};
 constexpr std::size_t kSubdirPrefix = 4; // "cur/" or "new/"
 
-std::string_view keyOf(std::string_view name) {
-  return maildirKeyOf(name);
+std::string_view keyOfListed(std::string_view name) {
+  return maildirKeyOf(name.substr(kSubdirPrefix));
 }
 
 MailError listError(const fs::path& dir, int error) {
@@ -49,16 +46,19 @@ bool isRegularFile(DIR* dir, const dirent* entry) {
 
 // What the index of the folder will hold, roughly: reserved up front, the names of a large
 // folder are not copied as they grow, nor once more when they are all in.
-void sizeUp(const fs::path& dir, std::size_t& entries, std::size_t& bytes) {
+NameIndex sizedIndex(const fs::path& dir) {
+  std::size_t entries = 0;
+  std::size_t bytes = 0;
   for (const char* sub : kSubdirs) {
     std::unique_ptr<DIR, DirCloser> listing(::opendir((dir / sub).c_str()));
     while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr) {
       if (entry->d_name[0] != '.' && entry->d_name[0] != ':') {
         ++entries;
-        bytes += std::strlen(sub) + std::strlen(entry->d_name) + 2;
+        bytes += std::strlen(sub) + std::strlen(entry->d_name) + 1;
       }
     }
   }
+  return NameIndex(dir, keyOfListed, entries, bytes);
 }
 
 } // namespace
@@ -68,31 +68,9 @@ bool isMaildir(const fs::path& dir) {
   return fs::is_directory(dir / "cur", ec) || fs::is_directory(dir / "new", ec);
 }
 
-std::size_t MaildirIndex::memoryBudget() {
-  // Beyond this, about 2,000 names as mail programs make them, a folder's names are written
-  // out: the index of a larger folder costs a few microseconds more per message, not memory.
-  constexpr std::size_t kDefault = 128 * 1024;
-  const char* given = std::getenv("MAILHOST_MAILDIR_MEMORY");
-  if (!given || !*given)
-    return kDefault;
-  char* end = nullptr;
-  unsigned long long bytes = std::strtoull(given, &end, 10);
-  return *end == '\0' ? std::size_t(bytes) : kDefault;
-}
-
-MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
-  const std::size_t budget = memoryBudget();
-  std::size_t entries = 0;
-  std::size_t bytes = 0;
-  sizeUp(dir, entries, bytes);
-  if (std::size_t whole = bytes + entries * sizeof(std::uint32_t); whole > budget) {
-    // Room for one budget's worth at a time.
-    entries = entries * budget / whole + 1;
-    bytes = bytes * budget / whole + 256;
-  }
-  mEntries.reserve(entries);
-  mNames.reserve(bytes);
+MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir), mNames(sizedIndex(dir)) {
   bool listedAny = false;
+  std::string name;
   for (const char* sub : kSubdirs) {
     fs::path subdir = dir / sub;
     std::unique_ptr<DIR, DirCloser> listing(::opendir(subdir.c_str()));
@@ -107,10 +85,9 @@ MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
       // A name that starts with ':' has an empty key, which no message URI can carry.
       if (entry->d_name[0] != '.' && entry->d_name[0] != ':' &&
           isRegularFile(listing.get(), entry)) {
-        mEntries.push_back(static_cast<std::uint32_t>(mNames.size()));
-        mNames.append(sub).append("/").append(entry->d_name).push_back('\0');
-        if (mNames.size() + mEntries.size() * sizeof(std::uint32_t) >= budget)
-          moveToTable();
+        // cur/, listed first, wins over a stale copy in new/.
+        name.assign(sub).append("/").append(entry->d_name);
+        mNames.add(name);
       }
       errno = 0;
     }
@@ -123,89 +100,14 @@ MaildirIndex::MaildirIndex(const fs::path& dir) : mDir(dir) {
       throw MailError(MailErrorKind::NotFound, dir.string() + ": no such file or directory");
     throw MailError(MailErrorKind::NotAFolder, dir.string() + ": not a Maildir folder");
   }
-  if (mTable) {
-    moveToTable();
-    try {
-      mTable->finish();
-    } catch (const MailError& error) {
-      throw MailError(error.kind(), mDir.string() + ": " + error.what());
-    }
-    mNames = std::string();
-    mEntries = std::vector<std::uint32_t>();
-    return;
-  }
-  sortAndDropDuplicates();
-  // Only what was reserved for names that are not messages, or that came meanwhile.
-  if (mEntries.capacity() - mEntries.size() > mEntries.size() / 8)
-    mEntries.shrink_to_fit();
-  if (mNames.capacity() - mNames.size() > mNames.size() / 8)
-    mNames.shrink_to_fit();
+  mNames.finish();
 }
 
 MaildirIndex::~MaildirIndex() = default;
 
-void MaildirIndex::sortAndDropDuplicates() {
-  // Stable, so that of two files with one key the one in cur/ (listed first) stays.
-  std::stable_sort(mEntries.begin(), mEntries.end(), [this](std::uint32_t a, std::uint32_t b) {
-    return keyOf(mNames.c_str() + a + kSubdirPrefix) < keyOf(mNames.c_str() + b + kSubdirPrefix);
-  });
-  mEntries.erase(std::unique(mEntries.begin(), mEntries.end(),
-                             [this](std::uint32_t a, std::uint32_t b) {
-                               return keyOf(mNames.c_str() + a + kSubdirPrefix) ==
-                                      keyOf(mNames.c_str() + b + kSubdirPrefix);
-                             }),
-                 mEntries.end());
-}
-
-// The names listed so far go to the table, in key order (the quickest to add), and the buffer
-// is used again for the next ones. The table keeps the first name of a key, so cur/, listed
-// first, still wins.
-void MaildirIndex::moveToTable() {
-  try {
-    if (!mTable)
-      mTable = std::make_unique<TemporaryNameTable>(TemporaryNameTable::defaultFolder());
-    sortAndDropDuplicates();
-    for (std::size_t i = 0; i < mEntries.size(); ++i)
-      mTable->add(keyOf(name(i).substr(kSubdirPrefix)), name(i));
-  } catch (const MailError& error) {
-    throw MailError(error.kind(), mDir.string() + ": " + error.what());
-  }
-  mEntries.clear();
-  mNames.clear();
-}
-
-std::size_t MaildirIndex::size() const {
-  return mTable ? mTable->size() : mEntries.size();
-}
-
-std::string_view MaildirIndex::name(std::size_t i) const {
-  return mNames.c_str() + mEntries[i];
-}
-
-std::string MaildirIndex::key(std::size_t i) const {
-  if (mTable)
-    return mTable->keyAt(i);
-  return std::string(keyOf(name(i).substr(kSubdirPrefix)));
-}
-
-fs::path MaildirIndex::file(std::size_t i) const {
-  if (mTable)
-    return mDir / mTable->nameAt(i);
-  return mDir / name(i);
-}
-
 std::optional<fs::path> MaildirIndex::fileFor(std::string_view wanted) const {
-  if (mTable) {
-    std::optional<std::string> found = mTable->nameFor(wanted);
-    return found ? std::optional<fs::path>(mDir / *found) : std::nullopt;
-  }
-  auto it = std::lower_bound(mEntries.begin(), mEntries.end(), wanted,
-                             [this](std::uint32_t entry, std::string_view k) {
-                               return keyOf(mNames.c_str() + entry + kSubdirPrefix) < k;
-                             });
-  if (it == mEntries.end() || keyOf(mNames.c_str() + *it + kSubdirPrefix) != wanted)
-    return std::nullopt;
-  return mDir / std::string_view(mNames.c_str() + *it);
+  std::optional<std::string> found = mNames.nameFor(wanted);
+  return found ? std::optional<fs::path>(mDir / *found) : std::nullopt;
 }
 
 std::string_view maildirKeyOf(std::string_view fileName) {

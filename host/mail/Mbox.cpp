@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -104,22 +105,29 @@ MailError noSuchMessage(const ReadOnlyFile& file, std::uint64_t key) {
 } // namespace
 
 std::vector<MboxEntry> scanMbox(const ReadOnlyFile& file) {
-  std::vector<Separator> separators;
-  scanSeparators(file, 0, true, [&](const Separator& s) {
-    separators.push_back(s);
+  std::vector<MboxEntry> entries;
+  forEachMboxEntry(file, [&](const MboxEntry& entry) { entries.push_back(entry); });
+  return entries;
+}
+
+void forEachMboxEntry(const ReadOnlyFile& file, const std::function<void(const MboxEntry&)>& each) {
+  // An entry ends where the next separator begins: each is handed over once that is found.
+  std::optional<Separator> previous;
+  scanSeparators(file, 0, true, [&](const Separator& next) {
+    if (!previous) {
+      if (next.offset > 0 && hasNonBlank(file, endBefore(next)))
+        each({0, 0, endBefore(next)});
+    } else {
+      each({previous->offset, previous->contentStart,
+            std::max(endBefore(next), previous->contentStart)});
+    }
+    previous = next;
     return true;
   });
-
-  std::vector<MboxEntry> entries;
-  std::uint64_t headlessEnd = separators.empty() ? file.size() : endBefore(separators.front());
-  if ((separators.empty() || separators.front().offset > 0) && hasNonBlank(file, headlessEnd))
-    entries.push_back({0, 0, headlessEnd});
-  for (std::size_t i = 0; i < separators.size(); ++i) {
-    const Separator& s = separators[i];
-    std::uint64_t end = i + 1 < separators.size() ? endBefore(separators[i + 1]) : file.size();
-    entries.push_back({s.offset, s.contentStart, std::max(end, s.contentStart)});
-  }
-  return entries;
+  if (previous)
+    each({previous->offset, previous->contentStart, std::max(file.size(), previous->contentStart)});
+  else if (hasNonBlank(file, file.size()))
+    each({0, 0, file.size()});
 }
 
 MboxEntry findMboxEntry(const ReadOnlyFile& file, std::uint64_t key) {

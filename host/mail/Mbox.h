@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <vector>
 
 namespace mailhost {
@@ -23,6 +24,8 @@ struct MboxEntry {
 // CRLF). ">From " lines are left as they are. A truncated last message ends at the end of the
 // file; text before the first "From " line that is not blank is a message of its own.
 std::vector<MboxEntry> scanMbox(const ReadOnlyFile& file);
+// The same, each entry handed over as it is found, so that a large file's list is not held.
+void forEachMboxEntry(const ReadOnlyFile& file, const std::function<void(const MboxEntry&)>& each);
 
 // The message whose key is `key`, found without scanning the messages before it. Throws
 // MailError(NoSuchMessage) when no message starts there.

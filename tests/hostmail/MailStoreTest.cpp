@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -97,7 +98,7 @@ class MaildirBothWays : public testing::TestWithParam<bool> {
 protected:
   MaildirBothWays()
       : mCache("XDG_CACHE_HOME", (dir / "cache").string()),
-        mBudget("MAILHOST_MAILDIR_MEMORY", GetParam() ? "100" : "") {}
+        mBudget("MAILHOST_LISTING_MEMORY", GetParam() ? "100" : "") {}
   TempDir dir;
 
 private:
@@ -328,7 +329,7 @@ TEST(Maildir, AnIndexInAFileListsAndFindsWhatTheOneInMemoryDoes) {
   dir.write("box/new/:2,", "no key");
 
   MaildirIndex inMemory(dir / "box");
-  ScopedEnv budget("MAILHOST_MAILDIR_MEMORY", "200");
+  ScopedEnv budget("MAILHOST_LISTING_MEMORY", "200");
   std::optional<MaildirIndex> inFile(std::in_place, dir / "box");
   // The file is made in a folder of the user's alone and is already gone from it.
   struct stat folder {};
@@ -364,6 +365,52 @@ TEST(Maildir, AnIndexInAFileListsAndFindsWhatTheOneInMemoryDoes) {
   EXPECT_TRUE(fs::is_empty(dir / "cache/mailhost"));
 }
 
+// An mbox's keys and a folder of message files are listed alike in memory and, past a budget of a
+// few names, in a file: in folder order (offsets as numbers, names bytewise), each message found.
+TEST(MailStore, LargeMboxesAndFoldersOfMessageFilesAreListedAsSmallOnes) {
+  TempDir dir;
+  ScopedEnv cache("XDG_CACHE_HOME", (dir / "cache").string());
+  std::string mbox;
+  std::vector<std::uint64_t> offsets;
+  for (int i = 0; i < 60; ++i) { // offsets of two to four digits: as text, "57" > "1083"
+    offsets.push_back(mbox.size());
+    mbox += "From a@b Thu Jan  1 00:00:00 2026\nSubject: " + std::to_string(i) + "\n\nbody\n\n";
+  }
+  dir.write("Inbox", mbox);
+  std::vector<std::string> names;
+  for (int i = 0; i < 40; ++i) {
+    names.push_back(std::to_string(i * 37 % 40) + ".eml");
+    dir.write("files/" + names.back(), "Subject: file\n\n");
+  }
+  std::sort(names.begin(), names.end()); // bytewise: "10.eml" before "2.eml"
+  dir.write("files/.hidden.eml", "x");
+  dir.write("files/notes.txt", "x");
+  fs::create_directories(dir / "files/sub.eml");
+
+  MailStore store;
+  for (const char* folder : {"Inbox", "files"}) {
+    SCOPED_TRACE(folder);
+    FolderListing inMemory = store.list(dir / folder);
+    ScopedEnv budget("MAILHOST_LISTING_MEMORY", "100");
+    FolderListing inFile = store.list(dir / folder);
+    ASSERT_EQ(inMemory.size(), std::string(folder) == "Inbox" ? 60u : 40u);
+    ASSERT_EQ(inFile.size(), inMemory.size());
+    for (std::size_t i = 0; i < inMemory.size(); ++i) {
+      MessageRef ref = inFile.at(i);
+      ASSERT_EQ(ref.uri, inMemory.at(i).uri) << i;
+      ASSERT_EQ(inFile.fileAt(i), inMemory.fileAt(i)) << i;
+      if (ref.kind == MessageRef::Kind::FolderMessage) {
+        EXPECT_EQ(ref.key, std::to_string(offsets[i]));
+        EXPECT_EQ(store.locate(store.parseUri(ref.uri)).offset, offsets[i] + 34); // after "From "
+      } else {
+        EXPECT_EQ(ref.path.filename(), names[i]);
+        EXPECT_EQ(store.locate(store.parseUri(ref.uri)).length, 15u);
+      }
+    }
+  }
+  EXPECT_TRUE(fs::is_empty(dir / "cache/mailhost"));
+}
+
 TEST(Maildir, AnIndexFileThatCannotBeMadeIsAClearError) {
   struct Case {
     const char* name;
@@ -386,7 +433,7 @@ TEST(Maildir, AnIndexFileThatCannotBeMadeIsAClearError) {
     for (int i = 0; i < 50; ++i)
       dir.write("box/cur/" + std::to_string(i) + ".host:2,", "Subject: x\n\n");
     ScopedEnv cache("XDG_CACHE_HOME", (dir / "cache").string());
-    ScopedEnv budget("MAILHOST_MAILDIR_MEMORY", "100");
+    ScopedEnv budget("MAILHOST_LISTING_MEMORY", "100");
     c.spoil(dir / "cache");
     rlimit old{};
     ::getrlimit(RLIMIT_FSIZE, &old);
