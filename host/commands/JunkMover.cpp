@@ -54,16 +54,18 @@ std::string JunkMover::freeKey(const fs::path& maildir, const std::string& key) 
   if (listedNow) {
     try {
       makeMaildir(maildir); // a missing folder, or one without new/ or tmp/
-      MaildirIndex index(maildir);
-      for (std::size_t i = 0; i < index.size(); ++i)
-        it->second.emplace(index.key(i));
+      it->second.listed = std::make_unique<MaildirIndex>(maildir);
     } catch (...) {
       mKeys.erase(it);
       throw;
     }
   }
+  const DestinationKeys& keys = it->second;
+  auto taken = [&](const std::string& k) {
+    return keys.movedIn.contains(k) || keys.listed->fileFor(k).has_value();
+  };
   std::string free = key;
-  for (int n = 1; it->second.contains(free); ++n)
+  for (int n = 1; taken(free); ++n)
     free = key + "-" + std::to_string(n);
   return free;
 }
@@ -96,7 +98,7 @@ MovedMessage JunkMover::move(const MessageRef& message, const fs::path& to,
     }
     throw;
   }
-  mKeys[to].insert(key);
+  mKeys[to].movedIn.insert(key);
   mTouched.insert(file.parent_path());
   mTouched.insert(destination.parent_path());
   return {destination, toUri};

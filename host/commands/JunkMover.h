@@ -3,17 +3,17 @@
 
 #include "JunkMoveLog.h"
 #include "MailStore.h"
+#include "Maildir.h"
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 namespace mailhost {
-
-class MaildirIndex;
 
 // Where a moved message is now.
 struct MovedMessage {
@@ -55,8 +55,13 @@ private:
   JunkMoveLog& mLog;
   std::filesystem::path mJunkFolder;
   std::set<std::filesystem::path> mTouched;
-  // Each destination's keys: as listed at its first move of the run, and those moved in since.
-  std::map<std::filesystem::path, std::set<std::string>> mKeys;
+  // Each destination's keys: as listed at its first move of the run (a junk folder may be large:
+  // the index's memory stops growing with it), and those moved in since.
+  struct DestinationKeys {
+    std::unique_ptr<MaildirIndex> listed;
+    std::set<std::string> movedIn;
+  };
+  std::map<std::filesystem::path, DestinationKeys> mKeys;
 };
 
 } // namespace mailhost
