@@ -24,7 +24,9 @@
 #   - the cold start: one message classified with Quellbark not running, until its verdict line,
 #     BENCH_COLD_RUNS (5) times, Quellbark stopped before each;
 #   - memory: the peak resident size of the host and of a freshly launched Quellbark classifying
-#     each of BENCH_MEMORY_COUNTS messages (hard links to the held-out files);
+#     each of BENCH_MEMORY_COUNTS messages, kept in each of the three local folder kinds: a
+#     Maildir and a folder of *.eml files (hard links to the held-out files) and an mbox file
+#     (written, then removed);
 #   - the steady state: -j 1, -j 2, -j auto and bogofilter -b over the 10,000-message volume,
 #     when made;
 #   - the Apple Event round trip (bench/ae_roundtrip).
@@ -306,19 +308,32 @@ log "bench: memory"
 # the count differs between volumes.
 xargs -d '\n' stat -c '%s %n' <"$work/out/heldout-files.txt" | sort -rn | cut -d' ' -f2- \
   >"$work/out/heldout-by-size.txt"
-# link_volume FOLDER COUNT: a Maildir of COUNT messages, hard links to the held-out files under
-# names of their own.
-link_volume() {
-  python3 - "$1" "$2" "$work/out/heldout-by-size.txt" <<'PYTHON'
-import os, sys
-folder, count = sys.argv[1], int(sys.argv[2])
-files = open(sys.argv[3]).read().split("\n")[:-1]
-for sub in ("cur", "new", "tmp"):
-    os.makedirs(os.path.join(folder, sub), mode=0o700, exist_ok=True)
+# make_volume KIND PATH COUNT: COUNT held-out messages, cycling through them, as a Maildir
+# (KIND maildir) or a folder of *.eml files (eml), hard links under names of their own, or as
+# an mbox file (mbox), each message after a "From " line and its own "From " lines quoted.
+make_volume() {
+  python3 - "$1" "$2" "$3" "$work/out/heldout-by-size.txt" <<'PYTHON'
+import os, re, sys
+kind, path, count = sys.argv[1], sys.argv[2], int(sys.argv[3])
+files = open(sys.argv[4]).read().split("\n")[:-1]
+if kind == "mbox":
+    quoted = []
+    for name in files:
+        text = re.sub(rb"(?m)^(>*From )", rb">\1", open(name, "rb").read())
+        quoted.append(b"From bench@example.org Thu Jan  1 00:00:00 2026\n" + text.rstrip(b"\n") + b"\n\n")
+    with open(path, "wb") as out:
+        for i in range(count):
+            out.write(quoted[i % len(quoted)])
+    sys.exit(0)
+subs = ("cur", "new", "tmp") if kind == "maildir" else (".",)
+for sub in subs:
+    os.makedirs(os.path.join(path, sub), mode=0o700, exist_ok=True)
 for i in range(count):
-    os.link(files[i % len(files)], os.path.join(folder, "cur", f"{i:06d}.bench:2,"))
+    name = f"cur/{i:06d}.bench:2," if kind == "maildir" else f"{i:06d}.eml"
+    os.link(files[i % len(files)], os.path.join(path, name))
 PYTHON
 }
+link_volume() { make_volume maildir "$@"; }
 # peak_kib PID: the process's peak resident size (VmHWM), or 0 when it is gone.
 peak_kib() { awk '/^VmHWM:/ { print $2; found = 1 } END { if (!found) print 0 }' "/proc/$1/status" 2>/dev/null || echo 0; }
 memory_rows=()
@@ -346,21 +361,34 @@ memory_row() {
 }
 for count in $memory_counts; do
   link_volume "$work/volume-$count" "$count"
-  memory_row "$count" "$count messages in one folder" "$work/volume-$count"
+  memory_row "$count" "$count messages in one Maildir" "$work/volume-$count"
+  make_volume mbox "$work/volume-$count.mbox" "$count"
+  memory_row "mbox-$count" "$count messages in one mbox" "$work/volume-$count.mbox"
+  rm -f "$work/volume-$count.mbox"
+  make_volume eml "$work/volume-$count-eml" "$count"
+  memory_row "eml-$count" "$count messages in one folder of *.eml files" "$work/volume-$count-eml"
 done
-# growth COLUMN: how far the largest peak over the counts lies above the smallest, in percent.
+# growth COLUMN KIND...: how far the largest peak over the counts lies above the smallest, in
+# percent, for each folder kind (maildir, mbox, eml); the largest of these.
 growth() {
-  for count in $memory_counts; do awk -v c="$1" '{ print $c }' "$work/out/memory-$count.peaks"; done |
-    sort -n | awk 'NR == 1 { low = $1 } { high = $1 } END { printf "%.1f", (low > 0 ? 100 * (high - low) / low : 0) }'
+  local column=$1 kind prefix
+  shift
+  for kind in "$@"; do
+    prefix=$([[ $kind == maildir ]] || echo "$kind-")
+    for count in $memory_counts; do awk -v c="$column" '{ print $c }' "$work/out/memory-$prefix$count.peaks"; done |
+      sort -n | awk 'NR == 1 { low = $1 } { high = $1 } END { printf "%.1f\n", (low > 0 ? 100 * (high - low) / low : 0) }'
+  done | sort -n | tail -1
 }
-host_growth=$(growth 1)
-quellbark_growth=$(growth 2)
+host_growth=$(growth 1 maildir)
+host_growth_mbox=$(growth 1 mbox)
+host_growth_eml=$(growth 1 eml)
+quellbark_growth=$(growth 2 maildir mbox eml)
 # A peak of 0 is a process that was not there to measure, which meets nothing.
-unmeasured=$(for count in $memory_counts; do cat "$work/out/memory-$count.peaks"; done | awk '$1 == 0 || $2 == 0' | wc -l)
-memory_flat_row=$(printf '| peak RSS growth over %s messages: host / Quellbark | +%s%% / +%s%%%s | at most 5%% each | %s |' \
-  "$(printf '%s\n' $memory_counts | paste -sd/ -)" "$host_growth" "$quellbark_growth" \
-  "$( ((unmeasured == 0)) || echo "; $unmeasured counts not measured")" \
-  "$(meets "$unmeasured == 0 && $host_growth <= 5 && $quellbark_growth <= 5")")
+unmeasured=$(for count in $memory_counts; do cat "$work/out/memory-"{,mbox-,eml-}"$count.peaks"; done | awk '$1 == 0 || $2 == 0' | wc -l)
+memory_flat_row=$(printf '| peak RSS growth over %s messages: host (Maildir / mbox / *.eml folder) / Quellbark | +%s%% / +%s%% / +%s%% / +%s%%%s | at most 5%% each | %s |' \
+  "$(printf '%s\n' $memory_counts | paste -sd/ -)" "$host_growth" "$host_growth_mbox" "$host_growth_eml" \
+  "$quellbark_growth" "$( ((unmeasured == 0)) || echo "; $unmeasured runs not measured")" \
+  "$(meets "$unmeasured == 0 && $host_growth <= 5 && $host_growth_mbox <= 5 && $host_growth_eml <= 5 && $quellbark_growth <= 5")")
 # Several batches of 1,000 in one process, 10,000 at most: what grows with a batch is let go
 # when it ends, what grows with the messages handled is not.
 largest=$(printf '%s\n' $memory_counts | sort -n | tail -1)
