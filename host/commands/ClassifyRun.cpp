@@ -44,19 +44,24 @@ std::size_t ClassifyReport::count(ClassifyOutcome::Verdict verdict) const {
 ClassifyRun::ClassifyRun(nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store)
     : mPlugin(plugin), mMail(mail), mStore(store) {}
 
-// A folder's messages as listed for a run: a local folder's listing, or the URIs of the IMAP
-// messages that still wait for a verdict.
+// A folder's messages as listed for a run: a local folder's listing, or the UIDs of the IMAP
+// messages that still wait for a verdict (their URIs made batch by batch, as a local listing
+// names its messages only when asked).
 struct ClassifyRun::ListedFolder {
   std::string name;
   FolderListing local;
-  std::vector<std::string> remote;
   bool isRemote = false;
+  ImapFolderRef remote;
+  std::vector<std::uint32_t> remoteUids;
   // A Maildir after the first is listed again when its turn comes, so that a run over many
   // folders holds the names of one at a time; `counted` is what it held when first listed.
   bool listAgain = false;
   std::size_t counted = 0;
-  std::size_t size() const { return isRemote ? remote.size() : local.size(); }
-  std::string uriAt(std::size_t i) const { return isRemote ? remote[i] : local.at(i).uri; }
+  std::size_t size() const { return isRemote ? remoteUids.size() : local.size(); }
+  std::string uriAt(std::size_t i) const {
+    return isRemote ? imapMessageUri(remote.user, remote.host, remote.folder, remoteUids[i])
+                    : local.at(i).uri;
+  }
   std::filesystem::path fileAt(std::size_t i) const { return isRemote ? "" : local.fileAt(i); }
 };
 
@@ -64,8 +69,12 @@ ClassifyReport ClassifyRun::runImapMessages(const std::string& folder,
                                             std::vector<std::string> uris) {
   ClassifyReport report;
   report.messages = uris.size();
+  ListedFolder listed{folder, {}, true, parseImapFolderUrl(folder), {}};
+  listed.remoteUids.reserve(uris.size());
+  for (const std::string& uri : uris)
+    listed.remoteUids.push_back(parseImapMessageUri(uri).uid);
   std::vector<ListedFolder> listings;
-  listings.push_back({folder, {}, std::move(uris), true});
+  listings.push_back(std::move(listed));
   runListings(listings, report);
   return report;
 }
@@ -90,12 +99,14 @@ ClassifyReport ClassifyRun::run(const std::vector<std::filesystem::path>& folder
   // Listed up front for the count; a listing names its messages only when asked.
   std::vector<ListedFolder> listings;
   for (const std::filesystem::path& folder : folders) {
-    ListedFolder listed{folder.string(), {}, {}, isImapFolderUrl(folder.string())};
+    ListedFolder listed{folder.string(), {}, isImapFolderUrl(folder.string())};
     try {
-      if (listed.isRemote)
-        listed.remote = mMail.imap().messagesWithoutVerdict(parseImapFolderUrl(listed.name));
-      else
+      if (listed.isRemote) {
+        listed.remote = parseImapFolderUrl(listed.name);
+        listed.remoteUids = mMail.imap().uidsWithoutVerdict(listed.remote);
+      } else {
         listed.local = mMail.store().list(folder);
+      }
       report.messages += listed.size();
       // A message file of a Maildir stays listed: its listing is one entry of the index.
       std::error_code ec;

@@ -66,9 +66,10 @@ public:
   // MODSEQ.
   virtual std::vector<MessageFlags> flags(std::uint32_t firstUid, std::uint64_t changedSince = 0,
                                           bool withMessageId = false) = 0;
-  // The UIDs (>= firstUid) of messages carrying neither of the keywords.
-  virtual std::vector<std::uint32_t>
-  uidsWithout(std::uint32_t firstUid, const std::string& keyword1, const std::string& keyword2) = 0;
+  // The selected folder's UIDs, ascending, of the messages that carry neither of the keywords
+  // nor \Deleted. Read a page at a time, so that only the UIDs grow with the folder.
+  virtual std::vector<std::uint32_t> uidsWithout(const std::string& keyword1,
+                                                 const std::string& keyword2) = 0;
   // The whole message, unread state untouched. ImapErrorKind::NoSuchMessage when it is gone.
   virtual std::string fetch(std::uint32_t uid) = 0;
   virtual void setKeyword(std::uint32_t uid, const std::string& keyword, bool on) = 0;

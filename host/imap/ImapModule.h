@@ -24,7 +24,7 @@ struct ImapModuleFunctions {
   bool (*keyringStore)(const ImapEndpoint& endpoint, const std::string& password, std::string& why);
 };
 
-inline constexpr unsigned kImapModuleVersion = 1;
+inline constexpr unsigned kImapModuleVersion = 2;
 inline constexpr const char* kImapModuleFile = "mailhost-imap.so";
 // The module's one exported function, which returns its ImapModuleFunctions.
 inline constexpr const char* kImapModuleEntry = "mailhost_imap_module";

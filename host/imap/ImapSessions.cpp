@@ -54,16 +54,11 @@ auto ImapSessions::withRetry(const ImapAccount& account, const std::string& fold
   return work(connection(account, folder));
 }
 
-std::vector<std::string> ImapSessions::messagesWithoutVerdict(const ImapFolderRef& folder) {
+std::vector<std::uint32_t> ImapSessions::uidsWithoutVerdict(const ImapFolderRef& folder) {
   ImapAccount found = account(folder.user, folder.host, folder.port);
-  std::vector<std::uint32_t> uids = withRetry(found, folder.folder, [&](ImapConnection& imap) {
-    return imap.uidsWithout(1, kJunkKeyword, kNotJunkKeyword);
+  return withRetry(found, folder.folder, [&](ImapConnection& imap) {
+    return imap.uidsWithout(kJunkKeyword, kNotJunkKeyword);
   });
-  std::vector<std::string> uris;
-  uris.reserve(uids.size());
-  for (std::uint32_t uid : uids)
-    uris.push_back(imapMessageUri(folder.user, folder.host, folder.folder, uid));
-  return uris;
 }
 
 std::string ImapSessions::fetch(const ImapMessageRef& message) {

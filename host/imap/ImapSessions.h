@@ -28,9 +28,9 @@ public:
   // The open connection to the account, with `folder` selected when one is named.
   ImapConnection& connection(const ImapAccount& account, const std::string& folder = {});
 
-  // The URIs of the folder's messages that carry neither $Junk nor $NotJunk, in UID order:
-  // those the user or the filter has not judged yet.
-  std::vector<std::string> messagesWithoutVerdict(const ImapFolderRef& folder);
+  // The UIDs of the folder's messages that carry neither $Junk nor $NotJunk, ascending: those
+  // the user or the filter has not judged yet.
+  std::vector<std::uint32_t> uidsWithoutVerdict(const ImapFolderRef& folder);
 
   // The message's bytes (BODY.PEEK: the message stays unread).
   std::string fetch(const ImapMessageRef& message);

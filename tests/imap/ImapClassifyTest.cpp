@@ -85,6 +85,48 @@ TEST_F(ImapMessages, HugeAndMalformedMessages) {
   EXPECT_EQ(inbox[1]["flags"], Json::array()) << inbox[1].dump();
 }
 
+// A folder of more messages than the listing reads at once, with a large gap between its UIDs
+// and every kind of message to leave out, written straight into the server's Maildir (UIDs from
+// its uidlist, flags and keywords from the file names). Quellbark fails at once, so the run
+// stops and reports every listed message as left out, in the order listed.
+TEST_F(ImapMessages, ListsLargeSparseFoldersExactly) {
+  ASSERT_EQ(addAccount().exitCode, 0);
+  const fs::path home = server.root / "mail" / server.userName;
+  const fs::path maildir = home / ".Many";
+  for (const char* sub : {"cur", "new", "tmp"})
+    fs::create_directories(maildir / sub);
+  sandbox::writeFile(maildir / "dovecot-keywords", "0 $Junk\n1 $NotJunk\n");
+  std::string uidlist = "3 V1234 N600000\n";
+  std::vector<std::string> expected;
+  std::uint32_t uid = 0;
+  for (int i = 1; i <= 2300; ++i) {
+    uid = i == 1201 ? 500000 : uid + 1;
+    // $Junk (a), $NotJunk (b, also in another case), \Deleted (T), or some other flag.
+    std::string flags = i % 7 == 0 ? "a" : i % 11 == 0 ? "Sb" : i % 13 == 0 ? "T" : "S";
+    if (i % 5 == 0 && flags == "S")
+      flags = "FS";
+    if (flags.find_first_of("abT") == std::string::npos)
+      expected.push_back(messageUri("Many", uid));
+    const std::string base = "1700000000.M" + std::to_string(i) + "P1.test";
+    uidlist += std::to_string(uid) + " :" + base + "\n";
+    sandbox::writeFile(maildir / "cur" / (base + ":2," + flags), message("many"));
+  }
+  sandbox::writeFile(maildir / "dovecot-uidlist", uidlist);
+  ASSERT_EQ(std::system(("chown -R dovecot:dovecot " + home.string()).c_str()), 0);
+  // Lower case keywords match too: the user's client spells them as it likes.
+  server.user({"flag", "Many", "500001", "+$notjunk"});
+  expected.erase(std::find(expected.begin(), expected.end(), messageUri("Many", 500001)));
+  replies({"errn=-50", "errn=-50", "errn=-50"});
+
+  ProcessRun run = mailhost({"classify", "--json", folderUrl("Many")});
+  EXPECT_EQ(run.exitCode, 3) << run.err;
+  Json report = Json::parse(run.out);
+  std::vector<std::string> listed;
+  for (const Json& message : report["messages"])
+    listed.push_back(message["uri"]);
+  EXPECT_EQ(listed, expected);
+}
+
 // A verdict after a failed exchange with the spam filter is no verdict: no keyword, no move.
 TEST_F(ImapMessages, AFailedExchangeLeavesTheMessageAlone) {
   ASSERT_EQ(addAccount().exitCode, 0);

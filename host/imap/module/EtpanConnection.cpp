@@ -142,6 +142,10 @@ std::string headerValue(std::string_view block, std::string_view name) {
   return {};
 }
 
+// Messages listed per FETCH: libetpan holds a whole response parsed at once, so a listing holds
+// one page of it however large the folder.
+constexpr std::uint32_t kListingPage = 1000;
+
 // One logged-in IMAP session through libetpan.
 class EtpanConnection final : public ImapConnection {
 public:
@@ -154,7 +158,7 @@ public:
   const std::string& selected() const override { return mSelected; }
   std::vector<MessageFlags> flags(std::uint32_t firstUid, std::uint64_t changedSince,
                                   bool withMessageId) override;
-  std::vector<std::uint32_t> uidsWithout(std::uint32_t firstUid, const std::string& keyword1,
+  std::vector<std::uint32_t> uidsWithout(const std::string& keyword1,
                                          const std::string& keyword2) override;
   std::string fetch(std::uint32_t uid) override;
   void setKeyword(std::uint32_t uid, const std::string& keyword, bool on) override;
@@ -328,14 +332,44 @@ std::vector<MessageFlags> EtpanConnection::flags(std::uint32_t firstUid, std::ui
   return result;
 }
 
-std::vector<std::uint32_t> EtpanConnection::uidsWithout(std::uint32_t firstUid,
-                                                        const std::string& keyword1,
+std::vector<std::uint32_t> EtpanConnection::uidsWithout(const std::string& keyword1,
                                                         const std::string& keyword2) {
+  // Selected afresh for a current count. Pages go by sequence number, which costs nothing for
+  // gaps between UIDs, and with FETCH rather than UID FETCH: the server holds back EXPUNGE
+  // until another kind of command, so no page shifts under the next one.
+  const std::string folder = mSelected;
+  select(folder);
   SigpipeHeld held;
+  const std::uint32_t count =
+      mImap->imap_selection_info ? mImap->imap_selection_info->sel_exists : 0;
+  mailimap_fetch_type* type = mailimap_fetch_type_new_fetch_att_list_empty();
+  mailimap_fetch_type_new_fetch_att_list_add(type, mailimap_fetch_att_new_uid());
+  mailimap_fetch_type_new_fetch_att_list_add(type, mailimap_fetch_att_new_flags());
+  std::unique_ptr<mailimap_fetch_type, void (*)(mailimap_fetch_type*)> fetchType(
+      type, mailimap_fetch_type_free);
   std::vector<std::uint32_t> uids;
-  for (const MessageFlags& message : flags(firstUid, 0, false))
-    if (!message.deleted && !message.has(keyword1) && !message.has(keyword2))
-      uids.push_back(message.uid);
+  for (std::uint32_t first = 1; first <= count; first += kListingPage) {
+    // The last page runs to whatever is last by then.
+    const bool last = count - first < kListingPage;
+    UniqueSet set(mailimap_set_new_interval(first, last ? 0 : first + kListingPage - 1));
+    clist* raw = nullptr;
+    int r = mailimap_fetch(mImap, set.get(), fetchType.get(), &raw);
+    FetchList list(raw);
+    if (r != MAILIMAP_NO_ERROR)
+      fail(r, "listing the flags in " + folder);
+    for (clistiter* it = clist_begin(list.get()); it; it = clist_next(it)) {
+      FetchedItem item = readFetched(static_cast<mailimap_msg_att*>(clist_content(it)));
+      const MessageFlags& message = item.flags;
+      if (item.uid == 0 || message.deleted || message.has(keyword1) || message.has(keyword2))
+        continue;
+      uids.push_back(item.uid);
+    }
+    if (last)
+      break;
+  }
+  // Sequence order is UID order; the sort only guards against a server that answers out of it.
+  std::sort(uids.begin(), uids.end());
+  uids.erase(std::unique(uids.begin(), uids.end()), uids.end());
   return uids;
 }
 
