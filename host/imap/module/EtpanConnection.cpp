@@ -367,7 +367,8 @@ std::vector<std::uint32_t> EtpanConnection::uidsWithout(const std::string& keywo
     if (last)
       break;
   }
-  // Sequence order is UID order; the sort only guards against a server that answers out of it.
+  // Sequence order is UID order; sorting and dropping repeats guards against a server that
+  // answers out of order or adds an unasked update of a message already listed.
   std::sort(uids.begin(), uids.end());
   uids.erase(std::unique(uids.begin(), uids.end()), uids.end());
   return uids;
