@@ -7,8 +7,10 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <linux/close_range.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -41,6 +43,11 @@ namespace {
     if (output > STDERR_FILENO)
       close(output);
   }
+  // Nor does it keep the CPUs its launcher's thread was held to for a while: every CPU the
+  // system lets it use (the kernel leaves out those outside its cpuset).
+  cpu_set_t every;
+  std::memset(&every, 0xff, sizeof every);
+  sched_setaffinity(0, sizeof every, &every);
   // Everything else closes at exec, the report pipe included.
   syscall(SYS_close_range, 3u, ~0u, CLOSE_RANGE_CLOEXEC);
   execv(path, argv);

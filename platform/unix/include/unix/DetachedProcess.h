@@ -1,9 +1,10 @@
 // Linux side of the platform: the only code that calls the system directly for the platform
 // libraries. It holds generic Unix mechanics only and knows nothing of the APIs built on it.
 //
-// Starting a program detached from the caller: its own session, stdin from /dev/null, stdout
-// and stderr inherited, no other descriptor passed on, and no zombie left behind (the
-// intermediate child is reaped at once; the program itself is adopted by init).
+// Starting a program detached from the caller, as the desktop would start it: its own session,
+// its standard streams on /dev/null, no other descriptor passed on, default signal handling,
+// every CPU the system lets it use, and no zombie left behind (the intermediate child is reaped
+// at once; the program itself is adopted by init).
 #pragma once
 
 #include <sys/types.h>
