@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -27,6 +28,10 @@ namespace quellbark {
 // `maxWorkers` senders are served at once. A client alone is answered on the event loop's
 // thread, without the hand-over. Classifiers are shared out from one pool, the last used
 // first, so a client moving between a worker and the event loop keeps one bogofilter.
+//
+// A sender's events are answered on the CPUs its sending thread may run on, and the
+// classifier's bogofilter runs there too: a client that keeps its exchanges on one CPU has the
+// whole chain take turns there.
 //
 // A commit event is answered once every event queued before it has been answered and the
 // engine has committed its learning: what any client was told is learned is then in the word
@@ -67,6 +72,7 @@ private:
 
   void answer(Request request, const AppleEvent& event, AppleEvent& reply,
               Engine::Classifier& classifier);
+  void runBeside(SInt32 sender, Engine::Classifier& classifier) const;
   void work(std::stop_token stop);
   void commit(AppleEvent& reply);
   // With mMutex held by `lock`: answers the commits no queued job comes before.
@@ -78,6 +84,7 @@ private:
 
   Engine& mEngine;
   std::size_t const mMaxWorkers;
+  std::optional<CpuSet> const mOwnCpus; // this process's, as it started
   std::mutex mMutex;
   std::condition_variable mWork;     // (not _any: its inner mutex is contended at every hand-over)
   std::map<SInt32, Sender> mSenders; // only those with work: bounded by the clients

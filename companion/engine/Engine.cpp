@@ -370,6 +370,7 @@ EngineError Engine::startClassifier(Classifier& classifier) {
                                                                fs::absolute(mConfig.dataFolder, ec),
                                                                Mode::classify),
                                        mChildErrors, spawnError, mWork->path().string());
+  classifier.mChildCpus.reset();
   if (!classifier.mChild) {
     const bool missing = spawnError == ENOENT || spawnError == EACCES || spawnError == ENOEXEC;
     return fail(missing ? EngineError::engineMissing : EngineError::engineFailed,
@@ -413,6 +414,10 @@ ScoreResult Engine::score(Classifier& classifier, std::span<const std::string_vi
     classifier.mBusy = true;
     ++mBusy;
     lock.unlock();
+    if (classifier.mCpus && classifier.mCpus != classifier.mChildCpus &&
+        classifier.mCpus->applyTo(classifier.mChild->pid())) {
+      classifier.mChildCpus = classifier.mCpus;
+    }
     std::string line;
     LineChild::Read read = LineChild::Read::endOfOutput;
     const bool held = classifier.mMessage->hold(parts);

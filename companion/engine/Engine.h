@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Bogofilter.h"
+#include "CpuSet.h"
 #include "EngineError.h"
 #include "LearnedMessages.h"
 #include "MessageFile.h"
@@ -77,10 +78,15 @@ public:
     Classifier(const Classifier&) = delete;
     Classifier& operator=(const Classifier&) = delete;
 
+    // Its bogofilter runs on these CPUs from the next score on.
+    void runOn(const CpuSet& cpus) { mCpus = cpus; }
+
   private:
     friend class Engine;
     Engine& mEngine;
     std::unique_ptr<LineChild> mChild;
+    std::optional<CpuSet> mCpus;           // wanted
+    std::optional<CpuSet> mChildCpus;      // given to the running process
     std::unique_ptr<MessageFile> mMessage; // the message being scored
     Clock::time_point mLastUse;
     bool mBusy = false;

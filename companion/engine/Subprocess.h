@@ -51,6 +51,8 @@ public:
   ExitStatus finish(Deadline deadline);
   void kill();
 
+  pid_t pid() const { return mPid; }
+
 private:
   LineChild(pid_t pid, int input, int output) : mPid(pid), mInput(input), mOutput(output) {}
   pid_t mPid;

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <sched.h>
 #include <sstream>
 #include <sys/wait.h>
 #include <thread>
@@ -232,6 +233,67 @@ TEST_F(AppTest, ConcurrentClientsAreAnsweredInOrderAndSeeTheirOwnLearning) {
       status.out.find("Learned:   10 spam, " + std::to_string(10 + kClients * kRounds) + " good"),
       std::string::npos)
       << status.out;
+}
+
+// The CPUs allowed to a thread or process, as the kernel lists them ("0-1", "1").
+std::string cpusOf(const fs::path& proc) {
+  std::istringstream status(sandbox::readFile(proc / "status"));
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("Cpus_allowed_list:")) {
+      return line.substr(line.find_first_not_of(" \t", line.find(':') + 1));
+    }
+  }
+  return "?";
+}
+
+// A client that keeps its exchanges on one CPU has Quellbark answer there, its bogofilter
+// included; once the client runs anywhere again, so do they.
+TEST_F(AppTest, AnEventIsAnsweredOnTheCpusItsSenderRunsOn) {
+  cpu_set_t all;
+  ASSERT_EQ(::sched_getaffinity(0, sizeof all, &all), 0);
+  if (CPU_COUNT(&all) < 2) {
+    GTEST_SKIP() << "one CPU: nothing to tell apart";
+  }
+  startApp();
+  const fs::path app = "/proc/" + std::to_string(mApp);
+  const auto bogofilter = [&] {
+    std::string children;
+    for (const auto& task : fs::directory_iterator(app / "task")) {
+      children += sandbox::readFile(task.path() / "children");
+    }
+    std::istringstream pids(children);
+    std::string pid;
+    pids >> pid;
+    return fs::path("/proc") / pid;
+  };
+  const auto threadsOn = [&](const std::string& cpus) {
+    int count = 0;
+    for (const auto& task : fs::directory_iterator(app / "task")) {
+      count += cpusOf(task.path()) == cpus;
+    }
+    return count;
+  };
+  const std::string everywhere = cpusOf(app);
+
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  for (int cpu = CPU_SETSIZE - 1; cpu >= 0; --cpu) {
+    if (CPU_ISSET(cpu, &all)) {
+      CPU_SET(cpu, &one); // the last: not where an unpinned process starts
+      break;
+    }
+  }
+  ASSERT_EQ(::sched_setaffinity(0, sizeof one, &one), 0);
+  const std::string pinned = cpusOf("/proc/self");
+  const Reply first = sendOne("Qscr", goodMessage(1));
+  ::sched_setaffinity(0, sizeof all, &all);
+  ASSERT_EQ(first.errn, "none");
+  EXPECT_EQ(cpusOf(bogofilter()), pinned);
+  EXPECT_EQ(threadsOn(pinned), 1) << "the thread that answered";
+
+  ASSERT_EQ(sendOne("Qscr", goodMessage(2)).errn, "none");
+  EXPECT_EQ(cpusOf(bogofilter()), everywhere);
+  EXPECT_EQ(threadsOn(pinned), 0);
 }
 
 TEST_F(AppTest, EngineFailuresBecomeErrnAndServingGoesOn) {
