@@ -1,5 +1,7 @@
 #include "ClassifyRun.h"
 
+#include "runtime/CpuPin.h"
+
 #include "ClassificationListener.h"
 #include "ImapError.h"
 #include "ImapUri.h"
@@ -266,6 +268,10 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
     MailServices& mail;
     ~StopReadAhead() { mail.stopReadAhead(); }
   } stopReadAhead{mMail};
+  // After the read-ahead's thread has started, which stays free to run beside this one.
+  std::optional<CpuPin> pin;
+  if (mOneCpuPerBatch)
+    pin.emplace();
 
   // Called from inside the plug-in: nothing may be thrown back through it.
   nsCOMPtr<ClassificationListener> listener =

@@ -93,6 +93,10 @@ public:
 
   // Also sends the messages the user has decided, and replaces their statuses.
   void reclassify(bool yes) { mReclassify = yes; }
+  // Each batch's exchanges on the one CPU the batch starts on (runtime/CpuPin.h). Not for
+  // processes that run side by side on a machine's CPUs: pinned where each happens to be, they
+  // would crowd onto the same CPU for whole batches.
+  void oneCpuPerBatch(bool yes) { mOneCpuPerBatch = yes; }
 
   ClassifyReport run(const std::vector<std::filesystem::path>& folders);
   // The given messages of one IMAP folder, their verdicts recorded on the server as above.
@@ -129,6 +133,7 @@ private:
   std::size_t mTotal = 0;
   ExchangeWatch mWatch;
   bool mReclassify = false;
+  bool mOneCpuPerBatch = true;
   bool mStopped = false;
   std::string mStopReason;
 };

@@ -77,6 +77,7 @@ int runClassifyWorker(HostSession& session, const std::string& mailRoot, int cha
       session, mailRoot, [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
         ClassifyRun run(plugin, mail, store);
         run.reclassify(true); // the parent has kept the user's verdicts out
+        run.oneCpuPerBatch(false);
         FrameReader reader;
         std::size_t done = 0;
         try {
