@@ -74,7 +74,7 @@ public:
                               {"junk", report.junk},
                               {"good", report.good},
                               {"unverified", report.unverified},
-                              {"unclassified", report.unclassified.size()}};
+                              {"unclassified", report.unclassified}};
     mOut << (mFirst ? "]" : "\n  ]") << ",\n  \"summary\": " << indented(summary, 2)
          << ",\n  \"errors\": " << indented(report.errors, 2) << "\n}\n";
   }
@@ -381,7 +381,7 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
               << " not classified, the run stopped: " << report.stopReason << "\n";
         if (report.exchangesFailed())
           return 3;
-        bool complete = report.errors.empty() && report.unclassified.empty();
+        bool complete = report.errors.empty() && report.unclassified == 0;
         return complete ? 0 : 1;
       });
 }

@@ -39,7 +39,7 @@ std::size_t ClassifyReport::count(ClassifyOutcome::Verdict verdict) const {
   case ClassifyOutcome::Verdict::Unverified:
     return unverified;
   default:
-    return unclassified.size();
+    return unclassified;
   }
 }
 
@@ -236,7 +236,7 @@ void ClassifyRun::leaveOut(std::vector<ClassifyOutcome>& batch, ClassifyReport& 
     if (outcome.origin == JunkOrigin::User)
       continue;
     outcome.error = "left out: " + mStopReason;
-    report.unclassified.push_back(outcome.uri);
+    ++report.unclassified;
     ++report.stoppedUnclassified;
   }
 }
@@ -343,7 +343,7 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
       outcome.error = NS_FAILED(rv) ? "the request failed" : "never classified";
     }
     if (outcome.verdict == ClassifyOutcome::Verdict::Unclassified)
-      report.unclassified.push_back(outcome.uri);
+      ++report.unclassified;
   }
 }
 

@@ -45,11 +45,11 @@ struct ClassifyReport {
   std::size_t junk = 0;
   std::size_t good = 0;
   std::size_t unverified = 0;
-  std::string unverifiedWhy;             // the last failed exchange's reason
-  std::vector<std::string> unclassified; // their URIs, in folder order
-  std::size_t stoppedUnclassified = 0;   // of those, left out because the run was stopped
-  std::string stopReason;                // why it was stopped, if it was
-  std::vector<std::string> errors;       // one line per problem, naming its folder or message
+  std::string unverifiedWhy;           // the last failed exchange's reason
+  std::size_t unclassified = 0;        // each has its line, with why
+  std::size_t stoppedUnclassified = 0; // of those, left out because the run was stopped
+  std::string stopReason;              // why it was stopped, if it was
+  std::vector<std::string> errors;     // one line per problem, naming its folder or message
   std::size_t count(ClassifyOutcome::Verdict verdict) const;
   // Some message went without a verdict because exchanges with the spam filter failed.
   bool exchangesFailed() const { return unverified > 0 || stoppedUnclassified > 0; }

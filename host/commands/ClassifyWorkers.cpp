@@ -264,7 +264,7 @@ void WorkerRun::handOn() {
       mReport.unverifiedWhy = outcome.error;
       break;
     default:
-      mReport.unclassified.push_back(outcome.uri);
+      ++mReport.unclassified;
       if (leftOut)
         ++mReport.stoppedUnclassified;
     }
