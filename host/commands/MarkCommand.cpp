@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <optional>
 #include <ostream>
 
 namespace mailhost {
@@ -42,6 +43,32 @@ std::optional<MessageRef> localMessage(const MailStore& store, const std::string
   }
 }
 
+// Messages handed to the plug-in at a time.
+constexpr std::size_t kMarkChunk = 1000;
+
+// Writes a JSON array entry by entry as it comes, laid out as dump(2) lays out the whole array.
+class JsonArrayWriter {
+public:
+  explicit JsonArrayWriter(std::ostream& out) : mOut(out) {}
+
+  void add(const nlohmann::json& entry) {
+    std::string text = entry.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
+    mOut << (mFirst ? "[\n  " : ",\n  ");
+    for (char c : text) {
+      mOut << c;
+      if (c == '\n')
+        mOut << "  ";
+    }
+    mFirst = false;
+  }
+
+  void finish() { mOut << (mFirst ? "[]\n" : "\n]\n"); }
+
+private:
+  std::ostream& mOut;
+  bool mFirst = true;
+};
+
 } // namespace
 
 CLI::App* addMarkCommand(CLI::App& app, MarkOptions& options) {
@@ -70,30 +97,19 @@ int runMarkCommand(HostSession& session, const MarkOptions& options, std::ostrea
       session, options.mailRoot,
       [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
         bool ok = true;
-        std::vector<std::string> uris;
-        for (const std::filesystem::path& folder :
-             foldersToWalk(options.targets, options.recursive)) {
-          const std::string& target = folder.string();
-          try {
-            std::vector<std::string> found = messageUrisOf(mail.store(), target);
-            uris.insert(uris.end(), found.begin(), found.end());
-          } catch (const MailError& error) {
-            err << "mailhost: cannot read folder " << error.what() << "\n";
-            ok = false;
-          }
-        }
+        bool notLearned = false;
         nsMsgJunkStatus verdict = options.verdict == "junk" ? kJunk : kGood;
         MarkRun run(plugin, mail, store);
         run.again(options.again);
-        std::vector<MarkOutcome> outcomes = run.run(uris, verdict);
-
-        bool notLearned = false;
         // A message marked good in a junk folder goes back where it came from, once its new
         // verdict is stored.
         JunkMoveLog moveLog(junkStorePath(session.options().profileDirectory));
         JunkMover mover(mail.store(), moveLog);
-        nlohmann::json json = nlohmann::json::array();
-        for (const MarkOutcome& outcome : outcomes) {
+        std::optional<JsonArrayWriter> json;
+        if (options.json)
+          json.emplace(out);
+
+        auto report = [&](const MarkOutcome& outcome) {
           bool failedTraining = outcome.confirmed && !outcome.trained && outcome.error.empty();
           ok = ok && (outcome.accepted || outcome.alreadyMarked) && outcome.error.empty();
           notLearned = notLearned || failedTraining;
@@ -116,7 +132,7 @@ int runMarkCommand(HostSession& session, const MarkOptions& options, std::ostrea
               ok = false;
             }
           }
-          if (options.json) {
+          if (json) {
             nlohmann::json entry = {
                 {"uri", outcome.uri},         {"path", path.string()},
                 {"verdict", options.verdict}, {"previous", classificationName(outcome.previous)},
@@ -133,7 +149,7 @@ int runMarkCommand(HostSession& session, const MarkOptions& options, std::ostrea
               entry["error"] = outcome.error;
             else if (failedTraining)
               entry["error"] = outcome.trainingFailure;
-            json.push_back(entry);
+            json->add(entry);
           } else if (outcome.alreadyMarked) {
             out << outputLine({options.verdict, outcome.uri, path.string(), "(already marked)"})
                 << "\n";
@@ -144,13 +160,48 @@ int runMarkCommand(HostSession& session, const MarkOptions& options, std::ostrea
                                  : outputLine({options.verdict, outcome.uri, path.string(), note}))
                 << "\n";
           }
+        };
+
+        // The messages go to the plug-in a chunk at a time, each chunk's lines written once it
+        // is done: what is held does not grow with the folders, and a long run shows progress.
+        std::vector<std::string> chunk;
+        auto markChunk = [&] {
+          for (const MarkOutcome& outcome : run.run(chunk, verdict))
+            report(outcome);
+          chunk.clear();
+          out.flush();
+        };
+        auto add = [&](std::string uri) {
+          chunk.push_back(std::move(uri));
+          if (chunk.size() == kMarkChunk)
+            markChunk();
+        };
+        for (const std::filesystem::path& folder :
+             foldersToWalk(options.targets, options.recursive)) {
+          const std::string& target = folder.string();
+          if (namesMessageUri(target)) {
+            add(target);
+            continue;
+          }
+          std::optional<FolderListing> listing;
+          try {
+            listing = mail.store().list(target);
+          } catch (const MailError& error) {
+            err << "mailhost: cannot read folder " << error.what() << "\n";
+            ok = false;
+            continue;
+          }
+          for (std::size_t i = 0; i < listing->size(); ++i)
+            add(listing->at(i).uri);
         }
+        if (!chunk.empty())
+          markChunk();
         for (const std::string& failure : mover.sync()) {
           err << "mailhost: " << failure << "\n";
           ok = false;
         }
-        if (options.json)
-          out << json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+        if (json)
+          json->finish();
         if (notLearned)
           return 3;
         return ok ? 0 : 1;

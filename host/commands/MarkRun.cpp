@@ -113,11 +113,13 @@ std::vector<MarkOutcome> MarkRun::run(const std::vector<std::string>& uris,
   return outcomes;
 }
 
-std::vector<std::string> messageUrisOf(const MailStore& store, const std::string& target) {
+bool namesMessageUri(const std::string& target) {
   std::size_t colon = target.find(':');
-  bool isUri = colon != std::string::npos && colon > 1 &&
-               target.find_first_of("/\\") > colon; // "C:\\" or "dir/a:b" are paths
-  if (isUri)
+  return colon != std::string::npos && colon > 1 && target.find_first_of("/\\") > colon;
+}
+
+std::vector<std::string> messageUrisOf(const MailStore& store, const std::string& target) {
+  if (namesMessageUri(target))
     return {target};
   std::vector<std::string> uris;
   for (const MessageRef& ref : store.messagesIn(target))

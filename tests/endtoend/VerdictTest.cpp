@@ -225,6 +225,50 @@ TEST_F(Verdicts, TheUsersVerdictsTrainTheCompanionAndAreStored) {
 
 // The only failure that reaches the host is the start of the first stream. From the command
 // line it is one line naming what was given, and a failed run; the companion is not involved.
+// A run is marked a chunk of messages at a time: across a chunk's end and from one folder into
+// the next, every message is sent once, in folder order, and reported in that order.
+TEST_F(Verdicts, MarkingMoreThanAChunkSendsAndReportsEveryMessageInOrder) {
+  installCompanion();
+  replies({"score=shor:90"});
+  std::vector<std::string> uris;
+  auto mbox = [&](const std::string& name, int count) {
+    std::string bytes;
+    std::vector<std::size_t> offsets;
+    for (int i = 0; i < count; ++i) {
+      offsets.push_back(bytes.size());
+      bytes += "From m\nSubject: " + name + " " + std::to_string(i) + "\n\nbody\n\n";
+    }
+    path file = writeMail(name, bytes);
+    for (std::size_t offset : offsets)
+      uris.push_back(folderUri(file, std::to_string(offset)));
+    return file;
+  };
+  path big = mbox("Big", 1500);
+  path small = mbox("Small", 3);
+
+  ProcessRun junk = mailhost({"mark", "--json", "junk", big.string(), small.string()});
+  ASSERT_EQ(junk.exitCode, 0) << junk.err;
+  Json marked = Json::parse(junk.out);
+  ASSERT_EQ(marked.size(), uris.size());
+  for (std::size_t i = 0; i < uris.size(); ++i) {
+    ASSERT_EQ(marked[i]["uri"], uris[i]) << i;
+    ASSERT_EQ(marked[i]["confirmed"], true) << i;
+  }
+  std::vector<std::string> received = messagesReceived();
+  ASSERT_EQ(received.size(), uris.size());
+  EXPECT_EQ(received[999], "Subject: Big 999\n\nbody\n");
+  EXPECT_EQ(received[1000], "Subject: Big 1000\n\nbody\n");
+  EXPECT_EQ(received.back(), "Subject: Small 2\n\nbody\n\n"); // the last keeps its blank line
+
+  // Marked so already, the text lines say so, every one in order.
+  std::vector<std::string> lines =
+      linesOf(mailhost({"mark", "junk", big.string(), small.string()}).out);
+  ASSERT_EQ(lines.size(), uris.size());
+  for (std::size_t i = 0; i < uris.size(); ++i)
+    ASSERT_TRUE(lines[i].starts_with("junk\t" + uris[i] + "\t")) << lines[i];
+  EXPECT_EQ(messagesReceived().size(), uris.size()) << "nothing sent twice";
+}
+
 TEST_F(Verdicts, ARefusedRequestIsOneClearLine) {
   installCompanion();
   struct Refused {
