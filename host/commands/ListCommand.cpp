@@ -9,6 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <optional>
 #include <ostream>
 
 namespace mailhost {
@@ -81,9 +82,16 @@ int runListCommand(const std::string& profileDirectory, const ListOptions& optio
     } else {
       MailStore mail{MailRoot(options.mailRoot)};
       for (const std::string& path : options.paths) {
+        if (namesMessageUri(path)) {
+          if (std::optional<JunkStatus> found = store.find(path))
+            output.write(*found);
+          continue;
+        }
+        // Named one at a time from the listing: a folder may hold tens of thousands.
         try {
-          for (const std::string& uri : messageUrisOf(mail, path))
-            if (std::optional<JunkStatus> found = store.find(uri))
+          FolderListing listing = mail.list(path);
+          for (std::size_t i = 0; i < listing.size(); ++i)
+            if (std::optional<JunkStatus> found = store.find(listing.at(i).uri))
               output.write(*found);
         } catch (const MailError& error) {
           err << "mailhost: cannot read folder " << error.what() << "\n";

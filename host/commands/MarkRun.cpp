@@ -118,13 +118,4 @@ bool namesMessageUri(const std::string& target) {
   return colon != std::string::npos && colon > 1 && target.find_first_of("/\\") > colon;
 }
 
-std::vector<std::string> messageUrisOf(const MailStore& store, const std::string& target) {
-  if (namesMessageUri(target))
-    return {target};
-  std::vector<std::string> uris;
-  for (const MessageRef& ref : store.messagesIn(target))
-    uris.push_back(ref.uri);
-  return uris;
-}
-
 } // namespace mailhost

@@ -52,8 +52,4 @@ private:
 // Whether a command-line target is a message URI ("scheme:..."), not a path ("C:\\", "dir/a:b").
 bool namesMessageUri(const std::string& target);
 
-// The message URIs that command-line targets name: a URI ("scheme:...") stands for itself, a
-// path for every message of the folder or file. Throws MailError for a path that cannot be read.
-std::vector<std::string> messageUrisOf(const MailStore& store, const std::string& target);
-
 } // namespace mailhost
