@@ -191,8 +191,17 @@ int runMarkCommand(HostSession& session, const MarkOptions& options, std::ostrea
             ok = false;
             continue;
           }
-          for (std::size_t i = 0; i < listing->size(); ++i)
-            add(listing->at(i).uri);
+          for (std::size_t i = 0; i < listing->size(); ++i) {
+            std::string uri;
+            try {
+              uri = listing->at(i).uri; // a large listing is read back from its table
+            } catch (const MailError& error) {
+              err << "mailhost: cannot read folder " << error.what() << "\n";
+              ok = false;
+              break;
+            }
+            add(std::move(uri));
+          }
         }
         if (!chunk.empty())
           markChunk();
