@@ -1,5 +1,7 @@
 #include "commands/CommandOutput.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -81,6 +83,21 @@ void checkOutput(std::ostream& out) {
     return;
   auto* buffer = dynamic_cast<DescriptorOutputBuffer*>(out.rdbuf());
   throw OutputError(buffer ? buffer->error() : 0);
+}
+
+void JsonArrayWriter::add(const nlohmann::json& entry) {
+  std::string text = entry.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
+  mOut << (mWritten == 0 ? "[\n  " : ",\n  ");
+  for (char c : text) {
+    mOut << c;
+    if (c == '\n')
+      mOut << "  ";
+  }
+  ++mWritten;
+}
+
+void JsonArrayWriter::finish() {
+  mOut << (mWritten == 0 ? "[]\n" : "\n]\n");
 }
 
 } // namespace mailhost

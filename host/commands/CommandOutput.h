@@ -3,6 +3,9 @@
 // that goes on as if its results had been written.
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
+
+#include <cstddef>
 #include <ostream>
 #include <stdexcept>
 #include <streambuf>
@@ -40,6 +43,21 @@ private:
 class OutputError : public std::runtime_error {
 public:
   explicit OutputError(int error); // "cannot write the output: <reason>"
+};
+
+// A JSON array written entry by entry as the entries come, so that it need not be held whole,
+// laid out as dump(2) lays out the whole array. Text that is not UTF-8 (a path) is replaced.
+class JsonArrayWriter {
+public:
+  explicit JsonArrayWriter(std::ostream& out) : mOut(out) {}
+
+  void add(const nlohmann::json& entry);
+  // Ends the document, also when nothing was added ("[]").
+  void finish();
+
+private:
+  std::ostream& mOut;
+  std::size_t mWritten = 0;
 };
 
 // Writes out what the stream holds and throws OutputError when anything written to it so far

@@ -1,5 +1,7 @@
 #include "commands/ListCommand.h"
 
+#include "commands/CommandOutput.h"
+
 #include "JunkMailCommand.h"
 #include "JunkStore.h"
 #include "MailError.h"
@@ -30,7 +32,10 @@ namespace {
 // The JSON form is the array `--json` has always written, built one entry at a time.
 class StatusOutput {
 public:
-  StatusOutput(std::ostream& out, bool json) : mOut(out), mJson(json) {}
+  StatusOutput(std::ostream& out, bool json) : mOut(out) {
+    if (json)
+      mJson.emplace(out);
+  }
 
   void write(const JunkStatus& s) {
     if (!mJson) {
@@ -43,26 +48,18 @@ public:
         {"uri", s.uri}, {"score", s.score}, {"origin", originName(s.origin)}, {"time", s.time}};
     if (s.origin == JunkOrigin::User)
       entry["trained"] = s.trained;
-    std::string text = entry.dump(2);
-    mOut << (mWritten == 0 ? "[\n  " : ",\n  ");
-    for (char c : text) {
-      mOut << c;
-      if (c == '\n')
-        mOut << "  ";
-    }
-    ++mWritten;
+    mJson->add(entry);
   }
 
   // Also after an error, so that what was listed is still a whole document.
   void finish() {
     if (mJson)
-      mOut << (mWritten == 0 ? "[]\n" : "\n]\n");
+      mJson->finish();
   }
 
 private:
   std::ostream& mOut;
-  bool mJson;
-  std::size_t mWritten = 0;
+  std::optional<JsonArrayWriter> mJson;
 };
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "commands/MarkCommand.h"
 
+#include "commands/CommandOutput.h"
+
 #include "JunkMailCommand.h"
 #include "JunkMover.h"
 #include "MailError.h"
@@ -45,29 +47,6 @@ std::optional<MessageRef> localMessage(const MailStore& store, const std::string
 
 // Messages handed to the plug-in at a time.
 constexpr std::size_t kMarkChunk = 1000;
-
-// Writes a JSON array entry by entry as it comes, laid out as dump(2) lays out the whole array.
-class JsonArrayWriter {
-public:
-  explicit JsonArrayWriter(std::ostream& out) : mOut(out) {}
-
-  void add(const nlohmann::json& entry) {
-    std::string text = entry.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
-    mOut << (mFirst ? "[\n  " : ",\n  ");
-    for (char c : text) {
-      mOut << c;
-      if (c == '\n')
-        mOut << "  ";
-    }
-    mFirst = false;
-  }
-
-  void finish() { mOut << (mFirst ? "[]\n" : "\n]\n"); }
-
-private:
-  std::ostream& mOut;
-  bool mFirst = true;
-};
 
 } // namespace
 
