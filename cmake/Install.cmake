@@ -1,7 +1,7 @@
 # Installation: the host, the plug-in bundle and the platform libraries under a prefix, and the
 # Quellbark application bundle in an Applications folder where Launch Services looks for it.
 #
-#   <prefix>/bin/mailhost
+#   <prefix>/bin/mailhost          starts <prefix>/libexec/mailhost, the host's program
 #   <prefix>/bin/Quellbark        a symbolic link to the application's executable
 #   <prefix>/lib/QuellbarkPlugIn.so, libCoreFoundation.so, libCoreServices.so, libxpcom.so
 #   <prefix>/lib/mailhost-imap.so  the host's IMAP client, loaded when it first talks IMAP
@@ -54,8 +54,9 @@ foreach(page mailhost Quellbark)
                  @ONLY)
 endforeach()
 
-set_target_properties(mailhost PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+set_target_properties(mailhost-program PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
 install(TARGETS mailhost RUNTIME DESTINATION bin)
+install(TARGETS mailhost-program RUNTIME DESTINATION libexec)
 install(FILES ${CMAKE_BINARY_DIR}/man/man1/mailhost.1 DESTINATION share/man/man1)
 install(FILES ${PROJECT_SOURCE_DIR}/host/completion/mailhost.bash
         DESTINATION share/bash-completion/completions RENAME mailhost)

@@ -33,7 +33,7 @@ install)
     { echo "install: $build is not configured" >&2; exit 1; }
   # Every folder on the way to a destination that is missing now is made by this install.
   created=()
-  for leaf in "$prefix/bin" "$prefix/lib" "$prefix/share/man/man1" "$prefix/share/quellbark" \
+  for leaf in "$prefix/bin" "$prefix/libexec" "$prefix/lib" "$prefix/share/man/man1" "$prefix/share/quellbark" \
     "$prefix/share/bash-completion/completions" "$appdir/Quellbark.app/Contents/MacOS" \
     "$unitdir" "$nmdir"; do
     dir=$destdir$leaf

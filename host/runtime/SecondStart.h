@@ -1,5 +1,5 @@
-// The host's second start: the allocator settings of a long run, which GLib and glibc read only
-// as a program starts, so the host starts itself again with them set.
+// The host's second start: a program started without the host's settings (not by its launcher)
+// starts itself again with them set.
 #pragma once
 
 #include <string>

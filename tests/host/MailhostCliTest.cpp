@@ -155,4 +155,48 @@ TEST_F(MailhostCli, OutputThatCannotBeWrittenFailsWithOneLine) {
   }
 }
 
+// The command on PATH is a launcher: a copy of it beside a stand-in program shows what the
+// program is started with.
+TEST_F(MailhostCli, TheLauncherStartsTheProgramWithTheHostsSettingsOrSaysWhyNot) {
+  std::filesystem::create_directories(mScratch / "bin");
+  std::filesystem::copy_file(MAILHOST_PATH, mScratch / "bin/mailhost");
+  std::vector<std::string> args{mScratch / "bin/mailhost", "classify", "a folder"};
+
+  auto missing = testsupport::runToEnd(args, testsupport::currentEnvironment(), mScratch.path());
+  EXPECT_EQ(missing.exitCode, 1);
+  EXPECT_EQ(missing.err, "mailhost: cannot start " +
+                             (mScratch / "bin/../libexec/mailhost").string() +
+                             ": No such file or directory\n");
+
+  std::filesystem::create_directories(mScratch / "libexec");
+  testsupport::writeFile(mScratch / "libexec/mailhost",
+                         "#!/bin/sh\nprintf '%s|' \"$@\"; echo; env\n",
+                         std::filesystem::perms(0700));
+  auto withoutSettings = [](std::vector<std::string> environment) {
+    std::erase_if(environment, [](const std::string& entry) {
+      return entry.starts_with("G_SLICE=") || entry.starts_with("GLIBC_TUNABLES=") ||
+             entry.starts_with("MAILHOST_");
+    });
+    return environment;
+  };
+  std::vector<std::string> users = withoutSettings(testsupport::currentEnvironment());
+  users.push_back("GLIBC_TUNABLES=glibc.malloc.perturb=0:glibc.malloc.tcache_count=8");
+  auto started = testsupport::runToEnd(args, users, mScratch.path());
+  ASSERT_EQ(started.exitCode, 0) << started.err;
+  EXPECT_TRUE(started.out.starts_with("classify|a folder|\n")) << started.out;
+  for (const char* setting :
+       {"\nG_SLICE=always-malloc\n",
+        "\nGLIBC_TUNABLES=glibc.malloc.perturb=0:glibc.malloc.tcache_count=8:"
+        "glibc.malloc.tcache_max=512:glibc.malloc.mmap_threshold=131072\n",
+        "\nMAILHOST_GLIBC_TUNABLES_BEFORE==glibc.malloc.perturb=0:glibc.malloc.tcache_count=8\n"})
+    EXPECT_NE(started.out.find(setting), std::string::npos) << setting << started.out;
+
+  // A user who chose GLib's allocator keeps their environment as it is.
+  users = withoutSettings(testsupport::currentEnvironment());
+  users.push_back("G_SLICE=debug-blocks");
+  auto usersOwn = testsupport::runToEnd(args, users, mScratch.path());
+  EXPECT_NE(usersOwn.out.find("\nG_SLICE=debug-blocks\n"), std::string::npos) << usersOwn.out;
+  EXPECT_EQ(usersOwn.out.find("GLIBC_TUNABLES="), std::string::npos) << usersOwn.out;
+}
+
 } // namespace

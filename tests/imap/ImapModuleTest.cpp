@@ -46,9 +46,10 @@ TEST_F(ImapModule, LoadedOnlyForImapFolders) {
 TEST_F(ImapModule, MissingModuleIsOneLineAndLocalFoldersDoNotNotice) {
   fs::path build = sandbox::buildDirectory();
   fs::path copy = box.root / "copy";
-  fs::create_directories(copy / "bin");
-  fs::create_directories(copy / "lib");
-  fs::copy_file(build / "bin/mailhost", copy / "bin/mailhost");
+  for (const char* folder : {"bin", "libexec", "lib"})
+    fs::create_directories(copy / folder);
+  for (const char* program : {"bin/mailhost", "libexec/mailhost"})
+    fs::copy_file(build / program, copy / program);
   for (const char* library : {"libxpcom.so", "libCoreFoundation.so", "libCoreServices.so"})
     fs::create_symlink(build / "lib" / library, copy / "lib" / library);
   auto run = [&](const std::string& folder) {

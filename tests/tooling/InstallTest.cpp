@@ -46,10 +46,11 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
 
   fs::path app = apps() / "Quellbark.app/Contents";
   for (fs::path file :
-       {prefix() / "bin/mailhost", prefix() / "lib/QuellbarkPlugIn.so",
-        prefix() / "lib/libCoreFoundation.so", prefix() / "lib/libCoreServices.so",
-        prefix() / "lib/libxpcom.so", app / "Info.plist", app / "MacOS/Quellbark",
-        prefix() / "share/man/man1/mailhost.1", prefix() / "share/man/man1/Quellbark.1",
+       {prefix() / "bin/mailhost", prefix() / "libexec/mailhost",
+        prefix() / "lib/QuellbarkPlugIn.so", prefix() / "lib/libCoreFoundation.so",
+        prefix() / "lib/libCoreServices.so", prefix() / "lib/libxpcom.so", app / "Info.plist",
+        app / "MacOS/Quellbark", prefix() / "share/man/man1/mailhost.1",
+        prefix() / "share/man/man1/Quellbark.1",
         prefix() / "share/bash-completion/completions/mailhost"})
     EXPECT_TRUE(fs::is_regular_file(file)) << file;
   EXPECT_EQ(readFile(app / "PkgInfo"), "APPLQbrk");
@@ -76,8 +77,8 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
         << watch;
 
   // No installed program leans on the build tree; the application names the prefix's libraries.
-  for (fs::path binary :
-       {prefix() / "bin/mailhost", prefix() / "lib/QuellbarkPlugIn.so", app / "MacOS/Quellbark"}) {
+  for (fs::path binary : {prefix() / "bin/mailhost", prefix() / "libexec/mailhost",
+                          prefix() / "lib/QuellbarkPlugIn.so", app / "MacOS/Quellbark"}) {
     ShellOutcome dynamic = runShell("readelf -d '" + binary.string() + "'");
     EXPECT_EQ(dynamic.out.find(QB_BUILD_DIR), std::string::npos) << binary << dynamic.out;
   }
@@ -86,9 +87,9 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
             std::string::npos);
   // An empty entry in a library path is the working directory: whoever runs a program from a
   // folder of someone else's could have their libraries loaded. Built or installed, none has one.
-  for (fs::path binary :
-       {prefix() / "bin/mailhost", app / "MacOS/Quellbark", fs::path(QB_BUILD_DIR "/bin/mailhost"),
-        fs::path(QB_BUILD_DIR "/Quellbark.app/Contents/MacOS/Quellbark")}) {
+  for (fs::path binary : {prefix() / "libexec/mailhost", app / "MacOS/Quellbark",
+                          fs::path(QB_BUILD_DIR "/libexec/mailhost"),
+                          fs::path(QB_BUILD_DIR "/Quellbark.app/Contents/MacOS/Quellbark")}) {
     ShellOutcome paths =
         runShell("readelf -d '" + binary.string() + "' | grep -o 'path: \\[.*\\]'");
     ASSERT_EQ(paths.status, 0) << binary << paths.out;
@@ -100,7 +101,8 @@ TEST_F(Install, EveryPieceLandsWhereTheHostAndLaunchServicesLookAndRunsFromThere
   ShellOutcome info = runShell("cd / && '" + (prefix() / "bin/mailhost").string() +
                                "' --profile '" + (mTemp.path() / "profile").string() + "' info");
   ASSERT_EQ(info.status, 0) << info.out;
-  EXPECT_NE(info.out.find((prefix() / "bin/../lib/QuellbarkPlugIn.so").string()), std::string::npos)
+  EXPECT_NE(info.out.find((prefix() / "libexec/../lib/QuellbarkPlugIn.so").string()),
+            std::string::npos)
       << info.out;
   EXPECT_NE(info.out.find("filter-plugin;1?name=bayesianfilter"), std::string::npos) << info.out;
 }
