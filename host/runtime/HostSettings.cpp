@@ -5,6 +5,11 @@
 
 namespace mailhost {
 
+namespace {
+
+// Carries the user's GLIBC_TUNABLES across the start ("=value", or empty when there was none).
+constexpr const char* kTunablesBefore = "MAILHOST_GLIBC_TUNABLES_BEFORE";
+
 // The host's policy for a long run:
 // - a larger per-thread cache of freed small blocks: a message allocates and frees hundreds of
 //   them, and the default 7 a size let most go back to the heap, to be merged and split again
@@ -25,18 +30,24 @@ std::string hostTunables(const char* users) {
   return tunables;
 }
 
+} // namespace
+
 // GLib's slice allocator keeps for the rest of a run the most memory one message ever needed (a
 // message with hundreds of header fields leaves hundreds of KiB behind); plain malloc gives it
 // back.
+std::vector<std::string> hostSettings(const char* users) {
+  return {"G_SLICE=always-malloc", "GLIBC_TUNABLES=" + hostTunables(users),
+          std::string(kTunablesBefore) + "=" + (users ? "=" + std::string(users) : "")};
+}
+
 bool putHostSettings() {
-  if (std::getenv(kTunablesBefore) || std::getenv("G_SLICE") ||
-      ::setenv("G_SLICE", "always-malloc", 0) != 0)
+  if (std::getenv(kTunablesBefore) || std::getenv("G_SLICE"))
     return false;
-  const char* users = std::getenv("GLIBC_TUNABLES");
-  std::string before = users ? "=" + std::string(users) : "";
-  std::string tunables = hostTunables(users);
-  ::setenv(kTunablesBefore, before.c_str(), 1);
-  ::setenv("GLIBC_TUNABLES", tunables.c_str(), 1);
+  for (const std::string& entry : hostSettings(std::getenv("GLIBC_TUNABLES"))) {
+    std::size_t equals = entry.find('=');
+    if (::setenv(entry.substr(0, equals).c_str(), entry.c_str() + equals + 1, 1) != 0)
+      return false;
+  }
   return true;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace mailhost {
 
@@ -15,12 +16,9 @@ bool putHostSettings();
 // what the host starts (Quellbark and its bogofilter) runs as the user would run it.
 bool takeBackUsersEnvironment();
 
-// GLIBC_TUNABLES with the host's settings added to `users` (may be null), each unless the user
-// names it.
-std::string hostTunables(const char* users);
-
-// The environment variable that carries the user's GLIBC_TUNABLES across the start ("=value", or
-// empty when there was none).
-inline constexpr const char* kTunablesBefore = "MAILHOST_GLIBC_TUNABLES_BEFORE";
+// The environment entries ("NAME=value") of the host's settings for a user whose GLIBC_TUNABLES
+// is `users` (may be null): G_SLICE, GLIBC_TUNABLES with the host's items added (each unless the
+// user's names it), and the user's own GLIBC_TUNABLES, kept to be put back.
+std::vector<std::string> hostSettings(const char* users);
 
 } // namespace mailhost

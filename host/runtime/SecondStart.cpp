@@ -40,14 +40,11 @@ std::vector<std::string> environmentForAnotherHost() {
     environment.emplace_back(*entry);
   if (!sWithHostSettings)
     return environment; // it decides for itself, as this process did
-  const char* users = std::getenv("GLIBC_TUNABLES");
-  std::string before = users ? "=" + std::string(users) : "";
   std::erase_if(environment, [](const std::string& entry) {
     return entry.starts_with("G_SLICE=") || entry.starts_with("GLIBC_TUNABLES=");
   });
-  environment.push_back("G_SLICE=always-malloc");
-  environment.push_back("GLIBC_TUNABLES=" + hostTunables(users));
-  environment.push_back(std::string(kTunablesBefore) + "=" + before);
+  for (std::string& entry : hostSettings(std::getenv("GLIBC_TUNABLES")))
+    environment.push_back(std::move(entry));
   return environment;
 }
 
