@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
 namespace mailhost {
@@ -88,11 +89,11 @@ void checkOutput(std::ostream& out) {
 void JsonArrayWriter::add(const nlohmann::json& entry) {
   std::string text = entry.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
   mOut << (mWritten == 0 ? "[\n  " : ",\n  ");
-  for (char c : text) {
-    mOut << c;
-    if (c == '\n')
-      mOut << "  ";
-  }
+  std::string_view rest = text;
+  for (std::size_t line; (line = rest.find('\n')) != std::string_view::npos;
+       rest.remove_prefix(line + 1))
+    mOut << rest.substr(0, line + 1) << "  ";
+  mOut << rest;
   ++mWritten;
 }
 
