@@ -24,8 +24,18 @@ std::ptrdiff_t openDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-class TransportTest : public SandboxTest {
+// Every case runs against both ways of serving: the event loop's own thread, and a thread per
+// connection.
+class TransportTest : public SandboxTest, public ::testing::WithParamInterface<bool> {
 protected:
+  TransportTest() {
+    if (GetParam())
+      setenv("SERVED_APP_OWN_THREADS", "1", 1);
+    else
+      unsetenv("SERVED_APP_OWN_THREADS");
+  }
+  ~TransportTest() override { unsetenv("SERVED_APP_OWN_THREADS"); }
+
   struct Sent {
     OSStatus status;
     SInt32 echoed = -1; // the reply's direct object
@@ -99,7 +109,7 @@ protected:
   }
 };
 
-TEST_F(TransportTest, SendsBySignatureAndReturnsTheReply) {
+TEST_P(TransportTest, SendsBySignatureAndReturnsTheReply) {
   launchServedApp("Echo");
   Sent echoed = sendValue("echo", "Echo", 4242);
   EXPECT_EQ(echoed.status, noErr);
@@ -110,14 +120,14 @@ TEST_F(TransportTest, SendsBySignatureAndReturnsTheReply) {
   EXPECT_EQ(sendValue("echo", "Gone", 1).status, procNotFound);
 }
 
-TEST_F(TransportTest, TimesOutAndTheDefaultTimeoutFollowsTheEnvironment) {
+TEST_P(TransportTest, TimesOutAndTheDefaultTimeoutFollowsTheEnvironment) {
   launchServedApp("Slow");
   EXPECT_EQ(sendValue("slow", "Slow", 3000, kAEWaitReply, 12).status, errAETimeout);
   setenv("AE_DEFAULT_TIMEOUT_TICKS", "15", 1); // a quarter of a second
   EXPECT_EQ(sendValue("slow", "Slow", 3000).status, errAETimeout);
 }
 
-TEST_F(TransportTest, APeerThatDiesMidExchangeFailsAtOnce) {
+TEST_P(TransportTest, APeerThatDiesMidExchangeFailsAtOnce) {
   pid_t pid = launchServedApp("Dies");
   setenv("AE_DEFAULT_TIMEOUT_TICKS", "3600", 1); // an hour: only noticing the death ends the wait
   EXPECT_EQ(sendValue("exit", "Dies", 0).status, connectionInvalid);
@@ -129,7 +139,7 @@ TEST_F(TransportTest, APeerThatDiesMidExchangeFailsAtOnce) {
 
 // The sender's socket taking a few bytes at a time, or interrupted, still sends whole frames; a
 // socket that breaks mid-frame fails that exchange, and the next one goes through.
-TEST_F(TransportTest, ShortSendsDeliverWholeFramesAndABrokenSendFailsCleanly) {
+TEST_P(TransportTest, ShortSendsDeliverWholeFramesAndABrokenSendFailsCleanly) {
   launchServedApp("Bits");
   os::Syscalls trickle = os::realSyscalls();
   trickle.send = [](int socket, const void* bytes, std::size_t size, int flags) -> ssize_t {
@@ -162,7 +172,7 @@ TEST_F(TransportTest, ShortSendsDeliverWholeFramesAndABrokenSendFailsCleanly) {
 // A reply port owns one connection, reused by every send through it; when the port is destroyed
 // the connection is kept for the next port's exchange. Half the sends go as the plug-in sends
 // them, half on transient channels: a thousand leave no descriptor open on either side.
-TEST_F(TransportTest, ThousandExchangesOnPortsOrNotLeaveNoDescriptorOpen) {
+TEST_P(TransportTest, ThousandExchangesOnPortsOrNotLeaveNoDescriptorOpen) {
   launchServedApp("Many");
   auto exchange = [](mach_port_t port, SInt32 value) {
     return sendValue("echo", "Many", value, kAEWaitReply, kAEDefaultTimeout, port).echoed == value;
@@ -196,7 +206,7 @@ TEST_F(TransportTest, ThousandExchangesOnPortsOrNotLeaveNoDescriptorOpen) {
   EXPECT_EQ(remoteAfter, remote);
 }
 
-TEST_F(TransportTest, TwoClientsAtOnceAreBothAnswered) {
+TEST_P(TransportTest, TwoClientsAtOnceAreBothAnswered) {
   launchServedApp("Both");
   std::atomic<int> answered{0};
   auto client = [&](SInt32 base) {
@@ -214,7 +224,7 @@ TEST_F(TransportTest, TwoClientsAtOnceAreBothAnswered) {
 
 // A suspended event holds up neither the server nor other clients, and its reply, sent when
 // another thread resumes it, reaches its sender; every event names its sender's pid.
-TEST_F(TransportTest, ASuspendedEventIsAnsweredWhenResumedFromAnotherThread) {
+TEST_P(TransportTest, ASuspendedEventIsAnsweredWhenResumedFromAnotherThread) {
   launchServedApp("Susp");
   std::thread held([] {
     Sent sent = sendValue("hold", "Susp", 0);
@@ -240,7 +250,7 @@ struct RawFrameCase {
 
 // Frames written back to back, one larger than a receive takes before its size is known, are
 // each answered, in order, though the last ones arrive with the one before them.
-TEST_F(TransportTest, FramesWrittenBackToBackAreEachAnsweredInOrder) {
+TEST_P(TransportTest, FramesWrittenBackToBackAreEachAnsweredInOrder) {
   pid_t pid = launchServedApp("Brst");
   using namespace coreservices;
   std::vector<std::uint8_t> stream;
@@ -265,7 +275,7 @@ TEST_F(TransportTest, FramesWrittenBackToBackAreEachAnsweredInOrder) {
   close(fd);
 }
 
-TEST_F(TransportTest, MalformedAndOversizedFramesAreRefusedWhileOthersAreServed) {
+TEST_P(TransportTest, MalformedAndOversizedFramesAreRefusedWhileOthersAreServed) {
   pid_t pid = launchServedApp("Tuff");
   using namespace coreservices;
   auto header = [](std::uint32_t magic, std::uint16_t version, std::uint8_t kind,
@@ -322,6 +332,46 @@ TEST_F(TransportTest, MalformedAndOversizedFramesAreRefusedWhileOthersAreServed)
     close(stalled);
   }
 }
+
+// Served on their own threads, connections are answered side by side: a handler waiting for
+// another connection's event sees it. Quitting from a handler while other connections are open,
+// one of them in the middle of a frame, closes them all and ends the application.
+TEST_P(TransportTest, OwnThreadsServeConnectionsSideBySideAndQuitClosesThemAll) {
+  if (!GetParam())
+    GTEST_SKIP() << "the loop serves one event at a time";
+  pid_t pid = launchServedApp("Side");
+  std::thread waiting([] {
+    Sent sent = sendValue("wait", "Side", 5);
+    EXPECT_EQ(sent.status, noErr);
+    EXPECT_EQ(sent.echoed, 5);
+  });
+  EXPECT_EQ(sendValue("open", "Side", 6).echoed, 6);
+  waiting.join();
+
+  int idle = rawConnection(pid);
+  int midFrame = rawConnection(pid);
+  auto event = flattenedEvent("echo", "Side");
+  std::uint8_t header[coreservices::kFrameHeaderSize];
+  coreservices::encodeHeader({coreservices::FrameKind::event, coreservices::kFrameWantsReply,
+                              static_cast<std::uint32_t>(event.size()), 1},
+                             header);
+  ASSERT_EQ(send(midFrame, header, sizeof header, MSG_NOSIGNAL),
+            static_cast<ssize_t>(sizeof header));
+  EXPECT_EQ(sendValue("quit", "Side", 0).status, noErr);
+  for (int i = 0; i < 500 && os::findLiveEntry(pid); ++i)
+    usleep(10'000);
+  EXPECT_FALSE(os::findLiveEntry(pid)) << "still registered";
+  char byte = 0;
+  EXPECT_EQ(recv(idle, &byte, 1, 0), 0); // closed, not left hanging
+  EXPECT_EQ(recv(midFrame, &byte, 1, 0), 0);
+  close(idle);
+  close(midFrame);
+}
+
+INSTANTIATE_TEST_SUITE_P(Serving, TransportTest, ::testing::Values(false, true),
+                         [](const ::testing::TestParamInfo<bool>& serving) {
+                           return serving.param ? "OwnThreads" : "EventLoop";
+                         });
 
 TEST(PeerCredentials, OnlyTheSameUserIsAccepted) {
   EXPECT_FALSE(coreservices::credentialsAcceptable(0, 1000)) << "not even root";

@@ -2,6 +2,8 @@
 // and a poll() loop that reads event frames from every connection and hands them, one at a time
 // and in order of arrival, to the installed handlers. A handler may suspend its event and resume
 // it later from any thread; the reply then reaches the loop through a queue and the wake pipe.
+// Connections may instead each be served on a thread of their own, which reads, handles and
+// answers its events with no hand-over between threads.
 #include <CoreServices/AE/AEServer.h>
 #include <CoreServices/AE/AppleEvents.h>
 
@@ -23,6 +25,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,6 +37,8 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -65,6 +70,7 @@ struct ClientConnection {
   bool peerGone = false; // nothing more will be read
   bool closeWhenFlushed = false;
   bool suspended = false; // its event waits to be resumed; nothing more is read meanwhile
+  bool ownThread = false; // served on a thread of its own, not by the loop
 
   ~ClientConnection() {
     if (pending)
@@ -72,6 +78,14 @@ struct ClientConnection {
     if (socket >= 0)
       os::calls().close(socket);
   }
+};
+
+// A connection served on a thread of its own. Its socket is closed only once the thread has
+// been joined, so that closing the server can always shut it down to wake the thread.
+struct ConnectionThread {
+  ClientConnection client;
+  std::atomic<bool> finished{false};
+  std::thread thread;
 };
 
 struct Server {
@@ -82,7 +96,8 @@ struct Server {
   int listener = -1;
   int wakeRead = -1;
   std::list<ClientConnection> clients;
-  std::uint64_t arrivals = 0;
+  std::list<ConnectionThread> threads;
+  std::atomic<std::uint64_t> arrivals{0};
   std::uint64_t connections = 0;
 };
 
@@ -92,6 +107,7 @@ struct Suspension {
   std::uint64_t client;
   std::uint32_t exchangeID;
   bool wantsReply;
+  bool ownThread;
 };
 struct Resumed {
   std::uint64_t client;
@@ -100,7 +116,9 @@ struct Resumed {
 struct Suspensions {
   std::mutex lock;
   std::map<const void*, Suspension> waiting;
-  std::vector<Resumed> resumed;
+  std::vector<Resumed> resumed;          // for the loop
+  std::vector<Resumed> resumedOnThreads; // for connections' own threads
+  std::condition_variable threadResumed;
 };
 
 Suspensions& suspensions() {
@@ -123,6 +141,17 @@ Server& server() {
 
 std::atomic<bool> gQuitRequested{false};
 std::atomic<int> gWakeWrite{-1};
+std::atomic<bool> gOwnThreads{false};
+std::atomic<bool> gThreadsStopping{false};
+
+void wakeLoop() {
+  int wake = gWakeWrite.load();
+  if (wake >= 0) {
+    char byte = 'w';
+    ssize_t ignored = os::calls().write(wake, &byte, 1);
+    (void)ignored;
+  }
+}
 
 void queue(ClientConnection& client, std::vector<std::uint8_t> frame) {
   if (client.output.empty())
@@ -170,7 +199,8 @@ void completeFrame(ClientConnection& client) {
     queue(client, encodeErrorFrame(client.frame.exchangeID, errAECorruptData));
   } else {
     bool wantsReply = client.frame.flags & kFrameWantsReply;
-    client.pending = PendingEvent{event, client.frame.exchangeID, wantsReply, ++server().arrivals};
+    client.pending = PendingEvent{event, client.frame.exchangeID, wantsReply,
+                                  server().arrivals.fetch_add(1) + 1};
     if (!wantsReply)
       queue(client, encodeFrame({FrameKind::accepted, 0, 0, client.frame.exchangeID}, nullptr));
   }
@@ -230,24 +260,6 @@ void readFrom(ClientConnection& client) {
   }
 }
 
-// One connection per turn: a sender writes its event right after connecting, so the new
-// connection is read at once, and further waiting connections keep the listener ready for the
-// next turn.
-void acceptClient(Server& state) {
-  int socket = os::acceptFrom(state.listener);
-  if (socket < 0)
-    return;
-  if (!peerIsSameUser(socket) || state.clients.size() >= kMaxConnections) {
-    os::calls().close(socket);
-    return;
-  }
-  ClientConnection& client = state.clients.emplace_back();
-  client.socket = socket;
-  client.id = ++state.connections;
-  client.peer = peerProcess(socket);
-  readFrom(client);
-}
-
 std::vector<std::uint8_t> replyFrame(const AppleEvent& reply, std::uint32_t exchangeID) {
   Size size = AESizeOfFlattenedDesc(&reply);
   std::vector<std::uint8_t> frame(kFrameHeaderSize + static_cast<std::size_t>(size));
@@ -285,7 +297,9 @@ bool dispatchAsCurrent(const AppleEvent& event, AppleEvent& reply, const Suspens
   return current.suspended;
 }
 
-void handle(ClientConnection& client) {
+// Runs the handler of the connection's event and queues its reply; true when the handler
+// suspended it (the event and its reply then belong to the application).
+bool handle(ClientConnection& client) {
   PendingEvent work = *client.pending;
   client.pending.reset();
   AppleEvent reply;
@@ -293,16 +307,139 @@ void handle(ClientConnection& client) {
   if (work.wantsReply && AECreateReplyEvent(&work.event, &reply) != noErr) {
     queue(client, encodeErrorFrame(work.exchangeID, memFullErr));
     AEDisposeDesc(&work.event);
-    return;
+    return false;
   }
-  if (dispatchAsCurrent(work.event, reply, {client.id, work.exchangeID, work.wantsReply})) {
-    client.suspended = true; // the event and its reply now belong to the application
-    return;
-  }
+  if (dispatchAsCurrent(work.event, reply,
+                        {client.id, work.exchangeID, work.wantsReply, client.ownThread}))
+    return true;
   AEDisposeDesc(&work.event);
   if (work.wantsReply && !client.peerGone)
     queue(client, replyFrame(reply, work.exchangeID));
   AEDisposeDesc(&reply);
+  return false;
+}
+
+// Sends what is queued, waiting for room as long as the peer reads; closing the server shuts the
+// socket down, which ends the wait.
+void flushWaiting(ClientConnection& client) {
+  for (flush(client); !client.output.empty() && !client.peerGone; flush(client)) {
+    pollfd writable{client.socket, POLLOUT, 0};
+    if (os::calls().poll(&writable, 1, -1) < 0 && errno != EINTR)
+      client.peerGone = true;
+  }
+}
+
+// A suspended event's reply, once another thread has resumed it.
+void awaitResumed(ClientConnection& client) {
+  auto& shared = suspensions();
+  std::unique_lock guard(shared.lock);
+  for (;;) {
+    auto& resumed = shared.resumedOnThreads;
+    auto done = std::find_if(resumed.begin(), resumed.end(),
+                             [&](const Resumed& r) { return r.client == client.id; });
+    if (done != resumed.end()) {
+      if (!done->frame.empty())
+        queue(client, std::move(done->frame));
+      resumed.erase(done);
+      return;
+    }
+    if (gThreadsStopping) {
+      client.peerGone = true;
+      return;
+    }
+    shared.threadResumed.wait(guard);
+  }
+}
+
+// A connection's own thread: reads an event, answers it, and waits for the next, until the peer
+// goes or the server closes.
+void serveOnOwnThread(ClientConnection& client) {
+  for (;;) {
+    readFrom(client);
+    flushWaiting(client); // what was refused or accepted, before a handler runs
+    if (client.pending) {
+      if (handle(client))
+        awaitResumed(client);
+      flushWaiting(client);
+      continue;
+    }
+    if (client.peerGone || client.closeWhenFlushed || gThreadsStopping)
+      return;
+    pollfd readable{client.socket, POLLIN, 0};
+    if (os::calls().poll(&readable, 1, -1) < 0 && errno != EINTR)
+      return;
+  }
+}
+
+void startOwnThread(Server& state, int socket) {
+  ConnectionThread& served = state.threads.emplace_back();
+  served.client.socket = socket;
+  served.client.id = ++state.connections;
+  served.client.peer = peerProcess(socket);
+  served.client.ownThread = true;
+  try {
+    served.thread = std::thread([&served] {
+      serveOnOwnThread(served.client);
+      served.finished = true;
+      wakeLoop(); // to be joined, and its socket closed, at once
+    });
+  } catch (const std::system_error&) {
+    state.threads.pop_back(); // no thread to be had: the peer sees the connection close
+  }
+}
+
+void joinOrLeave(ConnectionThread& served) {
+  if (!served.thread.joinable())
+    return;
+  if (served.thread.get_id() == std::this_thread::get_id())
+    served.thread.detach(); // closed from its own handler (the process is exiting)
+  else
+    served.thread.join();
+}
+
+void joinFinished(Server& state) {
+  state.threads.remove_if([](ConnectionThread& served) {
+    if (!served.finished)
+      return false;
+    joinOrLeave(served);
+    return true;
+  });
+}
+
+void stopOwnThreads(Server& state) {
+  gThreadsStopping = true;
+  for (auto& served : state.threads)
+    ::shutdown(served.client.socket, SHUT_RDWR);
+  {
+    std::lock_guard guard(suspensions().lock); // no waiter is between its look and its wait
+  }
+  suspensions().threadResumed.notify_all();
+  for (auto& served : state.threads)
+    joinOrLeave(served);
+  state.threads.clear();
+}
+
+// One connection per turn: a sender writes its event right after connecting, so the new
+// connection is read at once, and further waiting connections keep the listener ready for the
+// next turn.
+void acceptClient(Server& state) {
+  int socket = os::acceptFrom(state.listener);
+  if (socket < 0)
+    return;
+  joinFinished(state);
+  if (!peerIsSameUser(socket) || state.clients.size() + state.threads.size() >= kMaxConnections) {
+    os::calls().close(socket);
+    return;
+  }
+  if (gOwnThreads) {
+    startOwnThread(state, socket);
+    return;
+  }
+  ClientConnection& client = state.clients.emplace_back();
+  client.socket = socket;
+  client.id = ++state.connections;
+  client.peer = peerProcess(socket);
+  readFrom(client);
 }
 
 // Replies of events resumed on other threads go out on their connections, which may then read
@@ -325,15 +462,6 @@ void deliverResumed(Server& state) {
   }
 }
 
-void wakeLoop() {
-  int wake = gWakeWrite.load();
-  if (wake >= 0) {
-    char byte = 'w';
-    ssize_t ignored = os::calls().write(wake, &byte, 1);
-    (void)ignored;
-  }
-}
-
 void dropFinished(Server& state) {
   state.clients.remove_if([](const ClientConnection& client) {
     bool drained = client.output.empty();
@@ -347,10 +475,12 @@ void closeServer(Server& state) {
     return;
   if (state.owner == getpid())
     os::removeEntry(state.folder, state.owner);
+  stopOwnThreads(state);
   state.clients.clear();
   {
     std::lock_guard guard(suspensions().lock);
     suspensions().resumed.clear();
+    suspensions().resumedOnThreads.clear();
   }
   os::calls().close(state.listener);
   int wakeWrite = gWakeWrite.exchange(-1);
@@ -404,6 +534,7 @@ extern "C" OSStatus AEServerOpen(void) {
   state.wakeRead = wake[0];
   gWakeWrite = wake[1];
   gQuitRequested = false;
+  gThreadsStopping = false;
   state.open = true;
   static std::once_flag atExit;
   std::call_once(atExit, [] { std::atexit(closeAtExit); });
@@ -454,6 +585,7 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
   }
   if (watched[1].revents & POLLIN)
     acceptClient(state);
+  joinFinished(state);
   if (gQuitRequested)
     return errAEWaitCanceled;
 
@@ -464,7 +596,7 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
     if (client.pending && (!next || client.pending->arrival < next->pending->arrival))
       next = &client;
   if (next) {
-    handle(*next);
+    next->suspended = handle(*next);
     flush(*next);
     takeFrame(*next); // poll does not tell of bytes already read
   }
@@ -516,10 +648,18 @@ extern "C" OSErr AEResumeTheCurrentEvent(const AppleEvent* theAppleEvent, const 
   AEDisposeDesc(&answer);
   {
     std::lock_guard guard(suspensions().lock);
-    suspensions().resumed.push_back(std::move(done));
+    (suspension.ownThread ? suspensions().resumedOnThreads : suspensions().resumed)
+        .push_back(std::move(done));
   }
-  wakeLoop();
+  if (suspension.ownThread)
+    suspensions().threadResumed.notify_all();
+  else
+    wakeLoop();
   return noErr;
+}
+
+extern "C" void AEServerServeConnectionsOnOwnThreads(Boolean on) {
+  gOwnThreads = on != 0;
 }
 
 extern "C" Boolean AEServerQuitRequested(void) {

@@ -1,8 +1,11 @@
 // A small application for the transport tests: it serves Apple Events of class 'TEST' until
-// it is stopped. The tests place it (by symbolic link) into bundles they make, so its signature
+// it is stopped or sent 'quit'; with SERVED_APP_OWN_THREADS set, each connection on a thread of
+// its own. The tests place it (by symbolic link) into bundles they make, so its signature
 // comes from whichever Info.plist or PkgInfo the test wrote.
 #include <Carbon/Carbon.h>
 
+#include <condition_variable>
+#include <cstdlib>
 #include <dirent.h>
 #include <mutex>
 #include <thread>
@@ -79,6 +82,33 @@ OSErr release(const AppleEvent* event, AppleEvent*, SRefCon) {
   return noErr;
 }
 
+// 'wait' is answered once an 'open' has come on another connection, or with errAETimeout after
+// ten seconds: only connections served side by side get past it.
+std::mutex gGateLock;
+std::condition_variable gGateOpened;
+bool gGateOpen = false;
+
+OSErr waitForOpen(const AppleEvent* event, AppleEvent* reply, SRefCon refcon) {
+  std::unique_lock guard(gGateLock);
+  if (!gGateOpened.wait_for(guard, std::chrono::seconds(10), [] { return gGateOpen; }))
+    return errAETimeout;
+  return echo(event, reply, refcon);
+}
+
+OSErr openGate(const AppleEvent* event, AppleEvent* reply, SRefCon refcon) {
+  {
+    std::lock_guard guard(gGateLock);
+    gGateOpen = true;
+  }
+  gGateOpened.notify_all();
+  return echo(event, reply, refcon);
+}
+
+OSErr quit(const AppleEvent*, AppleEvent*, SRefCon) {
+  QuitApplicationEventLoop();
+  return noErr;
+}
+
 OSErr senderPID(const AppleEvent* event, AppleEvent* reply, SRefCon) {
   SInt32 pid = 0;
   if (OSErr err = AEGetAttributePtr(event, keySenderPIDAttr, typeSInt32, nullptr, &pid, sizeof pid,
@@ -101,10 +131,15 @@ int main() {
                   {0x66646374 /* fdct */, countDescriptors},
                   {0x686F6C64 /* hold */, hold},
                   {0x66726565 /* free */, release},
-                  {0x73706964 /* spid */, senderPID}};
+                  {0x73706964 /* spid */, senderPID},
+                  {0x77616974 /* wait */, waitForOpen},
+                  {0x6F70656E /* open */, openGate},
+                  {0x71756974 /* quit */, quit}};
   for (auto& entry : handlers)
     AEInstallEventHandler(kTestClass, entry.id, NewAEEventHandlerUPP(entry.handler), nullptr,
                           false);
+  if (std::getenv("SERVED_APP_OWN_THREADS"))
+    AEServerServeConnectionsOnOwnThreads(true);
   RunApplicationEventLoop();
   return 0;
 }

@@ -10,9 +10,10 @@
    signature is the application bundle's (the executable at X.app/Contents/MacOS/<name>:
    CFBundleSignature of X.app/Contents/Info.plist, else Contents/PkgInfo); outside a bundle it is
    '????'. Events are handled one at a time on the calling thread, in order of arrival, every
-   connection getting its turn; a handler may suspend its event and reply later from another
-   thread (AESuspendTheCurrentEvent), and the other connections are served meanwhile. Every
-   received event carries the sender's process id as keySenderPIDAttr ('spid', typeSInt32). */
+   connection getting its turn (unless connections are served on threads of their own, below); a
+   handler may suspend its event and reply later from another thread (AESuspendTheCurrentEvent), and
+   the other connections are served meanwhile. Every received event carries the sender's process id
+   as keySenderPIDAttr ('spid', typeSInt32). */
 #pragma once
 
 #include <MacTypes.h>
@@ -29,6 +30,14 @@ OSStatus AEServerOpen(void);
    handles at most one of them. Returns noErr, or errAEWaitCanceled (-1711) once a quit has been
    requested (the server stays open until AEServerClose). paramErr when not open. */
 OSStatus AEServerProcessEvents(long timeoutMilliseconds);
+
+/* From now on, each newly accepted connection is served on a thread of its own: its events are
+   read, handled and answered there, one at a time and in order of arrival, with no hand-over
+   between threads, and handlers of different connections run at the same time. A handler may
+   still suspend its event; its connection then waits for the resume. The loop only accepts
+   connections. AEServerClose shuts these connections down and waits for their threads, so it
+   must not be called from a handler. */
+void AEServerServeConnectionsOnOwnThreads(Boolean on);
 
 /* Asks the loop to end; async-signal-safe, callable from a handler or another thread. */
 void AEServerRequestQuit(void);
