@@ -419,7 +419,7 @@ void WorkerRun::lose(Worker& worker, const std::string& why, bool replace) {
         mRetry.emplace(place, std::move(outcome));
       }
     }
-  if (!worker.answered)
+  if (!worker.answered && held > 0) // one never given work (the user's verdicts) did not fail
     ++mFailedStarts;
   if (!mHalted && held > 0)
     mDiagnostics << "mailhost: worker process " << worker.pid << " " << what << "; " << given

@@ -71,6 +71,15 @@ TEST_F(ClassifyJobs, TwoWorkersGiveWhatOneProcessGivesInTheSameOrder) {
   EXPECT_GT(junk, 1u);
   EXPECT_LT(junk, spam.size() - 1) << "both kinds, so the comparison tells something";
   EXPECT_NE(two.out.find("\t(yours)\n"), std::string::npos);
+
+  // Every message the user's own, in enough batches for three workers: none is asked anything,
+  // and that is no failure.
+  std::string const marked = writeMail("Marked", mboxOf(kSpamWords, 24, 100)).string();
+  ASSERT_EQ(mailhost({"mark", "junk", marked}, environment).exitCode, 0);
+  ProcessRun decided = mailhost({"classify", "-j", "3", marked}, environment);
+  EXPECT_EQ(decided.exitCode, 0) << decided.err;
+  EXPECT_EQ(linesOf(decided.out).size(), 25u) << decided.out;
+  EXPECT_EQ(decided.err.find("worker"), std::string::npos) << decided.err;
 }
 
 // Every worker kills itself on the batch that would take it past 12 messages: its messages go
