@@ -160,9 +160,9 @@ q_own_cpu=$(calc "$q_cpu - $bf_cpu")
 cpu_ms() { calc "1000 * $1 / $heldout"; }
 classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/classify-1.json" || true)
 
-# --- classify -j auto: the same held-out folders through worker processes (two per CPU) ---------
+# --- classify -j auto: the same held-out folders through worker processes (one per CPU) ---------
 # The host's CPU is the parent's and its workers' (time counts the children it waited for).
-auto_workers=$((2 * $(getconf _NPROCESSORS_ONLN)))
+auto_workers=$(getconf _NPROCESSORS_ONLN)
 log "bench: throughput with classify -j auto ($auto_workers workers), $reps runs"
 for rep in $(seq "$reps"); do
   before=$(tree_cpu "$qpid")

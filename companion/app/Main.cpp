@@ -96,8 +96,8 @@ int serve() {
     }
   }
   Engine engine(config);
-  // Two busy classifiers per core: a client's exchange spends about half its time outside
-  // bogofilter, and two per core is also what `mailhost classify -j auto` runs.
+  // Two busy classifiers per core (one per client being served, and a client's exchange spends
+  // about half its time outside bogofilter): more would only wait for the processor.
   CompanionServer server(engine, std::max(4U, 2 * std::thread::hardware_concurrency()));
   if (const OSErr err = server.install(); err != noErr) {
     AppLog::line("cannot install the event handlers (error " + std::to_string(err) + ")");

@@ -210,9 +210,9 @@ private:
   }
 };
 
-// "auto" or 0: two workers per online CPU. A worker's exchange is synchronous and it spends most
-// of its time waiting for Quellbark and bogofilter: with one worker per CPU the cores stand idle
-// in those waits.
+// "auto" or 0: one worker per online CPU. Each worker's exchange is one chain (the worker,
+// Quellbark's thread for its connection, that thread's bogofilter) of which only one part runs
+// at a time, so one chain per CPU keeps the CPUs busy; more only add switches between them.
 std::size_t jobsFromText(const std::string& text) {
   std::size_t jobs = 0;
   if (text != "auto") {
@@ -222,7 +222,7 @@ std::size_t jobsFromText(const std::string& text) {
                                  "\"" + text + "\" is not a number of jobs (0-1024 or auto)");
   }
   if (jobs == 0)
-    jobs = 2 * static_cast<std::size_t>(std::max(1L, ::sysconf(_SC_NPROCESSORS_ONLN)));
+    jobs = static_cast<std::size_t>(std::max(1L, ::sysconf(_SC_NPROCESSORS_ONLN)));
   return jobs;
 }
 
@@ -262,7 +262,7 @@ CLI::App* addClassifyCommand(CLI::App& app, ClassifyOptions& options) {
   command
       ->add_option_function<std::string>(
           "-j,--jobs", [&options](const std::string& value) { options.jobs = jobsFromText(value); },
-          "Classify with N worker processes at once (0 or auto: two per CPU); the output is in "
+          "Classify with N worker processes at once (0 or auto: one per CPU); the output is in "
           "folder order all the same")
       ->type_name("N");
   command->formatter(std::make_shared<OptionalValueFormatter>());
