@@ -81,19 +81,16 @@ stop_all() {
 trap stop_all EXIT
 
 # CPU seconds used so far by a process and its children, reaped or still running: the process's
-# threads and its live children's in nanoseconds (schedstat), children already reaped in clock
-# ticks (all the kernel keeps of them).
+# and its live children's to the nanosecond (their process CPU clocks, which keep the time of
+# threads that have ended: Quellbark serves each client on a thread of its own), children
+# already reaped in clock ticks (all the kernel keeps of them).
 tree_cpu() {
-  local pid=$1 child reaped files
+  local pid=$1 reaped
   [[ -r /proc/$pid/stat ]] || { echo 0; return; }
-  files=("/proc/$pid/task/"*/schedstat)
-  for child in $(cat "/proc/$pid/task/"*/children 2>/dev/null); do
-    files+=("/proc/$child/task/"*/schedstat)
-  done
   reaped=$(sed 's/^.*) //' "/proc/$pid/stat" | awk '{ print $14 + $15 }')
-  # (a task that ended meanwhile is left out: it can no longer be read)
-  { cat "${files[@]}" 2>/dev/null || true; } |
-    awk -v reaped="$reaped" -v hz="$(getconf CLK_TCK)" '{ ns += $1 } END { printf "%.6f", ns / 1e9 + reaped / hz }'
+  # (a child that ended meanwhile counts 0 here and is in `reaped` next time)
+  python3 "$root/scripts/lib/process_cpu.py" "$pid" $(cat "/proc/$pid/task/"*/children 2>/dev/null) |
+    awk -v reaped="$reaped" -v hz="$(getconf CLK_TCK)" '{ printf "%.6f", $1 + reaped / hz }'
 }
 meets() { awk "BEGIN { print ($1) ? \"yes\" : \"no\" }"; } # CONDITION
 median() { sort -n | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
