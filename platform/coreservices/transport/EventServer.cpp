@@ -426,7 +426,6 @@ void acceptClient(Server& state) {
   int socket = os::acceptFrom(state.listener);
   if (socket < 0)
     return;
-  joinFinished(state);
   if (!peerIsSameUser(socket) || state.clients.size() + state.threads.size() >= kMaxConnections) {
     os::calls().close(socket);
     return;
@@ -583,9 +582,9 @@ extern "C" OSStatus AEServerProcessEvents(long timeoutMilliseconds) {
     if (events & (POLLIN | POLLHUP | POLLERR))
       readFrom(client);
   }
+  joinFinished(state); // before accepting: ended connections no longer count
   if (watched[1].revents & POLLIN)
     acceptClient(state);
-  joinFinished(state);
   if (gQuitRequested)
     return errAEWaitCanceled;
 
