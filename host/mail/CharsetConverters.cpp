@@ -69,7 +69,9 @@ void CharsetConverters::keep(std::string_view charset) {
     return;
   if (name != asked)
     state.names.push_back(name);
-  if (iconv_t converter = iconv_open("UTF-8", name.c_str());
+  // To the C library's own wide characters: one step, in the charset's module. A conversion to
+  // UTF-8 takes a second step and, with it, a buffer of about 32 KiB for as long as it is open.
+  if (iconv_t converter = iconv_open("WCHAR_T", name.c_str());
       converter != reinterpret_cast<iconv_t>(-1))
     state.converters.push_back(converter);
 }

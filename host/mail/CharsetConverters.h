@@ -14,7 +14,8 @@ namespace mailhost {
 // conversion from a character set open keeps its module loaded.
 //
 // Kept are the one-byte character sets (ISO 8859, Windows code pages, KOI8: two thirds of those
-// loads), the first kMaxKept met: each kept module stays resident, about 20 KiB. The East Asian
+// loads), the first kMaxKept met: each kept module stays resident, about 20 KiB, and its open
+// conversion takes a few hundred bytes. The East Asian
 // ones are left to load and unload as before: their tables are large, and a kept one would hold
 // more of them resident the more text it met. Safe from any thread.
 class CharsetConverters {
