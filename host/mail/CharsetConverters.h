@@ -15,9 +15,9 @@ namespace mailhost {
 //
 // Kept are the one-byte character sets (ISO 8859, Windows code pages, KOI8: two thirds of those
 // loads), the first kMaxKept met: each kept module stays resident, about 20 KiB, and its open
-// conversion takes a few hundred bytes. The East Asian
-// ones are left to load and unload as before: their tables are large, and a kept one would hold
-// more of them resident the more text it met. Safe from any thread.
+// conversion takes a few hundred bytes. The East Asian ones are left to load and unload as
+// before: their tables are large, and a kept one would hold more of them resident the more text
+// it met. Safe from any thread.
 class CharsetConverters {
 public:
   static constexpr std::size_t kMaxKept = 8;
