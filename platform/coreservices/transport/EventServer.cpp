@@ -371,11 +371,16 @@ void serveOnOwnThread(ClientConnection& client) {
   }
 }
 
+// A connection accepted on `socket`, numbered in order of acceptance.
+void admit(Server& state, ClientConnection& client, int socket) {
+  client.socket = socket;
+  client.id = ++state.connections;
+  client.peer = peerProcess(socket);
+}
+
 void startOwnThread(Server& state, int socket) {
   ConnectionThread& served = state.threads.emplace_back();
-  served.client.socket = socket;
-  served.client.id = ++state.connections;
-  served.client.peer = peerProcess(socket);
+  admit(state, served.client, socket);
   served.client.ownThread = true;
   try {
     served.thread = std::thread([&served] {
@@ -435,9 +440,7 @@ void acceptClient(Server& state) {
     return;
   }
   ClientConnection& client = state.clients.emplace_back();
-  client.socket = socket;
-  client.id = ++state.connections;
-  client.peer = peerProcess(socket);
+  admit(state, client, socket);
   readFrom(client);
 }
 
