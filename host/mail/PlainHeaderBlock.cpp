@@ -84,6 +84,42 @@ void assignUnfolded(std::string& value, std::string_view raw) {
   value.append(raw);
 }
 
+// A field as written, with each run of empty parameters (";;", "; ;", folded or not) cut to its
+// last ';'. An empty parameter holds nothing and GMime's parser skips it, but only after
+// allocating for it: a hostile Content-Type of thousands of them cost hundreds of KiB and tens of
+// thousands of allocations for one message of 24 KB. Quoted strings and comments are copied as
+// they are.
+void appendWithoutEmptyParameters(std::string& out, std::string_view field) {
+  bool quoted = false;
+  int comments = 0;
+  for (std::size_t i = 0; i < field.size(); ++i) {
+    char c = field[i];
+    if (quoted || comments > 0) {
+      if (c == '\\' && i + 1 < field.size()) {
+        out += c;
+        c = field[++i];
+      } else if (quoted && c == '"') {
+        quoted = false;
+      } else if (!quoted && c == '(') {
+        ++comments;
+      } else if (!quoted && c == ')') {
+        --comments;
+      }
+    } else if (c == '"') {
+      quoted = true;
+    } else if (c == '(') {
+      comments = 1;
+    } else if (c == ';') {
+      std::size_t next = field.find_first_not_of(" \t\r\n", i + 1);
+      if (next != std::string_view::npos && field[next] == ';') {
+        i = next - 1; // this one is empty: go on from the next ';'
+        continue;
+      }
+    }
+    out += c;
+  }
+}
+
 } // namespace
 
 std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message) {
@@ -103,7 +139,7 @@ std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message) {
       assignUnfolded(field.value, raw);
     }
     if (shapesTheForm(field.name))
-      block.contentFields.append(message.substr(fieldAt, end - fieldAt));
+      appendWithoutEmptyParameters(block.contentFields, message.substr(fieldAt, end - fieldAt));
   };
 
   for (std::size_t at = 0;;) {

@@ -15,12 +15,12 @@ namespace mailhost {
 // object for every field costs more than the rest of the message's conversion, and most values
 // are ASCII without encoded words, so that each is its own unfolded, trimmed text. The others
 // (8-bit text, encoded words) are kept raw for GMime's decoder. The fields that shape the form
-// (Content-Type, Content-Transfer-Encoding, Content-Disposition) are also kept as written, for
-// GMime to parse the MIME structure from.
+// (Content-Type, Content-Transfer-Encoding, Content-Disposition) are also kept as written, less
+// any runs of empty parameters, for GMime to parse the MIME structure from.
 struct PlainHeaderBlock {
   std::vector<HeaderField> fields;
   std::vector<std::size_t> toDecode; // fields whose value is raw: as written after the colon
-  std::string contentFields;         // those fields' lines, as written, in message order
+  std::string contentFields;         // those fields' lines, in message order
   std::size_t blankLine = 0;         // where the empty line that ends the block starts
 };
 

@@ -108,6 +108,13 @@ TEST(FilterFormHeaders, ADirectlyReadBlockReadsAsGMimeReadsIt) {
       {"8-bit text: UTF-8, else Latin-1", "X-A: caf\xC3\xA9\nSubject: \t\xE9t\xE9 \n\nx\n",
        "\xC3\xA9t\xC3\xA9"},
       {"a line that is not a field", "Subject: s\nnot a field\n\nx\n", "s"},
+      // Runs of empty parameters are dropped before GMime sees them; what they hide is not.
+      {"empty parameters before a charset, folded",
+       "Subject: e\nContent-Type: text/plain ; ; ;\r\n ;\t; charset=\"koi8-r\" "
+       ";;\n\n\xF0\xD2\xC9\n",
+       "e"},
+      {"empty parameters beside a quoted name that holds semicolons",
+       "Subject: f\nContent-Disposition: attachment;; ; filename=\"x;; ;y.txt\" ; ;\n\nx\n", "f"},
   };
   const std::string gmimeField = "X!GMime: only\n";
   for (const Case& c : cases) {
