@@ -26,6 +26,7 @@
 #include <fcntl.h>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -86,6 +87,8 @@ struct State {
   unsigned asksUnwatched = 0;
   uid_t homeOwner = static_cast<uid_t>(-1);
   std::string homeFromPasswords; // of homeOwner: read once, not at every call
+  std::string folderHome;        // the home `folder` was made from
+  std::string folder;            // its preferences folder, or empty before the first ask
 };
 
 State& state() {
@@ -94,24 +97,19 @@ State& state() {
   return *shared;
 }
 
-std::string homeDirectory() {
+// The caller holds s.lock.
+std::string_view homeDirectory(State& s) {
   // secure_getenv: a set-user-ID program does not take its home from the environment.
   const char* fixed = secure_getenv("CFFIXED_USER_HOME");
   if (fixed != nullptr && *fixed != '\0') {
     return fixed;
   }
-  State& s = state();
-  std::string home;
-  {
-    std::lock_guard<std::mutex> guard(s.lock);
-    if (s.homeOwner != os::effectiveUser()) {
-      s.homeFromPasswords = os::homeFromPasswordDatabase();
-      s.homeOwner = os::effectiveUser();
-    }
-    home = s.homeFromPasswords;
+  if (s.homeOwner != os::effectiveUser()) {
+    s.homeFromPasswords = os::homeFromPasswordDatabase();
+    s.homeOwner = os::effectiveUser();
   }
-  if (!home.empty()) {
-    return home;
+  if (!s.homeFromPasswords.empty()) {
+    return s.homeFromPasswords;
   }
   const char* fromEnvironment = std::getenv("HOME");
   return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "/";
@@ -130,8 +128,21 @@ std::string domainName(CFStringRef applicationID) {
   return cf::toUTF8(applicationID);
 }
 
+// The caller holds s.lock. A log level is asked for many times a message: the folder is made
+// again only when the home it comes from changed.
+const std::string& preferencesFolder(State& s) {
+  std::string_view home = homeDirectory(s);
+  if (s.folder.empty() || home != s.folderHome) {
+    s.folderHome.assign(home);
+    s.folder = s.folderHome + "/Library/Preferences";
+  }
+  return s.folder;
+}
+
 std::string preferencesFolder() {
-  return homeDirectory() + "/Library/Preferences";
+  State& s = state();
+  std::lock_guard<std::mutex> guard(s.lock);
+  return preferencesFolder(s);
 }
 
 std::string preferencesPath(CFStringRef applicationID, const std::string& folder) {
@@ -310,9 +321,9 @@ CFPropertyListRef copyValue(CFStringRef key, CFStringRef applicationID) {
   if (applicationID == nullptr) {
     return nullptr;
   }
-  std::string folder = preferencesFolder();
   State& s = state();
   std::lock_guard<std::mutex> guard(s.lock);
+  const std::string& folder = preferencesFolder(s);
   // The same application asked again (a log level is asked for many times a message): its path
   // is not built again.
   LastPath& last = s.lastPath;
@@ -432,14 +443,14 @@ void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFString
 }
 
 Boolean CFPreferencesAppSynchronize(CFStringRef applicationID) {
-  std::string home = homeDirectory();
-  std::string folder = home + "/Library/Preferences";
+  State& s = state();
+  std::lock_guard<std::mutex> guard(s.lock);
+  const std::string& folder = preferencesFolder(s);
+  const std::string& home = s.folderHome;
   std::string path = preferencesPath(applicationID, folder);
   if (path.empty()) {
     return false;
   }
-  State& s = state();
-  std::lock_guard<std::mutex> guard(s.lock);
   auto cached = s.files.find(path);
   if (cached != s.files.end()) {
     CFRelease(cached->second.values);
