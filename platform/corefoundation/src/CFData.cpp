@@ -1,6 +1,6 @@
 // Byte buffers. The capacity that descriptions report follows CF's own schedule (16, then the
 // next power of two above the highest set bit of the length needed); the real storage grows
-// by doubling, so appends stay amortised O(1) either way.
+// geometrically, so appends stay amortised O(1) either way.
 #include "CFRuntime.h"
 
 #include <algorithm>
@@ -8,6 +8,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+
+namespace {
+constexpr size_t kQuadrupleBelow = 64 * 1024;
+}
 
 struct __CFData final : cf::Object {
   enum class Kind { Immutable, Growable, FixedCapacity };
@@ -65,7 +69,10 @@ struct __CFData final : cf::Object {
       capacity = newLength < 16 ? 16 : size_t{1} << std::bit_width(newLength);
     }
     if (newLength > storage) {
-      size_t grown = std::max({newLength, storage * 2, size_t{16}});
+      // Fourfold while small: a buffer filled piece by piece (a message captured header by
+      // header) moves a few times, not once per doubling from 16 bytes on.
+      size_t factor = storage < kQuadrupleBelow ? 4 : 2;
+      size_t grown = std::max({newLength, storage * factor, size_t{16}});
       auto* moved = static_cast<UInt8*>(std::realloc(bytes, grown));
       if (moved == nullptr) {
         throw std::bad_alloc();
