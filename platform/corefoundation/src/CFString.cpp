@@ -1,7 +1,9 @@
 #include "CFStringInternal.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -112,23 +114,36 @@ ConstantStringTable& constantStrings() {
 } // namespace
 
 CFStringRef __CFStringMakeConstantString(const char* cStr) {
+  // Every use of CFSTR asks (a log line twice): each thread keeps the strings it asked for last
+  // by the literal's address. The text is compared as well, since a library unloaded and another
+  // loaded in its place may put a different literal at the same address.
+  struct Recent {
+    const char* address = nullptr;
+    const std::string* text = nullptr; // the table's key: never freed
+    CFStringRef string = nullptr;
+  };
+  thread_local std::array<Recent, 64> recent;
+  Recent& slot = recent[(reinterpret_cast<std::uintptr_t>(cStr) >> 3) % recent.size()];
+  if (slot.address == cStr && std::strcmp(slot.text->c_str(), cStr) == 0) {
+    return slot.string;
+  }
   static std::mutex lock;
   std::lock_guard<std::mutex> guard(lock);
   auto& table = constantStrings();
   std::string_view text(cStr);
   auto found = table.find(text);
-  if (found != table.end()) {
-    return found->second;
+  if (found == table.end()) {
+    auto* string = new __CFString(cf::Object::Immortal{});
+    size_t length = text.size();
+    if (!cf::decodeBytes(reinterpret_cast<const UInt8*>(cStr), length, kCFStringEncodingUTF8, false,
+                         string->storage)) {
+      string->storage = cf::StringStorage();
+      string->storage.appendLatin1(cStr, length);
+    }
+    found = table.emplace(text, string).first;
   }
-  auto* string = new __CFString(cf::Object::Immortal{});
-  size_t length = text.size();
-  if (!cf::decodeBytes(reinterpret_cast<const UInt8*>(cStr), length, kCFStringEncodingUTF8, false,
-                       string->storage)) {
-    string->storage = cf::StringStorage();
-    string->storage.appendLatin1(cStr, length);
-  }
-  table.emplace(text, string);
-  return string;
+  slot = {cStr, &found->first, found->second};
+  return found->second;
 }
 
 CFTypeID CFStringGetTypeID(void) {
