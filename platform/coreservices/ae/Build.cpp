@@ -135,14 +135,29 @@ private:
   }
 
   // Bytes up to the closing sequence; returns the position after it, or npos if unclosed.
-  std::size_t until(std::size_t i, const char* close, bool escapes, Bytes& out) const {
+  std::size_t until(std::size_t i, const char* close, Bytes& out) const {
     std::size_t k = std::strlen(close);
     while (i < mLength) {
       if (at(i, close))
         return i + k;
-      if (escapes && mSource[i] == '\\' && i + 1 < mLength)
-        ++i;
       out.push_back(mSource[i++]);
+    }
+    return std::string::npos;
+  }
+
+  // A quoted code up to its closing sequence, a backslash taking the byte after it as it is:
+  // only the first four bytes are kept. Returns as until() does.
+  std::size_t untilCode(std::size_t i, const char* close, std::uint8_t (&code)[4],
+                        std::size_t& length) const {
+    std::size_t k = std::strlen(close);
+    while (i < mLength) {
+      if (at(i, close))
+        return i + k;
+      if (mSource[i] == '\\' && i + 1 < mLength)
+        ++i;
+      if (length < 4)
+        code[length++] = mSource[i];
+      ++i;
     }
     return std::string::npos;
   }
@@ -173,25 +188,28 @@ private:
     }
     if (c == '-' || (c >= '0' && c <= '9'))
       return integer(t);
-    if (const Quote* q = quoteAt(mPos, kIdentQuotes)) {
-      Bytes name;
-      std::size_t end = until(mPos + std::strlen(q->open), q->close, true, name);
+    // Of the opening quotes only ' " and $ are ASCII: any other ASCII byte starts a bare word.
+    bool mayQuote = c >= 0x80 || c == '\'' || c == '"' || c == '$';
+    if (const Quote* q = mayQuote ? quoteAt(mPos, kIdentQuotes) : nullptr) {
+      std::uint8_t name[4];
+      std::size_t length = 0;
+      std::size_t end = untilCode(mPos + std::strlen(q->open), q->close, name, length);
       if (end == std::string::npos)
         fail(aeBuildSyntaxMissingQuote, t.pos);
       mPos = end;
       t.kind = Tok::Ident;
-      t.code = padCode(name.data(), name.size());
+      t.code = padCode(name, length);
       return t;
     }
-    if (const Quote* q = quoteAt(mPos, kStringQuotes)) {
-      std::size_t end = until(mPos + std::strlen(q->open), q->close, false, t.bytes);
+    if (const Quote* q = mayQuote ? quoteAt(mPos, kStringQuotes) : nullptr) {
+      std::size_t end = until(mPos + std::strlen(q->open), q->close, t.bytes);
       if (end == std::string::npos)
         fail(aeBuildSyntaxNoCloseString, t.pos);
       mPos = end;
       t.kind = Tok::String;
       return t;
     }
-    if (const Quote* q = quoteAt(mPos, kHexQuotes))
+    if (const Quote* q = mayQuote ? quoteAt(mPos, kHexQuotes) : nullptr)
       return hex(t, *q);
     if (startsSomething(mPos))
       fail(aeBuildSyntaxBadToken, t.pos);
