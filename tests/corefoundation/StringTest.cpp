@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -64,4 +65,14 @@ TEST(ConstantString, OneObjectPerTextThatReleaseCannotFree) {
     CFRelease(a);
   }
   EXPECT_EQ(utf8(a), "ThunderLevel");
+
+  // Text at an address that held other text (a library loaded where another was) is its own.
+  char place[] = "FirstText";
+  CFStringRef first = __CFStringMakeConstantString(place);
+  std::memcpy(place, "OtherText", sizeof place);
+  CFStringRef other = __CFStringMakeConstantString(place);
+  EXPECT_NE(first, other);
+  EXPECT_EQ(utf8(first), "FirstText");
+  EXPECT_EQ(utf8(other), "OtherText");
+  EXPECT_EQ(other, CFSTR("OtherText"));
 }
