@@ -139,22 +139,12 @@ const std::string& preferencesFolder(State& s) {
   return s.folder;
 }
 
-std::string preferencesFolder() {
-  State& s = state();
-  std::lock_guard<std::mutex> guard(s.lock);
-  return preferencesFolder(s);
-}
-
 std::string preferencesPath(CFStringRef applicationID, const std::string& folder) {
   std::string name = domainName(applicationID);
   if (name.empty() || name.find('/') != std::string::npos) {
     return std::string();
   }
   return folder + "/" + name + ".plist";
-}
-
-std::string preferencesPath(CFStringRef applicationID) {
-  return preferencesPath(applicationID, preferencesFolder());
 }
 
 bool sameFile(const Domain& domain, const struct stat& st) {
@@ -428,12 +418,12 @@ CFIndex CFPreferencesGetAppIntegerValue(CFStringRef key, CFStringRef application
 }
 
 void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef applicationID) {
-  std::string path = preferencesPath(applicationID);
+  State& s = state();
+  std::lock_guard<std::mutex> guard(s.lock);
+  std::string path = preferencesPath(applicationID, preferencesFolder(s));
   if (key == nullptr || path.empty()) {
     return;
   }
-  State& s = state();
-  std::lock_guard<std::mutex> guard(s.lock);
   CFMutableDictionaryRef& changes = s.pending[path];
   if (changes == nullptr) {
     changes = CFDictionaryCreateMutable(nullptr, 0, &kCFCopyStringDictionaryKeyCallBacks,
