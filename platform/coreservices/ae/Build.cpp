@@ -134,30 +134,17 @@ private:
     return false;
   }
 
-  // Bytes up to the closing sequence; returns the position after it, or npos if unclosed.
-  std::size_t until(std::size_t i, const char* close, Bytes& out) const {
+  // Bytes up to the closing sequence, each handed to `keep`; with escapes a backslash takes the
+  // byte after it as it is. Returns the position after the closing sequence, or npos if unclosed.
+  template <typename Keep>
+  std::size_t until(std::size_t i, const char* close, bool escapes, Keep keep) const {
     std::size_t k = std::strlen(close);
     while (i < mLength) {
       if (at(i, close))
         return i + k;
-      out.push_back(mSource[i++]);
-    }
-    return std::string::npos;
-  }
-
-  // A quoted code up to its closing sequence, a backslash taking the byte after it as it is:
-  // only the first four bytes are kept. Returns as until() does.
-  std::size_t untilCode(std::size_t i, const char* close, std::uint8_t (&code)[4],
-                        std::size_t& length) const {
-    std::size_t k = std::strlen(close);
-    while (i < mLength) {
-      if (at(i, close))
-        return i + k;
-      if (mSource[i] == '\\' && i + 1 < mLength)
+      if (escapes && mSource[i] == '\\' && i + 1 < mLength)
         ++i;
-      if (length < 4)
-        code[length++] = mSource[i];
-      ++i;
+      keep(mSource[i++]);
     }
     return std::string::npos;
   }
@@ -191,9 +178,13 @@ private:
     // Of the opening quotes only ' " and $ are ASCII: any other ASCII byte starts a bare word.
     bool mayQuote = c >= 0x80 || c == '\'' || c == '"' || c == '$';
     if (const Quote* q = mayQuote ? quoteAt(mPos, kIdentQuotes) : nullptr) {
+      // Only a code's first four bytes count: they are kept without collecting the rest.
       std::uint8_t name[4];
       std::size_t length = 0;
-      std::size_t end = untilCode(mPos + std::strlen(q->open), q->close, name, length);
+      std::size_t end = until(mPos + std::strlen(q->open), q->close, true, [&](std::uint8_t b) {
+        if (length < 4)
+          name[length++] = b;
+      });
       if (end == std::string::npos)
         fail(aeBuildSyntaxMissingQuote, t.pos);
       mPos = end;
@@ -202,7 +193,8 @@ private:
       return t;
     }
     if (const Quote* q = mayQuote ? quoteAt(mPos, kStringQuotes) : nullptr) {
-      std::size_t end = until(mPos + std::strlen(q->open), q->close, t.bytes);
+      std::size_t end = until(mPos + std::strlen(q->open), q->close, false,
+                              [&](std::uint8_t b) { t.bytes.push_back(b); });
       if (end == std::string::npos)
         fail(aeBuildSyntaxNoCloseString, t.pos);
       mPos = end;
