@@ -291,6 +291,20 @@ FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize,
   return form;
 }
 
+// A message of one text part shown as written: the bytes read are its body once the header block
+// is moved out of their way, with no parser and no copy.
+FilterForm asWritten(GMimeStream* memory, GByteArray* bytes, std::size_t bodyAt,
+                     std::vector<HeaderField> headers, bool latin1) {
+  g_mime_stream_mem_set_owner(GMIME_STREAM_MEM(memory), FALSE);
+  FilterForm form;
+  form.body = BodyBuffer(bytes);
+  form.headers = std::move(headers);
+  g_byte_array_remove_range(bytes, 0, static_cast<guint>(bodyAt));
+  if (latin1 || !isValidUtf8(reinterpret_cast<const char*>(bytes->data), bytes->len))
+    latin1ToUtf8(bytes, 0);
+  return form;
+}
+
 // The message in `bytes` from `from` on, given a memory stream over them. A plain header block
 // is read here, decoded as GMime decodes a header value, and GMime is given only the fields that
 // shape the form, written over the end of the block.
@@ -308,6 +322,14 @@ FilterForm convert(GMimeStream* memory, GByteArray* bytes, std::size_t from) {
     GString_ unfolded(g_mime_utils_header_unfold(value.c_str()));
     GString_ decoded(g_mime_utils_header_decode_text(options, unfolded.get()));
     value = decoded ? decoded.get() : "";
+  }
+  if (std::optional<std::string> charset = plainTextCharset(*plain)) {
+    const char* declared = charset->empty() ? nullptr : charset->c_str();
+    bool latin1 = !isUtf8OrAscii(declared) && isLatin1(declared);
+    if (latin1 || isUtf8OrAscii(declared)) {
+      std::size_t bodyAt = plain->blankLine + (text[plain->blankLine] == '\r' ? 2 : 1);
+      return asWritten(memory, bytes, from + bodyAt, std::move(plain->fields), latin1);
+    }
   }
   std::size_t start = from + plain->blankLine - plain->contentFields.size();
   std::memcpy(bytes->data + start, plain->contentFields.data(), plain->contentFields.size());
@@ -341,6 +363,7 @@ std::uint64_t pastFromLine(const ReadOnlyFile& file, std::uint64_t start, std::u
 } // namespace
 
 BodyBuffer::BodyBuffer() : mArray(g_byte_array_new()) {}
+BodyBuffer::BodyBuffer(GByteArray* adopted) : mArray(adopted) {}
 BodyBuffer::~BodyBuffer() {
   if (mArray)
     g_byte_array_unref(mArray);

@@ -35,6 +35,7 @@ struct AttachmentInfo {
 class BodyBuffer {
 public:
   BodyBuffer();
+  explicit BodyBuffer(_GByteArray* adopted);
   ~BodyBuffer();
   BodyBuffer(BodyBuffer&& other) noexcept;
   BodyBuffer& operator=(BodyBuffer&& other) noexcept;

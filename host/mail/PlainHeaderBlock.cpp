@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace mailhost {
 
@@ -120,7 +121,107 @@ void appendWithoutEmptyParameters(std::string& out, std::string_view field) {
   }
 }
 
+std::string_view trimmed(std::string_view text) {
+  std::size_t first = text.find_first_not_of(" \t\r\n");
+  if (first == std::string_view::npos)
+    return {};
+  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+bool isTokenChar(char c) {
+  return c > ' ' && c < 0x7f &&
+         std::string_view("()<>@,;:\\\"/[]?=").find(c) == std::string_view::npos;
+}
+
+// A Content-Type value of text/plain or text/html with plain parameters; `charset` gets the
+// charset parameter's value.
+bool readTextType(std::string_view value, std::string& charset) {
+  std::size_t at = 0;
+  auto skipBlanks = [&] {
+    while (at < value.size() && (isBlank(value[at]) || value[at] == '\r' || value[at] == '\n'))
+      ++at;
+  };
+  auto token = [&] {
+    std::size_t from = at;
+    while (at < value.size() && isTokenChar(value[at]))
+      ++at;
+    return value.substr(from, at - from);
+  };
+  skipBlanks();
+  std::string_view type = token();
+  if (at == value.size() || value[at++] != '/' || !equalsIgnoringCase(type, "text"))
+    return false;
+  std::string_view subtype = token();
+  if (!equalsIgnoringCase(subtype, "plain") && !equalsIgnoringCase(subtype, "html"))
+    return false;
+  bool hasCharset = false;
+  for (;;) {
+    skipBlanks();
+    if (at == value.size())
+      return true;
+    if (value[at++] != ';')
+      return false;
+    skipBlanks();
+    if (at == value.size())
+      return true;
+    std::string_view name = token();
+    skipBlanks();
+    if (name.empty() || at == value.size() || value[at++] != '=')
+      return false;
+    skipBlanks();
+    std::string_view parameter;
+    if (at < value.size() && value[at] == '"') {
+      std::size_t close = value.find('"', at + 1);
+      parameter = value.substr(at + 1, close - at - 1);
+      if (close == std::string_view::npos ||
+          parameter.find_first_of("\\\r\n") != std::string_view::npos)
+        return false;
+      at = close + 1;
+    } else {
+      parameter = token();
+    }
+    if (name.find('*') != std::string_view::npos)
+      return false;
+    if (equalsIgnoringCase(name, "charset")) {
+      if (hasCharset || parameter.empty())
+        return false;
+      hasCharset = true;
+      charset.assign(parameter);
+    }
+  }
+}
+
 } // namespace
+
+std::optional<std::string> plainTextCharset(const PlainHeaderBlock& block) {
+  std::string_view fields = block.contentFields;
+  std::string charset;
+  bool sawType = false, sawEncoding = false;
+  while (!fields.empty()) {
+    std::size_t end = 0; // past the field's last line
+    do {
+      std::size_t lf = fields.find('\n', end);
+      end = lf == std::string_view::npos ? fields.size() : lf + 1;
+    } while (end < fields.size() && isBlank(fields[end]));
+    std::string_view field = fields.substr(0, end);
+    fields.remove_prefix(end);
+    std::size_t colon = field.find(':');
+    std::string_view name = field.substr(0, colon), value = field.substr(colon + 1);
+    if (equalsIgnoringCase(name, "content-type")) {
+      if (std::exchange(sawType, true) || !readTextType(value, charset))
+        return std::nullopt;
+    } else if (equalsIgnoringCase(name, "content-transfer-encoding")) {
+      std::string_view encoding = trimmed(value);
+      if (std::exchange(sawEncoding, true) ||
+          !(equalsIgnoringCase(encoding, "7bit") || equalsIgnoringCase(encoding, "8bit") ||
+            equalsIgnoringCase(encoding, "binary")))
+        return std::nullopt;
+    } else {
+      return std::nullopt; // Content-Disposition
+    }
+  }
+  return charset;
+}
 
 std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message) {
   PlainHeaderBlock block;

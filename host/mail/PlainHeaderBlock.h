@@ -29,4 +29,10 @@ struct PlainHeaderBlock {
 // GMime's to read.
 std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message);
 
+// The charset of a message whose block makes it one text part shown as written: text/plain or
+// text/html (or no Content-Type), no transfer encoding or 7bit, 8bit or binary, no
+// Content-Disposition. Empty when none is declared. Nothing when the fields say anything else,
+// or say it in a way left to GMime's parser (a comment, an RFC 2231 parameter, a field twice).
+std::optional<std::string> plainTextCharset(const PlainHeaderBlock& block);
+
 } // namespace mailhost

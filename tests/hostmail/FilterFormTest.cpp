@@ -115,6 +115,32 @@ TEST(FilterFormHeaders, ADirectlyReadBlockReadsAsGMimeReadsIt) {
        "e"},
       {"empty parameters beside a quoted name that holds semicolons",
        "Subject: f\nContent-Disposition: attachment;; ; filename=\"x;; ;y.txt\" ; ;\n\nx\n", "f"},
+      // One text part as written: read without GMime's parser, it must read as GMime reads it.
+      {"single part, no MIME fields, CRLF", "Subject: p\r\n\r\nline\r\n\r\nmore\r\n", "p"},
+      {"single part, empty body", "Subject: p\n\n", "p"},
+      {"HTML, quoted UTF-8 charset, 8bit, folded",
+       "Subject: p\nContent-Type: TEXT/HTML;\n\tcharset=\"UTF-8\"; format=flowed;\n"
+       "Content-Transfer-Encoding: 8BIT\n\n<p>caf\xC3\xA9</p>\n",
+       "p"},
+      {"UTF-8 declared, not valid: read as Latin-1",
+       "Subject: p\nContent-Type: text/plain; charset=utf-8\n\ncaf\xE9\n", "p"},
+      {"Latin-1 under another name, binary",
+       "Subject: p\nContent-Type: text/plain; charset=latin1\nContent-Transfer-Encoding: binary\n"
+       "\ngr\xFC\xDF\n",
+       "p"},
+      {"NUL bytes and a From line in the body", std::string("Subject: p\n\na\0b\nFrom x\n", 22),
+       "p"},
+      // Left to GMime's parser: the same bytes must come out either way.
+      {"a comment in the type", "Subject: p\nContent-Type: text/plain (c); charset=koi8-r\n\nx\n",
+       "p"},
+      {"an RFC 2231 charset", "Subject: p\nContent-Type: text/plain; charset*=utf-8''koi8-r\n\nx\n",
+       "p"},
+      {"two types", "Subject: p\nContent-Type: image/png\nContent-Type: text/plain\n\nx\n", "p"},
+      {"another charset", "Subject: p\nContent-Type: text/plain; charset=koi8-r\n\n\xF0\xD2\n",
+       "p"},
+      {"quoted-printable", "Subject: p\nContent-Transfer-Encoding: quoted-printable\n\na=3Db\n",
+       "p"},
+      {"a type without a subtype", "Subject: p\nContent-Type: text\n\nx\n", "p"},
   };
   const std::string gmimeField = "X!GMime: only\n";
   for (const Case& c : cases) {
