@@ -31,6 +31,11 @@ struct GObjectUnref {
 template <typename T>
 using GRef = std::unique_ptr<T, GObjectUnref>;
 
+struct ByteArrayUnref {
+  void operator()(GByteArray* bytes) const { g_byte_array_unref(bytes); }
+};
+using ByteArray = std::unique_ptr<GByteArray, ByteArrayUnref>;
+
 struct GFree {
   void operator()(gpointer p) const { g_free(p); }
 };
@@ -293,28 +298,32 @@ FilterForm convert(GMimeStream* stream, std::size_t expectedBodySize,
 
 // A message of one text part shown as written: the bytes read are its body once the header block
 // is moved out of their way, with no parser and no copy.
-FilterForm asWritten(GMimeStream* memory, GByteArray* bytes, std::size_t bodyAt,
-                     std::vector<HeaderField> headers, bool latin1) {
-  g_mime_stream_mem_set_owner(GMIME_STREAM_MEM(memory), FALSE);
+FilterForm asWritten(ByteArray bytes, std::size_t bodyAt, std::vector<HeaderField> headers,
+                     bool latin1) {
   FilterForm form;
-  form.body = BodyBuffer(bytes);
+  GByteArray* body = bytes.get();
+  form.body = BodyBuffer(bytes.release());
   form.headers = std::move(headers);
-  g_byte_array_remove_range(bytes, 0, static_cast<guint>(bodyAt));
-  if (latin1 || !isValidUtf8(reinterpret_cast<const char*>(bytes->data), bytes->len))
-    latin1ToUtf8(bytes, 0);
+  g_byte_array_remove_range(body, 0, static_cast<guint>(bodyAt));
+  if (latin1 || !isValidUtf8(reinterpret_cast<const char*>(body->data), body->len))
+    latin1ToUtf8(body, 0);
   return form;
 }
 
-// The message in `bytes` from `from` on, given a memory stream over them. A plain header block
-// is read here, decoded as GMime decodes a header value, and GMime is given only the fields that
-// shape the form, written over the end of the block.
-FilterForm convert(GMimeStream* memory, GByteArray* bytes, std::size_t from) {
+// The message in `bytes` from `from` on; GMime gets a memory stream over them only when needed. A
+// plain header block is read here, decoded as GMime decodes a header value, and GMime is given only
+// the fields that shape the form, written over the end of the block.
+FilterForm convert(ByteArray bytes, std::size_t from) {
   std::string_view text(reinterpret_cast<const char*>(bytes->data) + from, bytes->len - from);
+  auto parsedFrom = [&](std::size_t start, std::optional<std::vector<HeaderField>> headers) {
+    GByteArray* raw = bytes.get();
+    GRef<GMimeStream> memory(g_mime_stream_mem_new_with_byte_array(bytes.release())); // owns them
+    g_mime_stream_set_bounds(memory.get(), static_cast<gint64>(start), -1);
+    return convert(memory.get(), raw->len - from, std::move(headers));
+  };
   std::optional<PlainHeaderBlock> plain = readPlainHeaderBlock(text);
-  if (!plain) {
-    g_mime_stream_set_bounds(memory, static_cast<gint64>(from), -1);
-    return convert(memory, text.size());
-  }
+  if (!plain)
+    return parsedFrom(from, std::nullopt);
   GMimeParserOptions* options = parserOptions();
   for (std::size_t index : plain->toDecode) {
     std::string& value = plain->fields[index].value;
@@ -328,13 +337,12 @@ FilterForm convert(GMimeStream* memory, GByteArray* bytes, std::size_t from) {
     bool latin1 = !isUtf8OrAscii(declared) && isLatin1(declared);
     if (latin1 || isUtf8OrAscii(declared)) {
       std::size_t bodyAt = plain->blankLine + (text[plain->blankLine] == '\r' ? 2 : 1);
-      return asWritten(memory, bytes, from + bodyAt, std::move(plain->fields), latin1);
+      return asWritten(std::move(bytes), from + bodyAt, std::move(plain->fields), latin1);
     }
   }
   std::size_t start = from + plain->blankLine - plain->contentFields.size();
   std::memcpy(bytes->data + start, plain->contentFields.data(), plain->contentFields.size());
-  g_mime_stream_set_bounds(memory, static_cast<gint64>(start), -1);
-  return convert(memory, text.size(), std::move(plain->fields));
+  return parsedFrom(start, std::move(plain->fields));
 }
 
 constexpr std::string_view kFromLine = "From ";
@@ -403,18 +411,17 @@ FilterForm toFilterForm(ReadOnlyFile& file, const MessageExtent& extent) {
   // A small message is read at once (one read instead of the parser's seeks and reads, for
   // most mail); a large one is read part by part from the file as it is converted.
   if (end - start <= kReadAtOnceLimit) {
-    GByteArray* bytes = g_byte_array_sized_new(static_cast<guint>(end - start));
-    GRef<GMimeStream> memory(g_mime_stream_mem_new_with_byte_array(bytes)); // it owns the bytes
-    g_byte_array_set_size(bytes, static_cast<guint>(end - start));
+    ByteArray bytes(g_byte_array_sized_new(static_cast<guint>(end - start)));
+    g_byte_array_set_size(bytes.get(), static_cast<guint>(end - start));
     std::size_t got = file.readAt(start, reinterpret_cast<char*>(bytes->data), bytes->len);
-    g_byte_array_set_size(bytes, static_cast<guint>(got));
+    g_byte_array_set_size(bytes.get(), static_cast<guint>(got));
     std::string_view text(reinterpret_cast<const char*>(bytes->data), got);
     std::size_t from = 0;
     if (text.starts_with(kFromLine)) {
       std::size_t lf = text.find('\n');
       from = lf == std::string_view::npos ? got : lf + 1;
     }
-    return located([&] { return convert(memory.get(), bytes, from); });
+    return located([&] { return convert(std::move(bytes), from); });
   }
   start = pastFromLine(file, start, end);
   GRef<GMimeStream> whole(g_mime_stream_fs_new(file.release()));
@@ -431,11 +438,10 @@ FilterForm toFilterForm(std::string_view text) {
   }
   if (text.empty())
     return {};
-  GByteArray* bytes = g_byte_array_sized_new(static_cast<guint>(text.size()));
-  g_byte_array_append(bytes, reinterpret_cast<const guint8*>(text.data()),
+  ByteArray bytes(g_byte_array_sized_new(static_cast<guint>(text.size())));
+  g_byte_array_append(bytes.get(), reinterpret_cast<const guint8*>(text.data()),
                       static_cast<guint>(text.size()));
-  GRef<GMimeStream> memory(g_mime_stream_mem_new_with_byte_array(bytes)); // it owns the bytes
-  return convert(memory.get(), bytes, 0);
+  return convert(std::move(bytes), 0);
 }
 
 } // namespace mailhost
