@@ -135,6 +135,24 @@ bool isUtf8OrAscii(const char* charset) {
          g_ascii_strcasecmp(charset, "utf8") == 0;
 }
 
+// How text in a charset (none: undeclared) becomes UTF-8: as it is, byte for byte from Latin-1,
+// or through a converter.
+enum class TextCharset { Utf8, Latin1, Other };
+
+TextCharset textCharset(const char* charset) {
+  if (isUtf8OrAscii(charset))
+    return TextCharset::Utf8;
+  return isLatin1(charset) ? TextCharset::Latin1 : TextCharset::Other;
+}
+
+// Text not put through a converter, from `start` on, made UTF-8: valid UTF-8 is kept, Latin-1 and
+// anything else is read as Latin-1.
+void toUtf8(GByteArray* bytes, std::size_t start, bool latin1) {
+  if (latin1 ||
+      !isValidUtf8(reinterpret_cast<const char*>(bytes->data) + start, bytes->len - start))
+    latin1ToUtf8(bytes, start);
+}
+
 // Appends the shown text parts of the body to one byte array.
 class BodyWriter {
 public:
@@ -151,9 +169,9 @@ public:
     if (!content)
       return;
     const char* charset = g_mime_object_get_content_type_parameter(GMIME_OBJECT(part), "charset");
-    bool latin1 = !isUtf8OrAscii(charset) && isLatin1(charset);
+    TextCharset kind = textCharset(charset);
     GRef<GMimeFilter> convert;
-    if (!isUtf8OrAscii(charset) && !latin1) {
+    if (kind == TextCharset::Other) {
       CharsetConverters::keep(charset);
       convert.reset(g_mime_filter_charset_new(charset, "UTF-8"));
     }
@@ -169,11 +187,10 @@ public:
     if (g_mime_data_wrapper_write_to_stream(content, target) < 0 || g_mime_stream_flush(target) < 0)
       throw MailError(MailErrorKind::Io, "cannot read a part of the message");
 
-    // Undeclared, ASCII, UTF-8 or unknown charset: keep valid UTF-8, read anything else as
-    // Latin-1, so that the body is always UTF-8.
-    if (latin1 || (!convert && !isValidUtf8(reinterpret_cast<const char*>(mOut->data) + start,
-                                            mOut->len - start)))
-      latin1ToUtf8(mOut, start);
+    // Undeclared, ASCII, UTF-8, Latin-1 or a charset without a converter: the body is UTF-8 all
+    // the same.
+    if (!convert)
+      toUtf8(mOut, start, kind == TextCharset::Latin1);
   }
 
 private:
@@ -305,8 +322,7 @@ FilterForm asWritten(ByteArray bytes, std::size_t bodyAt, std::vector<HeaderFiel
   form.body = BodyBuffer(bytes.release());
   form.headers = std::move(headers);
   g_byte_array_remove_range(body, 0, static_cast<guint>(bodyAt));
-  if (latin1 || !isValidUtf8(reinterpret_cast<const char*>(body->data), body->len))
-    latin1ToUtf8(body, 0);
+  toUtf8(body, 0, latin1);
   return form;
 }
 
@@ -316,10 +332,9 @@ FilterForm asWritten(ByteArray bytes, std::size_t bodyAt, std::vector<HeaderFiel
 FilterForm convert(ByteArray bytes, std::size_t from) {
   std::string_view text(reinterpret_cast<const char*>(bytes->data) + from, bytes->len - from);
   auto parsedFrom = [&](std::size_t start, std::optional<std::vector<HeaderField>> headers) {
-    GByteArray* raw = bytes.get();
     GRef<GMimeStream> memory(g_mime_stream_mem_new_with_byte_array(bytes.release())); // owns them
     g_mime_stream_set_bounds(memory.get(), static_cast<gint64>(start), -1);
-    return convert(memory.get(), raw->len - from, std::move(headers));
+    return convert(memory.get(), text.size(), std::move(headers));
   };
   std::optional<PlainHeaderBlock> plain = readPlainHeaderBlock(text);
   if (!plain)
@@ -333,12 +348,10 @@ FilterForm convert(ByteArray bytes, std::size_t from) {
     value = decoded ? decoded.get() : "";
   }
   if (std::optional<std::string> charset = plainTextCharset(*plain)) {
-    const char* declared = charset->empty() ? nullptr : charset->c_str();
-    bool latin1 = !isUtf8OrAscii(declared) && isLatin1(declared);
-    if (latin1 || isUtf8OrAscii(declared)) {
-      std::size_t bodyAt = plain->blankLine + (text[plain->blankLine] == '\r' ? 2 : 1);
-      return asWritten(std::move(bytes), from + bodyAt, std::move(plain->fields), latin1);
-    }
+    TextCharset kind = textCharset(charset->empty() ? nullptr : charset->c_str());
+    if (kind != TextCharset::Other)
+      return asWritten(std::move(bytes), from + plain->body, std::move(plain->fields),
+                       kind == TextCharset::Latin1);
   }
   std::size_t start = from + plain->blankLine - plain->contentFields.size();
   std::memcpy(bytes->data + start, plain->contentFields.data(), plain->contentFields.size());

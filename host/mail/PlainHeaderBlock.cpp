@@ -70,13 +70,21 @@ bool isBlank(char c) {
   return c == ' ' || c == '\t';
 }
 
+bool isFolding(char c) {
+  return isBlank(c) || c == '\r' || c == '\n';
+}
+
+std::string_view trimmed(std::string_view text) {
+  while (!text.empty() && isFolding(text.front()))
+    text.remove_prefix(1);
+  while (!text.empty() && isFolding(text.back()))
+    text.remove_suffix(1);
+  return text;
+}
+
 // A plain value as its own text: unfolded (line breaks dropped) and trimmed.
 void assignUnfolded(std::string& value, std::string_view raw) {
-  auto folding = [](char c) { return isBlank(c) || c == '\r' || c == '\n'; };
-  while (!raw.empty() && folding(raw.front()))
-    raw.remove_prefix(1);
-  while (!raw.empty() && folding(raw.back()))
-    raw.remove_suffix(1);
+  raw = trimmed(raw);
   value.reserve(raw.size());
   for (std::size_t lf; (lf = raw.find('\n')) != std::string_view::npos;) {
     value.append(raw.substr(0, lf > 0 && raw[lf - 1] == '\r' ? lf - 1 : lf));
@@ -121,13 +129,6 @@ void appendWithoutEmptyParameters(std::string& out, std::string_view field) {
   }
 }
 
-std::string_view trimmed(std::string_view text) {
-  std::size_t first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos)
-    return {};
-  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
-
 bool isTokenChar(char c) {
   return c > ' ' && c < 0x7f &&
          std::string_view("()<>@,;:\\\"/[]?=").find(c) == std::string_view::npos;
@@ -138,7 +139,7 @@ bool isTokenChar(char c) {
 bool readTextType(std::string_view value, std::string& charset) {
   std::size_t at = 0;
   auto skipBlanks = [&] {
-    while (at < value.size() && (isBlank(value[at]) || value[at] == '\r' || value[at] == '\n'))
+    while (at < value.size() && isFolding(value[at]))
       ++at;
   };
   auto token = [&] {
@@ -252,6 +253,7 @@ std::optional<PlainHeaderBlock> readPlainHeaderBlock(std::string_view message) {
     if (line.empty()) {
       endField(at);
       block.blankLine = at;
+      block.body = lf + 1;
       return block;
     }
     LineText text = textOf(line);

@@ -22,6 +22,7 @@ struct PlainHeaderBlock {
   std::vector<std::size_t> toDecode; // fields whose value is raw: as written after the colon
   std::string contentFields;         // those fields' lines, in message order
   std::size_t blankLine = 0;         // where the empty line that ends the block starts
+  std::size_t body = 0;              // where the body starts, past that line
 };
 
 // The block at the start of `message`, or nothing when it holds a control byte (a NUL, a bare
