@@ -32,8 +32,10 @@ public:
     std::string why;
   };
 
+  // A tenth of a second: about one transaction per batch of a classify, whose commit (locks,
+  // write-ahead log frames) costs the host more than the rows it takes.
   explicit JunkStatusWriter(JunkStore& store,
-                            std::chrono::milliseconds interval = std::chrono::milliseconds(10));
+                            std::chrono::milliseconds interval = std::chrono::milliseconds(100));
   ~JunkStatusWriter();
   JunkStatusWriter(const JunkStatusWriter&) = delete;
   JunkStatusWriter& operator=(const JunkStatusWriter&) = delete;
