@@ -219,7 +219,7 @@ void ClassifyRun::keepUsersVerdicts(std::vector<ClassifyOutcome>& batch, Classif
   uris.reserve(batch.size());
   for (const ClassifyOutcome& outcome : batch)
     uris.push_back(outcome.uri);
-  std::vector<std::optional<JunkStatus>> statuses = mStore.findEach(uris);
+  std::vector<std::optional<JunkStatus>> statuses = mStore.findUsersVerdicts(uris);
   for (std::size_t i = 0; i < batch.size(); ++i) {
     ClassifyOutcome& outcome = batch[i];
     if (!keepUsersVerdict(statuses[i], outcome))

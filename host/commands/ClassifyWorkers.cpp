@@ -228,7 +228,7 @@ std::vector<Numbered> WorkerRun::nextBatch() {
     }
     std::vector<std::optional<JunkStatus>> stored(fresh.size());
     if (!mReclassify)
-      stored = mStore.findEach(uris);
+      stored = mStore.findUsersVerdicts(uris);
     for (std::size_t i = 0; i < fresh.size(); ++i) {
       auto& [place, outcome] = fresh[i];
       if (keepUsersVerdict(stored[i], outcome)) {

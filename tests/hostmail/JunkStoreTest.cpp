@@ -123,3 +123,40 @@ TEST(JunkStore, ManyStatusesAreReadInOrderAndLeaveTheStoreWritable) {
   store.record("m#2", 0, JunkOrigin::User); // no transaction was left open
   EXPECT_EQ(store.all().size(), 3u);
 }
+
+// The user's verdicts are found by the start the asked URIs share: whatever the batch looks
+// like, the answer is the one a lookup of each message would give.
+TEST(JunkStore, UsersVerdictsAreFoundForAnyBatch) {
+  TempDir dir;
+  JunkStore store(dir / JunkStore::kFileName);
+  std::vector<JunkStatus> statuses = {{"box://a/inbox#1", 100, JunkOrigin::User, 1, false},
+                                      {"box://a/inbox#2", 0, JunkOrigin::Plugin, 2},
+                                      {"box://a/inbox#3", 0, JunkOrigin::User, 3},
+                                      {"box://a/inbox2#1", 100, JunkOrigin::User, 4},
+                                      {"box://b/inbox#1", 100, JunkOrigin::User, 5}};
+  for (int i = 0; i < 40; ++i) // far more of the user's verdicts in one folder than asked about
+    statuses.push_back({"box://c/many#" + std::to_string(i), 100, JunkOrigin::User, 6});
+  store.record(statuses);
+
+  auto expected = [&](const std::vector<std::string>& uris) {
+    std::vector<std::optional<JunkStatus>> each = store.findEach(uris);
+    for (auto& status : each)
+      if (status && status->origin != JunkOrigin::User)
+        status.reset();
+    return each;
+  };
+  for (const std::vector<std::string>& uris : std::vector<std::vector<std::string>>{
+           {"box://a/inbox#1", "box://a/inbox#2", "box://a/inbox#3", "box://a/inbox#4"},
+           {"box://a/inbox#3", "box://a/inbox#1", "box://a/inbox#3"},  // out of order, and twice
+           {"box://a/inbox#1", "box://a/inbox2#1", "box://b/inbox#1"}, // several folders
+           {"box://a/inbox#2", "box://a/inbox#4"},                     // none the user's
+           {"box://c/many#3", "box://c/many#7"},
+           {"box://a/inbox#1"},
+           {"\xff\xff", "\xff\xff#1"}, // no bound above
+           {}}) {
+    SCOPED_TRACE(testing::PrintToString(uris));
+    EXPECT_EQ(store.findUsersVerdicts(uris), expected(uris));
+  }
+  ASSERT_TRUE(store.findUsersVerdicts({"box://a/inbox#1", "box://a/inbox#9"})[0].has_value());
+  EXPECT_FALSE(store.findUsersVerdicts({"box://a/inbox#1", "box://a/inbox#9"})[0]->trained);
+}
