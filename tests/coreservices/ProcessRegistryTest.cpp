@@ -63,9 +63,9 @@ TEST_F(ProcessRegistryTest, StaleEntriesAreSkippedAndRemoved) {
   ASSERT_TRUE(os::writeEntry(folder, reused));
   writeFile(folder + "/999999.plist", "not a property list");
 
-  auto entries = os::liveEntries();
-  ASSERT_EQ(entries.size(), 1u);
-  EXPECT_EQ(entries[0].pid, live);
+  os::LiveEntries entries = os::liveEntries();
+  ASSERT_EQ(entries->size(), 1u);
+  EXPECT_EQ((*entries)[0].pid, live);
   EXPECT_FALSE(fs::exists(os::entryPath(folder, dead)));
   EXPECT_FALSE(fs::exists(ghost.socketPath));
   EXPECT_FALSE(fs::exists(os::entryPath(folder, getpid())));
@@ -108,9 +108,9 @@ TEST_F(ProcessRegistryTest, AWatchedFolderShowsEveryChangeAtTheNextLookup) {
 
   std::string folder = box.runtime / "AppleEvents";
   chmod(folder.c_str(), 0755);
-  EXPECT_TRUE(os::liveEntries().empty());
+  EXPECT_TRUE(os::liveEntries()->empty());
   chmod(folder.c_str(), 0700);
-  EXPECT_EQ(os::liveEntries().size(), 2u);
+  EXPECT_EQ(os::liveEntries()->size(), 2u);
 
   kill(first, SIGKILL);
   for (int i = 0; i < 500 && os::processStartTime(first); ++i)
@@ -119,7 +119,7 @@ TEST_F(ProcessRegistryTest, AWatchedFolderShowsEveryChangeAtTheNextLookup) {
 
   // Moved away and made again: the new folder is the one read.
   fs::rename(folder, box.runtime / "moved");
-  EXPECT_TRUE(os::liveEntries().empty());
+  EXPECT_TRUE(os::liveEntries()->empty());
   fs::create_directory(folder);
   fs::permissions(folder, fs::perms::owner_all);
   fs::rename(box.runtime / "moved" / (std::to_string(second) + ".plist"),

@@ -43,12 +43,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   fs::rename(temporary, entry);
 
-  std::vector<RegistryEntry> live = liveEntries();
-  for (const RegistryEntry& found : live)
+  LiveEntries live = liveEntries();
+  for (const RegistryEntry& found : *live)
     if (!processIsAlive(found.pid, found.startTime))
       std::abort();
   // Only an entry that names a live process by its pid and start time may stay.
-  if (findLiveEntry(kGone) || (live.empty() && fs::exists(entry)))
+  if (findLiveEntry(kGone) || (live->empty() && fs::exists(entry)))
     std::abort();
   return 0;
 }

@@ -48,7 +48,8 @@ std::string resolvedPath(const std::string& path) {
 
 bool isRunning(const std::string& bundle) {
   std::string resolved = resolvedPath(bundle);
-  for (auto& entry : os::liveEntries())
+  os::LiveEntries entries = os::liveEntries();
+  for (auto& entry : *entries)
     if (entry.bundlePath == resolved)
       return true;
   return false;

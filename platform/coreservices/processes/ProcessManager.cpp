@@ -45,7 +45,8 @@ ProcessSerialNumber resolved(const ProcessSerialNumber& psn) {
 // The registered application, or for this process its own description even when unregistered.
 std::optional<os::RegistryEntry> describe(const ProcessSerialNumber& given) {
   ProcessSerialNumber psn = resolved(given);
-  for (auto& entry : os::liveEntries())
+  os::LiveEntries entries = os::liveEntries();
+  for (auto& entry : *entries)
     if (same(serialNumberOf(entry), psn))
       return entry;
   if (same(psn, ownSerialNumber()))
@@ -66,7 +67,8 @@ extern "C" OSErr GetNextProcess(ProcessSerialNumber* PSN) {
   ProcessSerialNumber after = resolved(*PSN);
   bool fromStart = after.highLongOfPSN == 0 && after.lowLongOfPSN == kNoProcess;
   std::optional<ProcessSerialNumber> next;
-  for (auto& entry : os::liveEntries()) {
+  os::LiveEntries entries = os::liveEntries();
+  for (auto& entry : *entries) {
     ProcessSerialNumber candidate = serialNumberOf(entry);
     if ((fromStart || after < candidate) && (!next || candidate < *next))
       next = candidate;

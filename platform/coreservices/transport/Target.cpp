@@ -65,7 +65,8 @@ OSStatus resolveTarget(const AppleEvent* event, Target& target) {
       target.inThisProcess = true;
       return noErr;
     }
-    for (auto& entry : os::liveEntries()) {
+    os::LiveEntries entries = os::liveEntries();
+    for (auto& entry : *entries) {
       ProcessSerialNumber candidate = serialNumberOf(entry);
       if (candidate.highLongOfPSN == psn.highLongOfPSN &&
           candidate.lowLongOfPSN == psn.lowLongOfPSN)

@@ -157,12 +157,17 @@ std::vector<RegistryEntry> scanFolder(const std::string& folder) {
 // then a lookup is one poll of the watch and the process descriptors together, and any event in
 // the folder, its own mode or owner changing included, has it read and checked again. A short-
 // lived process never watches: an inotify instance costs its process milliseconds at exit.
+LiveEntries none() {
+  static const auto* empty = new LiveEntries(std::make_shared<const std::vector<RegistryEntry>>());
+  return *empty;
+}
+
 struct LiveCache {
   std::mutex lock;
   bool current = false;
   std::string folder;
   struct stat status {};
-  std::vector<RegistryEntry> entries;
+  LiveEntries entries = none();
   std::vector<int> processes;       // one descriptor per entry, kept so their number stays steady
   std::optional<FolderWatch> watch; // on `folder`
   pid_t watchOwner = 0;      // a forked child reading the watch would take its parent's events
@@ -173,7 +178,7 @@ struct LiveCache {
     for (int fd : processes)
       calls().close(fd);
     processes.clear();
-    entries.clear();
+    entries = none();
     current = false;
   }
   void stopWatching() { watch.reset(); }
@@ -215,7 +220,7 @@ bool anyReady(int watch, const std::vector<int>& processes) {
 
 } // namespace
 
-std::vector<RegistryEntry> liveEntries() {
+LiveEntries liveEntries() {
   static auto* cache = new LiveCache; // outlives every static destructor that might use it
   std::lock_guard guard(cache->lock);
   if (cache->lookups <= kLookupsBeforeWatching)
@@ -236,7 +241,7 @@ std::vector<RegistryEntry> liveEntries() {
   if (!folder) {
     cache->forget();
     cache->stopWatching();
-    return {};
+    return none();
   }
   if (cache->folder != *folder) {
     cache->stopWatching();
@@ -255,11 +260,11 @@ std::vector<RegistryEntry> liveEntries() {
       cache->stopWatching();
   }
   cache->forget();
-  cache->entries = scanFolder(*folder);
+  cache->entries = std::make_shared<const std::vector<RegistryEntry>>(scanFolder(*folder));
   cache->folder = *folder;
   cache->status = status;
   bool trusted = true;
-  for (const auto& entry : cache->entries) {
+  for (const auto& entry : *cache->entries) {
     // Opened after the check, so the process is checked once more against a reused pid.
     int fd = openProcess(entry.pid);
     if (fd >= 0)
@@ -280,14 +285,16 @@ std::vector<RegistryEntry> liveEntries() {
 }
 
 std::optional<RegistryEntry> findLiveEntry(pid_t pid) {
-  for (auto& entry : liveEntries())
+  LiveEntries entries = liveEntries();
+  for (auto& entry : *entries)
     if (entry.pid == pid)
       return entry;
   return std::nullopt;
 }
 
 std::optional<RegistryEntry> findLiveEntryBySignature(std::uint32_t signature) {
-  for (auto& entry : liveEntries())
+  LiveEntries entries = liveEntries();
+  for (auto& entry : *entries)
     if (entry.signature == signature)
       return entry;
   return std::nullopt;

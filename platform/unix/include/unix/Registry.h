@@ -10,6 +10,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,8 +36,10 @@ bool writeEntry(const std::string& folder, const RegistryEntry& entry,
 void removeEntry(const std::string& folder, pid_t pid);
 
 // Live entries in launch order (start time, then pid). Empty when the runtime folder is missing
-// or not private.
-std::vector<RegistryEntry> liveEntries();
+// or not private. Every exchange looks them up, several times: the reading is shared, not copied,
+// and stays as it was for whoever holds it.
+using LiveEntries = std::shared_ptr<const std::vector<RegistryEntry>>;
+LiveEntries liveEntries();
 
 std::optional<RegistryEntry> findLiveEntry(pid_t pid);
 // The earliest launched live application with that signature.
