@@ -25,8 +25,8 @@ namespace mailhost {
 class MessageReadAhead {
 public:
   struct Limits {
-    std::size_t messages = 16;     // forms held ready at most
-    std::size_t bytes = 64 * 1024; // and their size; a larger message is left on demand
+    std::size_t messages = 32;     // forms held ready at most
+    std::size_t bytes = 128 * 1024; // and their size; a larger message is left on demand
   };
 
   // `store` is copied: its lookups keep caches that the thread must not share.
