@@ -82,4 +82,43 @@ TEST(BuildAppleEvent, SyntaxErrorLeavesNullEvent) {
   EXPECT_TRUE(ev.isNull());
 }
 
+// A string's tokens are kept after its first build: built again, with other arguments or with
+// mistakes in it, it gives what a first build gives. A mistake the parser meets before a byte that
+// cannot be read is still the one reported, and a long string, never kept, reads the same way.
+TEST(BuildAgain, GivesWhatTheFirstBuildGave) {
+  const char* format = "{kDec:bool(@), sSEP:'TEXT'(@), keyw:\x02}";
+  for (int round = 0; round < 3; ++round) {
+    Desc built;
+    AEBuildError err{};
+    std::string separator(static_cast<std::size_t>(round + 1), '-');
+    ASSERT_EQ(AEBuildDesc(&built, &err, "{kDec:bool(@), sSEP:'TEXT'(@)}", round % 2,
+                          separator.c_str()),
+              noErr);
+    Desc fresh;
+    std::string literal = "{kDec:bool(" + std::to_string(round % 2) + "), sSEP:'TEXT'(\"" +
+                          separator + "\")}";
+    ASSERT_EQ(AEBuildDesc(&fresh, &err, literal.c_str()), noErr);
+    EXPECT_EQ(flatten(built), flatten(fresh)) << round;
+
+    Desc bad;
+    EXPECT_EQ(AEBuildDesc(&bad, &err, format, 1, "x"), errAEBuildSyntaxError);
+    EXPECT_EQ(err.fError, aeBuildSyntaxBadToken);
+    EXPECT_EQ(err.fErrorPos, 36u);
+    EXPECT_EQ(AEBuildDesc(&bad, &err, "{a:1 b:2 \x02}"), errAEBuildSyntaxError);
+    EXPECT_EQ(err.fError, aeBuildSyntaxNoCloseBrace);
+    EXPECT_EQ(err.fErrorPos, 5u);
+  }
+  std::string longList = "[";
+  for (int i = 0; i < 200; ++i)
+    longList += std::to_string(i) + ",";
+  longList += "\x02]";
+  for (int round = 0; round < 2; ++round) {
+    Desc bad;
+    AEBuildError err{};
+    EXPECT_EQ(AEBuildDesc(&bad, &err, longList.c_str()), errAEBuildSyntaxError);
+    EXPECT_EQ(err.fError, aeBuildSyntaxBadToken);
+    EXPECT_EQ(err.fErrorPos, longList.size() - 2);
+  }
+}
+
 } // namespace

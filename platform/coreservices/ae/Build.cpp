@@ -12,8 +12,14 @@
 #include <cstdarg>
 #include <cstring>
 #include <limits>
+#include <map>
+#include <memory>
+#include <mutex>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 using namespace ae;
 
@@ -87,24 +93,30 @@ DescType padCode(const std::uint8_t* p, std::size_t n) {
   return DescType(c[0]) << 24 | DescType(c[1]) << 16 | DescType(c[2]) << 8 | c[3];
 }
 
-class Lexer {
+// The tokens of a build string, up to its end or to the first it could not read. Lexing looks
+// no further than the text, so the tokens can be read once and met again on every build.
+struct Tokens {
+  std::vector<Token> list; // ends with Tok::End unless lexing failed
+  std::optional<BuildFailure> failure;
+};
+
+class Scanner {
 public:
-  Lexer(const char* src)
-      : mSource(reinterpret_cast<const std::uint8_t*>(src)), mLength(std::strlen(src)) {}
+  Scanner(const char* src, std::size_t length)
+      : mSource(reinterpret_cast<const std::uint8_t*>(src)), mLength(length) {}
 
   std::size_t length() const { return mLength; }
 
-  const Token& peek() {
-    if (!mAhead) {
-      mAhead = lex();
+  Tokens all() {
+    Tokens tokens;
+    try {
+      do
+        tokens.list.push_back(lex());
+      while (tokens.list.back().kind != Tok::End);
+    } catch (const BuildFailure& failure) {
+      tokens.failure = failure;
     }
-    return *mAhead;
-  }
-  Token next() {
-    peek();
-    Token t = std::move(*mAhead);
-    mAhead.reset();
-    return t;
+    return tokens;
   }
 
 private:
@@ -149,6 +161,7 @@ private:
     return std::string::npos;
   }
 
+public:
   Token lex() {
     while (mPos < mLength && isBlank(mSource[mPos]))
       ++mPos;
@@ -213,6 +226,7 @@ private:
     return t;
   }
 
+private:
   Token integer(Token& t) {
     std::size_t start = mPos;
     if (mSource[mPos] == '-') {
@@ -263,6 +277,65 @@ private:
   const std::uint8_t* mSource;
   std::size_t mLength;
   std::size_t mPos = 0;
+};
+
+// Build strings are nearly always constants in the caller's code, built with again and again
+// (the plug-in's event, once per message): the tokens of a bounded number of short strings are
+// kept instead of being lexed each time. Nothing for any other string, which is lexed as it is
+// parsed.
+std::shared_ptr<const Tokens> keptTokens(const char* src, std::size_t length) {
+  constexpr std::size_t kLongestKept = 512, kMostKept = 64;
+  if (length > kLongestKept)
+    return nullptr;
+  struct Kept {
+    std::mutex lock;
+    std::map<std::string, std::shared_ptr<const Tokens>, std::less<>> tokens;
+  };
+  static auto* kept = new Kept; // never destroyed: builds may run from static destructors
+  std::string_view text(src, length);
+  std::lock_guard guard(kept->lock);
+  if (auto found = kept->tokens.find(text); found != kept->tokens.end())
+    return found->second;
+  if (kept->tokens.size() == kMostKept)
+    return nullptr;
+  auto tokens = std::make_shared<const Tokens>(Scanner(src, length).all());
+  kept->tokens.emplace(text, tokens);
+  return tokens;
+}
+
+class Lexer {
+public:
+  explicit Lexer(const char* src) : mScanner(src, std::strlen(src)) {
+    mTokens = keptTokens(src, mScanner.length());
+  }
+
+  const Token& peek() {
+    if (mTokens) {
+      if (mNext == mTokens->list.size())
+        throw *mTokens->failure; // the parser got as far as the text that could not be read
+      return mTokens->list[mNext];
+    }
+    if (!mAhead)
+      mAhead = mScanner.lex();
+    return *mAhead;
+  }
+  Token next() {
+    if (mTokens) {
+      const Token& t = peek();
+      if (t.kind != Tok::End)
+        ++mNext;
+      return t;
+    }
+    peek();
+    Token t = std::move(*mAhead);
+    mAhead.reset();
+    return t;
+  }
+
+private:
+  Scanner mScanner;
+  std::shared_ptr<const Tokens> mTokens;
+  std::size_t mNext = 0;
   std::optional<Token> mAhead;
 };
 
