@@ -99,8 +99,8 @@ int main(int argc, char** argv) {
   CLI::App* info = mailhost::addInfoCommand(app);
   mailhost::ClassifyOptions classifyOptions;
   CLI::App* classify = mailhost::addClassifyCommand(app, classifyOptions);
-  std::string workerMailRoot;
-  CLI::App* classifyWorker = mailhost::addClassifyWorkerCommand(app, workerMailRoot);
+  mailhost::ClassifyWorkerOptions workerOptions;
+  CLI::App* classifyWorker = mailhost::addClassifyWorkerCommand(app, workerOptions);
   mailhost::MarkOptions markOptions;
   CLI::App* mark = mailhost::addMarkCommand(app, markOptions);
   mailhost::ListOptions listOptions;
@@ -131,7 +131,7 @@ int main(int argc, char** argv) {
       if (info->parsed())
         status = mailhost::runInfoCommand(session, out);
       else if (classifyWorker->parsed())
-        status = mailhost::runClassifyWorker(session, workerMailRoot, STDIN_FILENO, std::cerr);
+        status = mailhost::runClassifyWorker(session, workerOptions, STDIN_FILENO, std::cerr);
       else if (classify->parsed())
         status = mailhost::runClassifyCommand(session, classifyOptions, out, std::cerr);
       else if (mark->parsed())

@@ -270,7 +270,9 @@ void ClassifyRun::classifyBatch(std::vector<ClassifyOutcome>& batch, ClassifyRep
   } stopReadAhead{mMail};
   // After the read-ahead's thread has started, which stays free to run beside this one.
   std::optional<CpuPin> pin;
-  if (mOneCpuPerBatch)
+  if (mBatchCpu)
+    pin.emplace(*mBatchCpu);
+  else if (mOneCpuPerBatch)
     pin.emplace();
 
   // Called from inside the plug-in: nothing may be thrown back through it.

@@ -97,6 +97,9 @@ public:
   // processes that run side by side on a machine's CPUs: pinned where each happens to be, they
   // would crowd onto the same CPU for whole batches.
   void oneCpuPerBatch(bool yes) { mOneCpuPerBatch = yes; }
+  // Each batch's exchanges on this CPU: one given to this process alone, or shared evenly with
+  // other processes that run side by side.
+  void batchesOnCpu(int cpu) { mBatchCpu = cpu; }
 
   ClassifyReport run(const std::vector<std::filesystem::path>& folders);
   // The given messages of one IMAP folder, their verdicts recorded on the server as above.
@@ -134,6 +137,7 @@ private:
   ExchangeWatch mWatch;
   bool mReclassify = false;
   bool mOneCpuPerBatch = true;
+  std::optional<int> mBatchCpu;
   bool mStopped = false;
   std::string mStopReason;
 };

@@ -49,10 +49,11 @@ std::optional<std::string> readFrame(int channel, FrameReader& reader) {
 
 } // namespace
 
-CLI::App* addClassifyWorkerCommand(CLI::App& app, std::string& mailRoot) {
+CLI::App* addClassifyWorkerCommand(CLI::App& app, ClassifyWorkerOptions& options) {
   CLI::App* command = app.add_subcommand("classify-worker", "");
   command->group(""); // hidden
-  command->add_option("--mail-root", mailRoot)->required();
+  command->add_option("--mail-root", options.mailRoot)->required();
+  command->add_option("--cpu", options.cpu);
   return command;
 }
 
@@ -68,16 +69,21 @@ std::vector<std::string> classifyWorkerCommand(const HostSession& session,
           mailRoot};
 }
 
-int runClassifyWorker(HostSession& session, const std::string& mailRoot, int channel,
+int runClassifyWorker(HostSession& session, const ClassifyWorkerOptions& options, int channel,
                       std::ostream& err) {
   // A parent that is gone takes its workers with it.
   ::prctl(PR_SET_PDEATHSIG, SIGTERM);
   std::optional<std::size_t> dieAfter = messagesBeforeDying();
   return runWithJunkMailPlugin(
-      session, mailRoot, [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
+      session, options.mailRoot,
+      [&](nsIJunkMailPlugin* plugin, MailServices& mail, JunkStore& store) {
         ClassifyRun run(plugin, mail, store);
         run.reclassify(true); // the parent has kept the user's verdicts out
+        // Held to the CPU the parent gave: pinned where each happened to be, workers would crowd
+        // onto one CPU; left free, each exchange's hand-overs would wake the other CPU.
         run.oneCpuPerBatch(false);
+        if (options.cpu >= 0)
+          run.batchesOnCpu(options.cpu);
         FrameReader reader;
         std::size_t done = 0;
         try {

@@ -15,6 +15,7 @@
 #include <optional>
 #include <ostream>
 #include <poll.h>
+#include <sched.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -98,11 +99,24 @@ int reap(pid_t pid) {
   return status;
 }
 
+// The CPUs this process may run on, in order.
+std::vector<int> cpusOfThisProcess() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  std::vector<int> cpus;
+  if (::sched_getaffinity(0, sizeof set, &set) == 0)
+    for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
+      if (CPU_ISSET(cpu, &set))
+        cpus.push_back(cpu);
+  return cpus;
+}
+
 using Numbered = std::pair<std::size_t, ClassifyOutcome>; // place in the run, outcome
 
 struct Worker {
   pid_t pid = -1;
   int fd = -1;
+  int cpu = -1; // the CPU its exchanges are held to; none when negative
   FrameReader reader;
   std::deque<std::vector<Numbered>> held; // the batches sent and not yet answered, in order
   bool answered = false;
@@ -137,6 +151,7 @@ private:
   bool hasWork() const { return !mRetry.empty() || mNextFresh < mTotal; }
   std::vector<Numbered> nextBatch();
   void startWorker();
+  int cpuForNextWorker() const;
   void feed(Worker& worker);
   void receive(Worker& worker);
   void answer(Worker& worker, const std::string& payload);
@@ -151,6 +166,7 @@ private:
 
   std::size_t mJobs;
   const std::vector<std::string>& mCommand;
+  const std::vector<int> mCpus = cpusOfThisProcess();
   const MailStore& mMail;
   JunkStore& mStore;
   std::ostream& mDiagnostics;
@@ -302,8 +318,12 @@ void WorkerRun::startWorker() {
   // A Ctrl-C at the terminal reaches this process alone, which ends the workers in order.
   ::posix_spawnattr_setpgroup(&attributes, 0);
   ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+  int cpu = cpuForNextWorker();
+  std::vector<std::string> command = mCommand;
+  if (cpu >= 0)
+    command.insert(command.end(), {"--cpu", std::to_string(cpu)});
   std::vector<char*> argv;
-  for (const std::string& argument : mCommand)
+  for (const std::string& argument : command)
     argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
   // The host's own allocator settings already set: a worker starts once, not twice.
@@ -326,7 +346,28 @@ void WorkerRun::startWorker() {
   auto worker = std::make_unique<Worker>();
   worker->pid = pid;
   worker->fd = sockets[0];
+  worker->cpu = cpu;
   mWorkers.push_back(std::move(worker));
+}
+
+// Each worker's exchanges (its host, its Quellbark thread, their bogofilter) take turns on one
+// CPU of their own, so that a hand-over is a switch there rather than a wake-up of another CPU:
+// the CPU with the fewest live workers, the first such. None on a single CPU.
+int WorkerRun::cpuForNextWorker() const {
+  if (mCpus.size() < 2)
+    return -1;
+  int best = -1;
+  std::size_t fewest = 0;
+  for (int cpu : mCpus) {
+    std::size_t on = static_cast<std::size_t>(
+        std::count_if(mWorkers.begin(), mWorkers.end(),
+                      [&](const std::unique_ptr<Worker>& worker) { return worker->cpu == cpu; }));
+    if (best < 0 || on < fewest) {
+      best = cpu;
+      fewest = on;
+    }
+  }
+  return best;
 }
 
 void WorkerRun::feed(Worker& worker) {

@@ -2,10 +2,11 @@
 
 namespace mailhost {
 
-CpuPin::CpuPin() {
-  const int cpu = ::sched_getcpu();
-  if (cpu < 0 || ::sched_getaffinity(0, sizeof mBefore, &mBefore) != 0 || CPU_COUNT(&mBefore) < 2 ||
-      !CPU_ISSET(cpu, &mBefore))
+CpuPin::CpuPin() : CpuPin(::sched_getcpu()) {}
+
+CpuPin::CpuPin(int cpu) {
+  if (cpu < 0 || cpu >= CPU_SETSIZE || ::sched_getaffinity(0, sizeof mBefore, &mBefore) != 0 ||
+      CPU_COUNT(&mBefore) < 2 || !CPU_ISSET(cpu, &mBefore))
     return;
   cpu_set_t one;
   CPU_ZERO(&one);

@@ -15,6 +15,8 @@ namespace mailhost {
 class CpuPin {
 public:
   CpuPin();
+  // Holds it on `cpu` instead, if the thread may run there.
+  explicit CpuPin(int cpu);
   ~CpuPin();
   CpuPin(const CpuPin&) = delete;
   CpuPin& operator=(const CpuPin&) = delete;

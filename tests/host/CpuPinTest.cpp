@@ -1,4 +1,5 @@
-// A batch's pin holds the thread on the CPU it was on, and gives back exactly what it had.
+// A batch's pin holds the thread on the CPU it was on, or on the one it is given (a worker's),
+// and gives back exactly what it had.
 #include "runtime/CpuPin.h"
 
 #include <gtest/gtest.h>
@@ -44,6 +45,28 @@ TEST(CpuPin, HoldsTheThreadWhereItIsAndGivesBackItsOwnSet) {
   const cpu_set_t back = current();
   EXPECT_TRUE(CPU_EQUAL(&back, &two));
   sched_setaffinity(0, sizeof all, &all);
+}
+
+TEST(CpuPin, HoldsTheThreadOnTheCpuItIsGivenIfItMayRunThere) {
+  const cpu_set_t all = current();
+  if (CPU_COUNT(&all) < 2)
+    GTEST_SKIP() << "one CPU: nothing to pin";
+  int last = -1, missing = -1;
+  for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
+    (CPU_ISSET(cpu, &all) ? last : missing) = cpu;
+  {
+    CpuPin pin(last);
+    const cpu_set_t held = current();
+    EXPECT_EQ(CPU_COUNT(&held), 1);
+    EXPECT_TRUE(CPU_ISSET(last, &held));
+  }
+  cpu_set_t back = current();
+  EXPECT_TRUE(CPU_EQUAL(&back, &all));
+  for (int refused : {missing, -1, CPU_SETSIZE}) { // not this thread's, or no CPU at all
+    CpuPin pin(refused);
+    const cpu_set_t same = current();
+    EXPECT_TRUE(CPU_EQUAL(&same, &all)) << refused;
+  }
 }
 
 } // namespace
