@@ -61,7 +61,7 @@ public:
     }
     if (hasVerdict(m))
       field("origin", originName(m.origin));
-    field("path", m.path.string());
+    field("path", m.path);
     field("uri", m.uri);
     field("verdict", verdictWord(m.verdict));
     text.append("\n    }");
@@ -328,7 +328,7 @@ int runClassifyCommand(HostSession& session, const ClassifyOptions& options, std
             progress.makeRoomForOutput();
             for (const ClassifyOutcome& outcome : batch) {
               // A fourth field is where the message went (a path), or a note in parentheses.
-              std::string path = outcome.path.string(), movedTo = outcome.movedTo.string();
+              std::string path = outcome.path, movedTo = outcome.movedTo.string();
               if (outcome.origin == JunkOrigin::User)
                 movedTo = "(yours)";
               out << (movedTo.empty()

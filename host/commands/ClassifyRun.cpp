@@ -64,7 +64,7 @@ struct ClassifyRun::ListedFolder {
     return isRemote ? imapMessageUri(remote.user, remote.host, remote.folder, remoteUids[i])
                     : local.at(i).uri;
   }
-  std::filesystem::path fileAt(std::size_t i) const { return isRemote ? "" : local.fileAt(i); }
+  std::string fileAt(std::size_t i) const { return isRemote ? "" : local.fileAt(i); }
 };
 
 ClassifyReport ClassifyRun::runImapMessages(const std::string& folder,

@@ -25,8 +25,8 @@ struct ClassifyOutcome {
   std::string folder;
   Verdict verdict = Verdict::Unclassified;
   JunkOrigin origin = JunkOrigin::Plugin; // User: the user's stored verdict, kept as it was
-  std::string error;          // why it could not be read, classified or verified, if it could not
-  std::filesystem::path path; // the file that held it when its folder was listed
+  std::string error; // why it could not be read, classified or verified, if it could not
+  std::string path;  // the file that held it when its folder was listed
   std::filesystem::path movedTo; // where it was moved to after its verdict, if it was
   std::string movedToUri;
 };

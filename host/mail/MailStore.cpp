@@ -144,10 +144,10 @@ MessageRef FolderListing::at(std::size_t i) const {
           std::move(key)};
 }
 
-fs::path FolderListing::fileAt(std::size_t i) const {
+std::string FolderListing::fileAt(std::size_t i) const {
   if (mMaildir)
-    return mOnlyKey ? mOnlyFile : mMaildir->file(i);
-  return kind() == Kind::MessageFiles ? mPath / mFiles->name(i) : mPath;
+    return mOnlyKey ? mOnlyFile.native() : mMaildir->file(i);
+  return kind() == Kind::MessageFiles ? mPath.native() + '/' + mFiles->name(i) : mPath.native();
 }
 
 std::vector<MessageRef> MailStore::messagesIn(const fs::path& given) const {

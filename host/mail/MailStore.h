@@ -61,7 +61,7 @@ public:
   MessageRef at(std::size_t i) const;
   // The file that holds message i as listed: the mbox, the Maildir's message file, the message
   // file.
-  std::filesystem::path fileAt(std::size_t i) const;
+  std::string fileAt(std::size_t i) const;
 
 private:
   friend class MailStore;

@@ -33,7 +33,9 @@ public:
   std::size_t size() const { return mNames.size(); }
   // Entry i in key order: quickest when the entries are asked for in that order.
   std::string key(std::size_t i) const { return mNames.key(i); }
-  std::filesystem::path file(std::size_t i) const { return mDir / mNames.name(i); }
+  // As text, joined without std::filesystem: a run asks for every message's file, and a path
+  // object splits its text into components each time it is made.
+  std::string file(std::size_t i) const { return mDir.native() + '/' + mNames.name(i); }
   std::optional<std::filesystem::path> fileFor(std::string_view key) const;
 
 private:

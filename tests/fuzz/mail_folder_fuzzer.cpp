@@ -79,8 +79,8 @@ void checkMaildir(const fs::path& dir) {
   MaildirIndex index(dir);
   for (std::size_t i = 0; i < index.size(); ++i) {
     if ((i > 0 && !(index.key(i - 1) < index.key(i))) ||
-        index.fileFor(index.key(i)) != index.file(i) ||
-        maildirKeyOf(index.file(i).filename().string()) != index.key(i))
+        index.fileFor(index.key(i)) != fs::path(index.file(i)) ||
+        maildirKeyOf(fs::path(index.file(i)).filename().string()) != index.key(i))
       std::abort();
   }
 }
