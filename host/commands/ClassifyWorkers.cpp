@@ -227,8 +227,13 @@ ClassifyOutcome WorkerRun::outcomeAt(std::size_t place) const {
 // The next messages for a worker: those back from a worker that died first, then the next of
 // the folders. The user's own verdicts are settled here and never sent.
 std::vector<Numbered> WorkerRun::nextBatch() {
+  // Batches shrink as the queue runs out, to a quarter of what is left per worker, so that the
+  // workers end together rather than one waiting out the other's last full batch.
+  std::size_t left = mRetry.size() + (mTotal - mNextFresh);
+  const std::size_t size =
+      std::clamp(left / (4 * mJobs), ClassifyWorkers::kMinBatchSize, mBatchSize);
   std::vector<Numbered> batch;
-  while (batch.size() < mBatchSize && hasWork()) {
+  while (batch.size() < size && hasWork()) {
     if (!mRetry.empty()) {
       batch.emplace_back(mRetry.begin()->first, std::move(mRetry.begin()->second));
       mRetry.erase(mRetry.begin());
@@ -237,7 +242,7 @@ std::vector<Numbered> WorkerRun::nextBatch() {
     // The next fresh messages, their stored verdicts read in one transaction.
     std::vector<Numbered> fresh;
     std::vector<std::string> uris;
-    while (fresh.size() < mBatchSize - batch.size() && mNextFresh < mTotal) {
+    while (fresh.size() < size - batch.size() && mNextFresh < mTotal) {
       std::size_t place = mNextFresh++;
       fresh.emplace_back(place, outcomeAt(place));
       uris.push_back(fresh.back().second.uri);
