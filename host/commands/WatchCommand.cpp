@@ -134,6 +134,9 @@ int runWatchCommand(HostSession& session, const WatchOptions& options, std::ostr
                 err << "mailhost: connected to " << watches[i].account().name() << " again\n";
               lost[i] = false;
             } catch (const ImapError& error) {
+              // A stop signal cuts short what the connection was reading: that is no outage.
+              if (signals.stopped())
+                break;
               if (!error.transient()) {
                 err << "mailhost: " << error.what() << "\n";
                 return 1;
@@ -161,6 +164,8 @@ int runWatchCommand(HostSession& session, const WatchOptions& options, std::ostr
           try {
             watches[0].wait(interval, signals.wakeFd());
           } catch (const ImapError& error) {
+            if (signals.stopped())
+              break;
             if (!error.transient()) {
               err << "mailhost: " << error.what() << "\n";
               return 1;
