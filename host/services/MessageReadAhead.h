@@ -25,7 +25,7 @@ namespace mailhost {
 class MessageReadAhead {
 public:
   struct Limits {
-    std::size_t messages = 32;     // forms held ready at most
+    std::size_t messages = 32;      // forms held ready at most
     std::size_t bytes = 128 * 1024; // and their size; a larger message is left on demand
   };
 

@@ -91,12 +91,12 @@ TEST(BuildAgain, GivesWhatTheFirstBuildGave) {
     Desc built;
     AEBuildError err{};
     std::string separator(static_cast<std::size_t>(round + 1), '-');
-    ASSERT_EQ(AEBuildDesc(&built, &err, "{kDec:bool(@), sSEP:'TEXT'(@)}", round % 2,
-                          separator.c_str()),
-              noErr);
+    ASSERT_EQ(
+        AEBuildDesc(&built, &err, "{kDec:bool(@), sSEP:'TEXT'(@)}", round % 2, separator.c_str()),
+        noErr);
     Desc fresh;
-    std::string literal = "{kDec:bool(" + std::to_string(round % 2) + "), sSEP:'TEXT'(\"" +
-                          separator + "\")}";
+    std::string literal =
+        "{kDec:bool(" + std::to_string(round % 2) + "), sSEP:'TEXT'(\"" + separator + "\")}";
     ASSERT_EQ(AEBuildDesc(&fresh, &err, literal.c_str()), noErr);
     EXPECT_EQ(flatten(built), flatten(fresh)) << round;
 
