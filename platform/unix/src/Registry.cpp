@@ -149,6 +149,12 @@ std::vector<RegistryEntry> scanFolder(const std::string& folder) {
   return live;
 }
 
+// The reading of an empty or missing folder, one for every caller.
+LiveEntries none() {
+  static const auto* empty = new LiveEntries(std::make_shared<const std::vector<RegistryEntry>>());
+  return *empty;
+}
+
 // Every exchange looks the registry up, so the last reading is kept for as long as it is
 // provably current: a process descriptor per entry reports at once when its process ends, and
 // the folder's own times change whenever an entry is added, replaced or removed. A folder
@@ -157,11 +163,6 @@ std::vector<RegistryEntry> scanFolder(const std::string& folder) {
 // then a lookup is one poll of the watch and the process descriptors together, and any event in
 // the folder, its own mode or owner changing included, has it read and checked again. A short-
 // lived process never watches: an inotify instance costs its process milliseconds at exit.
-LiveEntries none() {
-  static const auto* empty = new LiveEntries(std::make_shared<const std::vector<RegistryEntry>>());
-  return *empty;
-}
-
 struct LiveCache {
   std::mutex lock;
   bool current = false;
