@@ -3,6 +3,7 @@
 #include "AETestSupport.h"
 
 #include "AEPrivate.h"
+#include "Codec.h"
 
 #include <gtest/gtest.h>
 
@@ -72,6 +73,58 @@ TEST(Flatten, AnEventRoundTrips) {
   ASSERT_EQ(AEUnflattenDesc(flat.data(), &back), noErr);
   EXPECT_EQ(back.descriptorType, typeAppleEvent);
   EXPECT_EQ(flatten(back), flat);
+}
+
+// What the transport sends, pieces that leave large data in place, joins up to exactly what
+// AEFlattenDesc writes: swapped numbers, odd lengths and their padding, nested lists and records,
+// and texts on both sides of the in-place size, one piece after another and side by side.
+TEST(Flatten, PiecesJoinUpToTheFlattenedBytes) {
+  std::unique_ptr<Desc> ev(richEvent());
+  std::string big(ae::FlatPieces::kLeftInPlace, 'b'), odd(ae::FlatPieces::kLeftInPlace + 1, 'o');
+  std::string under(ae::FlatPieces::kLeftInPlace - 1, 'u');
+  EXPECT_EQ(
+      AEPutParamPtr(ev.get(), FOUR_CHAR_CODE("big "), typeUTF8Text, big.data(), Size(big.size())),
+      noErr);
+  EXPECT_EQ(AEPutParamPtr(ev.get(), FOUR_CHAR_CODE("odd "), typeData, odd.data(), Size(odd.size())),
+            noErr);
+  EXPECT_EQ(
+      AEPutParamPtr(ev.get(), FOUR_CHAR_CODE("undr"), typeChar, under.data(), Size(under.size())),
+      noErr);
+  std::u16string swapped(ae::FlatPieces::kLeftInPlace, u'\u0102'); // travels big-endian
+  EXPECT_EQ(AEPutParamPtr(ev.get(), FOUR_CHAR_CODE("utxt"), typeUnicodeText, swapped.data(),
+                          Size(swapped.size() * 2)),
+            noErr);
+  Desc list;
+  ASSERT_EQ(AECreateList(nullptr, 0, false, &list), noErr);
+  EXPECT_EQ(AEPutPtr(&list, 0, typeUTF8Text, odd.data(), Size(odd.size())), noErr);
+  EXPECT_EQ(AEPutPtr(&list, 0, typeUTF8Text, big.data(), Size(big.size())), noErr);
+  EXPECT_EQ(AEPutParamDesc(ev.get(), FOUR_CHAR_CODE("list"), &list), noErr);
+
+  for (const Desc* d : {static_cast<const Desc*>(ev.get()), static_cast<const Desc*>(&list)}) {
+    SCOPED_TRACE(d == ev.get() ? "event" : "list");
+    ae::FlatPieces pieces;
+    *pieces.room(3) = 0x7F; // bytes before the descriptor stay first
+    ASSERT_EQ(ae::flattenInPieces(ae::view(d), pieces), noErr);
+    std::vector<std::pair<const std::uint8_t*, std::size_t>> parts;
+    pieces.pieces(parts);
+    Bytes joined;
+    for (auto [start, length] : parts)
+      joined.insert(joined.end(), start, start + length);
+    ASSERT_EQ(joined.size(), pieces.size());
+    EXPECT_EQ(joined[0], 0x7F);
+    EXPECT_EQ(Bytes(joined.begin() + 3, joined.end()), flatten(*d));
+    // The large texts are pieces of their own, read from the descriptor; the swapped text and
+    // the one under the size are written with the rest.
+    auto sized = [&](std::size_t size) {
+      return std::count_if(parts.begin(), parts.end(), [&](auto& part) {
+        return part.second == size && (part.first < pieces.firstBytes() ||
+                                       part.first >= pieces.firstBytes() + pieces.ownBytes());
+      });
+    };
+    EXPECT_EQ(sized(big.size()), d == ev.get() ? 2 : 1);
+    EXPECT_EQ(sized(odd.size()), d == ev.get() ? 2 : 1);
+    EXPECT_EQ(sized(swapped.size() * 2) + sized(under.size()), 0);
+  }
 }
 
 struct Malformed {

@@ -45,9 +45,12 @@ protected:
   // A 'TEST' event carrying value as its direct object, sent through port when one is given.
   static Sent sendValue(const char* id, const std::string& signature, SInt32 value,
                         AESendMode mode = kAEWaitReply, long timeout = kAEDefaultTimeout,
-                        mach_port_t port = MACH_PORT_NULL) {
+                        mach_port_t port = MACH_PORT_NULL, const std::string& text = "") {
     AppleEvent event = testEvent(id, signature);
     AEPutParamPtr(&event, keyDirectObject, typeSInt32, &value, sizeof value);
+    if (!text.empty())
+      AEPutParamPtr(&event, 0x74657874 /* 'text' */, typeUTF8Text, text.data(),
+                    static_cast<Size>(text.size()));
     if (port != MACH_PORT_NULL)
       AEPutAttributePtr(&event, keyReplyPortAttr, typeMachPort, &port, sizeof port);
     AppleEvent reply{typeNull, nullptr};
@@ -137,32 +140,61 @@ TEST_P(TransportTest, APeerThatDiesMidExchangeFailsAtOnce) {
   EXPECT_EQ(sendValue("echo", "Dies", 0).status, procNotFound);
 }
 
+// A gathering send that takes at most `most` bytes, from the first piece with any.
+ssize_t sendFirstBytes(int socket, const msghdr* message, int flags, std::size_t most) {
+  for (std::size_t i = 0; i < message->msg_iovlen; ++i)
+    if (const iovec& piece = message->msg_iov[i]; piece.iov_len > 0)
+      return os::realSyscalls().send(socket, piece.iov_base, std::min(piece.iov_len, most), flags);
+  return 0;
+}
+
 // The sender's socket taking a few bytes at a time, or interrupted, still sends whole frames; a
-// socket that breaks mid-frame fails that exchange, and the next one goes through.
+// socket that breaks mid-frame fails that exchange, and the next one goes through. An event with
+// a large text goes out in pieces (the text from the event's own copy), which must arrive whole
+// and in order just the same.
 TEST_P(TransportTest, ShortSendsDeliverWholeFramesAndABrokenSendFailsCleanly) {
   launchServedApp("Bits");
+  static int trickled = 0;
   os::Syscalls trickle = os::realSyscalls();
   trickle.send = [](int socket, const void* bytes, std::size_t size, int flags) -> ssize_t {
-    static int calls = 0;
-    if (++calls % 3 == 0)
+    if (++trickled % 3 == 0)
       return errno = EINTR, -1;
     return os::realSyscalls().send(socket, bytes, std::min<std::size_t>(size, 5), flags);
   };
+  trickle.sendmsg = [](int socket, const msghdr* message, int flags) -> ssize_t {
+    if (++trickled % 3 == 0)
+      return errno = EINTR, -1;
+    // Small steps through the small pieces, larger ones through the text.
+    return sendFirstBytes(socket, message, flags, trickled % 2 ? 5 : 40'000);
+  };
+  std::string text(200'000, 'x');
+  for (std::size_t i = 0; i < text.size(); i += 7)
+    text[i] = static_cast<char>('a' + i % 26);
   {
     os::ScopedSyscalls shortSends(trickle);
     EXPECT_EQ(sendValue("echo", "Bits", 77).echoed, 77);
+    EXPECT_EQ(
+        sendValue("echo", "Bits", 76, kAEWaitReply, kAEDefaultTimeout, MACH_PORT_NULL, text).echoed,
+        76);
   }
 
+  static bool sentOnce = false;
   os::Syscalls broken = os::realSyscalls();
   broken.send = [](int socket, const void* bytes, std::size_t size, int flags) -> ssize_t {
-    static bool first = true;
-    if (!std::exchange(first, false))
+    if (std::exchange(sentOnce, true))
       return errno = EPIPE, -1;
     return os::realSyscalls().send(socket, bytes, std::min<std::size_t>(size, 6), flags);
   };
-  {
+  broken.sendmsg = [](int socket, const msghdr* message, int flags) -> ssize_t {
+    if (std::exchange(sentOnce, true))
+      return errno = EPIPE, -1;
+    return sendFirstBytes(socket, message, flags, 6);
+  };
+  for (const std::string& carried : {std::string(), text}) {
+    sentOnce = false;
     os::ScopedSyscalls breaks(broken);
-    Sent sent = sendValue("echo", "Bits", 78);
+    Sent sent =
+        sendValue("echo", "Bits", 78, kAEWaitReply, kAEDefaultTimeout, MACH_PORT_NULL, carried);
     EXPECT_EQ(sent.status, connectionInvalid);
     EXPECT_EQ(sent.echoed, -1);
   }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <limits>
+#include <utility>
 
 namespace ae {
 namespace {
@@ -62,21 +64,61 @@ std::uint64_t entriesSize(const std::vector<Entry>& entries, bool keyed) {
   return total;
 }
 
-std::uint8_t* writeEntries(const std::vector<Entry>& entries, bool keyed, std::uint8_t* out) {
+// Where flattened bytes go: `room` gives the place for the next n bytes, `data` takes a scalar's.
+struct ContiguousOut {
+  std::uint8_t* at;
+  std::uint8_t* room(std::size_t n) { return std::exchange(at, at + n); }
+  void data(View v) { copySwapped(v.type, v.data(), v.size(), room(v.size())); }
+};
+
+template <class Out>
+void writeBodyTo(View v, Out& out);
+
+template <class Out>
+void writeEntriesTo(const std::vector<Entry>& entries, bool keyed, Out& out) {
   for (const Entry& e : entries) {
     View v = view(e.value);
-    if (keyed) {
-      storeBE32(out, e.key);
-      out += 4;
-    }
     std::uint64_t size = bodySize(v);
-    storeBE32(out, flatType(v));
-    storeBE32(out + 4, std::uint32_t(size));
-    out = writeBody(v, out + 8);
+    std::uint8_t* header = out.room(keyed ? 12 : 8);
+    if (keyed) {
+      storeBE32(header, e.key);
+      header += 4;
+    }
+    storeBE32(header, flatType(v));
+    storeBE32(header + 4, std::uint32_t(size));
+    writeBodyTo(v, out);
     if (size & 1)
-      *out++ = 0;
+      *out.room(1) = 0;
   }
-  return out;
+}
+
+template <class Out>
+void writeBodyTo(View v, Out& out) {
+  Kind kind = v.kind();
+  if (kind == Kind::Scalar) {
+    out.data(v);
+    return;
+  }
+  const Node& n = *v.node;
+  if (kind == Kind::Event) {
+    std::uint8_t* header = out.room(12);
+    storeBE32(header, kEventFormatVersion);
+    storeBE32(header + 4, std::uint32_t(n.attrs.size()));
+    storeBE32(header + 8, std::uint32_t(n.items.size()));
+    writeEntriesTo(n.attrs, true, out);
+    writeEntriesTo(n.items, true, out);
+    storeBE32(out.room(4), kEventTerminator);
+    return;
+  }
+  bool isRecord = kind == Kind::Record;
+  std::uint8_t* header = out.room(kListHeaderSize);
+  storeBE32(header, 0);
+  storeBE32(header + 4, 0);
+  storeBE32(header + 8, kListHeaderSize);
+  storeBE32(header + 12, isRecord ? typeAERecord : typeAEList);
+  storeBE32(header + 16, std::uint32_t(n.items.size()));
+  storeBE32(header + 20, isRecord && v.type != typeAERecord ? v.type : 0);
+  writeEntriesTo(n.items, isRecord, out);
 }
 
 // Bounded cursor over untrusted bytes.
@@ -203,29 +245,68 @@ std::uint64_t bodySize(View v) {
 }
 
 std::uint8_t* writeBody(View v, std::uint8_t* out) {
-  Kind kind = v.kind();
-  if (kind == Kind::Scalar) {
-    copySwapped(v.type, v.data(), v.size(), out);
-    return out + v.size();
+  ContiguousOut to{out};
+  writeBodyTo(v, to);
+  return to.at;
+}
+
+void FlatPieces::clear(std::size_t most) {
+  mUsed = 0;
+  mInPlace.clear();
+  if (most > mCapacity) {
+    mBytes = std::make_unique_for_overwrite<std::uint8_t[]>(most);
+    mCapacity = most;
   }
-  const Node& n = *v.node;
-  if (kind == Kind::Event) {
-    storeBE32(out, kEventFormatVersion);
-    storeBE32(out + 4, std::uint32_t(n.attrs.size()));
-    storeBE32(out + 8, std::uint32_t(n.items.size()));
-    out = writeEntries(n.attrs, true, out + 12);
-    out = writeEntries(n.items, true, out);
-    storeBE32(out, kEventTerminator);
-    return out + 4;
+}
+
+void FlatPieces::grow(std::size_t n) {
+  std::size_t capacity = std::max({mUsed + n, 2 * mCapacity, std::size_t{256}});
+  auto bytes = std::make_unique_for_overwrite<std::uint8_t[]>(capacity);
+  if (mUsed > 0)
+    std::memcpy(bytes.get(), mBytes.get(), mUsed);
+  mBytes = std::move(bytes);
+  mCapacity = capacity;
+}
+
+void FlatPieces::data(View v) {
+  if (v.size() < kLeftInPlace || swapUnit(v.type, v.size()) != 0) {
+    copySwapped(v.type, v.data(), v.size(), room(v.size()));
+    return;
   }
-  bool isRecord = kind == Kind::Record;
-  storeBE32(out, 0);
-  storeBE32(out + 4, 0);
-  storeBE32(out + 8, kListHeaderSize);
-  storeBE32(out + 12, isRecord ? typeAERecord : typeAEList);
-  storeBE32(out + 16, std::uint32_t(n.items.size()));
-  storeBE32(out + 20, isRecord && v.type != typeAERecord ? v.type : 0);
-  return writeEntries(n.items, isRecord, out + kListHeaderSize);
+  mInPlace.push_back({mUsed, v.data(), v.size()});
+}
+
+std::size_t FlatPieces::size() const {
+  std::size_t size = mUsed;
+  for (const InPlace& data : mInPlace)
+    size += data.length;
+  return size;
+}
+
+void FlatPieces::pieces(std::vector<std::pair<const std::uint8_t*, std::size_t>>& out) const {
+  out.clear();
+  std::size_t written = 0; // own bytes given out so far
+  for (const InPlace& data : mInPlace) {
+    if (data.after > written)
+      out.emplace_back(mBytes.get() + written, data.after - written);
+    out.emplace_back(data.data, data.length);
+    written = data.after;
+  }
+  if (mUsed > written)
+    out.emplace_back(mBytes.get() + written, mUsed - written);
+}
+
+OSStatus flattenInPieces(View v, FlatPieces& out) {
+  std::uint64_t body = bodySize(v);
+  if (body > std::numeric_limits<std::uint32_t>::max())
+    return paramErr; // the length fields are 32-bit
+  std::uint8_t* header = out.room(kFlatHeaderSize + 8);
+  storeBE32(header, kFlatMagic);
+  storeBE32(header + 4, 0);
+  storeBE32(header + 8, flatType(v));
+  storeBE32(header + 12, std::uint32_t(body));
+  writeBodyTo(v, out);
+  return noErr;
 }
 
 OSStatus readBody(DescType type, const std::uint8_t* p, std::size_t len, int depth, Value& out) {

@@ -9,6 +9,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace ae {
 
@@ -25,6 +28,49 @@ DescType flatType(View v);
 std::uint64_t bodySize(View v);
 // Writes exactly bodySize(v) bytes; returns the end.
 std::uint8_t* writeBody(View v, std::uint8_t* out);
+// A descriptor's flattened form (as AEFlattenDesc writes it) in pieces, for a gathering write:
+// runs of bytes written here, and between them the data of large scalars that travel as they
+// are, left where they lie, so that a message's bytes are not copied once more to be sent.
+class FlatPieces {
+public:
+  static constexpr std::size_t kLeftInPlace = 4096; // scalar data at least this large
+
+  // Empties it, with room for `most` bytes before it has to move (what is not written is never
+  // touched, so a generous guess costs address space only).
+  void clear(std::size_t most = 0);
+  // The place for the next n bytes.
+  std::uint8_t* room(std::size_t n) {
+    if (mUsed + n > mCapacity)
+      grow(n);
+    std::uint8_t* at = mBytes.get() + mUsed;
+    mUsed += n;
+    return at;
+  }
+  void data(View v); // a scalar's data
+  std::size_t size() const;
+  std::uint8_t* firstBytes() { return mBytes.get(); } // what the first room() gave
+  std::size_t ownBytes() const { return mCapacity; }
+  // Each piece's start and length in order, valid while this object and the descriptor stay
+  // unchanged.
+  void pieces(std::vector<std::pair<const std::uint8_t*, std::size_t>>& out) const;
+
+private:
+  // Data left in place, between the bytes written before it and those after.
+  struct InPlace {
+    std::size_t after; // bytes written before it
+    const std::uint8_t* data;
+    std::size_t length;
+  };
+  void grow(std::size_t n);
+
+  std::unique_ptr<std::uint8_t[]> mBytes;
+  std::size_t mCapacity = 0;
+  std::size_t mUsed = 0;
+  std::vector<InPlace> mInPlace;
+};
+// Appends the descriptor's flattened form; paramErr when it is too large to flatten.
+OSStatus flattenInPieces(View v, FlatPieces& out);
+
 // Parses the data part of a descriptor of the given (flattened) type from exactly len bytes.
 // Never reads outside [p, p+len); malformed input gives errAECorruptData.
 OSStatus readBody(DescType type, const std::uint8_t* p, std::size_t len, int depth, Value& out);

@@ -48,6 +48,11 @@ struct Node {
   std::vector<Entry> items; // List, Record; an Event's parameters
   std::vector<Entry> attrs; // Event only; the five required ones come first
 
+  Node() = default;
+  ~Node(); // keeps a large scalar's storage for the thread's next one
+  Node(const Node&) = delete;
+  Node& operator=(const Node&) = delete;
+
   NodePtr clone() const;
 };
 

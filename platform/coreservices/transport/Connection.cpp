@@ -48,6 +48,10 @@ IOStatus writeAll(int socket, const std::uint8_t* bytes, std::size_t length, Dea
   return statusOf(os::sendAll(socket, bytes, length, deadline));
 }
 
+IOStatus writeAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadline) {
+  return statusOf(os::sendAllGathered(socket, pieces, deadline));
+}
+
 IOStatus readFrame(int socket, Deadline deadline, FrameHeader& header,
                    std::vector<std::uint8_t>& payload) {
   // A frame is read after a request has gone out, so its answer is hardly ever there yet:

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <sys/uio.h>
 #include <vector>
 
 namespace coreservices {
@@ -20,6 +21,8 @@ enum class IOStatus { ok, timedOut, closed, refused, protocolError };
 IOStatus connectTo(const std::string& path, Deadline deadline, int& socket);
 
 IOStatus writeAll(int socket, const std::uint8_t* bytes, std::size_t length, Deadline deadline);
+// The same for pieces written as one run of bytes; `pieces` is used up on the way.
+IOStatus writeAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadline);
 
 // Reads one frame; a header that is not well formed is a protocolError.
 IOStatus readFrame(int socket, Deadline deadline, FrameHeader& header,

@@ -4,6 +4,7 @@
 #include <CoreServices/AE/AEMach.h>
 
 #include "ae/AEPrivate.h"
+#include "ae/Codec.h"
 #include "mach/ReplyChannel.h"
 #include "transport/Connection.h"
 #include "transport/SendObserver.h"
@@ -20,11 +21,17 @@ namespace {
 
 constexpr long kDefaultTimeoutTicks = 3600;
 
-// The frame of this thread's last exchange, kept for its next one: an event carrying a message is
-// tens of KiB, and a fresh buffer each time costs an allocation and a zeroing as large. A frame
-// larger than this is not kept.
-constexpr std::size_t kKeptFrameLimit = 1024 * 1024;
-thread_local std::vector<std::uint8_t> tKeptFrame;
+// An event goes out as the frame's header and the event flattened in pieces: a message it carries
+// is written from the event's own copy, not copied into a frame first. The pieces of this
+// thread's last exchange are kept for its next one: room for a whole flattened event, of which
+// only the small parts are ever written.
+struct FramePieces {
+  ae::FlatPieces flat;
+  std::vector<std::pair<const std::uint8_t*, std::size_t>> pieces;
+  std::vector<iovec> vectors;
+};
+constexpr std::size_t kKeptPiecesLimit = 1024 * 1024; // room kept at most
+thread_local FramePieces tKeptPieces;
 constexpr AESendMode kKnownSendModeBits = 0x3 | 0x30 | kAECanSwitchLayer | kAEDontReconnect |
                                           kAEWantReceipt | kAEDontRecord | kAEDontExecute |
                                           kAEProcessNonReplyEvents;
@@ -83,10 +90,9 @@ OSStatus dispatchInThisProcess(const AppleEvent* event, AppleEvent* reply, bool 
   return noErr;
 }
 
-// One exchange on a channel that the caller holds exclusively.
-OSStatus exchange(ReplyChannel& channel, const os::RegistryEntry& target, const std::uint8_t* frame,
-                  std::size_t frameSize, std::uint32_t exchangeID, bool wantsReply,
-                  Deadline deadline, AppleEvent* reply) {
+// One exchange on a channel that the caller holds exclusively; `frame` is used up.
+OSStatus exchange(ReplyChannel& channel, const os::RegistryEntry& target, std::vector<iovec>& frame,
+                  std::uint32_t exchangeID, bool wantsReply, Deadline deadline, AppleEvent* reply) {
   if (channel.socket() >= 0 &&
       (channel.endpoint() != target.socketPath || !connectionIsQuiet(channel.socket())))
     channel.disconnect();
@@ -101,7 +107,7 @@ OSStatus exchange(ReplyChannel& channel, const os::RegistryEntry& target, const 
       return statusFor(connected);
     channel.adopt(socket, target.socketPath);
   }
-  if (IOStatus written = writeAll(channel.socket(), frame, frameSize, deadline);
+  if (IOStatus written = writeAllGathered(channel.socket(), frame, deadline);
       written != IOStatus::ok)
     return statusFor(written);
 
@@ -175,25 +181,24 @@ OSStatus sendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode send
     return paramErr;
   std::uint32_t exchangeID = nextExchangeID();
   // Taken rather than borrowed, so that an exchange started meanwhile on this thread has its own.
-  std::vector<std::uint8_t> frame = std::move(tKeptFrame);
-  tKeptFrame.clear();
-  if (frame.size() < kFrameHeaderSize + static_cast<std::size_t>(flatSize))
-    frame.resize(kFrameHeaderSize + static_cast<std::size_t>(flatSize));
-  Size written = 0;
-  if (OSStatus flattened = AEFlattenDesc(
-          event, reinterpret_cast<Ptr>(frame.data()) + kFrameHeaderSize, flatSize, &written);
-      flattened != noErr)
+  FramePieces frame = std::move(tKeptPieces);
+  frame.flat.clear(kFrameHeaderSize + static_cast<std::size_t>(flatSize));
+  frame.flat.room(kFrameHeaderSize);
+  if (OSStatus flattened = ae::flattenInPieces(ae::view(event), frame.flat); flattened != noErr)
     return flattened;
   encodeHeader({FrameKind::event, static_cast<std::uint8_t>(wantsReply ? kFrameWantsReply : 0),
-                static_cast<std::uint32_t>(written), exchangeID},
-               frame.data());
+                static_cast<std::uint32_t>(frame.flat.size() - kFrameHeaderSize), exchangeID},
+               frame.flat.firstBytes());
+  frame.flat.pieces(frame.pieces);
+  frame.vectors.clear();
+  for (auto [start, length] : frame.pieces)
+    frame.vectors.push_back({const_cast<std::uint8_t*>(start), length});
 
   std::lock_guard busy(channel->inUse());
-  OSStatus status = exchange(*channel, target.entry, frame.data(),
-                             kFrameHeaderSize + static_cast<std::size_t>(written), exchangeID,
-                             wantsReply, deadline, reply);
-  if (frame.size() <= kKeptFrameLimit)
-    tKeptFrame = std::move(frame);
+  OSStatus status =
+      exchange(*channel, target.entry, frame.vectors, exchangeID, wantsReply, deadline, reply);
+  if (frame.flat.ownBytes() <= kKeptPiecesLimit)
+    tKeptPieces = std::move(frame);
   if (status != noErr)
     channel->disconnect(); // a late reply must never reach a later exchange
   return status;

@@ -4,7 +4,9 @@
 
 #include "unix/Syscalls.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -114,6 +116,36 @@ Transfer sendAll(int socket, const void* bytes, std::size_t size, Deadline deadl
     ssize_t sent = sendSome(socket, from + done, size - done);
     if (sent >= 0) {
       done += static_cast<std::size_t>(sent);
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      if (auto waited = waitFor(socket, POLLOUT, deadline); waited != Transfer::done)
+        return waited;
+    } else {
+      return Transfer::closed;
+    }
+  }
+  return Transfer::done;
+}
+
+Transfer sendAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadline) {
+  std::size_t first = 0;
+  while (first < pieces.size()) {
+    if (pieces[first].iov_len == 0) {
+      ++first;
+      continue;
+    }
+    msghdr message{};
+    message.msg_iov = pieces.data() + first;
+    message.msg_iovlen = std::min<std::size_t>(pieces.size() - first, IOV_MAX);
+    ssize_t sent = retried([&] { return calls().sendmsg(socket, &message, MSG_NOSIGNAL); });
+    if (sent >= 0) {
+      for (auto left = static_cast<std::size_t>(sent); left > 0;) {
+        std::size_t taken = std::min(left, pieces[first].iov_len);
+        pieces[first].iov_base = static_cast<char*>(pieces[first].iov_base) + taken;
+        pieces[first].iov_len -= taken;
+        left -= taken;
+        if (pieces[first].iov_len == 0)
+          ++first;
+      }
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
       if (auto waited = waitFor(socket, POLLOUT, deadline); waited != Transfer::done)
         return waited;

@@ -22,6 +22,7 @@ const Syscalls kReal{
     [](int socket, const void* bytes, std::size_t size, int flags) {
       return ::send(socket, bytes, size, flags);
     },
+    [](int socket, const msghdr* message, int flags) { return ::sendmsg(socket, message, flags); },
     [](int socket, void* buffer, std::size_t size, int flags) {
       return ::recv(socket, buffer, size, flags);
     },

@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <sys/uio.h>
+#include <vector>
 
 namespace os {
 
@@ -36,6 +38,8 @@ enum class Transfer { done, timedOut, closed };
 Transfer waitFor(int fd, short events, Deadline deadline);
 // On a non-blocking socket: every byte, waiting for room or data until the deadline.
 Transfer sendAll(int socket, const void* bytes, std::size_t size, Deadline deadline);
+// The same for pieces sent as one run of bytes; `pieces` is used up on the way.
+Transfer sendAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadline);
 Transfer receiveExactly(int socket, void* buffer, std::size_t size, Deadline deadline);
 
 } // namespace os

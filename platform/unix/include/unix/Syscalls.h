@@ -6,6 +6,7 @@
 #pragma once
 
 #include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -21,6 +22,7 @@ struct Syscalls {
   ssize_t (*read)(int fd, void* buffer, std::size_t size);
   ssize_t (*write)(int fd, const void* bytes, std::size_t size);
   ssize_t (*send)(int socket, const void* bytes, std::size_t size, int flags);
+  ssize_t (*sendmsg)(int socket, const msghdr* message, int flags);
   ssize_t (*recv)(int socket, void* buffer, std::size_t size, int flags);
   int (*poll)(pollfd* fds, nfds_t count, int timeoutMilliseconds);
   int (*fsync)(int fd);
