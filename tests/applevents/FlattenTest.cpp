@@ -124,6 +124,16 @@ TEST(Flatten, PiecesJoinUpToTheFlattenedBytes) {
     EXPECT_EQ(sized(big.size()), d == ev.get() ? 2 : 1);
     EXPECT_EQ(sized(odd.size()), d == ev.get() ? 2 : 1);
     EXPECT_EQ(sized(swapped.size() * 2) + sized(under.size()), 0);
+
+    // Taken over, as the transport takes a thread's kept pieces: the one left behind has no
+    // room to write into, and both serve again.
+    ae::FlatPieces taken = std::move(pieces);
+    EXPECT_EQ(pieces.ownBytes(), 0u);
+    pieces.clear(16);
+    *pieces.room(64) = 1;
+    taken.clear();
+    ASSERT_EQ(ae::flattenInPieces(ae::view(d), taken), noErr);
+    EXPECT_EQ(taken.size(), joined.size() - 3);
   }
 }
 

@@ -250,6 +250,23 @@ std::uint8_t* writeBody(View v, std::uint8_t* out) {
   return to.at;
 }
 
+FlatPieces::FlatPieces(FlatPieces&& other) noexcept
+    : mBytes(std::move(other.mBytes)), mCapacity(std::exchange(other.mCapacity, 0)),
+      mUsed(std::exchange(other.mUsed, 0)), mInPlace(std::move(other.mInPlace)) {
+  other.mInPlace.clear();
+}
+
+FlatPieces& FlatPieces::operator=(FlatPieces&& other) noexcept {
+  if (this != &other) {
+    mBytes = std::move(other.mBytes);
+    mCapacity = std::exchange(other.mCapacity, 0);
+    mUsed = std::exchange(other.mUsed, 0);
+    mInPlace = std::move(other.mInPlace);
+    other.mInPlace.clear();
+  }
+  return *this;
+}
+
 void FlatPieces::clear(std::size_t most) {
   mUsed = 0;
   mInPlace.clear();

@@ -35,6 +35,11 @@ class FlatPieces {
 public:
   static constexpr std::size_t kLeftInPlace = 4096; // scalar data at least this large
 
+  FlatPieces() = default;
+  // A moved-from one is empty, with no room.
+  FlatPieces(FlatPieces&& other) noexcept;
+  FlatPieces& operator=(FlatPieces&& other) noexcept;
+
   // Empties it, with room for `most` bytes before it has to move (what is not written is never
   // touched, so a generous guess costs address space only).
   void clear(std::size_t most = 0);
