@@ -37,6 +37,14 @@ ssize_t retried(Call call) {
   }
 }
 
+// After a transfer that failed: done once the socket is ready to try again (it was only full, or
+// empty), else why not.
+Transfer readyAgain(int socket, short events, Deadline deadline) {
+  if (errno != EAGAIN && errno != EWOULDBLOCK)
+    return Transfer::closed;
+  return waitFor(socket, events, deadline);
+}
+
 } // namespace
 
 ssize_t readSome(int fd, void* buffer, std::size_t size) {
@@ -114,14 +122,10 @@ Transfer sendAll(int socket, const void* bytes, std::size_t size, Deadline deadl
   std::size_t done = 0;
   while (done < size) {
     ssize_t sent = sendSome(socket, from + done, size - done);
-    if (sent >= 0) {
+    if (sent >= 0)
       done += static_cast<std::size_t>(sent);
-    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      if (auto waited = waitFor(socket, POLLOUT, deadline); waited != Transfer::done)
-        return waited;
-    } else {
-      return Transfer::closed;
-    }
+    else if (Transfer again = readyAgain(socket, POLLOUT, deadline); again != Transfer::done)
+      return again;
   }
   return Transfer::done;
 }
@@ -146,11 +150,8 @@ Transfer sendAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadli
         if (pieces[first].iov_len == 0)
           ++first;
       }
-    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      if (auto waited = waitFor(socket, POLLOUT, deadline); waited != Transfer::done)
-        return waited;
-    } else {
-      return Transfer::closed;
+    } else if (Transfer again = readyAgain(socket, POLLOUT, deadline); again != Transfer::done) {
+      return again;
     }
   }
   return Transfer::done;
@@ -165,11 +166,8 @@ Transfer receiveExactly(int socket, void* buffer, std::size_t size, Deadline dea
       done += static_cast<std::size_t>(got);
     } else if (got == 0) {
       return Transfer::closed;
-    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      if (auto waited = waitFor(socket, POLLIN, deadline); waited != Transfer::done)
-        return waited;
-    } else {
-      return Transfer::closed;
+    } else if (Transfer again = readyAgain(socket, POLLIN, deadline); again != Transfer::done) {
+      return again;
     }
   }
   return Transfer::done;
