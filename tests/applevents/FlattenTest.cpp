@@ -106,7 +106,8 @@ TEST(Flatten, PiecesJoinUpToTheFlattenedBytes) {
     *pieces.room(3) = 0x7F; // bytes before the descriptor stay first
     ASSERT_EQ(ae::flattenInPieces(ae::view(d), pieces), noErr);
     std::vector<std::pair<const std::uint8_t*, std::size_t>> parts;
-    pieces.pieces(parts);
+    pieces.forEachPiece(
+        [&](const std::uint8_t* start, std::size_t length) { parts.emplace_back(start, length); });
     Bytes joined;
     for (auto [start, length] : parts)
       joined.insert(joined.end(), start, start + length);

@@ -156,11 +156,6 @@ TEST_P(TransportTest, ShortSendsDeliverWholeFramesAndABrokenSendFailsCleanly) {
   launchServedApp("Bits");
   static int trickled = 0;
   os::Syscalls trickle = os::realSyscalls();
-  trickle.send = [](int socket, const void* bytes, std::size_t size, int flags) -> ssize_t {
-    if (++trickled % 3 == 0)
-      return errno = EINTR, -1;
-    return os::realSyscalls().send(socket, bytes, std::min<std::size_t>(size, 5), flags);
-  };
   trickle.sendmsg = [](int socket, const msghdr* message, int flags) -> ssize_t {
     if (++trickled % 3 == 0)
       return errno = EINTR, -1;
@@ -180,11 +175,6 @@ TEST_P(TransportTest, ShortSendsDeliverWholeFramesAndABrokenSendFailsCleanly) {
 
   static bool sentOnce = false;
   os::Syscalls broken = os::realSyscalls();
-  broken.send = [](int socket, const void* bytes, std::size_t size, int flags) -> ssize_t {
-    if (std::exchange(sentOnce, true))
-      return errno = EPIPE, -1;
-    return os::realSyscalls().send(socket, bytes, std::min<std::size_t>(size, 6), flags);
-  };
   broken.sendmsg = [](int socket, const msghdr* message, int flags) -> ssize_t {
     if (std::exchange(sentOnce, true))
       return errno = EPIPE, -1;

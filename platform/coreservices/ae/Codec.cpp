@@ -300,19 +300,6 @@ std::size_t FlatPieces::size() const {
   return size;
 }
 
-void FlatPieces::pieces(std::vector<std::pair<const std::uint8_t*, std::size_t>>& out) const {
-  out.clear();
-  std::size_t written = 0; // own bytes given out so far
-  for (const InPlace& data : mInPlace) {
-    if (data.after > written)
-      out.emplace_back(mBytes.get() + written, data.after - written);
-    out.emplace_back(data.data, data.length);
-    written = data.after;
-  }
-  if (mUsed > written)
-    out.emplace_back(mBytes.get() + written, mUsed - written);
-}
-
 OSStatus flattenInPieces(View v, FlatPieces& out) {
   std::uint64_t body = bodySize(v);
   if (body > std::numeric_limits<std::uint32_t>::max())

@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <utility>
 #include <vector>
 
 namespace ae {
@@ -55,9 +54,20 @@ public:
   std::size_t size() const;
   std::uint8_t* firstBytes() { return mBytes.get(); } // what the first room() gave
   std::size_t ownBytes() const { return mCapacity; }
-  // Each piece's start and length in order, valid while this object and the descriptor stay
-  // unchanged.
-  void pieces(std::vector<std::pair<const std::uint8_t*, std::size_t>>& out) const;
+  // Calls `piece(start, length)` for each piece in order; the bytes stay valid while this object
+  // and the descriptor stay unchanged.
+  template <class Piece>
+  void forEachPiece(Piece&& piece) const {
+    std::size_t written = 0; // own bytes given out so far
+    for (const InPlace& data : mInPlace) {
+      if (data.after > written)
+        piece(mBytes.get() + written, data.after - written);
+      piece(data.data, data.length);
+      written = data.after;
+    }
+    if (mUsed > written)
+      piece(mBytes.get() + written, mUsed - written);
+  }
 
 private:
   // Data left in place, between the bytes written before it and those after.

@@ -44,10 +44,6 @@ IOStatus connectTo(const std::string& path, Deadline deadline, int& result) {
   return IOStatus::ok;
 }
 
-IOStatus writeAll(int socket, const std::uint8_t* bytes, std::size_t length, Deadline deadline) {
-  return statusOf(os::sendAll(socket, bytes, length, deadline));
-}
-
 IOStatus writeAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadline) {
   return statusOf(os::sendAllGathered(socket, pieces, deadline));
 }

@@ -20,8 +20,7 @@ enum class IOStatus { ok, timedOut, closed, refused, protocolError };
 // Connects to the socket at path and checks that the peer runs as this user.
 IOStatus connectTo(const std::string& path, Deadline deadline, int& socket);
 
-IOStatus writeAll(int socket, const std::uint8_t* bytes, std::size_t length, Deadline deadline);
-// The same for pieces written as one run of bytes; `pieces` is used up on the way.
+// Writes the pieces as one run of bytes; `pieces` is used up on the way.
 IOStatus writeAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadline);
 
 // Reads one frame; a header that is not well formed is a protocolError.

@@ -27,7 +27,6 @@ constexpr long kDefaultTimeoutTicks = 3600;
 // only the small parts are ever written.
 struct FramePieces {
   ae::FlatPieces flat;
-  std::vector<std::pair<const std::uint8_t*, std::size_t>> pieces;
   std::vector<iovec> vectors;
 };
 constexpr std::size_t kKeptPiecesLimit = 1024 * 1024; // room kept at most
@@ -189,10 +188,10 @@ OSStatus sendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode send
   encodeHeader({FrameKind::event, static_cast<std::uint8_t>(wantsReply ? kFrameWantsReply : 0),
                 static_cast<std::uint32_t>(frame.flat.size() - kFrameHeaderSize), exchangeID},
                frame.flat.firstBytes());
-  frame.flat.pieces(frame.pieces);
   frame.vectors.clear();
-  for (auto [start, length] : frame.pieces)
+  frame.flat.forEachPiece([&](const std::uint8_t* start, std::size_t length) {
     frame.vectors.push_back({const_cast<std::uint8_t*>(start), length});
+  });
 
   std::lock_guard busy(channel->inUse());
   OSStatus status =

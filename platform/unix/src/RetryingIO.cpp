@@ -117,19 +117,6 @@ Transfer waitFor(int fd, short events, Deadline deadline) {
   }
 }
 
-Transfer sendAll(int socket, const void* bytes, std::size_t size, Deadline deadline) {
-  auto* from = static_cast<const char*>(bytes);
-  std::size_t done = 0;
-  while (done < size) {
-    ssize_t sent = sendSome(socket, from + done, size - done);
-    if (sent >= 0)
-      done += static_cast<std::size_t>(sent);
-    else if (Transfer again = readyAgain(socket, POLLOUT, deadline); again != Transfer::done)
-      return again;
-  }
-  return Transfer::done;
-}
-
 Transfer sendAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadline) {
   std::size_t first = 0;
   while (first < pieces.size()) {

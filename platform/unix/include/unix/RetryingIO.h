@@ -36,9 +36,8 @@ enum class Transfer { done, timedOut, closed };
 // poll() on one descriptor until it is ready for `events` or the deadline passes; closed when
 // poll itself fails.
 Transfer waitFor(int fd, short events, Deadline deadline);
-// On a non-blocking socket: every byte, waiting for room or data until the deadline.
-Transfer sendAll(int socket, const void* bytes, std::size_t size, Deadline deadline);
-// The same for pieces sent as one run of bytes; `pieces` is used up on the way.
+// On a non-blocking socket: every byte, waiting for room or data until the deadline. The pieces
+// go as one run of bytes and are used up on the way.
 Transfer sendAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadline);
 Transfer receiveExactly(int socket, void* buffer, std::size_t size, Deadline deadline);
 
