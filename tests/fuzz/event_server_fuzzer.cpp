@@ -59,7 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::abort();
   int buffer = 256 * 1024;
   setsockopt(client, SOL_SOCKET, SO_SNDBUF, &buffer, sizeof buffer);
-  if (size && writeAll(client, data, size, Clock::now()) != IOStatus::ok)
+  std::vector<iovec> bytes{{const_cast<std::uint8_t*>(data), size}};
+  if (size && writeAllGathered(client, bytes, Clock::now()) != IOStatus::ok)
     std::abort();
   shutdown(client, SHUT_WR);
 

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace coreservices;
@@ -19,7 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::abort();
   int buffer = 256 * 1024;
   setsockopt(pair[0], SOL_SOCKET, SO_SNDBUF, &buffer, sizeof buffer);
-  if (size && writeAll(pair[0], data, size, Clock::now()) != IOStatus::ok)
+  std::vector<iovec> bytes{{const_cast<std::uint8_t*>(data), size}};
+  if (size && writeAllGathered(pair[0], bytes, Clock::now()) != IOStatus::ok)
     std::abort();
   shutdown(pair[0], SHUT_WR);
 
