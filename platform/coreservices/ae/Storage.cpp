@@ -6,29 +6,6 @@
 
 namespace ae {
 
-namespace {
-
-// The storage of this thread's last large scalar, kept for its next one. An event that carries a
-// message holds a copy of it, and a block that large would otherwise be mapped, faulted in and
-// unmapped again for every message; kept, it is one block for the thread's whole life.
-constexpr std::size_t kKeptFrom = 64 * 1024;
-constexpr std::size_t kKeptUpTo = 1024 * 1024;
-thread_local bool tKeptGone = false; // set once the thread's storage has been destroyed
-struct KeptStorage {
-  Bytes bytes;
-  ~KeptStorage() { tKeptGone = true; }
-};
-thread_local KeptStorage tKept;
-
-} // namespace
-
-Node::~Node() {
-  std::size_t capacity = bytes.capacity();
-  if (capacity >= kKeptFrom && capacity <= kKeptUpTo && !tKeptGone &&
-      capacity > tKept.bytes.capacity())
-    tKept.bytes = std::move(bytes);
-}
-
 NodePtr Node::clone() const {
   auto n = std::make_unique<Node>();
   n->kind = kind;
@@ -66,8 +43,6 @@ Value makeScalar(DescType type, const void* data, std::size_t size) {
     return Value(type, nullptr);
   auto n = std::make_unique<Node>();
   const auto* p = static_cast<const std::uint8_t*>(data);
-  if (size >= kKeptFrom && !tKeptGone && tKept.bytes.capacity() >= size)
-    n->bytes = std::exchange(tKept.bytes, Bytes());
   n->bytes.assign(p, p + size);
   return Value(type, std::move(n));
 }

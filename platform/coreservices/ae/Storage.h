@@ -49,7 +49,6 @@ struct Node {
   std::vector<Entry> attrs; // Event only; the five required ones come first
 
   Node() = default;
-  ~Node(); // keeps a large scalar's storage for the thread's next one
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
 

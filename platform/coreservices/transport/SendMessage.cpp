@@ -11,6 +11,7 @@
 #include "transport/SerialNumber.h"
 #include "transport/Target.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <unistd.h>
@@ -23,12 +24,12 @@ constexpr long kDefaultTimeoutTicks = 3600;
 
 // An event goes out as the frame's header and the event flattened in pieces: a message it carries
 // is written from the event's own copy, not copied into a frame first. The pieces of this
-// thread's last exchange are kept for its next one: room for a whole flattened event, of which
-// only the small parts are ever written.
+// thread's last exchange are kept for its next one; they hold the small parts only.
 struct FramePieces {
   ae::FlatPieces flat;
   std::vector<iovec> vectors;
 };
+constexpr std::size_t kPiecesRoomGuess = 16 * 1024;   // what the small parts of most events take
 constexpr std::size_t kKeptPiecesLimit = 1024 * 1024; // room kept at most
 thread_local FramePieces tKeptPieces;
 constexpr AESendMode kKnownSendModeBits = 0x3 | 0x30 | kAECanSwitchLayer | kAEDontReconnect |
@@ -181,7 +182,8 @@ OSStatus sendMessage(const AppleEvent* event, AppleEvent* reply, AESendMode send
   std::uint32_t exchangeID = nextExchangeID();
   // Taken rather than borrowed, so that an exchange started meanwhile on this thread has its own.
   FramePieces frame = std::move(tKeptPieces);
-  frame.flat.clear(kFrameHeaderSize + static_cast<std::size_t>(flatSize));
+  frame.flat.clear(
+      std::min(kFrameHeaderSize + static_cast<std::size_t>(flatSize), kPiecesRoomGuess));
   frame.flat.room(kFrameHeaderSize);
   if (OSStatus flattened = ae::flattenInPieces(ae::view(event), frame.flat); flattened != noErr)
     return flattened;
