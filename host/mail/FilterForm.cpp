@@ -7,6 +7,7 @@
 #include "ReadOnlyFile.h"
 
 #include <gmime/gmime.h>
+#include <unix/FreeMemory.h>
 
 #include <algorithm>
 #include <bit>
@@ -361,6 +362,15 @@ FilterForm convert(ByteArray bytes, std::size_t from) {
 constexpr std::string_view kFromLine = "From ";
 constexpr std::uint64_t kReadAtOnceLimit = 64 * 1024;
 
+// A large message's buffers (its body, the plug-in's capture of it, the event that carries it) are
+// the largest a run makes, so the heaps' free pages go back to the system before them: kept, they
+// would add to the message's own, and a long run's peak would grow with the pages it has freed.
+constexpr std::uint64_t kLargeMessage = kReadAtOnceLimit;
+void makeRoomFor(std::uint64_t messageSize) {
+  if (messageSize > kLargeMessage)
+    os::returnFreeMemory();
+}
+
 // Where the message starts past a leading "From " line: the mbox envelope, not a header.
 std::uint64_t pastFromLine(const ReadOnlyFile& file, std::uint64_t start, std::uint64_t end) {
   char head[5] = {};
@@ -436,6 +446,7 @@ FilterForm toFilterForm(ReadOnlyFile& file, const MessageExtent& extent) {
     }
     return located([&] { return convert(std::move(bytes), from); });
   }
+  makeRoomFor(end - start);
   start = pastFromLine(file, start, end);
   GRef<GMimeStream> whole(g_mime_stream_fs_new(file.release()));
   GRef<GMimeStream> message(
@@ -451,6 +462,7 @@ FilterForm toFilterForm(std::string_view text) {
   }
   if (text.empty())
     return {};
+  makeRoomFor(text.size());
   ByteArray bytes(g_byte_array_sized_new(static_cast<guint>(text.size())));
   g_byte_array_append(bytes.get(), reinterpret_cast<const guint8*>(text.data()),
                       static_cast<guint>(text.size()));
