@@ -344,27 +344,39 @@ link_volume() { make_volume maildir "$@"; }
 # peak_kib PID: the process's peak resident size (VmHWM), or 0 when it is gone.
 peak_kib() { awk '/^VmHWM:/ { print $2; found = 1 } END { if (!found) print 0 }' "/proc/$1/status" 2>/dev/null || echo 0; }
 memory_rows=()
+# A run's peak is the largest of many transients and moves by a few hundred KiB from run to run,
+# so each row is the median of several runs.
+memory_runs=${BENCH_MEMORY_RUNS:-3}
 # memory_row NAME LABEL FOLDER...: the peak resident size of the host classifying the folders in
 # one process (plain output: one line per message; --json is written batch by batch as well)
-# and of the Quellbark that the run launched, with its bogofilter's.
+# and of the Quellbark that the run launched, with its bogofilter's; medians of memory_runs runs.
 memory_row() {
-  local name=$1 label=$2 seconds kib qpid quellbark_kib=0 bogofilter_kib=0 child
+  local name=$1 label=$2 run seconds kib qpid quellbark_kib bogofilter_kib child
   shift 2
-  stop_quellbark
-  /usr/bin/time -f '%e %M' -o "$work/out/memory-$name.txt" \
-    "${host[@]}" classify "$@" >"$work/out/memory-$name.txt.out" 2>"$work/out/memory-$name.err" || true
-  read -r seconds kib < <(figures "$work/out/memory-$name.txt")
-  qpid=$(quellbark_pid)
-  if [[ -n $qpid ]]; then
-    quellbark_kib=$(peak_kib "$qpid")
-    for child in $(cat "/proc/$qpid/task/"*/children 2>/dev/null); do
-      bogofilter_kib=$((bogofilter_kib + $(peak_kib "$child")))
-    done
-  fi
-  stop_quellbark
+  : >"$work/out/memory-$name.runs"
+  for run in $(seq "$memory_runs"); do
+    stop_quellbark
+    /usr/bin/time -f '%e %M' -o "$work/out/memory-$name-$run.txt" \
+      "${host[@]}" classify "$@" >"$work/out/memory-$name.txt.out" 2>"$work/out/memory-$name.err" || true
+    read -r seconds kib < <(figures "$work/out/memory-$name-$run.txt")
+    quellbark_kib=0 bogofilter_kib=0
+    qpid=$(quellbark_pid)
+    if [[ -n $qpid ]]; then
+      quellbark_kib=$(peak_kib "$qpid")
+      for child in $(cat "/proc/$qpid/task/"*/children 2>/dev/null); do
+        bogofilter_kib=$((bogofilter_kib + $(peak_kib "$child")))
+      done
+    fi
+    stop_quellbark
+    echo "$kib $quellbark_kib $bogofilter_kib $seconds" >>"$work/out/memory-$name.runs"
+  done
+  runs_column() { awk -v c="$1" '{ print $c }' "$work/out/memory-$name.runs"; }
+  kib=$(runs_column 1 | median)
+  quellbark_kib=$(runs_column 2 | median)
   echo "$kib $quellbark_kib" >"$work/out/memory-$name.peaks"
-  memory_rows+=("$(printf '| peak RSS, %s | host %d KiB, Quellbark %d KiB (its bogofilter %d KiB); %s s |  |  |' \
-    "$label" "$kib" "$quellbark_kib" "$bogofilter_kib" "$seconds")")
+  memory_rows+=("$(printf '| peak RSS, %s (median of %d runs; host %s KiB) | host %s KiB, Quellbark %s KiB (its bogofilter %s KiB); %s s |  |  |' \
+    "$label" "$memory_runs" "$(runs_column 1 | sort -n | paste -sd/ -)" "$kib" "$quellbark_kib" \
+    "$(runs_column 3 | median)" "$(runs_column 4 | median)")")
 }
 for count in $memory_counts; do
   link_volume "$work/volume-$count" "$count"
@@ -391,9 +403,9 @@ host_growth_mbox=$(growth 1 mbox)
 host_growth_eml=$(growth 1 eml)
 quellbark_growth=$(growth 2 maildir mbox eml)
 # A peak of 0 is a process that was not there to measure, which meets nothing.
-unmeasured=$(for count in $memory_counts; do cat "$work/out/memory-"{,mbox-,eml-}"$count.peaks"; done | awk '$1 == 0 || $2 == 0' | wc -l)
-memory_flat_row=$(printf '| peak RSS growth over %s messages: host (Maildir / mbox / *.eml folder) / Quellbark | +%s%% / +%s%% / +%s%% / +%s%%%s | at most 5%% each | %s |' \
-  "$(printf '%s\n' $memory_counts | paste -sd/ -)" "$host_growth" "$host_growth_mbox" "$host_growth_eml" \
+unmeasured=$(for count in $memory_counts; do cat "$work/out/memory-"{,mbox-,eml-}"$count.runs"; done | awk '$1 == 0 || $2 == 0' | wc -l)
+memory_flat_row=$(printf '| peak RSS growth over %s messages (medians of %d runs): host (Maildir / mbox / *.eml folder) / Quellbark | +%s%% / +%s%% / +%s%% / +%s%%%s | at most 5%% each | %s |' \
+  "$(printf '%s\n' $memory_counts | paste -sd/ -)" "$memory_runs" "$host_growth" "$host_growth_mbox" "$host_growth_eml" \
   "$quellbark_growth" "$( ((unmeasured == 0)) || echo "; $unmeasured runs not measured")" \
   "$(meets "$unmeasured == 0 && $host_growth <= 5 && $host_growth_mbox <= 5 && $host_growth_eml <= 5 && $quellbark_growth <= 5")")
 # Several batches of 1,000 in one process, 10,000 at most: what grows with a batch is let go
