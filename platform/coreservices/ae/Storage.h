@@ -48,10 +48,6 @@ struct Node {
   std::vector<Entry> items; // List, Record; an Event's parameters
   std::vector<Entry> attrs; // Event only; the five required ones come first
 
-  Node() = default;
-  Node(const Node&) = delete;
-  Node& operator=(const Node&) = delete;
-
   NodePtr clone() const;
 };
 
