@@ -14,15 +14,17 @@ constexpr const char* kTunablesBefore = "MAILHOST_GLIBC_TUNABLES_BEFORE";
 // - a larger per-thread cache of freed small blocks: a message allocates and frees hundreds of
 //   them, and the default 7 a size let most go back to the heap, to be merged and split again
 //   (32 a size: about 3% fewer instructions a run);
-// - cached only up to 512 bytes: the cache of every size up to 1 KiB fills, one rare size at a
-//   time, over tens of thousands of messages, and would keep up to a megabyte per thread;
+// - cached only up to 256 bytes: the cache of every size above fills, one rare size at a time,
+//   over tens of thousands of messages, and would keep hundreds of KiB per thread;
+// - no fast bins: a small block freed beyond the cache is merged with its free neighbours at once
+//   rather than held apart, where it kept the heaps spreading over a long run (the same CPU);
 // - blocks of 128 KiB and more always mapped on their own: malloc otherwise raises that
 //   threshold to the largest block freed so far, so a large message's buffers are carved from
 //   the heaps, and raises the trimming threshold with it, so the heaps keep them afterwards.
 std::string hostTunables(const char* users) {
   std::string tunables = users ? users : "";
-  for (std::string_view setting : {"glibc.malloc.tcache_count=32", "glibc.malloc.tcache_max=512",
-                                   "glibc.malloc.mmap_threshold=131072"}) {
+  for (std::string_view setting : {"glibc.malloc.tcache_count=32", "glibc.malloc.tcache_max=256",
+                                   "glibc.malloc.mxfast=0", "glibc.malloc.mmap_threshold=131072"}) {
     std::string_view name = setting.substr(0, setting.find('=') + 1);
     if (tunables.find(name) == std::string::npos)
       tunables += (tunables.empty() ? "" : ":") + std::string(setting);

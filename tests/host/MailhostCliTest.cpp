@@ -187,7 +187,7 @@ TEST_F(MailhostCli, TheLauncherStartsTheProgramWithTheHostsSettingsOrSaysWhyNot)
   for (const char* setting :
        {"\nG_SLICE=always-malloc\n",
         "\nGLIBC_TUNABLES=glibc.malloc.perturb=0:glibc.malloc.tcache_count=8:"
-        "glibc.malloc.tcache_max=512:glibc.malloc.mmap_threshold=131072\n",
+        "glibc.malloc.tcache_max=256:glibc.malloc.mxfast=0:glibc.malloc.mmap_threshold=131072\n",
         "\nMAILHOST_GLIBC_TUNABLES_BEFORE==glibc.malloc.perturb=0:glibc.malloc.tcache_count=8\n"})
     EXPECT_NE(started.out.find(setting), std::string::npos) << setting << started.out;
 
