@@ -163,7 +163,7 @@ classified=$(grep -c '"verdict": "\(junk\|good\)"' "$work/out/classify-1.json" |
 
 # --- classify -j auto: the same held-out folders through worker processes (one per CPU) ---------
 # The host's CPU is the parent's and its workers' (time counts the children it waited for).
-auto_workers=$(getconf _NPROCESSORS_ONLN)
+auto_workers=$(nproc)
 # Alternately with bogofilter -b again, and compared with those runs: the two figures side by side
 # see the same load.
 log "bench: throughput with classify -j auto ($auto_workers workers), $cpu_reps runs of each"

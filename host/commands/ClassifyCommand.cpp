@@ -11,6 +11,7 @@
 #include "MailError.h"
 #include "Maildir.h"
 #include "MaildirTree.h"
+#include "runtime/CpuPin.h"
 #include "runtime/HostSession.h"
 
 #include <CLI/Formatter.hpp>
@@ -210,9 +211,9 @@ private:
   }
 };
 
-// "auto" or 0: one worker per online CPU. Each worker's exchange is one chain (the worker,
-// Quellbark's thread for its connection, that thread's bogofilter) of which only one part runs
-// at a time, so one chain per CPU keeps the CPUs busy; more only add switches between them.
+// "auto" or 0: one worker per CPU this process may use. Each worker's exchange is one chain (the
+// worker, Quellbark's thread for its connection, that thread's bogofilter) of which only one part
+// runs at a time, so one chain per CPU keeps the CPUs busy; more only add switches between them.
 std::size_t jobsFromText(const std::string& text) {
   std::size_t jobs = 0;
   if (text != "auto") {
@@ -222,7 +223,7 @@ std::size_t jobsFromText(const std::string& text) {
                                  "\"" + text + "\" is not a number of jobs (0-1024 or auto)");
   }
   if (jobs == 0)
-    jobs = static_cast<std::size_t>(std::max(1L, ::sysconf(_SC_NPROCESSORS_ONLN)));
+    jobs = cpusOfThisProcess().size();
   return jobs;
 }
 

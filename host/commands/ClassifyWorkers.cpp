@@ -2,6 +2,7 @@
 
 #include "MailError.h"
 #include "WorkerProtocol.h"
+#include "runtime/CpuPin.h"
 #include "runtime/SecondStart.h"
 
 #include <algorithm>
@@ -15,7 +16,6 @@
 #include <optional>
 #include <ostream>
 #include <poll.h>
-#include <sched.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -97,18 +97,6 @@ int reap(pid_t pid) {
   while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
   return status;
-}
-
-// The CPUs this process may run on, in order.
-std::vector<int> cpusOfThisProcess() {
-  cpu_set_t set;
-  CPU_ZERO(&set);
-  std::vector<int> cpus;
-  if (::sched_getaffinity(0, sizeof set, &set) == 0)
-    for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
-      if (CPU_ISSET(cpu, &set))
-        cpus.push_back(cpu);
-  return cpus;
 }
 
 using Numbered = std::pair<std::size_t, ClassifyOutcome>; // place in the run, outcome

@@ -1,5 +1,8 @@
 #include "CpuPin.h"
 
+#include <algorithm>
+#include <unistd.h>
+
 namespace mailhost {
 
 CpuPin::CpuPin() : CpuPin(::sched_getcpu()) {}
@@ -17,6 +20,20 @@ CpuPin::CpuPin(int cpu) {
 CpuPin::~CpuPin() {
   if (mPinned)
     ::sched_setaffinity(0, sizeof mBefore, &mBefore);
+}
+
+std::vector<int> cpusOfThisProcess() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  std::vector<int> cpus;
+  if (::sched_getaffinity(0, sizeof set, &set) == 0)
+    for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu)
+      if (CPU_ISSET(cpu, &set))
+        cpus.push_back(cpu);
+  if (cpus.empty())
+    for (long cpu = 0; cpu < std::max(1L, ::sysconf(_SC_NPROCESSORS_ONLN)); ++cpu)
+      cpus.push_back(static_cast<int>(cpu));
+  return cpus;
 }
 
 } // namespace mailhost

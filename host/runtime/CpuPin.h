@@ -2,6 +2,7 @@
 #pragma once
 
 #include <sched.h>
+#include <vector>
 
 namespace mailhost {
 
@@ -25,5 +26,9 @@ private:
   cpu_set_t mBefore{};
   bool mPinned = false;
 };
+
+// The CPUs the calling thread may run on (its affinity, as `nproc` counts them), in order; all
+// online CPUs when the system does not say.
+std::vector<int> cpusOfThisProcess();
 
 } // namespace mailhost

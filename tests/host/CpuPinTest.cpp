@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <sched.h>
+#include <vector>
 
 namespace mailhost {
 namespace {
@@ -67,6 +68,21 @@ TEST(CpuPin, HoldsTheThreadOnTheCpuItIsGivenIfItMayRunThere) {
     const cpu_set_t same = current();
     EXPECT_TRUE(CPU_EQUAL(&same, &all)) << refused;
   }
+}
+
+// What `classify -j auto` counts: the CPUs this process may use (as under taskset or a
+// container's CPU set), not every CPU the machine has online.
+TEST(CpuPin, TheCpusOfThisProcessAreItsAffinity) {
+  const cpu_set_t all = current();
+  std::vector<int> cpus = cpusOfThisProcess();
+  EXPECT_EQ(static_cast<int>(cpus.size()), CPU_COUNT(&all));
+  ASSERT_FALSE(cpus.empty());
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(cpus.back(), &one);
+  ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+  EXPECT_EQ(cpusOfThisProcess(), std::vector<int>{cpus.back()});
+  sched_setaffinity(0, sizeof all, &all);
 }
 
 } // namespace
