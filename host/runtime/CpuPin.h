@@ -1,4 +1,4 @@
-// Keeping the calling thread on one CPU for a stretch of work.
+// The CPUs a thread may use, and keeping it on one of them for a stretch of work.
 #pragma once
 
 #include <sched.h>
