@@ -3,7 +3,9 @@
 
 #include "transport/Frame.h"
 #include "transport/PeerCredentials.h"
+#include <unix/ProcessTable.h>
 #include <unix/Registry.h>
+#include <unix/RuntimeFolder.h>
 #include <unix/Syscalls.h>
 
 #include <chrono>
@@ -12,6 +14,7 @@
 #include <filesystem>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -400,6 +403,90 @@ INSTANTIATE_TEST_SUITE_P(Serving, TransportTest, ::testing::Values(false, true),
                          [](const ::testing::TestParamInfo<bool>& serving) {
                            return serving.param ? "OwnThreads" : "EventLoop";
                          });
+
+// A peer that writes more than its answer in one go: a frame left over from an earlier exchange
+// before it and stray bytes after it. The sender skips the first, takes the answer, and never
+// reads the stray bytes as the start of its next answer: the next exchange goes over a new
+// connection. The peer is a child process that only writes the bytes made for it here.
+TEST_F(SandboxTest, BytesAroundAnAnswerNeitherReplaceItNorSpoilTheNextExchange) {
+  using namespace coreservices;
+  auto folder = os::runtimeFolder(true);
+  ASSERT_TRUE(folder.has_value());
+  const std::string path = *folder + "/scripted.sock";
+  int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(listen(listener, 4), 0);
+
+  // What connection n (1, 2) writes: the stale frame, the answer (its direct object n * 1000),
+  // three stray bytes. The exchange IDs are filled in by the child.
+  std::vector<std::uint8_t> writes[2];
+  for (SInt32 n = 1; n <= 2; ++n) {
+    AppleEvent answer = testEvent("ansr", "Scrp");
+    SInt32 value = n * 1000;
+    AEPutParamPtr(&answer, keyDirectObject, typeSInt32, &value, sizeof value);
+    std::vector<std::uint8_t> flat(static_cast<std::size_t>(AESizeOfFlattenedDesc(&answer)));
+    Size written = 0;
+    AEFlattenDesc(&answer, reinterpret_cast<Ptr>(flat.data()), static_cast<Size>(flat.size()),
+                  &written);
+    AEDisposeDesc(&answer);
+    std::vector<std::uint8_t>& out = writes[n - 1];
+    for (int frame = 0; frame < 2; ++frame) {
+      std::uint8_t header[kFrameHeaderSize];
+      encodeHeader({FrameKind::reply, 0, static_cast<std::uint32_t>(flat.size()), 0}, header);
+      out.insert(out.end(), header, header + kFrameHeaderSize);
+      out.insert(out.end(), flat.begin(), flat.end());
+    }
+    out.insert(out.end(), {'x', 'y', 'z'});
+  }
+  const std::size_t secondHeader = writes[0].size() / 2 - 1; // past the stale frame
+
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    static std::uint8_t request[64 * 1024];
+    for (std::vector<std::uint8_t>& out : writes) {
+      int fd = accept(listener, nullptr, nullptr);
+      FrameHeader header;
+      if (fd < 0 || recv(fd, request, kFrameHeaderSize, MSG_WAITALL) != kFrameHeaderSize ||
+          decodeHeader(request, header) != HeaderCheck::ok || header.length > sizeof request ||
+          recv(fd, request, header.length, MSG_WAITALL) != static_cast<ssize_t>(header.length))
+        _exit(1);
+      writeBigEndian32(out.data() + 12, header.exchangeID + 1000);
+      writeBigEndian32(out.data() + secondHeader + 12, header.exchangeID);
+      if (send(fd, out.data(), out.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(out.size()))
+        _exit(1);
+      // Left open: only what came on it may retire the first connection.
+    }
+    pause();
+    _exit(0);
+  }
+  close(listener);
+  auto start = os::processStartTime(child);
+  ASSERT_TRUE(start.has_value());
+  os::RegistryEntry entry;
+  entry.pid = child;
+  entry.startTime = *start;
+  entry.signature = codeOf("Scrp");
+  entry.socketPath = path;
+  ASSERT_TRUE(os::writeEntry(*folder, entry));
+
+  for (SInt32 expected : {1000, 2000}) {
+    AppleEvent event = testEvent("echo", "Scrp");
+    AppleEvent reply{typeNull, nullptr};
+    // Two seconds: an exchange sent over the first connection again would go unanswered.
+    EXPECT_EQ(AESendMessage(&event, &reply, kAEWaitReply, 120), noErr) << expected;
+    SInt32 got = -1;
+    AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &got, sizeof got, nullptr);
+    EXPECT_EQ(got, expected);
+    AEDisposeDesc(&reply);
+    AEDisposeDesc(&event);
+  }
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+}
 
 TEST(PeerCredentials, OnlyTheSameUserIsAccepted) {
   EXPECT_FALSE(coreservices::credentialsAcceptable(0, 1000)) << "not even root";

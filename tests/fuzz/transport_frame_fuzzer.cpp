@@ -26,10 +26,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   shutdown(pair[0], SHUT_WR);
 
   std::size_t offset = 0;
+  FrameInput input; // what one read brought past its frame is the next one's
   for (;;) {
     FrameHeader header;
     std::vector<std::uint8_t> payload;
-    IOStatus status = readFrame(pair[1], Clock::now() + std::chrono::seconds(5), header, payload);
+    IOStatus status =
+        readFrame(pair[1], Clock::now() + std::chrono::seconds(5), input, header, payload);
     if (status == IOStatus::ok) {
       if (payload.size() != header.length || offset + kFrameHeaderSize + header.length > size)
         std::abort();

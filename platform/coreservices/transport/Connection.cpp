@@ -6,6 +6,8 @@
 #include <unix/Syscalls.h>
 #include <unix/UnixSocket.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <poll.h>
 
 namespace coreservices {
@@ -48,21 +50,45 @@ IOStatus writeAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadl
   return statusOf(os::sendAllGathered(socket, pieces, deadline));
 }
 
-IOStatus readFrame(int socket, Deadline deadline, FrameHeader& header,
+namespace {
+
+// A reply and anything short of this comes in one receive; a larger frame's rest goes straight into
+// its payload.
+constexpr std::size_t kReceiveAtOnce = 4096;
+
+// Waits for bytes and takes what has arrived. A frame is read after a request has gone out, so
+// its answer is hardly ever there yet: waiting first saves a receive that would only say so.
+IOStatus receiveMore(int socket, Deadline deadline, FrameInput& input) {
+  for (;;) {
+    if (auto waited = statusOf(os::waitFor(socket, POLLIN, deadline)); waited != IOStatus::ok)
+      return waited;
+    std::size_t room = 0;
+    std::uint8_t* into = input.space(kReceiveAtOnce, room);
+    ssize_t got = os::receiveSome(socket, into, room);
+    if (got > 0) {
+      input.received(static_cast<std::size_t>(got));
+      return IOStatus::ok;
+    }
+    if (got == 0 || (errno != EAGAIN && errno != EWOULDBLOCK))
+      return IOStatus::closed;
+  }
+}
+
+} // namespace
+
+IOStatus readFrame(int socket, Deadline deadline, FrameInput& input, FrameHeader& header,
                    std::vector<std::uint8_t>& payload) {
-  // A frame is read after a request has gone out, so its answer is hardly ever there yet:
-  // waiting first saves a read that would only say so.
-  if (auto waited = statusOf(os::waitFor(socket, POLLIN, deadline)); waited != IOStatus::ok)
-    return waited;
-  std::uint8_t raw[kFrameHeaderSize];
-  if (auto status = statusOf(os::receiveExactly(socket, raw, sizeof raw, deadline));
-      status != IOStatus::ok)
-    return status;
-  if (decodeHeader(raw, header) != HeaderCheck::ok)
+  while (input.size() < kFrameHeaderSize)
+    if (IOStatus status = receiveMore(socket, deadline, input); status != IOStatus::ok)
+      return status;
+  if (decodeHeader(input.data(), header) != HeaderCheck::ok)
     return IOStatus::protocolError;
+  input.consume(kFrameHeaderSize);
+  std::size_t arrived = std::min<std::size_t>(input.size(), header.length);
+  payload.assign(input.data(), input.data() + arrived);
+  input.consume(arrived);
   // Grown as bytes arrive, so a header that promises much but sends little costs little.
   constexpr std::size_t kStep = 1 << 20;
-  payload.clear();
   while (payload.size() < header.length) {
     std::size_t offset = payload.size();
     std::size_t step = std::min<std::size_t>(kStep, header.length - offset);

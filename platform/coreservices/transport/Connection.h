@@ -23,8 +23,10 @@ IOStatus connectTo(const std::string& path, Deadline deadline, int& socket);
 // Writes the pieces as one run of bytes; `pieces` is used up on the way.
 IOStatus writeAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadline);
 
-// Reads one frame; a header that is not well formed is a protocolError.
-IOStatus readFrame(int socket, Deadline deadline, FrameHeader& header,
+// Reads one frame through `input`, which keeps what a receive brought past it for the next call:
+// one receive takes a small frame whole, header and payload. A header that is not well formed is
+// a protocolError.
+IOStatus readFrame(int socket, Deadline deadline, FrameInput& input, FrameHeader& header,
                    std::vector<std::uint8_t>& payload);
 
 // True when the socket is connected and has nothing pending (a reused channel must be quiet).

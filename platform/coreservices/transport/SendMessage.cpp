@@ -111,10 +111,21 @@ OSStatus exchange(ReplyChannel& channel, const os::RegistryEntry& target, std::v
       written != IOStatus::ok)
     return statusFor(written);
 
+  FrameInput input;
+  // Bytes that came after the answer belong to no exchange of this one's: the connection, which
+  // cannot say where its next frame starts now, is not used again.
+  struct DropIfLeftOver {
+    ReplyChannel& channel;
+    FrameInput& input;
+    ~DropIfLeftOver() {
+      if (input.size() > 0)
+        channel.disconnect();
+    }
+  } dropIfLeftOver{channel, input};
   for (;;) {
     FrameHeader header;
     std::vector<std::uint8_t> payload;
-    if (IOStatus read = readFrame(channel.socket(), deadline, header, payload);
+    if (IOStatus read = readFrame(channel.socket(), deadline, input, header, payload);
         read != IOStatus::ok)
       return statusFor(read);
     if (header.exchangeID != exchangeID)
