@@ -11,6 +11,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -404,88 +405,153 @@ INSTANTIATE_TEST_SUITE_P(Serving, TransportTest, ::testing::Values(false, true),
                            return serving.param ? "OwnThreads" : "EventLoop";
                          });
 
-// A peer that writes more than its answer in one go: a frame left over from an earlier exchange
-// before it and stray bytes after it. The sender skips the first, takes the answer, and never
-// reads the stray bytes as the start of its next answer: the next exchange goes over a new
-// connection. The peer is a child process that only writes the bytes made for it here.
-TEST_F(SandboxTest, BytesAroundAnAnswerNeitherReplaceItNorSpoilTheNextExchange) {
-  using namespace coreservices;
-  auto folder = os::runtimeFolder(true);
-  ASSERT_TRUE(folder.has_value());
-  const std::string path = *folder + "/scripted.sock";
-  int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  ASSERT_EQ(listen(listener, 4), 0);
+// A peer whose bytes a test dictates: a child process registered as "Scrp" that, for each
+// connection in turn, reads one request and writes what was made for that connection (with the
+// request's exchange ID written into the frame headers listed), then leaves the connection open or
+// closes it and says so on a pipe. It only writes bytes made before it was started.
+class ScriptedPeerTest : public SandboxTest {
+protected:
+  struct Connection {
+    std::vector<std::uint8_t> bytes;
+    std::vector<std::size_t> headers; // where the frames answering the request start
+    std::uint32_t staleOffset = 0;    // added to the exchange ID in the first header
+    bool close = false;
+  };
 
-  // What connection n (1, 2) writes: the stale frame, the answer (its direct object n * 1000),
-  // three stray bytes. The exchange IDs are filled in by the child.
-  std::vector<std::uint8_t> writes[2];
-  for (SInt32 n = 1; n <= 2; ++n) {
+  ~ScriptedPeerTest() override {
+    if (mChild > 0) {
+      kill(mChild, SIGKILL);
+      waitpid(mChild, nullptr, 0);
+    }
+    if (mClosed >= 0)
+      close(mClosed);
+    if (mPort != MACH_PORT_NULL)
+      mach_port_destroy(mach_task_self(), mPort);
+  }
+
+  // A reply frame's bytes: header (exchange ID to be filled in) and an answer whose direct object
+  // is `value`.
+  static std::vector<std::uint8_t> answerFrame(SInt32 value) {
+    using namespace coreservices;
     AppleEvent answer = testEvent("ansr", "Scrp");
-    SInt32 value = n * 1000;
     AEPutParamPtr(&answer, keyDirectObject, typeSInt32, &value, sizeof value);
     std::vector<std::uint8_t> flat(static_cast<std::size_t>(AESizeOfFlattenedDesc(&answer)));
     Size written = 0;
     AEFlattenDesc(&answer, reinterpret_cast<Ptr>(flat.data()), static_cast<Size>(flat.size()),
                   &written);
     AEDisposeDesc(&answer);
-    std::vector<std::uint8_t>& out = writes[n - 1];
-    for (int frame = 0; frame < 2; ++frame) {
-      std::uint8_t header[kFrameHeaderSize];
-      encodeHeader({FrameKind::reply, 0, static_cast<std::uint32_t>(flat.size()), 0}, header);
-      out.insert(out.end(), header, header + kFrameHeaderSize);
-      out.insert(out.end(), flat.begin(), flat.end());
-    }
-    out.insert(out.end(), {'x', 'y', 'z'});
+    std::vector<std::uint8_t> frame(kFrameHeaderSize);
+    encodeHeader({FrameKind::reply, 0, static_cast<std::uint32_t>(flat.size()), 0}, frame.data());
+    frame.insert(frame.end(), flat.begin(), flat.end());
+    return frame;
   }
-  const std::size_t secondHeader = writes[0].size() / 2 - 1; // past the stale frame
 
-  pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    static std::uint8_t request[64 * 1024];
-    for (std::vector<std::uint8_t>& out : writes) {
-      int fd = accept(listener, nullptr, nullptr);
-      FrameHeader header;
-      if (fd < 0 || recv(fd, request, kFrameHeaderSize, MSG_WAITALL) != kFrameHeaderSize ||
-          decodeHeader(request, header) != HeaderCheck::ok || header.length > sizeof request ||
-          recv(fd, request, header.length, MSG_WAITALL) != static_cast<ssize_t>(header.length))
-        _exit(1);
-      writeBigEndian32(out.data() + 12, header.exchangeID + 1000);
-      writeBigEndian32(out.data() + secondHeader + 12, header.exchangeID);
-      if (send(fd, out.data(), out.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(out.size()))
-        _exit(1);
-      // Left open: only what came on it may retire the first connection.
+  void start(std::vector<Connection> connections) {
+    using namespace coreservices;
+    auto folder = os::runtimeFolder(true);
+    ASSERT_TRUE(folder.has_value());
+    const std::string path = *folder + "/scripted.sock";
+    int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 4), 0);
+    int closed[2];
+    ASSERT_EQ(pipe2(closed, O_CLOEXEC), 0);
+    mChild = fork();
+    ASSERT_GE(mChild, 0);
+    if (mChild == 0) {
+      static std::uint8_t request[64 * 1024];
+      for (Connection& connection : connections) {
+        int fd = accept(listener, nullptr, nullptr);
+        FrameHeader header;
+        if (fd < 0 || recv(fd, request, kFrameHeaderSize, MSG_WAITALL) != kFrameHeaderSize ||
+            decodeHeader(request, header) != HeaderCheck::ok || header.length > sizeof request ||
+            recv(fd, request, header.length, MSG_WAITALL) != static_cast<ssize_t>(header.length))
+          _exit(1);
+        for (std::size_t i = 0; i < connection.headers.size(); ++i)
+          writeBigEndian32(connection.bytes.data() + connection.headers[i] + 12,
+                           header.exchangeID + (i == 0 ? connection.staleOffset : 0));
+        if (send(fd, connection.bytes.data(), connection.bytes.size(), MSG_NOSIGNAL) !=
+            static_cast<ssize_t>(connection.bytes.size()))
+          _exit(1);
+        if (connection.close) {
+          close(fd);
+          if (write(closed[1], "c", 1) != 1)
+            _exit(1);
+        }
+      }
+      pause();
+      _exit(0);
     }
-    pause();
-    _exit(0);
+    close(listener);
+    close(closed[1]);
+    mClosed = closed[0];
+    auto start = os::processStartTime(mChild);
+    ASSERT_TRUE(start.has_value());
+    os::RegistryEntry entry;
+    entry.pid = mChild;
+    entry.startTime = *start;
+    entry.signature = codeOf("Scrp");
+    entry.socketPath = path;
+    ASSERT_TRUE(os::writeEntry(*folder, entry));
   }
-  close(listener);
-  auto start = os::processStartTime(child);
-  ASSERT_TRUE(start.has_value());
-  os::RegistryEntry entry;
-  entry.pid = child;
-  entry.startTime = *start;
-  entry.signature = codeOf("Scrp");
-  entry.socketPath = path;
-  ASSERT_TRUE(os::writeEntry(*folder, entry));
 
-  for (SInt32 expected : {1000, 2000}) {
+  // The direct object of the answer to an event sent with a reply port kept for the test: the
+  // port's connection is kept from one exchange to the next. Two seconds: an exchange sent where
+  // no answer will come fails rather than waits.
+  SInt32 exchange() {
+    if (mPort == MACH_PORT_NULL)
+      mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &mPort);
     AppleEvent event = testEvent("echo", "Scrp");
+    AEPutAttributePtr(&event, keyReplyPortAttr, typeMachPort, &mPort, sizeof mPort);
     AppleEvent reply{typeNull, nullptr};
-    // Two seconds: an exchange sent over the first connection again would go unanswered.
-    EXPECT_EQ(AESendMessage(&event, &reply, kAEWaitReply, 120), noErr) << expected;
     SInt32 got = -1;
-    AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &got, sizeof got, nullptr);
-    EXPECT_EQ(got, expected);
+    if (OSStatus sent = AESendMessage(&event, &reply, kAEWaitReply, 120); sent != noErr)
+      got = sent;
+    else
+      AEGetParamPtr(&reply, keyDirectObject, typeSInt32, nullptr, &got, sizeof got, nullptr);
     AEDisposeDesc(&reply);
     AEDisposeDesc(&event);
+    return got;
   }
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
+
+  void waitForAClose() {
+    char c = 0;
+    ASSERT_EQ(read(mClosed, &c, 1), 1);
+  }
+
+  pid_t mChild = -1;
+  int mClosed = -1;
+  mach_port_t mPort = MACH_PORT_NULL;
+};
+
+// A frame left over from an earlier exchange before the answer and stray bytes after it, in one
+// write: the sender skips the first, takes the answer, and never reads the stray bytes as the
+// start of its next answer: the next exchange goes over a new connection.
+TEST_F(ScriptedPeerTest, BytesAroundAnAnswerNeitherReplaceItNorSpoilTheNextExchange) {
+  std::vector<Connection> connections;
+  for (SInt32 n = 1; n <= 2; ++n) {
+    std::vector<std::uint8_t> frame = answerFrame(n * 1000);
+    Connection connection{frame, {0, frame.size()}, 1000};
+    connection.bytes.insert(connection.bytes.end(), frame.begin(), frame.end());
+    connection.bytes.insert(connection.bytes.end(), {'x', 'y', 'z'});
+    connections.push_back(connection);
+  }
+  start(connections);
+  EXPECT_EQ(exchange(), 1000);
+  EXPECT_EQ(exchange(), 2000);
+}
+
+// A kept connection that its peer has closed since: the request goes again on a new connection.
+TEST_F(ScriptedPeerTest, AKeptConnectionItsPeerHasClosedIsReplaced) {
+  Connection first{answerFrame(1000), {0}};
+  first.close = true;
+  start({first, Connection{answerFrame(2000), {0}}});
+  EXPECT_EQ(exchange(), 1000);
+  waitForAClose();
+  EXPECT_EQ(exchange(), 2000);
 }
 
 TEST(PeerCredentials, OnlyTheSameUserIsAccepted) {

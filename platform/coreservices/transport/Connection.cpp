@@ -100,9 +100,4 @@ IOStatus readFrame(int socket, Deadline deadline, FrameInput& input, FrameHeader
   return IOStatus::ok;
 }
 
-bool connectionIsQuiet(int socket) {
-  pollfd entry{socket, POLLIN, 0};
-  return os::calls().poll(&entry, 1, 0) == 0;
-}
-
 } // namespace coreservices

@@ -29,7 +29,4 @@ IOStatus writeAllGathered(int socket, std::vector<iovec>& pieces, Deadline deadl
 IOStatus readFrame(int socket, Deadline deadline, FrameInput& input, FrameHeader& header,
                    std::vector<std::uint8_t>& payload);
 
-// True when the socket is connected and has nothing pending (a reused channel must be quiet).
-bool connectionIsQuiet(int socket);
-
 } // namespace coreservices

@@ -90,25 +90,42 @@ OSStatus dispatchInThisProcess(const AppleEvent* event, AppleEvent* reply, bool 
   return noErr;
 }
 
+std::size_t bytesIn(const std::vector<iovec>& pieces) {
+  std::size_t total = 0;
+  for (const iovec& piece : pieces)
+    total += piece.iov_len;
+  return total;
+}
+
 // One exchange on a channel that the caller holds exclusively; `frame` is used up.
 OSStatus exchange(ReplyChannel& channel, const os::RegistryEntry& target, std::vector<iovec>& frame,
                   std::uint32_t exchangeID, bool wantsReply, Deadline deadline, AppleEvent* reply) {
-  if (channel.socket() >= 0 &&
-      (channel.endpoint() != target.socketPath || !connectionIsQuiet(channel.socket())))
+  if (channel.socket() >= 0 && channel.endpoint() != target.socketPath)
     channel.disconnect();
-  // A connection kept from an earlier channel serves if nothing has arrived on it since.
-  if (channel.socket() < 0 && channel.adoptKept(target.socketPath) &&
-      !connectionIsQuiet(channel.socket()))
-    channel.disconnect();
-  if (channel.socket() < 0) {
+  // A connection kept from an earlier channel serves too. Either may have been closed by its peer
+  // since, which the send finds out: a request that went nowhere goes again on a new connection.
+  // What else may have arrived on it (an answer too late for its exchange) is skipped by
+  // exchange ID.
+  bool reused = channel.socket() >= 0 || channel.adoptKept(target.socketPath);
+  auto connect = [&] {
     int socket = -1;
-    if (IOStatus connected = connectTo(target.socketPath, deadline, socket);
-        connected != IOStatus::ok)
+    IOStatus connected = connectTo(target.socketPath, deadline, socket);
+    if (connected == IOStatus::ok)
+      channel.adopt(socket, target.socketPath);
+    return connected;
+  };
+  if (!reused)
+    if (IOStatus connected = connect(); connected != IOStatus::ok)
       return statusFor(connected);
-    channel.adopt(socket, target.socketPath);
+  std::size_t unsent = bytesIn(frame);
+  IOStatus written = writeAllGathered(channel.socket(), frame, deadline);
+  if (written == IOStatus::closed && reused && bytesIn(frame) == unsent) {
+    channel.disconnect();
+    if (IOStatus connected = connect(); connected != IOStatus::ok)
+      return statusFor(connected);
+    written = writeAllGathered(channel.socket(), frame, deadline);
   }
-  if (IOStatus written = writeAllGathered(channel.socket(), frame, deadline);
-      written != IOStatus::ok)
+  if (written != IOStatus::ok)
     return statusFor(written);
 
   FrameInput input;
